@@ -1,0 +1,22 @@
+# Compiler settings shared by every target of the project.
+
+if(ZELCONFIG_SANITIZE)
+  # Applied to everything, tests included, so that the runtime sees every
+  # allocation and every call across the library boundary.
+  set(_zelconfig_sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all
+      -fno-omit-frame-pointer)
+  add_compile_options(${_zelconfig_sanitizers})
+  add_link_options(${_zelconfig_sanitizers})
+  # Bounds-checked standard containers as well.
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+endif()
+
+# Warnings for the project's own targets; -Werror only where asked (CI does).
+function(zelconfig_target_options target)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow)
+    if(ZELCONFIG_WERROR)
+      target_compile_options(${target} PRIVATE -Werror)
+    endif()
+  endif()
+endfunction()

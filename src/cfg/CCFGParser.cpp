@@ -1,0 +1,355 @@
+#include "CCFGParser.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <locale>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/trim.hpp>
+#include <boost/range/iterator_range.hpp>
+
+#include "CFGLine.h"
+#include "CFGLineReader.h"
+#include "platform/ZelLog.h"
+
+using namespace zelconfig;
+
+static_assert(sizeof(unsigned int) == 4, "m_uiAnonymousMode is a 32-bit field");
+
+namespace {
+
+using BlockMap = std::map<std::string, CBlock*>;
+
+const char kAnonymousBlock[] = "anonymous";
+
+// Frees a block map and every block in it; the map may hold NULL blocks.
+void FreeBlockMap(BlockMap* pBlocks)
+{
+    if (pBlocks == nullptr) {
+        return;
+    }
+    for (auto& entry : *pBlocks) {
+        delete entry.second;
+    }
+    delete pBlocks;
+}
+
+// Adds a block for a header line and returns the block its entries go to.
+// When the name is taken, the first block keeps it and the newcomer's entries
+// are lost; they are sent to `discard` so that nothing is kept for them.
+CBlock* AddBlock(BlockMap& blocks, std::string_view name, std::string& pending, CBlock& discard)
+{
+    std::string key(name);
+    auto hint = blocks.end();
+    // Files usually list blocks in order: then the new name goes last, no search needed.
+    if (!blocks.empty() && !(blocks.rbegin()->first < key)) {
+        hint = blocks.lower_bound(key);
+        if (hint != blocks.end() && hint->first == key) {
+            pending.clear();
+            return &discard;
+        }
+    }
+    // Insert the slot first, so that a failing allocation leaves no block unowned.
+    auto slot = blocks.emplace_hint(hint, std::move(key), nullptr);
+    slot->second = new CBlock;
+    slot->second->m_strComment.swap(pending);
+    pending.clear();
+    return slot->second;
+}
+
+// Appends an entry to a block, handing it the pending comment.
+void AppendNode(CBlock& block, std::string& pending, std::string_view key, std::string_view value)
+{
+    block.m_vecNodes.emplace_back();
+    CNode& node = block.m_vecNodes.back();
+    node.m_strComment.swap(pending);
+    pending.clear();
+    node.m_strKey.assign(key.data(), key.size());
+    node.m_strValue.assign(value.data(), value.size());
+}
+
+using IsSpace = decltype(boost::algorithm::is_space(std::locale()));
+
+// Anonymous-mode trimming: white space as the global locale classes it.
+std::string_view Trim(std::string_view text, const IsSpace& isSpace)
+{
+    const auto trimmed = boost::algorithm::trim_copy_if(
+        boost::make_iterator_range(text.data(), text.data() + text.size()), isSpace);
+    return std::string_view(trimmed.begin(), static_cast<size_t>(trimmed.size()));
+}
+
+// The lookup key's block and entry names; `entry` views into `key`.
+struct KeyParts
+{
+    std::string block;
+    std::string_view entry;
+};
+
+// Splits a key at its first '.'. Without one, both names stay empty unless
+// `anonymousBlock` is given, which then receives the whole key as its entry.
+KeyParts SplitKey(const std::string& key, const char* anonymousBlock)
+{
+    KeyParts parts;
+    const size_t dot = key.find('.');
+    if (dot != std::string::npos) {
+        parts.block.assign(key, 0, dot);
+        parts.entry = std::string_view(key).substr(dot + 1);
+    } else if (anonymousBlock != nullptr) {
+        parts.block = anonymousBlock;
+        parts.entry = key;
+    }
+    return parts;
+}
+
+// The block of that name, if it exists and holds entries. Names are unique
+// keys of the map, so its own search finds the one block a walk would.
+CBlock* FindBlock(BlockMap& blocks, const std::string& name)
+{
+    const auto found = blocks.find(name);
+    if (found == blocks.end() || found->second == nullptr || found->second->m_vecNodes.empty()) {
+        return nullptr;
+    }
+    return found->second;
+}
+
+// Writes one line from up to four pieces in a single system call, retrying
+// short writes. Write errors are deliberately not reported by a save.
+void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view c = {},
+               std::string_view d = {})
+{
+    iovec parts[4];
+    int count = 0;
+    for (std::string_view piece : {a, b, c, d}) {
+        if (!piece.empty()) {
+            parts[count].iov_base = const_cast<char*>(piece.data());
+            parts[count].iov_len = piece.size();
+            ++count;
+        }
+    }
+    iovec* next = parts;
+    while (count > 0) {
+        const ssize_t written = ::writev(fd, next, count);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return;
+        }
+        size_t left = static_cast<size_t>(written);
+        while (count > 0 && left >= next->iov_len) {
+            left -= next->iov_len;
+            ++next;
+            --count;
+        }
+        if (count > 0) {
+            next->iov_base = static_cast<char*>(next->iov_base) + left;
+            next->iov_len -= left;
+        }
+    }
+}
+
+} // namespace
+
+CCFGParser::CCFGParser() : m_uiAnonymousMode(0), m_pmCFGData(nullptr) {}
+
+CCFGParser::CCFGParser(unsigned int uiAnonymousMode)
+    : m_uiAnonymousMode(uiAnonymousMode), m_pmCFGData(nullptr)
+{
+}
+
+CCFGParser::CCFGParser(const std::string& strPath) : CCFGParser(strPath, 0) {}
+
+CCFGParser::CCFGParser(const std::string& strPath, unsigned int uiAnonymousMode)
+    : m_uiAnonymousMode(uiAnonymousMode), m_pmCFGData(nullptr)
+{
+    CFGParseFile(strPath);
+}
+
+CCFGParser::CCFGParser(const CCFGParser& /*other*/) : m_uiAnonymousMode(0), m_pmCFGData(nullptr)
+{
+    ZEL_LOG(kLogRefused, "CCFGParser", " Creating object using Copy constructor is not supported ");
+}
+
+CCFGParser& CCFGParser::operator=(const CCFGParser& /*other*/)
+{
+    ZEL_LOG(kLogRefused, "operator=", " Assignment of objects is Not supported ");
+    // Assignment empties the target; its data is unreachable from here on.
+    FreeBlockMap(m_pmCFGData);
+    m_uiAnonymousMode = 0;
+    m_pmCFGData = nullptr;
+    return *this;
+}
+
+CCFGParser::~CCFGParser()
+{
+    FreeBlockMap(m_pmCFGData);
+    m_pmCFGData = nullptr;
+}
+
+int CCFGParser::CFGParseFile(const std::string& strPath)
+{
+    // Every parse starts from a fresh map; the previous one is let go (and,
+    // since nothing can reach it any more, freed).
+    BlockMap* pBlocks = new (std::nothrow) BlockMap;
+    FreeBlockMap(m_pmCFGData);
+    m_pmCFGData = pBlocks;
+    if (pBlocks == nullptr) {
+        ZEL_LOG(kLogError, "CFGParseFile", "m_pmCFGData is NULL");
+        return EINVAL;
+    }
+
+    CFGLineReader reader;
+    if (!reader.Open(strPath)) {
+        ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
+        return -2;
+    }
+
+    const bool bAnonymous = m_uiAnonymousMode != 0;
+    CBlock* pAnonymous = nullptr;
+    if (bAnonymous) {
+        auto slot = pBlocks->emplace(kAnonymousBlock, nullptr).first;
+        slot->second = new CBlock;
+        pAnonymous = slot->second;
+    }
+    // Trimming classes white space by the global locale; one copy of it per parse.
+    const IsSpace isSpace =
+        boost::algorithm::is_space(bAnonymous ? std::locale() : std::locale::classic());
+
+    std::string pending; // comment lines waiting for the next header or entry
+    CBlock* pCurrent = nullptr;
+    CBlock discard; // stands for a block whose name was taken; never filled
+    std::string_view text;
+    while (reader.Next(text)) {
+        const CFGLine line = CFGClassifyLine(text);
+        switch (line.kind) {
+        case CFGLineKind::Comment:
+            pending.append(text.data(), text.size());
+            break;
+        case CFGLineKind::UnterminatedHeader:
+            ZEL_LOG(kLogError, "CFGParseFile", "End Tag missing");
+            return -1;
+        case CFGLineKind::Header:
+            pCurrent = AddBlock(*pBlocks, line.name, pending, discard);
+            break;
+        case CFGLineKind::Entry:
+            if (bAnonymous) {
+                if (pAnonymous == nullptr) {
+                    ZEL_LOG(kLogError, "CFGParseFile", "anonymous_pBlock is NULL");
+                    return EINVAL;
+                }
+                AppendNode(*pAnonymous, pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
+            } else if (pCurrent == nullptr) {
+                ZEL_LOG(kLogError, "CFGParseFile", "l_pBlock is NULL");
+                return EINVAL;
+            } else if (pCurrent == &discard) {
+                pending.clear();
+            } else {
+                AppendNode(*pCurrent, pending, line.key, line.value);
+            }
+            break;
+        case CFGLineKind::Ignored:
+            break;
+        }
+    }
+    if (reader.Failed()) {
+        // The file opened but could not be read to its end.
+        ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
+        return -2;
+    }
+    return 0;
+}
+
+int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
+{
+    if (m_pmCFGData == nullptr || strKey.empty()) {
+        return -2;
+    }
+    const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
+    const CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
+    if (pBlock == nullptr) {
+        return -2;
+    }
+    int result = -2;
+    for (const CNode& node : pBlock->m_vecNodes) {
+        if (node.m_strKey == parts.entry) {
+            // The separator depends on what the caller's string holds, not on a count of matches.
+            if (!strValue.empty()) {
+                strValue += '\n';
+            }
+            strValue += node.m_strValue;
+            result = 0;
+        }
+    }
+    return result;
+}
+
+std::string CCFGParser::CFGGetData(const std::string& strKey)
+{
+    std::string value;
+    CFGGetData(strKey, value);
+    return value;
+}
+
+int CCFGParser::CFGSetData(const std::string& strKey, std::string strValue)
+{
+    if (m_pmCFGData == nullptr || strKey.empty()) {
+        ZEL_LOG(kLogError, "CFGSetData", "m_pmCFGData is NULL");
+        return EINVAL;
+    }
+    // Unlike a lookup, a key without '.' never means the anonymous block.
+    const KeyParts parts = SplitKey(strKey, nullptr);
+    CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
+    if (pBlock == nullptr) {
+        return -2;
+    }
+    int result = -2;
+    for (CNode& node : pBlock->m_vecNodes) {
+        if (node.m_strKey == parts.entry) {
+            node.m_strValue = strValue;
+            result = 0;
+        }
+    }
+    return result;
+}
+
+int CCFGParser::CFGSaveData(const std::string& strPath)
+{
+    if (m_pmCFGData == nullptr) {
+        ZEL_LOG(kLogError, "CFGSaveData", "m_pmCFGData is NULL");
+        return EINVAL;
+    }
+    int fd = -1;
+    if (strPath.find('\0') == std::string::npos) {
+        do {
+            fd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        } while (fd < 0 && errno == EINTR);
+    }
+    if (fd < 0) {
+        ZEL_LOG(kLogError, "CFGSaveData", "Cannot Open File");
+        return -2;
+    }
+    // Each line goes to the file as soon as it is complete (one write per line).
+    for (const auto& entry : *m_pmCFGData) {
+        const CBlock* pBlock = entry.second;
+        if (pBlock == nullptr) {
+            continue;
+        }
+        if (!pBlock->m_strComment.empty()) {
+            WriteLine(fd, pBlock->m_strComment, "\n");
+        }
+        WriteLine(fd, "[", entry.first, "]\n");
+        for (const CNode& node : pBlock->m_vecNodes) {
+            if (!node.m_strComment.empty()) {
+                WriteLine(fd, node.m_strComment, "\n");
+            }
+            WriteLine(fd, node.m_strKey, "=", node.m_strValue, "\n");
+        }
+    }
+    ::close(fd);
+    return 0;
+}

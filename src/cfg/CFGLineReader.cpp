@@ -1,0 +1,117 @@
+#include "CFGLineReader.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zelconfig {
+
+namespace {
+
+// A small file is read whole in one call; a large one in chunks of the
+// maximum size, so memory stays flat whatever the file's size. A line longer
+// than a chunk doubles the buffer until it fits.
+constexpr size_t kMinChunk = 4 * 1024;
+constexpr size_t kMaxChunk = 256 * 1024;
+
+} // namespace
+
+CFGLineReader::~CFGLineReader()
+{
+    if (m_fd >= 0) {
+        ::close(m_fd);
+    }
+}
+
+bool CFGLineReader::Open(const std::string& strPath)
+{
+    // A path with an embedded NUL names no file; do not let open() see a shorter one.
+    if (strPath.find('\0') != std::string::npos) {
+        return false;
+    }
+    do {
+        m_fd = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+    } while (m_fd < 0 && errno == EINTR);
+    if (m_fd < 0) {
+        return false;
+    }
+    size_t chunk = kMaxChunk;
+    struct stat status;
+    if (::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0
+        && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
+        // One byte more than the file, so that the second read sees the end.
+        chunk = static_cast<size_t>(status.st_size) + 1;
+        if (chunk < kMinChunk) {
+            chunk = kMinChunk;
+        }
+    }
+    m_buffer.reset(new char[chunk]);
+    m_capacity = chunk;
+    return Fill();
+}
+
+bool CFGLineReader::Next(std::string_view& line)
+{
+    for (;;) {
+        const char* base = m_buffer.get();
+        if (m_scanned < m_end) {
+            const void* feed = std::memchr(base + m_scanned, '\n', m_end - m_scanned);
+            if (feed != nullptr) {
+                const size_t at = static_cast<size_t>(static_cast<const char*>(feed) - base);
+                line = std::string_view(base + m_begin, at - m_begin);
+                m_begin = m_scanned = at + 1;
+                return true;
+            }
+            m_scanned = m_end;
+        }
+        if (m_bEof) {
+            if (m_bDone) {
+                return false;
+            }
+            // The bytes after the last line feed are the last line, even when empty.
+            m_bDone = true;
+            line = std::string_view(base + m_begin, m_end - m_begin);
+            m_begin = m_scanned = m_end;
+            return true;
+        }
+        if (!Fill()) {
+            m_bDone = true;
+            return false;
+        }
+    }
+}
+
+bool CFGLineReader::Fill()
+{
+    if (m_begin > 0) {
+        // Keep only the unfinished line, at the front of the buffer.
+        std::memmove(m_buffer.get(), m_buffer.get() + m_begin, m_end - m_begin);
+        m_end -= m_begin;
+        m_scanned -= m_begin;
+        m_begin = 0;
+    }
+    if (m_end == m_capacity) {
+        std::unique_ptr<char[]> larger(new char[m_capacity * 2]);
+        std::memcpy(larger.get(), m_buffer.get(), m_end);
+        m_buffer = std::move(larger);
+        m_capacity *= 2;
+    }
+    ssize_t count;
+    do {
+        count = ::read(m_fd, m_buffer.get() + m_end, m_capacity - m_end);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        m_bFailed = true;
+        return false;
+    }
+    if (count == 0) {
+        m_bEof = true;
+    } else {
+        m_end += static_cast<size_t>(count);
+    }
+    return true;
+}
+
+} // namespace zelconfig

@@ -1,0 +1,50 @@
+#ifndef ZELCONFIG_CFG_CFGLINEREADER_H
+#define ZELCONFIG_CFG_CFGLINEREADER_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zelconfig {
+
+// Reads a file in large chunks and hands it out line by line. Lines end at
+// each line feed, which is dropped; a carriage return stays in the line. The
+// bytes after the last line feed form one more line, empty when the file ends
+// in a line feed (or is empty), so every file yields at least one line.
+class CFGLineReader
+{
+public:
+    CFGLineReader() = default;
+    ~CFGLineReader();
+    CFGLineReader(const CFGLineReader&) = delete;
+    CFGLineReader& operator=(const CFGLineReader&) = delete;
+
+    // False when the path cannot be opened or its first read fails (a
+    // directory, for one): either way there is no file to read.
+    bool Open(const std::string& strPath);
+
+    // The next line, valid until the next call; false after the last line or
+    // on a read error.
+    bool Next(std::string_view& line);
+
+    // True when reading stopped on an I/O error rather than at the end.
+    bool Failed() const { return m_bFailed; }
+
+private:
+    bool Fill();
+
+    int m_fd = -1;
+    std::unique_ptr<char[]> m_buffer;
+    size_t m_capacity = 0;
+    size_t m_begin = 0;    // first byte not yet handed out
+    size_t m_scanned = 0;  // bytes before this hold no line feed
+    size_t m_end = 0;      // one past the last byte read
+    bool m_bEof = false;
+    bool m_bDone = false;
+    bool m_bFailed = false;
+};
+
+} // namespace zelconfig
+
+#endif
