@@ -2,22 +2,14 @@
 #define ZELCONFIG_TESTS_CAPTURELOG_H
 
 #include <string>
-#include <vector>
 
 // The tests' logging library: records every ZelLog call instead of printing it.
-struct LogEntry
-{
-    int line;
-    int level;
-    std::string function;
-    std::string message;
-};
-
 namespace capture_log {
 
 // Forgets what was recorded and sets the enable mask (all levels by default).
 void Reset(unsigned int mask = ~0u);
-std::vector<LogEntry> Entries();
+// What was recorded, one "level function: message" line per call.
+std::string Text();
 
 } // namespace capture_log
 

@@ -5,18 +5,16 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
 
 #include "CCFGParser.h"
 
 TempDir::TempDir()
 {
     const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr ? base : "/tmp") + "/zelconfig-XXXXXX";
-    if (mkdtemp(&pattern[0]) == nullptr) {
-        throw std::runtime_error("mkdtemp failed");
+    m_path = std::string(base != nullptr ? base : "/tmp") + "/zelconfig-XXXXXX";
+    if (mkdtemp(&m_path[0]) == nullptr) {
+        std::abort();
     }
-    m_path = pattern;
 }
 
 TempDir::~TempDir()
@@ -34,37 +32,22 @@ std::string TempDir::Write(const std::string& name, const std::string& bytes) co
 
 std::string ReadFile(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream bytes;
-    bytes << in.rdbuf();
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
     return bytes.str();
 }
 
-namespace {
-
-std::string Escape(const std::string& text)
+static std::string Escape(const std::string& text)
 {
     std::string out;
     for (const char c : text) {
         const unsigned char byte = static_cast<unsigned char>(c);
-        if (c == '\r') {
-            out += "\\r";
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\t') {
-            out += "\\t";
-        } else if (byte < 0x20 || byte >= 0x7f) {
-            char hex[5];
-            std::snprintf(hex, sizeof hex, "\\x%02x", byte);
-            out += hex;
-        } else {
-            out += c;
-        }
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "\\x%02x", byte);
+        out += c == '\r' ? "\\r" : c == '\n' ? "\\n" : byte < 0x20 || byte >= 0x7f ? hex : std::string(1, c);
     }
     return out;
 }
-
-} // namespace
 
 std::string DumpModel(const CCFGParser& parser)
 {
@@ -72,22 +55,14 @@ std::string DumpModel(const CCFGParser& parser)
         return "(null)";
     }
     std::string out;
-    for (const auto& entry : *parser.m_pmCFGData) {
-        out += "[" + Escape(entry.first) + "]";
-        const CBlock* block = entry.second;
-        if (block == nullptr) {
-            out += " (null)\n";
-            continue;
-        }
-        if (!block->m_strComment.empty()) {
+    for (const auto& [name, block] : *parser.m_pmCFGData) {
+        out += "[" + Escape(name) + "]";
+        if (block != nullptr && !block->m_strComment.empty()) {
             out += " <" + Escape(block->m_strComment) + ">";
         }
-        out += "\n";
-        for (const CNode& node : block->m_vecNodes) {
-            out += "  ";
-            if (!node.m_strComment.empty()) {
-                out += "<" + Escape(node.m_strComment) + "> ";
-            }
+        out += block == nullptr ? " (null)\n" : "\n";
+        for (const CNode& node : block != nullptr ? block->m_vecNodes : std::vector<CNode>()) {
+            out += node.m_strComment.empty() ? "  " : "  <" + Escape(node.m_strComment) + "> ";
             out += Escape(node.m_strKey) + "=" + Escape(node.m_strValue) + "\n";
         }
     }

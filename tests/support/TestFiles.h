@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include <gtest/gtest.h>
+
 class CCFGParser;
 
 // A fresh directory for one test, removed with everything in it afterwards.
@@ -11,9 +13,6 @@ class TempDir
 public:
     TempDir();
     ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
     const std::string& Path() const { return m_path; }
     // Writes `bytes` to a file of that name in the directory; returns its path.
     std::string Write(const std::string& name, const std::string& bytes) const;
@@ -25,10 +24,14 @@ private:
 std::string ReadFile(const std::string& path);
 
 // The model as text, one line per block and per entry, control bytes escaped:
-//   [Net] <# network>
-//     <; comment> Host=10.0.0.1
-//     Port=80
-// A NULL map reads "(null)"; a NULL block "[name] (null)".
+// "[Net] <# network>\n  <; comment> Host=10.0.0.1\n  Port=80\n"; "(null)" for no map.
 std::string DumpModel(const CCFGParser& parser);
+
+// Names each test of a table after its row's `name` field.
+struct RowName
+{
+    template <class Row>
+    std::string operator()(const testing::TestParamInfo<Row>& row) const { return row.param.name; }
+};
 
 #endif
