@@ -9,7 +9,6 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/range/iterator_range.hpp>
 
@@ -57,8 +56,7 @@ CBlock* AddBlock(BlockMap& blocks, std::string_view name, std::string& pending, 
     // Insert the slot first, so that a failing allocation leaves no block unowned.
     auto slot = blocks.emplace_hint(hint, std::move(key), nullptr);
     slot->second = new CBlock;
-    slot->second->m_strComment.swap(pending);
-    pending.clear();
+    slot->second->m_strComment.swap(pending); // and the pending comment is empty again
     return slot->second;
 }
 
@@ -67,16 +65,21 @@ void AppendNode(CBlock& block, std::string& pending, std::string_view key, std::
 {
     block.m_vecNodes.emplace_back();
     CNode& node = block.m_vecNodes.back();
-    node.m_strComment.swap(pending);
-    pending.clear();
+    node.m_strComment.swap(pending); // and the pending comment is empty again
     node.m_strKey.assign(key.data(), key.size());
     node.m_strValue.assign(value.data(), value.size());
 }
 
-using IsSpace = decltype(boost::algorithm::is_space(std::locale()));
+// White space as a locale's ctype facet classes it: boost's is_space(locale),
+// but with the facet looked up once rather than for every character.
+struct IsSpace
+{
+    const std::ctype<char>* facet;
+    bool operator()(char c) const { return facet->is(std::ctype_base::space, c); }
+};
 
-// Anonymous-mode trimming: white space as the global locale classes it.
-std::string_view Trim(std::string_view text, const IsSpace& isSpace)
+// Anonymous-mode trimming of keys and values.
+std::string_view Trim(std::string_view text, IsSpace isSpace)
 {
     const auto trimmed = boost::algorithm::trim_copy_if(
         boost::make_iterator_range(text.data(), text.data() + text.size()), isSpace);
@@ -216,9 +219,9 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
         slot->second = new CBlock;
         pAnonymous = slot->second;
     }
-    // Trimming classes white space by the global locale; one copy of it per parse.
-    const IsSpace isSpace =
-        boost::algorithm::is_space(bAnonymous ? std::locale() : std::locale::classic());
+    // Anonymous-mode trimming classes white space by the global locale of the moment.
+    const std::locale locale;
+    const IsSpace isSpace{&std::use_facet<std::ctype<char>>(locale)};
 
     std::string pending; // comment lines waiting for the next header or entry
     CBlock* pCurrent = nullptr;
