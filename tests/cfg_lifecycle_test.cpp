@@ -7,21 +7,14 @@
 
 namespace {
 
-TEST(Lifecycle, ConstructorsSetModeAndParse)
+TEST(Lifecycle, ConstructorsStoreTheModeBeforeParsing)
 {
     TempDir dir;
-    const std::string path = dir.Write("x.cfg", "[A]\nk=1\n");
-    const struct { CCFGParser parser; unsigned mode; std::string model; } rows[] = {
-        {CCFGParser(), 0, "(null)"},
-        {CCFGParser(7u), 7, "(null)"},
-        {CCFGParser(path), 0, "[A]\n  k=1\n"},
-        {CCFGParser(path, 1), 1, "[A]\n[anonymous]\n  k=1\n"},
-        {CCFGParser(dir.Path() + "/none.cfg"), 0, ""},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.parser.m_uiAnonymousMode, row.mode);
-        EXPECT_EQ(DumpModel(row.parser), row.model);
-    }
+    const std::string path = dir.Write("x.inf", "k=1\n");
+    EXPECT_EQ(CCFGParser(7u).m_uiAnonymousMode, 7u);
+    EXPECT_EQ(CCFGParser(7u).m_pmCFGData, nullptr);
+    EXPECT_EQ(CCFGParser(path, 7).CFGGetData("k"), "1");
+    EXPECT_EQ(DumpModel(CCFGParser(path)), "") << "block mode: entry above any header";
 }
 
 TEST(Lifecycle, CopyingIsRefusedAndEmptiesTheTarget)
@@ -50,14 +43,6 @@ TEST(Lifecycle, CopyingIsRefusedAndEmptiesTheTarget)
     source = alias;
     EXPECT_EQ(source.m_pmCFGData, nullptr) << "self-assignment empties too";
     EXPECT_EQ(capture_log::Text(), "") << "level 8 is off";
-}
-
-TEST(Lifecycle, DestructionSkipsNullBlocks)
-{
-    TempDir dir;
-    auto* parser = new CCFGParser(dir.Write("a.cfg", "[A]\nk=1\n[C]\nj=2\n"));
-    (*parser->m_pmCFGData)["B"] = nullptr;
-    delete parser; // LeakSanitizer checks that blocks A and C are freed
 }
 
 } // namespace

@@ -57,11 +57,8 @@ std::string DumpModel(const CCFGParser& parser)
     std::string out;
     for (const auto& [name, block] : *parser.m_pmCFGData) {
         out += "[" + Escape(name) + "]";
-        if (block != nullptr && !block->m_strComment.empty()) {
-            out += " <" + Escape(block->m_strComment) + ">";
-        }
-        out += block == nullptr ? " (null)\n" : "\n";
-        for (const CNode& node : block != nullptr ? block->m_vecNodes : std::vector<CNode>()) {
+        out += block->m_strComment.empty() ? "\n" : " <" + Escape(block->m_strComment) + ">\n";
+        for (const CNode& node : block->m_vecNodes) {
             out += node.m_strComment.empty() ? "  " : "  <" + Escape(node.m_strComment) + "> ";
             out += Escape(node.m_strKey) + "=" + Escape(node.m_strValue) + "\n";
         }

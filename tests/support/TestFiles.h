@@ -25,6 +25,7 @@ std::string ReadFile(const std::string& path);
 
 // The model as text, one line per block and per entry, control bytes escaped:
 // "[Net] <# network>\n  <; comment> Host=10.0.0.1\n  Port=80\n"; "(null)" for no map.
+// The map must not hold NULL blocks.
 std::string DumpModel(const CCFGParser& parser);
 
 // Names each test of a table after its row's `name` field.
