@@ -13,8 +13,8 @@ namespace {
 // A small file is read whole in one call; a large one in chunks of the
 // maximum size, so memory stays flat whatever the file's size. A line longer
 // than a chunk doubles the buffer until it fits.
-constexpr size_t kMinChunk = 4 * 1024;
-constexpr size_t kMaxChunk = 256 * 1024;
+constexpr size_t kMinChunk = size_t{4} * 1024;
+constexpr size_t kMaxChunk = size_t{256} * 1024;
 
 } // namespace
 
