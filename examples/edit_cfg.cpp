@@ -34,8 +34,7 @@ int main(int argc, char** argv)
         return 1;
     }
 
-    // The library rewrites existing files only through its writer; here the
-    // engine itself creates the copy.
+    // Saving to another path creates the copy and leaves the source untouched.
     const int saved = parser.CFGSaveData(copy);
     if (saved != 0) {
         std::cerr << "edit_cfg: cannot write " << copy << " (status " << saved << ")\n";
