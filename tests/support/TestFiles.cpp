@@ -1,6 +1,5 @@
 #include "TestFiles.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -37,18 +36,6 @@ std::string ReadFile(const std::string& path)
     return bytes.str();
 }
 
-static std::string Escape(const std::string& text)
-{
-    std::string out;
-    for (const char c : text) {
-        const unsigned char byte = static_cast<unsigned char>(c);
-        char hex[8];
-        std::snprintf(hex, sizeof hex, "\\x%02x", byte);
-        out += c == '\r' ? "\\r" : c == '\n' ? "\\n" : byte < 0x20 || byte >= 0x7f ? hex : std::string(1, c);
-    }
-    return out;
-}
-
 std::string DumpModel(const CCFGParser& parser)
 {
     if (parser.m_pmCFGData == nullptr) {
@@ -56,11 +43,11 @@ std::string DumpModel(const CCFGParser& parser)
     }
     std::string out;
     for (const auto& [name, block] : *parser.m_pmCFGData) {
-        out += "[" + Escape(name) + "]";
-        out += block->m_strComment.empty() ? "\n" : " <" + Escape(block->m_strComment) + ">\n";
+        out += "[" + name + "]";
+        out += block->m_strComment.empty() ? "\n" : " <" + block->m_strComment + ">\n";
         for (const CNode& node : block->m_vecNodes) {
-            out += node.m_strComment.empty() ? "  " : "  <" + Escape(node.m_strComment) + "> ";
-            out += Escape(node.m_strKey) + "=" + Escape(node.m_strValue) + "\n";
+            out += node.m_strComment.empty() ? "  " : "  <" + node.m_strComment + "> ";
+            out += node.m_strKey + "=" + node.m_strValue + "\n";
         }
     }
     return out;

@@ -23,7 +23,7 @@ private:
 
 std::string ReadFile(const std::string& path);
 
-// The model as text, one line per block and per entry, control bytes escaped:
+// The model as text, one line per block and per entry, bytes as they are:
 // "[Net] <# network>\n  <; comment> Host=10.0.0.1\n  Port=80\n"; "(null)" for no map.
 // The map must not hold NULL blocks.
 std::string DumpModel(const CCFGParser& parser);
