@@ -1,0 +1,100 @@
+#include "CCFGWriter.h"
+
+#include <new>
+#include <unistd.h>
+
+#include "CCFGParser.h"
+#include "platform/ZelLog.h"
+
+using namespace zelconfig;
+
+CCFGWriter::CCFGWriter() : m_pCFGParser(nullptr)
+{
+    ZEL_LOG(kLogTrace, "CCFGWriter", "+");
+}
+
+CCFGWriter::CCFGWriter(const std::string& strPath) : m_strFilePath(strPath), m_pCFGParser(nullptr)
+{
+    ZEL_LOG(kLogTrace, "CCFGWriter", "File Path %s", strPath.c_str());
+    m_pCFGParser = new CCFGParser(strPath);
+    if (m_pCFGParser == nullptr) { // guard kept although the throwing new never yields NULL
+        ZEL_LOG(kLogError, "CCFGWriter", "Memory allocation error for m_pCFGParser");
+    }
+}
+
+// Shallow on purpose: the copy shares the parser (but not the path).
+CCFGWriter::CCFGWriter(const CCFGWriter& other) : IConfigWriter(), m_pCFGParser(other.m_pCFGParser)
+{
+}
+
+CCFGWriter& CCFGWriter::operator=(const CCFGWriter& other)
+{
+    // No self test: self-assignment frees the parser and leaves none.
+    delete m_pCFGParser;
+    m_pCFGParser = nullptr;
+    m_pCFGParser = other.m_pCFGParser;
+    return *this;
+}
+
+CCFGWriter::~CCFGWriter()
+{
+    delete m_pCFGParser;
+    m_pCFGParser = nullptr;
+}
+
+int CCFGWriter::ParseFile(const std::string& strPath)
+{
+    ZEL_LOG(kLogTrace, "ParseFile", "+");
+    ZEL_LOG(kLogParams, "ParseFile", "File Path %s", strPath.c_str());
+    m_strFilePath = strPath;
+
+    int iResult;
+    // A parser held before is not freed: it may be a reader's, handed over.
+    m_pCFGParser = new (std::nothrow) CCFGParser();
+    if (m_pCFGParser == nullptr) {
+        ZEL_LOG(kLogError, "ParseFile", "Memory allocation error for m_pCFGParser");
+        iResult = 22;
+    } else {
+        iResult = m_pCFGParser->CFGParseFile(strPath);
+    }
+    ZEL_LOG(kLogTrace, "ParseFile", "-");
+    return iResult;
+}
+
+int CCFGWriter::SetValue(const std::string& strKey, std::string strValue)
+{
+    if (m_pCFGParser == nullptr || strKey.empty()) {
+        return 7;
+    }
+    return m_pCFGParser->CFGSetData(strKey, std::move(strValue));
+}
+
+int CCFGWriter::SaveData()
+{
+    if (m_pCFGParser == nullptr) {
+        return 22;
+    }
+    // The writer rewrites existing files only; it never creates one.
+    if (access(m_strFilePath.c_str(), W_OK) != 0) {
+        return -2;
+    }
+    return m_pCFGParser->CFGSaveData(m_strFilePath);
+}
+
+int CCFGWriter::SetPath(const std::string& strPath)
+{
+    if (strPath.empty()) {
+        return 7;
+    }
+    m_strFilePath = strPath;
+    return 0;
+}
+
+void CCFGWriter::SetDataPtr(void* pData)
+{
+    // The parser held before stays with whoever owns it.
+    m_pCFGParser = static_cast<CCFGParser*>(pData);
+    if (pData == nullptr) {
+        ZEL_LOG(kLogError, "SetDataPtr", "Data Pointer not set in cfg writer");
+    }
+}
