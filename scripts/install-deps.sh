@@ -3,7 +3,7 @@
 # missing. Needs root (or sudo) only when there is something to install.
 set -eu
 
-packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev"
+packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev locales"
 
 missing=""
 for package in $packages; do

@@ -1,0 +1,88 @@
+#include "frontend/Backend.h"
+
+#include <cstring>
+#include <dlfcn.h>
+
+#include "platform/ZelLog.h"
+
+namespace zelconfig {
+
+Backend ChooseBackend(const char* pszPath, BackendUse use)
+{
+    // A substring anywhere, not a suffix: "x.cfg.bak" and "a.cfg/b" are CFG.
+    if (std::strstr(pszPath, ".cfg") != nullptr) {
+        return Backend::kCfgBlock;
+    }
+    if (use == BackendUse::kRead
+        && (std::strstr(pszPath, ".inf") != nullptr || std::strstr(pszPath, ".cksum") != nullptr)) {
+        return Backend::kCfgAnonymous;
+    }
+    if (std::strstr(pszPath, ".xml") != nullptr) {
+        return Backend::kXml;
+    }
+    return Backend::kNone;
+}
+
+// dlerror() text for a message; never NULL, so that printf gets a string.
+static const char* ErrorText(const char* pszError)
+{
+    return pszError != nullptr ? pszError : "";
+}
+
+// Logs a missing factory; one literal format per symbol, as the platform's
+// logger may key on the format itself.
+static void LogMissingFactory(PluginFactory factory, const char* pszFunction, const char* pszError)
+{
+    switch (factory) {
+    case PluginFactory::kReader:
+        ZEL_LOG(kLogOperator, pszFunction, "Unable to load symbol: GetCXMLReaderObject. %s", pszError);
+        break;
+    case PluginFactory::kWriter:
+        ZEL_LOG(kLogOperator, pszFunction, "Unable to load symbol: GetCXMLWriterObject. %s", pszError);
+        break;
+    case PluginFactory::kWriterNoParam:
+        ZEL_LOG(kLogOperator, pszFunction, "Unable to load symbol: GetCXMLWriterObjectNoParam. %s",
+                pszError);
+        break;
+    }
+}
+
+static const char* FactorySymbol(PluginFactory factory)
+{
+    switch (factory) {
+    case PluginFactory::kReader:
+        return "GetCXMLReaderObject";
+    case PluginFactory::kWriter:
+        return "GetCXMLWriterObject";
+    case PluginFactory::kWriterNoParam:
+        break;
+    }
+    return "GetCXMLWriterObjectNoParam";
+}
+
+void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory, const char* pszFunction)
+{
+    dlerror(); // forget an error left pending by someone else
+
+    // Relaxed is enough: two threads loading at once only raise the
+    // library's reference count, and the handle itself is all that is shared.
+    void* pLibrary = handle.load(std::memory_order_relaxed);
+    if (pLibrary == nullptr) {
+        pLibrary = dlopen("libZel_XMLConfigParser.so", RTLD_NOW);
+        if (pLibrary == nullptr) {
+            ZEL_LOG(kLogOperator, pszFunction, "Unable to open libZel_XMLConfigParser.so. %s",
+                    ErrorText(dlerror()));
+            return nullptr;
+        }
+        handle.store(pLibrary, std::memory_order_relaxed);
+    }
+
+    void* pFactory = dlsym(pLibrary, FactorySymbol(factory));
+    if (const char* pszError = dlerror()) {
+        LogMissingFactory(factory, pszFunction, pszError);
+        return nullptr;
+    }
+    return pFactory;
+}
+
+} // namespace zelconfig

@@ -1,0 +1,43 @@
+#include "CZelConfigParser.h"
+
+#include "platform/ZelLog.h"
+
+using namespace zelconfig;
+
+CZelConfigParser::CZelConfigParser() = default;
+
+CZelConfigParser::CZelConfigParser(const std::string& strPath)
+    : CZelConfigReader(strPath), CZelConfigWriter(strPath, 1u)
+{
+    ZEL_LOG(kLogTrace, "CZelConfigParser", "File Path %s", strPath.c_str());
+    // Connected even after a failed parse: the writer then gets what there is.
+    CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
+}
+
+CZelConfigParser::~CZelConfigParser()
+{
+    ZEL_LOG(kLogTrace, "~CZelConfigParser", "Destructor");
+    // The reader side owns the data: the writer side must not free it too.
+    CZelConfigWriter::SetDataPtr(nullptr);
+}
+
+int CZelConfigParser::Parse(const std::string& strPath)
+{
+    ZEL_LOG(kLogTrace, "Parse", "+");
+    ZEL_LOG(kLogParams, "Parse", "File Path %s", strPath.c_str());
+
+    // The reader's Parse frees the data the writer back end may still hold:
+    // detach first, so that nothing is freed twice or used after it is gone.
+    if (m_pWriter != nullptr) {
+        CZelConfigWriter::SetDataPtr(nullptr);
+    }
+    int iResult = CZelConfigReader::Parse(strPath);
+    if (iResult == 0) {
+        iResult = CZelConfigWriter::Create(strPath);
+        if (iResult == 0) {
+            CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
+        }
+    }
+    ZEL_LOG(kLogTrace, "Parse", "-");
+    return iResult;
+}
