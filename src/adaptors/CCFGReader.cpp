@@ -1,8 +1,8 @@
 #include "CCFGReader.h"
 
-#include <new>
 
 #include "CCFGParser.h"
+#include "adaptors/ParseIntoNewParser.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -58,21 +58,9 @@ CCFGReader::~CCFGReader()
 
 int CCFGReader::ParseFile(const std::string& strPath)
 {
-    ZEL_LOG(kLogTrace, "ParseFile", "+");
-    ZEL_LOG(kLogParams, "ParseFile", "File Path %s", strPath.c_str());
     m_strFilePath = strPath;
-
-    int iResult;
-    // A parser held before is not freed here: the front end parses once per reader.
-    m_pCFGParser = new (std::nothrow) CCFGParser(m_uiAnonymousMode);
-    if (m_pCFGParser == nullptr) {
-        ZEL_LOG(kLogError, "ParseFile", "Memory allocation error for m_pCFGParser");
-        iResult = 22;
-    } else {
-        iResult = m_pCFGParser->CFGParseFile(strPath);
-    }
-    ZEL_LOG(kLogTrace, "ParseFile", "-");
-    return iResult;
+    // A parser held before is not freed: the front end parses once per reader.
+    return ParseIntoNewParser(strPath, m_uiAnonymousMode, m_pCFGParser);
 }
 
 std::string CCFGReader::GetValue(const std::string& strKey)

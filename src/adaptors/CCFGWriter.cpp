@@ -1,9 +1,9 @@
 #include "CCFGWriter.h"
 
-#include <new>
 #include <unistd.h>
 
 #include "CCFGParser.h"
+#include "adaptors/ParseIntoNewParser.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -44,21 +44,9 @@ CCFGWriter::~CCFGWriter()
 
 int CCFGWriter::ParseFile(const std::string& strPath)
 {
-    ZEL_LOG(kLogTrace, "ParseFile", "+");
-    ZEL_LOG(kLogParams, "ParseFile", "File Path %s", strPath.c_str());
     m_strFilePath = strPath;
-
-    int iResult;
     // A parser held before is not freed: it may be a reader's, handed over.
-    m_pCFGParser = new (std::nothrow) CCFGParser();
-    if (m_pCFGParser == nullptr) {
-        ZEL_LOG(kLogError, "ParseFile", "Memory allocation error for m_pCFGParser");
-        iResult = 22;
-    } else {
-        iResult = m_pCFGParser->CFGParseFile(strPath);
-    }
-    ZEL_LOG(kLogTrace, "ParseFile", "-");
-    return iResult;
+    return ParseIntoNewParser(strPath, 0u, m_pCFGParser);
 }
 
 int CCFGWriter::SetValue(const std::string& strKey, std::string strValue)
