@@ -1,8 +1,8 @@
 #include "frontend/Backend.h"
 
 #include <cstring>
-#include <dlfcn.h>
 
+#include "platform/DynamicLoader.h"
 #include "platform/ZelLog.h"
 
 namespace zelconfig {
@@ -23,7 +23,7 @@ Backend ChooseBackend(const char* pszPath, BackendUse use)
     return Backend::kNone;
 }
 
-// dlerror() text for a message; never NULL, so that printf gets a string.
+// The loader's error text for a message; never NULL, so that printf gets a string.
 static const char* ErrorText(const char* pszError)
 {
     return pszError != nullptr ? pszError : "";
@@ -62,23 +62,23 @@ static const char* FactorySymbol(PluginFactory factory)
 
 void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory, const char* pszFunction)
 {
-    dlerror(); // forget an error left pending by someone else
+    TakeLoaderError(); // forget an error left pending by someone else
 
     // Relaxed is enough: two threads loading at once only raise the
     // library's reference count, and the handle itself is all that is shared.
     void* pLibrary = handle.load(std::memory_order_relaxed);
     if (pLibrary == nullptr) {
-        pLibrary = dlopen("libZel_XMLConfigParser.so", RTLD_NOW);
+        pLibrary = OpenLibraryNow("libZel_XMLConfigParser.so");
         if (pLibrary == nullptr) {
             ZEL_LOG(kLogOperator, pszFunction, "Unable to open libZel_XMLConfigParser.so. %s",
-                    ErrorText(dlerror()));
+                    ErrorText(TakeLoaderError()));
             return nullptr;
         }
         handle.store(pLibrary, std::memory_order_relaxed);
     }
 
-    void* pFactory = dlsym(pLibrary, FactorySymbol(factory));
-    if (const char* pszError = dlerror()) {
+    void* pFactory = FindSymbol(pLibrary, FactorySymbol(factory));
+    if (const char* pszError = TakeLoaderError()) {
         LogMissingFactory(factory, pszFunction, pszError);
         return nullptr;
     }

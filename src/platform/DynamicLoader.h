@@ -1,0 +1,30 @@
+#ifndef ZELCONFIG_PLATFORM_DYNAMICLOADER_H
+#define ZELCONFIG_PLATFORM_DYNAMICLOADER_H
+
+// The platform's dynamic loader, the only way the library reaches plug-ins.
+// POSIX dlfcn on both Linux and QNX.
+#include <dlfcn.h>
+
+namespace zelconfig {
+
+// Opens a library through the library search path, resolving every symbol at
+// once and keeping them out of the global scope; NULL on failure.
+inline void* OpenLibraryNow(const char* pszName)
+{
+    return dlopen(pszName, RTLD_NOW);
+}
+
+inline void* FindSymbol(void* pLibrary, const char* pszSymbol)
+{
+    return dlsym(pLibrary, pszSymbol);
+}
+
+// The loader's last error text, which it then forgets; NULL when none.
+inline const char* TakeLoaderError()
+{
+    return dlerror();
+}
+
+} // namespace zelconfig
+
+#endif
