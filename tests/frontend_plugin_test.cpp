@@ -51,10 +51,10 @@ std::string TakeJournal()
     if (library == nullptr) {
         return "(plug-in not loaded)";
     }
-    auto journal = reinterpret_cast<const char* (*)()>(dlsym(library, "RecordingPluginJournal"));
-    auto clear = reinterpret_cast<void (*)()>(dlsym(library, "RecordingPluginClear"));
-    std::string text = journal();
-    clear();
+    auto take = reinterpret_cast<char* (*)()>(dlsym(library, "RecordingPluginTakeJournal"));
+    char* journal = take();
+    std::string text = journal;
+    delete[] journal;
     dlclose(library);
     return text;
 }

@@ -1,7 +1,8 @@
 // Stands in for the XML plug-in: its reader and writer keep values in a small
 // map and note every call they receive in a journal, which the tests read
-// through RecordingPluginJournal.
+// through RecordingPluginTakeJournal.
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "IConfigReader.h"
@@ -11,10 +12,13 @@ namespace {
 
 using Values = std::map<std::string, std::string>;
 
+// Locked, so that threads may share the plug-in as they share the real one.
+std::mutex g_journalMutex;
 std::string g_journal;
 
 void Note(const std::string& line)
 {
+    std::lock_guard<std::mutex> lock(g_journalMutex);
     g_journal += line + "\n";
 }
 
@@ -114,14 +118,15 @@ IConfigWriter* GetCXMLWriterObjectNoParam()
     return new RecordingWriter(nullptr);
 }
 
-const char* RecordingPluginJournal()
+// Hands the journal over and starts a new one; the caller frees the text.
+char* RecordingPluginTakeJournal()
 {
-    return g_journal.c_str();
-}
-
-void RecordingPluginClear()
-{
+    std::lock_guard<std::mutex> lock(g_journalMutex);
+    char* text = new char[g_journal.size() + 1];
+    g_journal.copy(text, g_journal.size());
+    text[g_journal.size()] = '\0';
     g_journal.clear();
+    return text;
 }
 
 } // extern "C"
