@@ -1,0 +1,451 @@
+// One benchmark case on one file, in a process of its own: a parse is timed
+// on a fresh heap, as a program that loads its configuration meets it.
+//
+//   zelcfg_bench_case --list                 the cases, one a line
+//   zelcfg_bench_case CASE FILE SCRATCH_DIR  run one; prints "name=value ..."
+//
+// The driver (zelcfg_bench) runs every case in rounds and prints the table.
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <INIReader.h>
+#include <SimpleIni.h>
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+#include <ini.h>
+
+#include "BenchFiles.h"
+#include "CCFGParser.h"
+#include "HeapCounter.h"
+
+using namespace zelbench;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// What a case needs: the file, its facts and a directory for saved copies.
+struct Input
+{
+    std::string path;
+    FileFacts facts;
+    std::string scratch;
+};
+
+// ---------------------------------------------------------------- parsing
+
+// A parse leaves its result alive until the heap has been measured.
+using Parsed = std::shared_ptr<void>;
+using ParseFn = std::function<Parsed(const Input&)>;
+
+template <class T>
+Parsed Keep(std::unique_ptr<T> object)
+{
+    return Parsed(object.release(), [](void* p) { delete static_cast<T*>(p); });
+}
+
+// The floor: read the file in chunks the size of the engine's and count its
+// lines with memchr.
+Parsed CountLines(const Input& in)
+{
+    constexpr size_t kChunk = size_t{256} * 1024;
+    static size_t s_lines = 0;
+    std::unique_ptr<char[]> buffer(new char[kChunk]);
+    const int fd = ::open(in.path.c_str(), O_RDONLY | O_CLOEXEC);
+    size_t lines = 0;
+    ssize_t count;
+    while ((count = ::read(fd, buffer.get(), kChunk)) > 0) {
+        const char* at = buffer.get();
+        const char* end = at + count;
+        while ((at = static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)))) != nullptr) {
+            ++lines;
+            ++at;
+        }
+    }
+    ::close(fd);
+    s_lines = lines; // keeps the count from being optimised away
+    return Parsed(&s_lines, [](void*) {});
+}
+
+int NoHandler(void*, const char*, const char*, const char*) { return 1; }
+
+Parsed InihParse(const Input& in)
+{
+    static int s_result = 0;
+    s_result = ini_parse(in.path.c_str(), NoHandler, nullptr);
+    return Parsed(&s_result, [](void*) {});
+}
+
+Parsed InihReader(const Input& in) { return Keep(std::make_unique<INIReader>(in.path)); }
+
+Parsed SimpleIniLoad(const Input& in)
+{
+    auto ini = std::make_unique<CSimpleIniA>();
+    ini->LoadFile(in.path.c_str());
+    return Keep(std::move(ini));
+}
+
+Parsed BoostRead(const Input& in)
+{
+    auto tree = std::make_unique<boost::property_tree::ptree>();
+    try {
+        boost::property_tree::read_ini(in.path, *tree);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "read_ini: %s\n", error.what());
+    }
+    return Keep(std::move(tree));
+}
+
+Parsed CfgParse(const Input& in, unsigned mode)
+{
+    auto parser = std::make_unique<CCFGParser>(mode);
+    parser->CFGParseFile(in.path);
+    return Keep(std::move(parser));
+}
+
+// The least heap the model's types can hold this data in: every string and
+// vector allocated at its exact size, one map node and one CBlock per block.
+size_t ModelNeed(const CCFGParser& parser)
+{
+    auto string = [](const std::string& s) { return s.size() > 15 ? UsableSizeFor(s.size() + 1) : 0; };
+    // A map node: the red-black links (32 bytes) and the pair.
+    size_t need = UsableSizeFor(sizeof(std::map<std::string, CBlock*>));
+    for (const auto& block : *parser.m_pmCFGData) {
+        need += UsableSizeFor(32 + sizeof(block)) + string(block.first) + UsableSizeFor(sizeof(CBlock));
+        need += string(block.second->m_strComment);
+        if (!block.second->m_vecNodes.empty()) {
+            need += UsableSizeFor(block.second->m_vecNodes.size() * sizeof(CNode));
+        }
+        for (const CNode& node : block.second->m_vecNodes) {
+            need += string(node.m_strComment) + string(node.m_strKey) + string(node.m_strValue);
+        }
+    }
+    return need;
+}
+
+struct ParseResult
+{
+    double seconds;
+    size_t allocations, kept, peak, need;
+};
+
+ParseResult TimeParse(const ParseFn& parse, const Input& in, bool measureNeed)
+{
+    ResetPeak();
+    const HeapState before = Heap();
+    const Clock::time_point start = Clock::now();
+    Parsed result = parse(in);
+    ParseResult out{Seconds(start), 0, 0, 0, 0};
+    const HeapState after = Heap();
+    out.allocations = after.allocations - before.allocations;
+    out.kept = after.live - before.live;
+    out.peak = after.peak - before.live;
+    if (measureNeed) {
+        out.need = ModelNeed(*static_cast<const CCFGParser*>(result.get()));
+    }
+    return out;
+}
+
+// The first parse in the process is the one measured, heap included. A small
+// file is parsed again and again and its time is the median of those runs,
+// since one run of microseconds is below the clock's and the system's noise.
+int RunParse(const ParseFn& parse, const Input& in, bool isModel)
+{
+    const ParseResult first = TimeParse(parse, in, isModel);
+    double seconds = first.seconds;
+    size_t runs = 1;
+    if (in.facts.bytes < (size_t{1} << 20)) {
+        std::vector<double> times;
+        const Clock::time_point start = Clock::now();
+        while (times.size() < 20000 && (times.size() < 50 || Seconds(start) < 0.2)) {
+            times.push_back(TimeParse(parse, in, false).seconds);
+        }
+        std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+        seconds = times[times.size() / 2];
+        runs += times.size();
+    }
+    std::printf("seconds=%.9g runs=%zu allocations=%zu kept=%zu peak=%zu need=%zu\n", seconds, runs,
+                first.allocations, first.kept, first.peak, first.need);
+    return 0;
+}
+
+// ---------------------------------------------------------------- lookups
+
+// Times `lookup(i)` over the file's keys, round and round, for a fifth of a
+// second; reports the time and the allocations per call.
+int RunLoop(const Input& in, const std::function<void(size_t)>& lookup)
+{
+    const size_t keys = in.facts.keyBlocks.size();
+    for (size_t i = 0; i < keys; ++i) {
+        lookup(i); // warm up
+    }
+    const HeapState before = Heap();
+    size_t calls = 0;
+    const Clock::time_point start = Clock::now();
+    double seconds = 0;
+    do {
+        for (size_t i = 0; i < keys; ++i) {
+            lookup(i);
+        }
+        calls += keys;
+        seconds = Seconds(start);
+    } while (seconds < 0.2);
+    std::printf("seconds=%.9g runs=%zu allocations_per_call=%.3f\n", seconds / static_cast<double>(calls),
+                calls, static_cast<double>(Heap().allocations - before.allocations) / static_cast<double>(calls));
+    return 0;
+}
+
+std::vector<std::string> CfgKeys(const Input& in, const char* infix)
+{
+    std::vector<std::string> keys;
+    for (size_t i = 0; i < in.facts.keyBlocks.size(); ++i) {
+        keys.push_back(in.facts.keyBlocks[i] + "." + infix + in.facts.keyEntries[i]);
+    }
+    return keys;
+}
+
+long g_sink = 0; // results of lookups, so that they are not optimised away
+
+int CfgGet(const Input& in, const char* infix)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    const std::vector<std::string> keys = CfgKeys(in, infix);
+    std::string value;
+    value.reserve(64); // the caller's string has room: no allocation is needed
+    return RunLoop(in, [&](size_t i) {
+        value.clear();
+        g_sink += parser.CFGGetData(keys[i], value);
+    });
+}
+
+int CfgSet(const Input& in)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    const std::vector<std::string> keys = CfgKeys(in, "");
+    const std::string value = "1234567";
+    return RunLoop(in, [&](size_t i) { g_sink += parser.CFGSetData(keys[i], value); });
+}
+
+int InihGetInteger(const Input& in)
+{
+    INIReader reader(in.path);
+    return RunLoop(in, [&](size_t i) {
+        g_sink += reader.GetInteger(in.facts.keyBlocks[i], in.facts.keyEntries[i], -1);
+    });
+}
+
+int SimpleIniGetLong(const Input& in)
+{
+    CSimpleIniA ini;
+    ini.LoadFile(in.path.c_str());
+    return RunLoop(in, [&](size_t i) {
+        g_sink += ini.GetLongValue(in.facts.keyBlocks[i].c_str(), in.facts.keyEntries[i].c_str(), -1);
+    });
+}
+
+// ---------------------------------------------------------------- saving
+
+std::string ReadAll(const std::string& path)
+{
+    std::string bytes;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    char chunk[65536];
+    size_t count;
+    while (file != nullptr && (count = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
+        bytes.append(chunk, count);
+    }
+    if (file != nullptr) {
+        std::fclose(file);
+    }
+    return bytes;
+}
+
+// Times a save into a file that does not exist yet; the saved bytes' size is
+// reported so that the driver can tell throughput. A small file is saved again
+// and again and the median taken, as with parsing.
+int TimeSave(const Input& in, const std::function<void(const std::string&)>& save)
+{
+    const std::string out = in.scratch + "/saved.cfg";
+    auto once = [&]() {
+        ::unlink(out.c_str());
+        const Clock::time_point start = Clock::now();
+        save(out);
+        return Seconds(start);
+    };
+    std::vector<double> times = {once()};
+    const size_t bytes = ReadAll(out).size();
+    if (in.facts.bytes < (size_t{1} << 20)) {
+        times.clear();
+        const Clock::time_point start = Clock::now();
+        while (times.size() < 20000 && (times.size() < 50 || Seconds(start) < 0.2)) {
+            times.push_back(once());
+        }
+    }
+    ::unlink(out.c_str());
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    std::printf("seconds=%.9g runs=%zu saved_bytes=%zu\n", times[times.size() / 2], times.size(), bytes);
+    return 0;
+}
+
+void WriteAll(int fd, const char* data, size_t size)
+{
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+}
+
+// The floors of a save: the bytes CFGSaveData writes, either in one write or
+// one write per line as its flush per line requires.
+int SaveFloor(const Input& in, bool perLine)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    const std::string copy = in.scratch + "/model.cfg";
+    parser.CFGSaveData(copy);
+    const std::string bytes = ReadAll(copy);
+    ::unlink(copy.c_str());
+    return TimeSave(in, [&](const std::string& out) {
+        const int fd = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (!perLine) {
+            WriteAll(fd, bytes.data(), bytes.size());
+        } else {
+            size_t at = 0;
+            while (at < bytes.size()) {
+                const void* feed = std::memchr(bytes.data() + at, '\n', bytes.size() - at);
+                const size_t end = feed == nullptr ? bytes.size()
+                                                   : static_cast<size_t>(static_cast<const char*>(feed) - bytes.data()) + 1;
+                WriteAll(fd, bytes.data() + at, end - at);
+                at = end;
+            }
+        }
+        ::close(fd);
+    });
+}
+
+int CfgSave(const Input& in)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    return TimeSave(in, [&](const std::string& out) { parser.CFGSaveData(out); });
+}
+
+int SimpleIniSave(const Input& in)
+{
+    CSimpleIniA ini;
+    ini.LoadFile(in.path.c_str());
+    return TimeSave(in, [&](const std::string& out) { ini.SaveFile(out.c_str()); });
+}
+
+int BoostWrite(const Input& in)
+{
+    boost::property_tree::ptree tree;
+    try {
+        boost::property_tree::read_ini(in.path, tree);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "read_ini: %s\n", error.what());
+    }
+    return TimeSave(in, [&](const std::string& out) {
+        try {
+            boost::property_tree::write_ini(out, tree);
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "write_ini: %s\n", error.what());
+        }
+    });
+}
+
+// ---------------------------------------------------------------- the cases
+
+// One row of the table. `column`, when set, makes the case a reference that
+// every other row of its section is compared with, under that heading.
+struct Case
+{
+    const char* section; // parse, lookup or save
+    const char* name;
+    const char* label;
+    const char* column;
+    std::function<int(const Input&)> run;
+};
+
+std::function<int(const Input&)> Parse(ParseFn parse, bool isModel = false)
+{
+    return [parse, isModel](const Input& in) { return RunParse(parse, in, isModel); };
+}
+
+const std::vector<Case>& Cases()
+{
+    static const std::vector<Case> cases = {
+        {"parse", "limit", "read + memchr line count", "limit", Parse(CountLines)},
+        {"parse", "inih", "inih ini_parse, empty handler", "inih", Parse(InihParse)},
+        {"parse", "inireader", "inih INIReader", "INIReader", Parse(InihReader)},
+        {"parse", "simpleini", "SimpleIni LoadFile", "SimpleIni", Parse(SimpleIniLoad)},
+        {"parse", "boost", "Boost read_ini", "Boost", Parse(BoostRead)},
+        {"parse", "cfg-block", "CCFGParser, block mode", nullptr,
+         Parse([](const Input& in) { return CfgParse(in, 0); }, true)},
+        {"parse", "cfg-anonymous", "CCFGParser, anonymous mode", nullptr,
+         Parse([](const Input& in) { return CfgParse(in, 1); }, true)},
+        {"lookup", "inireader-get", "INIReader GetInteger", "INIReader", InihGetInteger},
+        {"lookup", "simpleini-get", "SimpleIni GetLongValue", "SimpleIni", SimpleIniGetLong},
+        {"lookup", "cfg-get", "CFGGetData, present key", nullptr, [](const Input& in) { return CfgGet(in, ""); }},
+        {"lookup", "cfg-get-missing", "CFGGetData, missing key", nullptr,
+         [](const Input& in) { return CfgGet(in, "missing"); }},
+        {"lookup", "cfg-set", "CFGSetData", nullptr, CfgSet},
+        {"save", "write-once", "one write of the same bytes", "1 write", [](const Input& in) { return SaveFloor(in, false); }},
+        {"save", "write-lines", "one write per line, same bytes", "write/line",
+         [](const Input& in) { return SaveFloor(in, true); }},
+        {"save", "simpleini-save", "SimpleIni SaveFile", "SimpleIni", SimpleIniSave},
+        {"save", "boost-write", "Boost write_ini", "Boost", BoostWrite},
+        {"save", "cfg-save", "CFGSaveData (a write per line)", nullptr, CfgSave},
+    };
+    return cases;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+        for (const Case& c : Cases()) {
+            std::printf("%s\t%s\t%s\t%s\n", c.section, c.name, c.column != nullptr ? c.column : "-", c.label);
+        }
+        return 0;
+    }
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: %s --list | CASE FILE SCRATCH_DIR\n", argv[0]);
+        return 2;
+    }
+    Input in;
+    in.path = argv[2];
+    in.scratch = argv[3];
+    if (!LoadFacts(in.path, in.facts)) {
+        std::fprintf(stderr, "%s: no facts beside %s\n", argv[0], argv[2]);
+        return 2;
+    }
+    for (const Case& c : Cases()) {
+        if (std::strcmp(c.name, argv[1]) == 0) {
+            return c.run(in);
+        }
+    }
+    std::fprintf(stderr, "%s: no case %s\n", argv[0], argv[1]);
+    return 2;
+}
