@@ -15,14 +15,17 @@ void __libc_free(void* pointer);
 
 namespace {
 
-// The benchmark programs are single-threaded; plain counters suffice.
+// The benchmark programs are single-threaded; plain counters suffice. Memory
+// allocated before counting started may be freed while counting, so `live`
+// is only ever compared with itself.
 zelbench::HeapState g_heap = {0, 0, 0};
+bool g_counting = false;
 
 void* Counted(void* pointer)
 {
-    if (pointer != nullptr) {
+    if (g_counting && pointer != nullptr) {
         ++g_heap.allocations;
-        g_heap.live += malloc_usable_size(pointer);
+        g_heap.live += static_cast<long long>(malloc_usable_size(pointer));
         if (g_heap.live > g_heap.peak) {
             g_heap.peak = g_heap.live;
         }
@@ -32,8 +35,8 @@ void* Counted(void* pointer)
 
 void Uncount(void* pointer)
 {
-    if (pointer != nullptr) {
-        g_heap.live -= malloc_usable_size(pointer);
+    if (g_counting && pointer != nullptr) {
+        g_heap.live -= static_cast<long long>(malloc_usable_size(pointer));
     }
 }
 
@@ -51,7 +54,9 @@ void* realloc(void* pointer, size_t size) noexcept
     void* result = __libc_realloc(pointer, size);
     if (result == nullptr && size != 0) {
         // The old block is still there.
-        g_heap.live += pointer != nullptr ? malloc_usable_size(pointer) : 0;
+        if (g_counting && pointer != nullptr) {
+            g_heap.live += static_cast<long long>(malloc_usable_size(pointer));
+        }
         return nullptr;
     }
     return Counted(result);
@@ -83,6 +88,8 @@ int posix_memalign(void** result, size_t alignment, size_t size) noexcept
 } // extern "C"
 
 namespace zelbench {
+
+void StartCounting() { g_counting = true; }
 
 HeapState Heap() { return g_heap; }
 

@@ -8,13 +8,16 @@ namespace zelbench {
 // The heap as the benchmark programs see it: malloc and its relatives are
 // replaced in those programs (never in the library) by counting wrappers
 // around glibc's own allocator. Bytes are usable sizes, as malloc hands them out.
+// Counting costs a little on every call, so it is off until asked for: a
+// program either counts or is timed.
 struct HeapState
 {
-    size_t allocations; // calls that returned memory, since the start
-    size_t live;        // bytes allocated and not yet freed
-    size_t peak;        // highest `live` since the last ResetPeak()
+    long long allocations; // calls that returned memory while counting
+    long long live;        // bytes allocated and not yet freed, while counting
+    long long peak;        // highest `live` since the last ResetPeak()
 };
 
+void StartCounting();
 HeapState Heap();
 void ResetPeak();
 

@@ -1,8 +1,11 @@
 // One benchmark case on one file, in a process of its own: a parse is timed
 // on a fresh heap, as a program that loads its configuration meets it.
 //
-//   zelcfg_bench_case --list                 the cases, one a line
-//   zelcfg_bench_case CASE FILE SCRATCH_DIR  run one; prints "name=value ..."
+//   zelcfg_bench_case --list                         the cases, one a line
+//   zelcfg_bench_case [--heap] CASE FILE SCRATCH_DIR  run one; prints "name=value ..."
+//
+// A run either times the case or, with --heap, counts its heap use: counting
+// every malloc would slow the timed runs down.
 //
 // The driver (zelcfg_bench) runs every case in rounds and prints the table.
 #include <algorithm>
@@ -11,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,6 +36,8 @@ using namespace zelbench;
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+bool g_heapMode = false;
 
 double Seconds(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
@@ -55,17 +61,22 @@ Parsed Keep(std::unique_ptr<T> object)
     return Parsed(object.release(), [](void* p) { delete static_cast<T*>(p); });
 }
 
-// The floor: read the file in chunks the size of the engine's and count its
-// lines with memchr.
+// The floor: read the file in chunks sized as the engine sizes them (the whole
+// file at once when small) and count its lines with memchr.
 Parsed CountLines(const Input& in)
 {
-    constexpr size_t kChunk = size_t{256} * 1024;
+    constexpr size_t kMaxChunk = size_t{256} * 1024;
     static size_t s_lines = 0;
-    std::unique_ptr<char[]> buffer(new char[kChunk]);
     const int fd = ::open(in.path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    size_t chunk = kMaxChunk;
+    if (::fstat(fd, &status) == 0 && static_cast<size_t>(status.st_size) < kMaxChunk) {
+        chunk = std::max<size_t>(4096, static_cast<size_t>(status.st_size) + 1);
+    }
+    std::unique_ptr<char[]> buffer(new char[chunk]);
     size_t lines = 0;
     ssize_t count;
-    while ((count = ::read(fd, buffer.get(), kChunk)) > 0) {
+    while ((count = ::read(fd, buffer.get(), chunk)) > 0) {
         const char* at = buffer.get();
         const char* end = at + count;
         while ((at = static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)))) != nullptr) {
@@ -134,49 +145,36 @@ size_t ModelNeed(const CCFGParser& parser)
     return need;
 }
 
-struct ParseResult
-{
-    double seconds;
-    size_t allocations, kept, peak, need;
-};
-
-ParseResult TimeParse(const ParseFn& parse, const Input& in, bool measureNeed)
-{
-    ResetPeak();
-    const HeapState before = Heap();
-    const Clock::time_point start = Clock::now();
-    Parsed result = parse(in);
-    ParseResult out{Seconds(start), 0, 0, 0, 0};
-    const HeapState after = Heap();
-    out.allocations = after.allocations - before.allocations;
-    out.kept = after.live - before.live;
-    out.peak = after.peak - before.live;
-    if (measureNeed) {
-        out.need = ModelNeed(*static_cast<const CCFGParser*>(result.get()));
-    }
-    return out;
-}
-
-// The first parse in the process is the one measured, heap included. A small
-// file is parsed again and again and its time is the median of those runs,
-// since one run of microseconds is below the clock's and the system's noise.
+// The first parse in the process is the one measured. A small file is parsed
+// again and again and its time is the median of those runs, since one run of
+// microseconds is below the clock's and the system's noise.
 int RunParse(const ParseFn& parse, const Input& in, bool isModel)
 {
-    const ParseResult first = TimeParse(parse, in, isModel);
-    double seconds = first.seconds;
-    size_t runs = 1;
+    if (g_heapMode) {
+        ResetPeak();
+        const HeapState before = Heap();
+        Parsed result = parse(in);
+        const HeapState after = Heap();
+        const size_t need = isModel ? ModelNeed(*static_cast<const CCFGParser*>(result.get())) : 0;
+        std::printf("allocations=%lld kept=%lld peak=%lld need=%zu\n", after.allocations - before.allocations,
+                    after.live - before.live, after.peak - before.live, need);
+        return 0;
+    }
+    auto once = [&]() {
+        const Clock::time_point start = Clock::now();
+        Parsed result = parse(in);
+        const double seconds = Seconds(start);
+        return seconds; // the result is freed after the clock stopped
+    };
+    std::vector<double> times = {once()};
     if (in.facts.bytes < (size_t{1} << 20)) {
-        std::vector<double> times;
         const Clock::time_point start = Clock::now();
         while (times.size() < 20000 && (times.size() < 50 || Seconds(start) < 0.2)) {
-            times.push_back(TimeParse(parse, in, false).seconds);
+            times.push_back(once());
         }
-        std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-        seconds = times[times.size() / 2];
-        runs += times.size();
     }
-    std::printf("seconds=%.9g runs=%zu allocations=%zu kept=%zu peak=%zu need=%zu\n", seconds, runs,
-                first.allocations, first.kept, first.peak, first.need);
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    std::printf("seconds=%.9g runs=%zu\n", times[times.size() / 2], times.size());
     return 0;
 }
 
@@ -201,8 +199,12 @@ int RunLoop(const Input& in, const std::function<void(size_t)>& lookup)
         calls += keys;
         seconds = Seconds(start);
     } while (seconds < 0.2);
-    std::printf("seconds=%.9g runs=%zu allocations_per_call=%.3f\n", seconds / static_cast<double>(calls),
-                calls, static_cast<double>(Heap().allocations - before.allocations) / static_cast<double>(calls));
+    if (g_heapMode) {
+        std::printf("allocations_per_call=%.3f\n",
+                    static_cast<double>(Heap().allocations - before.allocations) / static_cast<double>(calls));
+    } else {
+        std::printf("seconds=%.9g runs=%zu\n", seconds / static_cast<double>(calls), calls);
+    }
     return 0;
 }
 
@@ -430,8 +432,14 @@ int main(int argc, char** argv)
         }
         return 0;
     }
+    if (argc == 5 && std::strcmp(argv[1], "--heap") == 0) {
+        g_heapMode = true;
+        StartCounting();
+        ++argv;
+        --argc;
+    }
     if (argc != 4) {
-        std::fprintf(stderr, "usage: %s --list | CASE FILE SCRATCH_DIR\n", argv[0]);
+        std::fprintf(stderr, "usage: %s --list | [--heap] CASE FILE SCRATCH_DIR\n", argv[0]);
         return 2;
     }
     Input in;

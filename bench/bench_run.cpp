@@ -151,8 +151,20 @@ struct Table
 class Results
 {
 public:
-    // samples[case][round]
+    // samples[case][round]: times
     std::map<std::string, std::vector<Sample>> samples;
+    // heap[case]: counts of one run apart, which are the same in every round
+    std::map<std::string, Sample> heap;
+
+    double HeapValue(const std::string& name, const std::string& key) const
+    {
+        const auto found = heap.find(name);
+        if (found == heap.end()) {
+            return -1;
+        }
+        const auto value = found->second.find(key);
+        return value == found->second.end() ? -1 : value->second;
+    }
 
     std::vector<double> Values(const std::string& name, const std::string& key) const
     {
@@ -237,17 +249,20 @@ void PrintFile(const FileFacts& facts, const std::string& file, const std::vecto
                 row.push_back(Spread(results.Ratios(c.name, reference->name), "%.2f"));
             }
             auto perEntry = [&](const char* key) {
-                const std::vector<double> values = results.Values(c.name, key);
+                const double value = results.HeapValue(c.name, key);
                 char text[32];
-                std::snprintf(text, sizeof text, "%.1f", Median(values) / entries);
-                return values.empty() || Median(values) == 0 ? std::string("-") : std::string(text);
+                std::snprintf(text, sizeof text, "%.1f", value / entries);
+                return value < 0 || (std::string(key) == "need" && value == 0) ? std::string("-") : std::string(text);
             };
             if (std::string(section) == "parse") {
                 for (const char* key : {"allocations", "kept", "peak", "need"}) {
                     row.push_back(perEntry(key));
                 }
             } else if (std::string(section) == "lookup") {
-                row.push_back(Spread(results.Values(c.name, "allocations_per_call"), "%.2f"));
+                const double value = results.HeapValue(c.name, "allocations_per_call");
+                char text[32];
+                std::snprintf(text, sizeof text, "%.2f", value);
+                row.push_back(value < 0 ? std::string("-") : std::string(text));
             }
             table.rows.push_back(row);
         }
@@ -317,23 +332,33 @@ int main(int argc, char** argv)
         for (const std::string& file : options.files) {
             std::fprintf(stderr, "round %d/%d: %s\n", round + 1, options.rounds, file.c_str());
             for (const CaseInfo& c : cases) {
-                const std::string command = Quote(caseProgram) + " " + Quote(c.name) + " " + Quote(paths[file]) + " "
-                                            + Quote(options.data);
-                bool ran = true;
-                const std::string output = Run(command, ran);
-                Sample sample;
-                for (const std::string& pair : Split(output.substr(0, output.find('\n')), ' ')) {
-                    const size_t equals = pair.find('=');
-                    if (equals != std::string::npos) {
-                        sample[pair.substr(0, equals)] = std::atof(pair.c_str() + equals + 1);
+                const std::string arguments = Quote(c.name) + " " + Quote(paths[file]) + " " + Quote(options.data);
+                // Heap use is counted once, in a run of its own, since it does not vary.
+                const bool countHeap = round == 0 && c.section != "save";
+                for (const bool heap : {false, true}) {
+                    if (heap && !countHeap) {
+                        continue;
+                    }
+                    bool ran = true;
+                    const std::string output =
+                        Run(Quote(caseProgram) + (heap ? " --heap " : " ") + arguments, ran);
+                    Sample sample;
+                    for (const std::string& pair : Split(output.substr(0, output.find('\n')), ' ')) {
+                        const size_t equals = pair.find('=');
+                        if (equals != std::string::npos) {
+                            sample[pair.substr(0, equals)] = std::atof(pair.c_str() + equals + 1);
+                        }
+                    }
+                    if (!ran || sample.empty() || (!heap && sample.count("seconds") == 0)) {
+                        std::fprintf(stderr, "case %s%s on %s failed\n", c.name.c_str(), heap ? " --heap" : "",
+                                     file.c_str());
+                        ++failures;
+                    } else if (heap) {
+                        results[file].heap[c.name] = sample;
+                    } else {
+                        results[file].samples[c.name].push_back(sample);
                     }
                 }
-                if (!ran || sample.count("seconds") == 0) {
-                    std::fprintf(stderr, "case %s on %s failed\n", c.name.c_str(), file.c_str());
-                    ++failures;
-                    continue;
-                }
-                results[file].samples[c.name].push_back(sample);
             }
         }
     }
