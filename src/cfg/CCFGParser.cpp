@@ -172,6 +172,39 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
     }
 }
 
+// How many entries the current block has still to come: the entry lines
+// after the reader's position, up to the next header in block mode or to the
+// end in anonymous mode, read ahead with the one classifier. 0 when the file
+// cannot be read ahead; the count only sizes a vector, so a file that changes
+// meanwhile costs a reallocation and nothing else.
+size_t CountEntriesAhead(const CFGLineReader& reader, bool bAnonymous)
+{
+    CFGLineReader ahead;
+    if (!ahead.OpenAhead(reader)) {
+        return 0;
+    }
+    size_t count = 0;
+    std::string_view text;
+    while (ahead.Next(text)) {
+        switch (CFGClassifyLine(text).kind) {
+        case CFGLineKind::Entry:
+            ++count;
+            break;
+        case CFGLineKind::Header:
+            if (!bAnonymous) {
+                return count;
+            }
+            break;
+        case CFGLineKind::UnterminatedHeader:
+            return count;
+        case CFGLineKind::Comment:
+        case CFGLineKind::Ignored:
+            break;
+        }
+    }
+    return count;
+}
+
 // The lines of a file into the model: 0, or the status that ended the parse.
 int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool bAnonymous, IsSpace isSpace,
                CFGBlockBuilder& builder)
@@ -206,6 +239,9 @@ int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool
                     return EINVAL;
                 }
                 FillNode(builder.Append(), pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
+                if (builder.WantsCount()) {
+                    builder.Expect(CountEntriesAhead(reader, true));
+                }
             } else if (pCurrent == nullptr) {
                 ZEL_LOG(kLogError, "CFGParseFile", "l_pBlock is NULL");
                 return EINVAL;
@@ -213,6 +249,9 @@ int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool
                 pending.clear();
             } else {
                 FillNode(builder.Append(), pending, line.key, line.value);
+                if (builder.WantsCount()) {
+                    builder.Expect(CountEntriesAhead(reader, false));
+                }
             }
             break;
         case CFGLineKind::Ignored:
