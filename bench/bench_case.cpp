@@ -276,8 +276,10 @@ std::string ReadAll(const std::string& path)
 }
 
 // Times a save into a file that does not exist yet; the saved bytes' size is
-// reported so that the driver can tell throughput. A small file is saved again
-// and again and the median taken, as with parsing.
+// reported so that the driver can tell throughput. The result is the median of
+// several saves: of 50 or more for a small file, as with parsing, and of up to
+// three (within a second) for a large one, since a single write of 50 MB into
+// the page cache varies a lot from one call to the next.
 int TimeSave(const Input& in, const std::function<void(const std::string&)>& save)
 {
     const std::string out = in.scratch + "/saved.cfg";
@@ -289,10 +291,14 @@ int TimeSave(const Input& in, const std::function<void(const std::string&)>& sav
     };
     std::vector<double> times = {once()};
     const size_t bytes = ReadAll(out).size();
+    const Clock::time_point start = Clock::now();
     if (in.facts.bytes < (size_t{1} << 20)) {
         times.clear();
-        const Clock::time_point start = Clock::now();
         while (times.size() < 20000 && (times.size() < 50 || Seconds(start) < 0.2)) {
+            times.push_back(once());
+        }
+    } else {
+        while (times.size() < 3 && Seconds(start) < 1.0) {
             times.push_back(once());
         }
     }
