@@ -135,7 +135,8 @@ bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts
         ++facts.blocks;
         for (size_t entry = 0; entry < shape.entriesPerBlock; ++entry, ++entryIndex) {
             if (random.Next() % shape.commentEvery == 0) {
-                out.Line((entry % 2 == 0 ? "# " : "; ") + Value(random, random.Between(20, shape.commentMax)), facts);
+                const std::string text = Value(random, random.Between(20, shape.commentMax));
+                out.Line((entry % 2 == 0 ? "# " : "; ") + text, facts);
             }
             const std::string key = UniqueName(random, random.Between(8, 16), entry);
             std::string value;
@@ -149,7 +150,8 @@ bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts
             }
             out.Line(key + "=" + value, facts);
             ++facts.entries;
-            if (entry % 10 == 0 && entryIndex / 10 % (keyStride / 10 + 1) == 0 && facts.keyBlocks.size() < 32) {
+            const bool spread = entryIndex / 10 % (keyStride / 10 + 1) == 0;
+            if (entry % 10 == 0 && spread && facts.keyBlocks.size() < 32) {
                 facts.keyBlocks.push_back(blockName);
                 facts.keyEntries.push_back(key);
             }

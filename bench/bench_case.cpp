@@ -39,7 +39,10 @@ using Clock = std::chrono::steady_clock;
 
 bool g_heapMode = false;
 
-double Seconds(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+double Seconds(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
 
 // What a case needs: the file, its facts and a directory for saved copies.
 struct Input
@@ -78,10 +81,10 @@ Parsed CountLines(const Input& in)
     ssize_t count;
     while ((count = ::read(fd, buffer.get(), chunk)) > 0) {
         const char* at = buffer.get();
-        const char* end = at + count;
-        while ((at = static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)))) != nullptr) {
+        const char* const end = at + count;
+        while (const void* feed = std::memchr(at, '\n', static_cast<size_t>(end - at))) {
             ++lines;
-            ++at;
+            at = static_cast<const char*>(feed) + 1;
         }
     }
     ::close(fd);
@@ -200,8 +203,9 @@ int RunLoop(const Input& in, const std::function<void(size_t)>& lookup)
         seconds = Seconds(start);
     } while (seconds < 0.2);
     if (g_heapMode) {
+        const long long allocations = Heap().allocations - before.allocations;
         std::printf("allocations_per_call=%.3f\n",
-                    static_cast<double>(Heap().allocations - before.allocations) / static_cast<double>(calls));
+                    static_cast<double>(allocations) / static_cast<double>(calls));
     } else {
         std::printf("seconds=%.9g runs=%zu\n", seconds / static_cast<double>(calls), calls);
     }
@@ -340,9 +344,9 @@ int SaveFloor(const Input& in, bool perLine)
         } else {
             size_t at = 0;
             while (at < bytes.size()) {
-                const void* feed = std::memchr(bytes.data() + at, '\n', bytes.size() - at);
-                const size_t end = feed == nullptr ? bytes.size()
-                                                   : static_cast<size_t>(static_cast<const char*>(feed) - bytes.data()) + 1;
+                const char* feed =
+                    static_cast<const char*>(std::memchr(bytes.data() + at, '\n', bytes.size() - at));
+                const size_t end = feed == nullptr ? bytes.size() : static_cast<size_t>(feed - bytes.data()) + 1;
                 WriteAll(fd, bytes.data() + at, end - at);
                 at = end;
             }
@@ -414,11 +418,13 @@ const std::vector<Case>& Cases()
          Parse([](const Input& in) { return CfgParse(in, 1); }, true)},
         {"lookup", "inireader-get", "INIReader GetInteger", "INIReader", InihGetInteger},
         {"lookup", "simpleini-get", "SimpleIni GetLongValue", "SimpleIni", SimpleIniGetLong},
-        {"lookup", "cfg-get", "CFGGetData, present key", nullptr, [](const Input& in) { return CfgGet(in, ""); }},
+        {"lookup", "cfg-get", "CFGGetData, present key", nullptr,
+         [](const Input& in) { return CfgGet(in, ""); }},
         {"lookup", "cfg-get-missing", "CFGGetData, missing key", nullptr,
          [](const Input& in) { return CfgGet(in, "missing"); }},
         {"lookup", "cfg-set", "CFGSetData", nullptr, CfgSet},
-        {"save", "write-once", "one write of the same bytes", "1 write", [](const Input& in) { return SaveFloor(in, false); }},
+        {"save", "write-once", "one write of the same bytes", "1 write",
+         [](const Input& in) { return SaveFloor(in, false); }},
         {"save", "write-lines", "one write per line, same bytes", "write/line",
          [](const Input& in) { return SaveFloor(in, true); }},
         {"save", "simpleini-save", "SimpleIni SaveFile", "SimpleIni", SimpleIniSave},

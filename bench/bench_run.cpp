@@ -200,9 +200,9 @@ void PrintFile(const FileFacts& facts, const std::string& file, const std::vecto
                const Results& results, int rounds)
 {
     const bool small = facts.bytes < 1000000;
-    std::printf("== %s: %.1f %s (%zu bytes), %zu lines, %zu entries in %zu blocks; %d round%s\n\n", file.c_str(),
-                static_cast<double>(facts.bytes) / (small ? 1e3 : 1e6), small ? "KB" : "MB", facts.bytes, facts.lines,
-                facts.entries, facts.blocks, rounds, rounds == 1 ? "" : "s");
+    std::printf("== %s: %.1f %s (%zu bytes), %zu lines, %zu entries in %zu blocks; %d round%s\n\n",
+                file.c_str(), static_cast<double>(facts.bytes) / (small ? 1e3 : 1e6), small ? "KB" : "MB",
+                facts.bytes, facts.lines, facts.entries, facts.blocks, rounds, rounds == 1 ? "" : "s");
     const double entries = static_cast<double>(facts.entries);
     for (const char* section : {"parse", "lookup", "save"}) {
         std::vector<const CaseInfo*> references;
@@ -252,7 +252,8 @@ void PrintFile(const FileFacts& facts, const std::string& file, const std::vecto
                 const double value = results.HeapValue(c.name, key);
                 char text[32];
                 std::snprintf(text, sizeof text, "%.1f", value / entries);
-                return value < 0 || (std::string(key) == "need" && value == 0) ? std::string("-") : std::string(text);
+                const bool none = value < 0 || (std::string(key) == "need" && value == 0);
+                return none ? std::string("-") : std::string(text);
             };
             if (std::string(section) == "parse") {
                 for (const char* key : {"allocations", "kept", "peak", "need"}) {
@@ -286,8 +287,7 @@ int main(int argc, char** argv)
         } else if (arg == "--smoke") {
             options.smoke = true;
         } else {
-            std::fprintf(stderr, "usage: %s [--rounds N] [--files typical,large,wide] [--data DIR] [--smoke]\n",
-                         argv[0]);
+            std::fprintf(stderr, "usage: %s [--rounds N] [--files NAME,...] [--data DIR] [--smoke]\n", argv[0]);
             return 2;
         }
     }
@@ -332,7 +332,8 @@ int main(int argc, char** argv)
         for (const std::string& file : options.files) {
             std::fprintf(stderr, "round %d/%d: %s\n", round + 1, options.rounds, file.c_str());
             for (const CaseInfo& c : cases) {
-                const std::string arguments = Quote(c.name) + " " + Quote(paths[file]) + " " + Quote(options.data);
+                const std::string arguments =
+                    Quote(c.name) + " " + Quote(paths[file]) + " " + Quote(options.data);
                 // Heap use is counted once, in a run of its own, since it does not vary.
                 const bool countHeap = round == 0 && c.section != "save";
                 for (const bool heap : {false, true}) {
@@ -350,8 +351,8 @@ int main(int argc, char** argv)
                         }
                     }
                     if (!ran || sample.empty() || (!heap && sample.count("seconds") == 0)) {
-                        std::fprintf(stderr, "case %s%s on %s failed\n", c.name.c_str(), heap ? " --heap" : "",
-                                     file.c_str());
+                        std::fprintf(stderr, "case %s%s on %s failed\n", c.name.c_str(),
+                                     heap ? " --heap" : "", file.c_str());
                         ++failures;
                     } else if (heap) {
                         results[file].heap[c.name] = sample;
@@ -364,7 +365,8 @@ int main(int argc, char** argv)
     }
 
     std::printf("Speeds and ratios: median over rounds, ±half the range in per cent of the median.\n"
-                "\"x NAME\": how many times faster than NAME the row is (time of NAME / time of the row).\n\n");
+                "\"x NAME\": how many times faster than NAME the row is"
+                " (time of NAME / time of the row).\n\n");
     for (const std::string& file : options.files) {
         PrintFile(facts[file], file, cases, results[file], options.rounds);
     }

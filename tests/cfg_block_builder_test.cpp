@@ -43,7 +43,8 @@ TEST_P(BuilderTable, EveryBlockGetsItsEntriesInExactVectors)
             if (builder.WantsCount() && !asked) {
                 asked = true;
                 if (plan.countError != kIgnore) {
-                    builder.Expect(static_cast<size_t>(static_cast<long>(plan.entries - e - 1) + plan.countError));
+                    const long toCome = static_cast<long>(plan.entries - e - 1);
+                    builder.Expect(static_cast<size_t>(toCome + plan.countError));
                 }
             }
         }
@@ -157,7 +158,14 @@ TEST(ReadAhead, RefusedWhereBytesCannotBeReadTwice)
 
 // Whole parses in both modes over blocks of every size the builder treats
 // apart: each block's vector is exactly as large as its entries.
-struct ModelCase { const char* name; unsigned mode; std::vector<size_t> blockSizes; std::string tail; int status; };
+struct ModelCase
+{
+    const char* name;
+    unsigned mode;
+    std::vector<size_t> blockSizes;
+    std::string tail; // appended after the blocks
+    int status;
+};
 
 using ModelTable = testing::TestWithParam<ModelCase>;
 

@@ -170,7 +170,8 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
     }
     iovec* next = parts;
     while (count > 0) {
-        const ssize_t written = count == 1 ? ::write(fd, next->iov_base, next->iov_len) : ::writev(fd, next, count);
+        const ssize_t written =
+            count == 1 ? ::write(fd, next->iov_base, next->iov_len) : ::writev(fd, next, count);
         if (written < 0) {
             if (errno == EINTR) {
                 continue;
