@@ -15,7 +15,9 @@
 #include <map>
 #include <string>
 #include <sys/stat.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "BenchFiles.h"
@@ -196,6 +198,28 @@ public:
     }
 };
 
+// The machine the numbers come from: processor, cores, kernel.
+void PrintMachine()
+{
+    std::string model = "unknown processor";
+    if (std::FILE* info = std::fopen("/proc/cpuinfo", "r")) {
+        char line[512];
+        while (std::fgets(line, sizeof line, info) != nullptr) {
+            const std::string text = line;
+            const size_t colon = text.find(':');
+            if (text.compare(0, 10, "model name") == 0 && colon != std::string::npos) {
+                model = text.substr(colon + 2, text.size() - colon - 3);
+                break;
+            }
+        }
+        std::fclose(info);
+    }
+    utsname system;
+    const bool named = ::uname(&system) == 0;
+    std::printf("Machine: %s, %ld cores online, %s %s\n", model.c_str(), ::sysconf(_SC_NPROCESSORS_ONLN),
+                named ? system.sysname : "", named ? system.release : "");
+}
+
 void PrintFile(const FileFacts& facts, const std::string& file, const std::vector<CaseInfo>& cases,
                const Results& results, int rounds)
 {
@@ -364,6 +388,7 @@ int main(int argc, char** argv)
         }
     }
 
+    PrintMachine();
     std::printf("Speeds and ratios: median over rounds, ±half the range in per cent of the median.\n"
                 "\"x NAME\": how many times faster than NAME the row is"
                 " (time of NAME / time of the row).\n\n");
