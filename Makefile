@@ -2,19 +2,28 @@
 #   make run   install what is missing, build, run the example
 #   make test  build with -Werror and run the tests, plain (g++) and under
 #              AddressSanitizer and UndefinedBehaviorSanitizer (clang)
+#   make bench build in Release, install the peer libraries, run every
+#              benchmark and print the table (docs/performance.md)
+#   make bench-smoke  the same build, every benchmark once on the small file
 
 BUILD      ?= build
 TEST_BUILD ?= build-test
 ASAN_BUILD ?= build-asan
+BENCH_BUILD ?= build-bench
+BENCH_ROUNDS ?= 5
+BENCH_FILES ?= typical,large,wide
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 GENERATOR  := $(if $(shell command -v ninja 2>/dev/null),-G Ninja,)
 
-.PHONY: all deps build run test test-plain test-sanitize clean
+.PHONY: all deps deps-bench build run test test-plain test-sanitize bench bench-build bench-smoke clean
 
 all: build
 
 deps:
 	@./scripts/install-deps.sh
+
+deps-bench:
+	@./scripts/install-deps.sh bench
 
 build: deps
 	cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -38,5 +47,18 @@ test-sanitize: deps
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 \
 	    UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 ctest --output-on-failure -j $(JOBS)
 
+bench-build: deps-bench
+	cmake -S . -B $(BENCH_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Release -DZELCONFIG_WERROR=ON \
+	    -DZELCONFIG_BUILD_BENCH=ON -DZELCONFIG_BUILD_TESTS=OFF -DZELCONFIG_BUILD_EXAMPLES=OFF
+	cmake --build $(BENCH_BUILD) -j $(JOBS)
+
+# The synthetic files (about 100 MB) are written to $(BENCH_BUILD)/data.
+bench: bench-build
+	$(BENCH_BUILD)/bench/zelcfg_bench --rounds $(BENCH_ROUNDS) --files $(BENCH_FILES) \
+	    --data $(BENCH_BUILD)/data
+
+bench-smoke: bench-build
+	$(BENCH_BUILD)/bench/zelcfg_bench --smoke --data $(BENCH_BUILD)/data
+
 clean:
-	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD) $(BENCH_BUILD)

@@ -1,9 +1,20 @@
 #!/bin/sh
 # Installs the Debian packages the build and the tests need, when any is
 # missing. Needs root (or sudo) only when there is something to install.
+#   install-deps.sh         what the library, its tests and examples need
+#   install-deps.sh bench   that, plus the benchmarks' peer libraries
 set -eu
 
 packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev locales"
+# The peers the benchmarks compare with, and what finds them.
+bench_packages="pkgconf libinih-dev libsimpleini-dev"
+
+for extra in "$@"; do
+    case "$extra" in
+        bench) packages="$packages $bench_packages" ;;
+        *) echo "error: unknown package set: $extra (known: bench)" >&2; exit 2 ;;
+    esac
+done
 
 missing=""
 for package in $packages; do

@@ -1,6 +1,7 @@
 #include "CCFGParser.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <locale>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/range/iterator_range.hpp>
 
+#include "CFGBlockBuilder.h"
 #include "CFGLine.h"
 #include "CFGLineReader.h"
 #include "platform/ZelLog.h"
@@ -38,6 +40,16 @@ void FreeBlockMap(BlockMap* pBlocks)
     delete pBlocks;
 }
 
+// Hands the pending comment to a new block or entry: a copy of its exact
+// size, while `pending` is emptied but keeps its room for the next comment.
+void TakeComment(std::string& target, std::string& pending)
+{
+    if (!pending.empty()) {
+        target = std::string(pending);
+        pending.clear();
+    }
+}
+
 // Adds a block for a header line and returns the block its entries go to.
 // When the name is taken, the first block keeps it and the newcomer's entries
 // are lost; they are sent to `discard` so that nothing is kept for them.
@@ -56,18 +68,18 @@ CBlock* AddBlock(BlockMap& blocks, std::string_view name, std::string& pending, 
     // Insert the slot first, so that a failing allocation leaves no block unowned.
     auto slot = blocks.emplace_hint(hint, std::move(key), nullptr);
     slot->second = new CBlock;
-    slot->second->m_strComment.swap(pending); // and the pending comment is empty again
+    TakeComment(slot->second->m_strComment, pending);
     return slot->second;
 }
 
-// Appends an entry to a block, handing it the pending comment.
-void AppendNode(CBlock& block, std::string& pending, std::string_view key, std::string_view value)
+// Fills a new entry, handing it the pending comment. Each string is
+// constructed at its exact size: assign() into an empty string would round a
+// short one up to twice the inline capacity.
+void FillNode(CNode& node, std::string& pending, std::string_view key, std::string_view value)
 {
-    block.m_vecNodes.emplace_back();
-    CNode& node = block.m_vecNodes.back();
-    node.m_strComment.swap(pending); // and the pending comment is empty again
-    node.m_strKey.assign(key.data(), key.size());
-    node.m_strValue.assign(value.data(), value.size());
+    TakeComment(node.m_strComment, pending);
+    node.m_strKey = std::string(key);
+    node.m_strValue = std::string(value);
 }
 
 // White space as a locale's ctype facet classes it: boost's is_space(locale),
@@ -86,10 +98,10 @@ std::string_view Trim(std::string_view text, IsSpace isSpace)
     return std::string_view(trimmed.begin(), static_cast<size_t>(trimmed.size()));
 }
 
-// The lookup key's block and entry names; `entry` views into `key`.
+// The lookup key's block and entry names, both viewing into the key.
 struct KeyParts
 {
-    std::string block;
+    std::string_view block;
     std::string_view entry;
 };
 
@@ -100,7 +112,7 @@ KeyParts SplitKey(const std::string& key, const char* anonymousBlock)
     KeyParts parts;
     const size_t dot = key.find('.');
     if (dot != std::string::npos) {
-        parts.block.assign(key, 0, dot);
+        parts.block = std::string_view(key).substr(0, dot);
         parts.entry = std::string_view(key).substr(dot + 1);
     } else if (anonymousBlock != nullptr) {
         parts.block = anonymousBlock;
@@ -111,9 +123,14 @@ KeyParts SplitKey(const std::string& key, const char* anonymousBlock)
 
 // The block of that name, if it exists and holds entries. Names are unique
 // keys of the map, so its own search finds the one block a walk would.
-CBlock* FindBlock(BlockMap& blocks, const std::string& name)
+CBlock* FindBlock(BlockMap& blocks, std::string_view name)
 {
-    const auto found = blocks.find(name);
+    // The map's comparator takes only std::string. The name is copied into a
+    // string of this thread that keeps its room, so that a lookup allocates
+    // only when a name longer than any before it comes along.
+    thread_local std::string t_name;
+    t_name.assign(name.data(), name.size());
+    const auto found = blocks.find(t_name);
     if (found == blocks.end() || found->second == nullptr || found->second->m_vecNodes.empty()) {
         return nullptr;
     }
@@ -127,16 +144,34 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
 {
     iovec parts[4];
     int count = 0;
-    for (std::string_view piece : {a, b, c, d}) {
-        if (!piece.empty()) {
-            parts[count].iov_base = const_cast<char*>(piece.data());
-            parts[count].iov_len = piece.size();
-            ++count;
+    // A line of usual length is joined first and goes out with write(): the
+    // kernel takes one buffer faster than it walks a vector of them, and the
+    // copy costs less than the difference.
+    char joined[1024];
+    if (a.size() + b.size() + c.size() + d.size() <= sizeof joined) {
+        size_t size = 0;
+        for (std::string_view piece : {a, b, c, d}) {
+            if (!piece.empty()) { // an empty view may hold no pointer at all
+                std::memcpy(joined + size, piece.data(), piece.size());
+                size += piece.size();
+            }
+        }
+        parts[0].iov_base = joined;
+        parts[0].iov_len = size;
+        count = size > 0 ? 1 : 0;
+    } else {
+        for (std::string_view piece : {a, b, c, d}) {
+            if (!piece.empty()) {
+                parts[count].iov_base = const_cast<char*>(piece.data());
+                parts[count].iov_len = piece.size();
+                ++count;
+            }
         }
     }
     iovec* next = parts;
     while (count > 0) {
-        const ssize_t written = ::writev(fd, next, count);
+        const ssize_t written =
+            count == 1 ? ::write(fd, next->iov_base, next->iov_len) : ::writev(fd, next, count);
         if (written < 0) {
             if (errno == EINTR) {
                 continue;
@@ -154,6 +189,100 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
             next->iov_len -= left;
         }
     }
+}
+
+// How many entries the current block has still to come: the entry lines
+// after the reader's position, up to the next header in block mode or to the
+// end in anonymous mode, read ahead with the one classifier. 0 when the file
+// cannot be read ahead; the count only sizes a vector, so a file that changes
+// meanwhile costs a reallocation and nothing else.
+size_t CountEntriesAhead(const CFGLineReader& reader, bool bAnonymous)
+{
+    CFGLineReader ahead;
+    if (!ahead.OpenAhead(reader)) {
+        return 0;
+    }
+    size_t count = 0;
+    std::string_view text;
+    while (ahead.Next(text)) {
+        switch (CFGClassifyLine(text).kind) {
+        case CFGLineKind::Entry:
+            ++count;
+            break;
+        case CFGLineKind::Header:
+            if (!bAnonymous) {
+                return count;
+            }
+            break;
+        case CFGLineKind::UnterminatedHeader:
+            return count;
+        case CFGLineKind::Comment:
+        case CFGLineKind::Ignored:
+            break;
+        }
+    }
+    return count;
+}
+
+// The lines of a file into the model: 0, or the status that ended the parse.
+int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool bAnonymous, IsSpace isSpace,
+               CFGBlockBuilder& builder)
+{
+    std::string pending; // comment lines waiting for the next header or entry
+    CBlock* pCurrent = nullptr;
+    CBlock discard; // stands for a block whose name was taken; never filled
+    std::string_view text;
+    while (reader.Next(text)) {
+        const CFGLine line = CFGClassifyLine(text);
+        switch (line.kind) {
+        case CFGLineKind::Comment:
+            pending.append(text.data(), text.size());
+            break;
+        case CFGLineKind::UnterminatedHeader:
+            ZEL_LOG(kLogError, "CFGParseFile", "End Tag missing");
+            return -1;
+        case CFGLineKind::Header:
+            pCurrent = AddBlock(blocks, line.name, pending, discard);
+            if (!bAnonymous) {
+                if (pCurrent == &discard) {
+                    builder.Finish();
+                } else {
+                    builder.Begin(*pCurrent);
+                }
+            }
+            break;
+        case CFGLineKind::Entry:
+            if (bAnonymous) {
+                if (pAnonymous == nullptr) {
+                    ZEL_LOG(kLogError, "CFGParseFile", "anonymous_pBlock is NULL");
+                    return EINVAL;
+                }
+                FillNode(builder.Append(), pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
+                if (builder.WantsCount()) {
+                    builder.Expect(CountEntriesAhead(reader, true));
+                }
+            } else if (pCurrent == nullptr) {
+                ZEL_LOG(kLogError, "CFGParseFile", "l_pBlock is NULL");
+                return EINVAL;
+            } else if (pCurrent == &discard) {
+                pending.clear();
+            } else {
+                FillNode(builder.Append(), pending, line.key, line.value);
+                if (builder.WantsCount()) {
+                    builder.Expect(CountEntriesAhead(reader, false));
+                }
+            }
+            break;
+        case CFGLineKind::Ignored:
+            break;
+        }
+    }
+    if (reader.Failed()) {
+        // The file opened but could not be read to its end.
+        ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
+        return -2;
+    }
+    return 0;
 }
 
 } // namespace
@@ -223,48 +352,23 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     const std::locale locale;
     const IsSpace isSpace{&std::use_facet<std::ctype<char>>(locale)};
 
-    std::string pending; // comment lines waiting for the next header or entry
-    CBlock* pCurrent = nullptr;
-    CBlock discard; // stands for a block whose name was taken; never filled
-    std::string_view text;
-    while (reader.Next(text)) {
-        const CFGLine line = CFGClassifyLine(text);
-        switch (line.kind) {
-        case CFGLineKind::Comment:
-            pending.append(text.data(), text.size());
-            break;
-        case CFGLineKind::UnterminatedHeader:
-            ZEL_LOG(kLogError, "CFGParseFile", "End Tag missing");
-            return -1;
-        case CFGLineKind::Header:
-            pCurrent = AddBlock(*pBlocks, line.name, pending, discard);
-            break;
-        case CFGLineKind::Entry:
-            if (bAnonymous) {
-                if (pAnonymous == nullptr) {
-                    ZEL_LOG(kLogError, "CFGParseFile", "anonymous_pBlock is NULL");
-                    return EINVAL;
-                }
-                AppendNode(*pAnonymous, pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
-            } else if (pCurrent == nullptr) {
-                ZEL_LOG(kLogError, "CFGParseFile", "l_pBlock is NULL");
-                return EINVAL;
-            } else if (pCurrent == &discard) {
-                pending.clear();
-            } else {
-                AppendNode(*pCurrent, pending, line.key, line.value);
-            }
-            break;
-        case CFGLineKind::Ignored:
-            break;
+    CFGBlockBuilder builder;
+    if (pAnonymous != nullptr) {
+        builder.Begin(*pAnonymous);
+    }
+    int status;
+    try {
+        status = ParseLines(reader, *pBlocks, pAnonymous, bAnonymous, isSpace, builder);
+        builder.Finish();
+    } catch (const std::bad_alloc&) {
+        // The entries read so far stay in the model, as they would without the builder.
+        try {
+            builder.Finish();
+        } catch (const std::bad_alloc&) {
         }
+        throw;
     }
-    if (reader.Failed()) {
-        // The file opened but could not be read to its end.
-        ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
-        return -2;
-    }
-    return 0;
+    return status;
 }
 
 int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)

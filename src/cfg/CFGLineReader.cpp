@@ -15,12 +15,13 @@ namespace {
 // than a chunk doubles the buffer until it fits.
 constexpr size_t kMinChunk = size_t{4} * 1024;
 constexpr size_t kMaxChunk = size_t{256} * 1024;
+constexpr size_t kAheadChunk = size_t{64} * 1024;
 
 } // namespace
 
 CFGLineReader::~CFGLineReader()
 {
-    if (m_fd >= 0) {
+    if (m_fd >= 0 && m_bOwnsFd) {
         ::close(m_fd);
     }
 }
@@ -39,8 +40,8 @@ bool CFGLineReader::Open(const std::string& strPath)
     }
     size_t chunk = kMaxChunk;
     struct stat status;
-    if (::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0
-        && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
+    m_bRegular = ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0;
+    if (m_bRegular && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
         // One byte more than the file, so that the second read sees the end.
         chunk = static_cast<size_t>(status.st_size) + 1;
         if (chunk < kMinChunk) {
@@ -49,6 +50,23 @@ bool CFGLineReader::Open(const std::string& strPath)
     }
     m_buffer.reset(new char[chunk]);
     m_capacity = chunk;
+    return Fill();
+}
+
+bool CFGLineReader::OpenAhead(const CFGLineReader& source)
+{
+    if (source.m_fd < 0 || !source.m_bRegular || source.m_bDone) {
+        return false;
+    }
+    m_fd = source.m_fd;
+    m_bOwnsFd = false;
+    m_bRegular = true;
+    // The bytes not yet handed out are read again from the file.
+    m_position = static_cast<off_t>(source.m_total - (source.m_end - source.m_begin));
+    // Reading ahead usually stops at the next header: a modest chunk, grown
+    // like any other when a line is longer.
+    m_buffer.reset(new char[kAheadChunk]);
+    m_capacity = kAheadChunk;
     return Fill();
 }
 
@@ -100,7 +118,8 @@ bool CFGLineReader::Fill()
     }
     ssize_t count;
     do {
-        count = ::read(m_fd, m_buffer.get() + m_end, m_capacity - m_end);
+        count = m_position < 0 ? ::read(m_fd, m_buffer.get() + m_end, m_capacity - m_end)
+                               : ::pread(m_fd, m_buffer.get() + m_end, m_capacity - m_end, m_position);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
         m_bFailed = true;
@@ -110,6 +129,10 @@ bool CFGLineReader::Fill()
         m_bEof = true;
     } else {
         m_end += static_cast<size_t>(count);
+        m_total += static_cast<size_t>(count);
+        if (m_position >= 0) {
+            m_position += static_cast<off_t>(count);
+        }
     }
     return true;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace zelconfig {
 
@@ -24,6 +25,11 @@ public:
     // directory, for one): either way there is no file to read.
     bool Open(const std::string& strPath);
 
+    // Reads ahead of `source` without disturbing it: the lines from the one
+    // `source` would hand out next, through positional reads of its file.
+    // False when `source` is no regular file, whose bytes could be read twice.
+    bool OpenAhead(const CFGLineReader& source);
+
     // The next line, valid until the next call; false after the last line or
     // on a read error.
     bool Next(std::string_view& line);
@@ -35,6 +41,10 @@ private:
     bool Fill();
 
     int m_fd = -1;
+    bool m_bOwnsFd = true;
+    bool m_bRegular = false;  // a regular file, which can be read ahead
+    off_t m_position = -1;    // where the next positional read starts; -1: plain reads
+    size_t m_total = 0;       // bytes read from the file so far
     std::unique_ptr<char[]> m_buffer;
     size_t m_capacity = 0;
     size_t m_begin = 0;    // first byte not yet handed out

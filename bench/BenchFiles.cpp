@@ -1,0 +1,196 @@
+#include "BenchFiles.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace zelbench {
+
+namespace {
+
+// splitmix64: tiny, fast and the same everywhere, unlike the distributions of <random>.
+class Random
+{
+public:
+    explicit Random(uint64_t seed) : m_state(seed) {}
+    uint64_t Next()
+    {
+        uint64_t z = (m_state += 0x9E3779B97F4A7C15ull);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+        return z ^ (z >> 31);
+    }
+    // Uniform in [low, high].
+    size_t Between(size_t low, size_t high) { return low + static_cast<size_t>(Next() % (high - low + 1)); }
+
+private:
+    uint64_t m_state;
+};
+
+const char kLower[] = "abcdefghijklmnopqrstuvwxyz";
+const char kText[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:, ";
+
+void AppendRandom(std::string& out, Random& random, const char* alphabet, size_t alphabetSize, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        out += alphabet[random.Next() % alphabetSize];
+    }
+}
+
+// A name of `length` bytes that is unique for each `index`: random letters,
+// then the index in base 26 (five letters cover 11 million indices).
+std::string UniqueName(Random& random, size_t length, size_t index)
+{
+    std::string name;
+    AppendRandom(name, random, kLower, 26, length - 5);
+    for (int digit = 0; digit < 5; ++digit) {
+        name += kLower[index % 26];
+        index /= 26;
+    }
+    return name;
+}
+
+// Printable text that neither starts nor ends with a blank, so that every
+// peer and both modes read the same value.
+std::string Value(Random& random, size_t length)
+{
+    std::string value;
+    value += kLower[random.Next() % 26];
+    if (length > 2) {
+        AppendRandom(value, random, kText, sizeof(kText) - 1, length - 2);
+    }
+    if (length > 1) {
+        value += kLower[random.Next() % 26];
+    }
+    return value;
+}
+
+class Writer
+{
+public:
+    explicit Writer(const std::string& path) : m_file(std::fopen(path.c_str(), "wb")) {}
+    ~Writer() { Close(); }
+    bool Close()
+    {
+        bool ok = m_file != nullptr && std::ferror(m_file) == 0;
+        if (m_file != nullptr) {
+            ok = std::fclose(m_file) == 0 && ok;
+            m_file = nullptr;
+        }
+        return ok;
+    }
+    bool Opened() const { return m_file != nullptr; }
+    void Line(const std::string& text, FileFacts& facts)
+    {
+        std::fwrite(text.data(), 1, text.size(), m_file);
+        std::fputc('\n', m_file);
+        facts.bytes += text.size() + 1;
+        ++facts.lines;
+    }
+
+private:
+    std::FILE* m_file;
+};
+
+} // namespace
+
+const std::vector<FileShape>& Shapes()
+{
+    static const std::vector<FileShape> shapes = {
+        {"typical", 10, 10, 10, 0, 60},
+        {"large", 20000, 50, 10, 500, 200},
+        {"wide", 1, 1200000, 10, 500, 70},
+    };
+    return shapes;
+}
+
+const FileShape* FindShape(const std::string& name)
+{
+    for (const FileShape& shape : Shapes()) {
+        if (name == shape.name) {
+            return &shape;
+        }
+    }
+    return nullptr;
+}
+
+bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts)
+{
+    facts = FileFacts();
+    Writer out(path);
+    if (!out.Opened()) {
+        return false;
+    }
+    Random random(0x5EEDu + shape.blocks);
+    // About 32 lookup keys, the same number of misses, spread evenly.
+    const size_t totalEntries = shape.blocks * shape.entriesPerBlock;
+    const size_t keyStride = totalEntries / 32 == 0 ? 1 : totalEntries / 32;
+    size_t entryIndex = 0;
+    for (size_t block = 0; block < shape.blocks; ++block) {
+        const std::string blockName = UniqueName(random, random.Between(8, 20), block);
+        if (random.Next() % shape.commentEvery == 0) {
+            out.Line("# " + Value(random, random.Between(20, shape.commentMax)), facts);
+        }
+        out.Line("[" + blockName + "]", facts);
+        ++facts.blocks;
+        for (size_t entry = 0; entry < shape.entriesPerBlock; ++entry, ++entryIndex) {
+            if (random.Next() % shape.commentEvery == 0) {
+                const std::string text = Value(random, random.Between(20, shape.commentMax));
+                out.Line((entry % 2 == 0 ? "# " : "; ") + text, facts);
+            }
+            const std::string key = UniqueName(random, random.Between(8, 16), entry);
+            std::string value;
+            if (entry % 10 == 0) {
+                // Integers for the typed lookups of the peers.
+                value = std::to_string(random.Between(10000, 2000000000));
+            } else if (shape.longValueEvery != 0 && random.Next() % shape.longValueEvery == 0) {
+                value = Value(random, random.Between(257, 2000));
+            } else {
+                value = Value(random, random.Between(5, 40));
+            }
+            out.Line(key + "=" + value, facts);
+            ++facts.entries;
+            const bool spread = entryIndex / 10 % (keyStride / 10 + 1) == 0;
+            if (entry % 10 == 0 && spread && facts.keyBlocks.size() < 32) {
+                facts.keyBlocks.push_back(blockName);
+                facts.keyEntries.push_back(key);
+            }
+        }
+    }
+    return out.Close();
+}
+
+bool SaveFacts(const FileFacts& facts, const std::string& path)
+{
+    std::FILE* file = std::fopen((path + ".facts").c_str(), "w");
+    if (file == nullptr) {
+        return false;
+    }
+    std::fprintf(file, "%zu %zu %zu %zu\n", facts.bytes, facts.lines, facts.entries, facts.blocks);
+    for (size_t i = 0; i < facts.keyBlocks.size(); ++i) {
+        std::fprintf(file, "%s %s\n", facts.keyBlocks[i].c_str(), facts.keyEntries[i].c_str());
+    }
+    return std::fclose(file) == 0;
+}
+
+bool LoadFacts(const std::string& path, FileFacts& facts)
+{
+    facts = FileFacts();
+    std::FILE* file = std::fopen((path + ".facts").c_str(), "r");
+    if (file == nullptr) {
+        return false;
+    }
+    bool ok = std::fscanf(file, "%zu %zu %zu %zu", &facts.bytes, &facts.lines, &facts.entries,
+                          &facts.blocks) == 4;
+    // Names are lower-case letters only, at most 20 of them.
+    char block[64];
+    char entry[64];
+    while (ok && std::fscanf(file, "%63s %63s", block, entry) == 2) {
+        facts.keyBlocks.emplace_back(block);
+        facts.keyEntries.emplace_back(entry);
+    }
+    std::fclose(file);
+    return ok && !facts.keyBlocks.empty();
+}
+
+} // namespace zelbench

@@ -1,0 +1,48 @@
+#ifndef ZELCONFIG_BENCH_BENCHFILES_H
+#define ZELCONFIG_BENCH_BENCHFILES_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace zelbench {
+
+// The shape of a synthetic CFG file. Every file is a pure function of its
+// shape: the same bytes on every machine and in every run.
+struct FileShape
+{
+    const char* name;
+    size_t blocks;
+    size_t entriesPerBlock;
+    unsigned commentEvery;   // one line in this many is a comment
+    unsigned longValueEvery; // one value in this many is longer than 256 bytes
+    size_t commentMax;       // comments are 20 to this many bytes of text
+};
+
+// typical: ~4 KB, 10 blocks of 10; large: ~50 MB, 20,000 blocks of 50;
+// wide: ~50 MB in one block of 1.2 million entries.
+const std::vector<FileShape>& Shapes();
+const FileShape* FindShape(const std::string& name);
+
+// What a generated file holds, and keys to look up in it.
+struct FileFacts
+{
+    size_t bytes = 0;
+    size_t lines = 0;
+    size_t entries = 0;
+    size_t blocks = 0;
+    // Block and entry names of entries whose values are decimal integers,
+    // spread evenly over the file, for lookups.
+    std::vector<std::string> keyBlocks, keyEntries;
+};
+
+// Writes the file of that shape to `path`; false on an I/O error.
+bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts);
+
+// The facts beside a file, as "<path>.facts": counts, then one key a line.
+bool SaveFacts(const FileFacts& facts, const std::string& path);
+bool LoadFacts(const std::string& path, FileFacts& facts);
+
+} // namespace zelbench
+
+#endif

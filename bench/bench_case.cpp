@@ -1,0 +1,507 @@
+// One benchmark case on one file, in a process of its own: a parse is timed
+// on a fresh heap, as a program that loads its configuration meets it.
+//
+//   zelcfg_bench_case --list                         the cases, one a line
+//   zelcfg_bench_case [--heap] CASE FILE SCRATCH_DIR  run one; prints "name=value ..."
+//
+// A run either times the case or, with --heap, counts its heap use: counting
+// every malloc would slow the timed runs down.
+//
+// The driver (zelcfg_bench) runs every case in rounds and prints the table.
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include <INIReader.h>
+#include <SimpleIni.h>
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+#include <ini.h>
+
+#include "BenchFiles.h"
+#include "CCFGParser.h"
+#include "HeapCounter.h"
+
+using namespace zelbench;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+bool g_heapMode = false;
+
+double Seconds(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// A case whose parser reports a failure measured the wrong thing: it still
+// prints its numbers, but exits with 1 so that the driver (and CI's smoke
+// run) notices.
+bool g_failed = false;
+
+void Check(bool ok, const char* what)
+{
+    if (!ok && !g_failed) {
+        std::fprintf(stderr, "%s failed\n", what);
+    }
+    g_failed = g_failed || !ok;
+}
+
+// What a case needs: the file, its facts and a directory for saved copies.
+struct Input
+{
+    std::string path;
+    FileFacts facts;
+    std::string scratch;
+};
+
+// ---------------------------------------------------------------- parsing
+
+// A parse leaves its result alive until the heap has been measured.
+using Parsed = std::shared_ptr<void>;
+using ParseFn = std::function<Parsed(const Input&)>;
+
+template <class T>
+Parsed Keep(std::unique_ptr<T> object)
+{
+    return Parsed(object.release(), [](void* p) { delete static_cast<T*>(p); });
+}
+
+// The floor: read the file in chunks sized as the engine sizes them (the whole
+// file at once when small) and count its lines with memchr.
+Parsed CountLines(const Input& in)
+{
+    constexpr size_t kMaxChunk = size_t{256} * 1024;
+    static size_t s_lines = 0;
+    const int fd = ::open(in.path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    size_t chunk = kMaxChunk;
+    if (::fstat(fd, &status) == 0 && static_cast<size_t>(status.st_size) < kMaxChunk) {
+        chunk = std::max<size_t>(4096, static_cast<size_t>(status.st_size) + 1);
+    }
+    std::unique_ptr<char[]> buffer(new char[chunk]);
+    size_t lines = 0;
+    ssize_t count;
+    while ((count = ::read(fd, buffer.get(), chunk)) > 0) {
+        const char* at = buffer.get();
+        const char* const end = at + count;
+        while (const void* feed = std::memchr(at, '\n', static_cast<size_t>(end - at))) {
+            ++lines;
+            at = static_cast<const char*>(feed) + 1;
+        }
+    }
+    ::close(fd);
+    s_lines = lines; // keeps the count from being optimised away
+    return Parsed(&s_lines, [](void*) {});
+}
+
+int NoHandler(void*, const char*, const char*, const char*) { return 1; }
+
+Parsed InihParse(const Input& in)
+{
+    static int s_result = 0;
+    s_result = ini_parse(in.path.c_str(), NoHandler, nullptr);
+    // A positive result is the first line inih rejects: lines past its 200 bytes.
+    Check(s_result >= 0, "ini_parse");
+    return Parsed(&s_result, [](void*) {});
+}
+
+Parsed InihReader(const Input& in)
+{
+    auto reader = std::make_unique<INIReader>(in.path);
+    Check(reader->ParseError() >= 0, "INIReader");
+    return Keep(std::move(reader));
+}
+
+Parsed SimpleIniLoad(const Input& in)
+{
+    auto ini = std::make_unique<CSimpleIniA>();
+    Check(ini->LoadFile(in.path.c_str()) >= 0, "LoadFile");
+    return Keep(std::move(ini));
+}
+
+Parsed BoostRead(const Input& in)
+{
+    auto tree = std::make_unique<boost::property_tree::ptree>();
+    try {
+        boost::property_tree::read_ini(in.path, *tree);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "read_ini: %s\n", error.what());
+        Check(false, "read_ini");
+    }
+    return Keep(std::move(tree));
+}
+
+Parsed CfgParse(const Input& in, unsigned mode)
+{
+    auto parser = std::make_unique<CCFGParser>(mode);
+    Check(parser->CFGParseFile(in.path) == 0, "CFGParseFile");
+    return Keep(std::move(parser));
+}
+
+// The least heap the model's types can hold this data in: every string and
+// vector allocated at its exact size, one map node and one CBlock per block.
+size_t ModelNeed(const CCFGParser& parser)
+{
+    auto string = [](const std::string& s) { return s.size() > 15 ? UsableSizeFor(s.size() + 1) : 0; };
+    // A map node: the red-black links (32 bytes) and the pair.
+    size_t need = UsableSizeFor(sizeof(std::map<std::string, CBlock*>));
+    for (const auto& block : *parser.m_pmCFGData) {
+        need += UsableSizeFor(32 + sizeof(block)) + string(block.first) + UsableSizeFor(sizeof(CBlock));
+        need += string(block.second->m_strComment);
+        if (!block.second->m_vecNodes.empty()) {
+            need += UsableSizeFor(block.second->m_vecNodes.size() * sizeof(CNode));
+        }
+        for (const CNode& node : block.second->m_vecNodes) {
+            need += string(node.m_strComment) + string(node.m_strKey) + string(node.m_strValue);
+        }
+    }
+    return need;
+}
+
+// The first parse in the process is the one measured. A small file is parsed
+// again and again and its time is the median of those runs, since one run of
+// microseconds is below the clock's and the system's noise.
+int RunParse(const ParseFn& parse, const Input& in, bool isModel)
+{
+    if (g_heapMode) {
+        ResetPeak();
+        const HeapState before = Heap();
+        Parsed result = parse(in);
+        const HeapState after = Heap();
+        const size_t need = isModel ? ModelNeed(*static_cast<const CCFGParser*>(result.get())) : 0;
+        std::printf("allocations=%lld kept=%lld peak=%lld need=%zu\n", after.allocations - before.allocations,
+                    after.live - before.live, after.peak - before.live, need);
+        return 0;
+    }
+    auto once = [&]() {
+        const Clock::time_point start = Clock::now();
+        Parsed result = parse(in);
+        const double seconds = Seconds(start);
+        return seconds; // the result is freed after the clock stopped
+    };
+    std::vector<double> times = {once()};
+    if (in.facts.bytes < (size_t{1} << 20)) {
+        const Clock::time_point start = Clock::now();
+        while (times.size() < 20000 && (times.size() < 50 || Seconds(start) < 0.2)) {
+            times.push_back(once());
+        }
+    }
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    std::printf("seconds=%.9g runs=%zu\n", times[times.size() / 2], times.size());
+    return 0;
+}
+
+// ---------------------------------------------------------------- lookups
+
+// Times `lookup(i)` over the file's keys, round and round, for a fifth of a
+// second; reports the time and the allocations per call.
+int RunLoop(const Input& in, const std::function<void(size_t)>& lookup)
+{
+    const size_t keys = in.facts.keyBlocks.size();
+    for (size_t i = 0; i < keys; ++i) {
+        lookup(i); // warm up
+    }
+    const HeapState before = Heap();
+    size_t calls = 0;
+    const Clock::time_point start = Clock::now();
+    double seconds = 0;
+    do {
+        for (size_t i = 0; i < keys; ++i) {
+            lookup(i);
+        }
+        calls += keys;
+        seconds = Seconds(start);
+    } while (seconds < 0.2);
+    if (g_heapMode) {
+        const long long allocations = Heap().allocations - before.allocations;
+        std::printf("allocations_per_call=%.3f\n",
+                    static_cast<double>(allocations) / static_cast<double>(calls));
+    } else {
+        std::printf("seconds=%.9g runs=%zu\n", seconds / static_cast<double>(calls), calls);
+    }
+    return 0;
+}
+
+std::vector<std::string> CfgKeys(const Input& in, const char* infix)
+{
+    std::vector<std::string> keys;
+    for (size_t i = 0; i < in.facts.keyBlocks.size(); ++i) {
+        keys.push_back(in.facts.keyBlocks[i] + "." + infix + in.facts.keyEntries[i]);
+    }
+    return keys;
+}
+
+long g_sink = 0; // results of lookups, so that they are not optimised away
+
+int CfgGet(const Input& in, const char* infix)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    const std::vector<std::string> keys = CfgKeys(in, infix);
+    std::string value;
+    value.reserve(64); // the caller's string has room: no allocation is needed
+    for (const std::string& key : keys) {
+        value.clear();
+        Check(parser.CFGGetData(key, value) == (*infix == '\0' ? 0 : -2), "CFGGetData");
+    }
+    return RunLoop(in, [&](size_t i) {
+        value.clear();
+        g_sink += parser.CFGGetData(keys[i], value);
+    });
+}
+
+int CfgSet(const Input& in)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    const std::vector<std::string> keys = CfgKeys(in, "");
+    const std::string value = "1234567";
+    for (const std::string& key : keys) {
+        Check(parser.CFGSetData(key, value) == 0, "CFGSetData");
+    }
+    return RunLoop(in, [&](size_t i) { g_sink += parser.CFGSetData(keys[i], value); });
+}
+
+int InihGetInteger(const Input& in)
+{
+    INIReader reader(in.path);
+    for (size_t i = 0; i < in.facts.keyBlocks.size(); ++i) {
+        Check(reader.GetInteger(in.facts.keyBlocks[i], in.facts.keyEntries[i], -1) != -1, "GetInteger");
+    }
+    return RunLoop(in, [&](size_t i) {
+        g_sink += reader.GetInteger(in.facts.keyBlocks[i], in.facts.keyEntries[i], -1);
+    });
+}
+
+int SimpleIniGetLong(const Input& in)
+{
+    CSimpleIniA ini;
+    ini.LoadFile(in.path.c_str());
+    for (size_t i = 0; i < in.facts.keyBlocks.size(); ++i) {
+        Check(ini.GetLongValue(in.facts.keyBlocks[i].c_str(), in.facts.keyEntries[i].c_str(), -1) != -1,
+              "GetLongValue");
+    }
+    return RunLoop(in, [&](size_t i) {
+        g_sink += ini.GetLongValue(in.facts.keyBlocks[i].c_str(), in.facts.keyEntries[i].c_str(), -1);
+    });
+}
+
+// ---------------------------------------------------------------- saving
+
+std::string ReadAll(const std::string& path)
+{
+    std::string bytes;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    char chunk[65536];
+    size_t count;
+    while (file != nullptr && (count = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
+        bytes.append(chunk, count);
+    }
+    if (file != nullptr) {
+        std::fclose(file);
+    }
+    return bytes;
+}
+
+// Times a save into a file that does not exist yet; the saved bytes' size is
+// reported so that the driver can tell throughput. The result is the median of
+// several saves: of 50 or more for a small file, as with parsing, and of up to
+// three (within a second) for a large one, since a single write of 50 MB into
+// the page cache varies a lot from one call to the next.
+int TimeSave(const Input& in, const std::function<void(const std::string&)>& save)
+{
+    const std::string out = in.scratch + "/saved.cfg";
+    auto once = [&]() {
+        ::unlink(out.c_str());
+        const Clock::time_point start = Clock::now();
+        save(out);
+        return Seconds(start);
+    };
+    std::vector<double> times = {once()};
+    const size_t bytes = ReadAll(out).size();
+    const Clock::time_point start = Clock::now();
+    if (in.facts.bytes < (size_t{1} << 20)) {
+        times.clear();
+        while (times.size() < 20000 && (times.size() < 50 || Seconds(start) < 0.2)) {
+            times.push_back(once());
+        }
+    } else {
+        while (times.size() < 3 && Seconds(start) < 1.0) {
+            times.push_back(once());
+        }
+    }
+    ::unlink(out.c_str());
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    std::printf("seconds=%.9g runs=%zu saved_bytes=%zu\n", times[times.size() / 2], times.size(), bytes);
+    return 0;
+}
+
+void WriteAll(int fd, const char* data, size_t size)
+{
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
+    }
+}
+
+// The floors of a save: the bytes CFGSaveData writes, either in one write or
+// one write per line as its flush per line requires.
+int SaveFloor(const Input& in, bool perLine)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    const std::string copy = in.scratch + "/model.cfg";
+    parser.CFGSaveData(copy);
+    const std::string bytes = ReadAll(copy);
+    ::unlink(copy.c_str());
+    return TimeSave(in, [&](const std::string& out) {
+        const int fd = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (!perLine) {
+            WriteAll(fd, bytes.data(), bytes.size());
+        } else {
+            size_t at = 0;
+            while (at < bytes.size()) {
+                const char* feed =
+                    static_cast<const char*>(std::memchr(bytes.data() + at, '\n', bytes.size() - at));
+                const size_t end = feed == nullptr ? bytes.size() : static_cast<size_t>(feed - bytes.data()) + 1;
+                WriteAll(fd, bytes.data() + at, end - at);
+                at = end;
+            }
+        }
+        ::close(fd);
+    });
+}
+
+int CfgSave(const Input& in)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    return TimeSave(in, [&](const std::string& out) { parser.CFGSaveData(out); });
+}
+
+int SimpleIniSave(const Input& in)
+{
+    CSimpleIniA ini;
+    ini.LoadFile(in.path.c_str());
+    return TimeSave(in, [&](const std::string& out) { ini.SaveFile(out.c_str()); });
+}
+
+int BoostWrite(const Input& in)
+{
+    boost::property_tree::ptree tree;
+    try {
+        boost::property_tree::read_ini(in.path, tree);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "read_ini: %s\n", error.what());
+    }
+    return TimeSave(in, [&](const std::string& out) {
+        try {
+            boost::property_tree::write_ini(out, tree);
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "write_ini: %s\n", error.what());
+        }
+    });
+}
+
+// ---------------------------------------------------------------- the cases
+
+// One row of the table. `column`, when set, makes the case a reference that
+// every other row of its section is compared with, under that heading.
+struct Case
+{
+    const char* section; // parse, lookup or save
+    const char* name;
+    const char* label;
+    const char* column;
+    std::function<int(const Input&)> run;
+};
+
+std::function<int(const Input&)> Parse(ParseFn parse, bool isModel = false)
+{
+    return [parse, isModel](const Input& in) { return RunParse(parse, in, isModel); };
+}
+
+const std::vector<Case>& Cases()
+{
+    static const std::vector<Case> cases = {
+        {"parse", "limit", "read + memchr line count", "limit", Parse(CountLines)},
+        {"parse", "inih", "inih ini_parse, empty handler", "inih", Parse(InihParse)},
+        {"parse", "inireader", "inih INIReader", "INIReader", Parse(InihReader)},
+        {"parse", "simpleini", "SimpleIni LoadFile", "SimpleIni", Parse(SimpleIniLoad)},
+        {"parse", "boost", "Boost read_ini", "Boost", Parse(BoostRead)},
+        {"parse", "cfg-block", "CCFGParser, block mode", nullptr,
+         Parse([](const Input& in) { return CfgParse(in, 0); }, true)},
+        {"parse", "cfg-anonymous", "CCFGParser, anonymous mode", nullptr,
+         Parse([](const Input& in) { return CfgParse(in, 1); }, true)},
+        {"lookup", "inireader-get", "INIReader GetInteger", "INIReader", InihGetInteger},
+        {"lookup", "simpleini-get", "SimpleIni GetLongValue", "SimpleIni", SimpleIniGetLong},
+        {"lookup", "cfg-get", "CFGGetData, present key", nullptr,
+         [](const Input& in) { return CfgGet(in, ""); }},
+        {"lookup", "cfg-get-missing", "CFGGetData, missing key", nullptr,
+         [](const Input& in) { return CfgGet(in, "missing"); }},
+        {"lookup", "cfg-set", "CFGSetData", nullptr, CfgSet},
+        {"save", "write-once", "one write of the same bytes", "1 write",
+         [](const Input& in) { return SaveFloor(in, false); }},
+        {"save", "write-lines", "one write per line, same bytes", "write/line",
+         [](const Input& in) { return SaveFloor(in, true); }},
+        {"save", "simpleini-save", "SimpleIni SaveFile", "SimpleIni", SimpleIniSave},
+        {"save", "boost-write", "Boost write_ini", "Boost", BoostWrite},
+        {"save", "cfg-save", "CFGSaveData (a write per line)", nullptr, CfgSave},
+    };
+    return cases;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+        for (const Case& c : Cases()) {
+            std::printf("%s\t%s\t%s\t%s\n", c.section, c.name, c.column != nullptr ? c.column : "-", c.label);
+        }
+        return 0;
+    }
+    if (argc == 5 && std::strcmp(argv[1], "--heap") == 0) {
+        g_heapMode = true;
+        StartCounting();
+        ++argv;
+        --argc;
+    }
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: %s --list | [--heap] CASE FILE SCRATCH_DIR\n", argv[0]);
+        return 2;
+    }
+    Input in;
+    in.path = argv[2];
+    in.scratch = argv[3];
+    if (!LoadFacts(in.path, in.facts)) {
+        std::fprintf(stderr, "%s: no facts beside %s\n", argv[0], argv[2]);
+        return 2;
+    }
+    for (const Case& c : Cases()) {
+        if (std::strcmp(c.name, argv[1]) == 0) {
+            const int status = c.run(in);
+            return status != 0 ? status : g_failed ? 1 : 0;
+        }
+    }
+    std::fprintf(stderr, "%s: no case %s\n", argv[0], argv[1]);
+    return 2;
+}
