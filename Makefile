@@ -54,11 +54,11 @@ bench-build: deps-bench
 
 # The synthetic files (about 100 MB) are written to $(BENCH_BUILD)/data.
 bench: bench-build
-	$(BENCH_BUILD)/bench/zelcfg_bench --rounds $(BENCH_ROUNDS) --files $(BENCH_FILES) \
+	$(BENCH_BUILD)/bench/zelconfig_bench --rounds $(BENCH_ROUNDS) --files $(BENCH_FILES) \
 	    --data $(BENCH_BUILD)/data
 
 bench-smoke: bench-build
-	$(BENCH_BUILD)/bench/zelcfg_bench --smoke --data $(BENCH_BUILD)/data
+	$(BENCH_BUILD)/bench/zelconfig_bench --smoke --data $(BENCH_BUILD)/data
 
 clean:
 	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD) $(BENCH_BUILD)

@@ -1,13 +1,13 @@
 // One benchmark case on one file, in a process of its own: a parse is timed
 // on a fresh heap, as a program that loads its configuration meets it.
 //
-//   zelcfg_bench_case --list                         the cases, one a line
-//   zelcfg_bench_case [--heap] CASE FILE SCRATCH_DIR  run one; prints "name=value ..."
+//   zelconfig_bench_case --list                         the cases, one a line
+//   zelconfig_bench_case [--heap] CASE FILE SCRATCH_DIR  run one; prints "name=value ..."
 //
 // A run either times the case or, with --heap, counts its heap use: counting
 // every malloc would slow the timed runs down.
 //
-// The driver (zelcfg_bench) runs every case in rounds and prints the table.
+// The driver (zelconfig_bench) runs every case in rounds and prints the table.
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -29,6 +29,7 @@
 
 #include "BenchFiles.h"
 #include "CCFGParser.h"
+#include "CZelConfigReader.h"
 #include "HeapCounter.h"
 
 using namespace zelbench;
@@ -273,6 +274,19 @@ int CfgSet(const Input& in)
     return RunLoop(in, [&](size_t i) { g_sink += parser.CFGSetData(keys[i], value); });
 }
 
+// The front end's typed getter: the engine's lookup, a copy of the value (the
+// one-argument form returns it by value) and strtoul.
+int ZelGetInt(const Input& in)
+{
+    CZelConfigReader reader(in.path);
+    const std::vector<std::string> keys = CfgKeys(in, "");
+    for (const std::string& key : keys) {
+        int value = 0;
+        Check(reader.GetInt(key, value) == 0, "GetInt");
+    }
+    return RunLoop(in, [&](size_t i) { g_sink += reader.GetInt(keys[i]); });
+}
+
 int InihGetInteger(const Input& in)
 {
     INIReader reader(in.path);
@@ -457,6 +471,7 @@ const std::vector<Case>& Cases()
          [](const Input& in) { return CfgGet(in, ""); }},
         {"lookup", "cfg-get-missing", "CFGGetData, missing key", nullptr,
          [](const Input& in) { return CfgGet(in, "missing"); }},
+        {"lookup", "zel-getint", "CZelConfigReader::GetInt", nullptr, ZelGetInt},
         {"lookup", "cfg-set", "CFGSetData", nullptr, CfgSet},
         {"save", "write-once", "one write of the same bytes", "1 write",
          [](const Input& in) { return SaveFloor(in, false); }},

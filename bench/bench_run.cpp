@@ -1,8 +1,8 @@
 // Runs every benchmark case on the synthetic files and prints one table.
 //
-//   zelcfg_bench [--rounds N] [--files typical,large,wide] [--data DIR] [--smoke]
+//   zelconfig_bench [--rounds N] [--files typical,large,wide] [--data DIR] [--smoke]
 //
-// Each case runs in a fresh process (zelcfg_bench_case, beside this program),
+// Each case runs in a fresh process (zelconfig_bench_case, beside this program),
 // once per round; rounds go through every case in turn, so that a slow moment
 // of the machine touches all of them alike. Ratios are taken within a round
 // and reported as the median over the rounds with its spread (half the range,
@@ -322,7 +322,7 @@ int main(int argc, char** argv)
     std::string self = argv[0];
     const size_t slash = self.rfind('/');
     const std::string caseProgram = (slash == std::string::npos ? std::string(".") : self.substr(0, slash))
-                                    + "/zelcfg_bench_case";
+                                    + "/zelconfig_bench_case";
 
     bool ok = true;
     std::vector<CaseInfo> cases;
