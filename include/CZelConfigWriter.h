@@ -49,7 +49,6 @@ private:
 
     // What Create and Parse share; bCreate picks the factory and the call.
     int Bind(const std::string& strPath, bool bCreate);
-    int SetText(const char* pszFunction, const std::string& strKey, const std::string& strValue);
 
     IConfigWriter* m_pWriter;
     // The XML plug-in, shared by every writer of the process (not with the

@@ -154,13 +154,8 @@ static int ConvertDouble(const std::string& strRaw, double& dValue)
     return 0;
 }
 
-// The one-argument GetBool: "true" in any case is 1, anything else 0.
-static int ConvertTrue(const std::string& strRaw, unsigned int& uiValue)
-{
-    uiValue = strcasecmp(CZelConfigReader::FormatValue(strRaw).c_str(), "true") == 0 ? 1u : 0u;
-    return 0;
-}
-
+// "true" and "false" in any case; anything else leaves uiValue alone, which
+// the one-argument GetBool, starting from 0, reads as false.
 static int ConvertBool(const std::string& strRaw, unsigned int& uiValue)
 {
     const std::string strText = CZelConfigReader::FormatValue(strRaw);
@@ -185,7 +180,7 @@ static int ConvertString(const std::string& strRaw, std::string& strValue)
 template <class T>
 using Conversion = int (*)(const std::string&, T&);
 
-// One-argument form: the converted value, or T() without back end.
+// One-argument form: the converted value, T() when there is none or no back end.
 template <class T>
 static T GetOne(IConfigReader* pReader, const char* pszFunction, const std::string& strKey,
                 Conversion<T> convert)
@@ -248,7 +243,7 @@ int CZelConfigReader::GetDouble(const std::string& strKey, double& dValue)
 
 unsigned int CZelConfigReader::GetBool(const std::string& strKey)
 {
-    return GetOne<unsigned int>(m_pReader, "GetBool", strKey, ConvertTrue);
+    return GetOne<unsigned int>(m_pReader, "GetBool", strKey, ConvertBool);
 }
 
 int CZelConfigReader::GetBool(const std::string& strKey, unsigned int& uiValue)

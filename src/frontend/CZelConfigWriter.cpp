@@ -44,40 +44,39 @@ int CZelConfigWriter::Parse(const std::string& strPath)
     return Bind(strPath, false);
 }
 
-// Makes the XML plug-in's writer: without a path for a file to create, with
-// one for a file to parse. NULL when the plug-in cannot make one.
-static IConfigWriter* CreateXmlWriter(const std::string& strPath, bool bCreate,
-                                      std::atomic<void*>& xmlLibrary)
+// Makes the back end the path selects: for Create without reading the file
+// (the plug-in's factory without a path), for Parse with it. NULL when there
+// is none to make.
+static IConfigWriter* CreateWriter(const std::string& strPath, bool bCreate,
+                                   std::atomic<void*>& xmlLibrary)
 {
     const char* pszFunction = bCreate ? "Create" : "Parse";
-    void* pFactory = LoadPluginFactory(
-        xmlLibrary, bCreate ? PluginFactory::kWriterNoParam : PluginFactory::kWriter, pszFunction);
-    if (pFactory == nullptr) {
+    switch (ChooseBackend(strPath.c_str(), BackendUse::kWrite)) {
+    case Backend::kCfgBlock:
+        return new (std::nothrow) CCFGWriter();
+    case Backend::kXml:
+        if (bCreate) {
+            void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriterNoParam, pszFunction);
+            return pFactory != nullptr ? reinterpret_cast<PFNGetCXMLWriterObjectNoParam>(pFactory)()
+                                       : nullptr;
+        }
+        if (void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriter, pszFunction)) {
+            return reinterpret_cast<PFNGetCXMLWriterObject>(pFactory)(strPath.c_str());
+        }
         return nullptr;
+    case Backend::kCfgAnonymous: // not chosen for writers
+    case Backend::kNone:
+        break;
     }
-    if (bCreate) {
-        return reinterpret_cast<PFNGetCXMLWriterObjectNoParam>(pFactory)();
-    }
-    return reinterpret_cast<PFNGetCXMLWriterObject>(pFactory)(strPath.c_str());
+    ZEL_LOG(kLogError, pszFunction, "Neither XML nor CFG");
+    return nullptr;
 }
 
 int CZelConfigWriter::Bind(const std::string& strPath, bool bCreate)
 {
     delete m_pWriter;
     m_pWriter = nullptr;
-
-    switch (ChooseBackend(strPath.c_str(), BackendUse::kWrite)) {
-    case Backend::kCfgBlock:
-        m_pWriter = new (std::nothrow) CCFGWriter();
-        break;
-    case Backend::kXml:
-        m_pWriter = CreateXmlWriter(strPath, bCreate, m_hZelXMLLibHandle);
-        break;
-    case Backend::kCfgAnonymous: // not chosen for writers
-    case Backend::kNone:
-        ZEL_LOG(kLogError, bCreate ? "Create" : "Parse", "Neither XML nor CFG");
-        break;
-    }
+    m_pWriter = CreateWriter(strPath, bCreate, m_hZelXMLLibHandle);
     if (m_pWriter == nullptr) {
         return 22;
     }
