@@ -1,11 +1,13 @@
 #include "CCFGParser.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <locale>
 #include <memory>
 #include <new>
+#include <ostream>
 #include <string_view>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -187,6 +189,30 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
         if (count > 0) {
             next->iov_base = static_cast<char*>(next->iov_base) + left;
             next->iov_len -= left;
+        }
+    }
+}
+
+// The saved form of a model, one line at a time: each call of `emit` gets the
+// pieces of one line, its line feed included. The file save and the stream
+// writer share it, so that both give the same bytes.
+template <typename Emit>
+void ForEachSavedLine(const BlockMap& blocks, Emit emit)
+{
+    for (const auto& entry : blocks) {
+        const CBlock* pBlock = entry.second;
+        if (pBlock == nullptr) {
+            continue;
+        }
+        if (!pBlock->m_strComment.empty()) {
+            emit(pBlock->m_strComment, "\n", {}, {});
+        }
+        emit("[", entry.first, "]\n", {});
+        for (const CNode& node : pBlock->m_vecNodes) {
+            if (!node.m_strComment.empty()) {
+                emit(node.m_strComment, "\n", {}, {});
+            }
+            emit(node.m_strKey, "=", node.m_strValue, "\n");
         }
     }
 }
@@ -441,22 +467,65 @@ int CCFGParser::CFGSaveData(const std::string& strPath)
         return -2;
     }
     // Each line goes to the file as soon as it is complete (one write per line).
-    for (const auto& entry : *m_pmCFGData) {
-        const CBlock* pBlock = entry.second;
-        if (pBlock == nullptr) {
-            continue;
-        }
-        if (!pBlock->m_strComment.empty()) {
-            WriteLine(fd, pBlock->m_strComment, "\n");
-        }
-        WriteLine(fd, "[", entry.first, "]\n");
-        for (const CNode& node : pBlock->m_vecNodes) {
-            if (!node.m_strComment.empty()) {
-                WriteLine(fd, node.m_strComment, "\n");
-            }
-            WriteLine(fd, node.m_strKey, "=", node.m_strValue, "\n");
-        }
-    }
+    ForEachSavedLine(*m_pmCFGData, [fd](std::string_view a, std::string_view b, std::string_view c,
+                                        std::string_view d) { WriteLine(fd, a, b, c, d); });
     ::close(fd);
+    return 0;
+}
+
+int CCFGParser::CFGAddData(const std::string& strKey, const std::string& strValue)
+{
+    if (m_pmCFGData == nullptr || strKey.empty()) {
+        ZEL_LOG(kLogError, "CFGAddData", "m_pmCFGData is NULL");
+        return EINVAL;
+    }
+    const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
+    // Unlike FindBlock, a block without entries is welcome here.
+    auto slot = m_pmCFGData->emplace(std::string(parts.block), nullptr).first;
+    if (slot->second == nullptr) {
+        slot->second = new CBlock;
+    }
+    CNode node;
+    node.m_strKey = std::string(parts.entry);
+    node.m_strValue = strValue;
+    slot->second->m_vecNodes.push_back(std::move(node));
+    return 0;
+}
+
+int CCFGParser::CFGRemoveData(const std::string& strKey)
+{
+    if (m_pmCFGData == nullptr || strKey.empty()) {
+        ZEL_LOG(kLogError, "CFGRemoveData", "m_pmCFGData is NULL");
+        return EINVAL;
+    }
+    const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
+    CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
+    if (pBlock == nullptr) {
+        return -2;
+    }
+    std::vector<CNode>& nodes = pBlock->m_vecNodes;
+    const size_t before = nodes.size();
+    nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
+                               [&parts](const CNode& node) { return node.m_strKey == parts.entry; }),
+                nodes.end());
+    return nodes.size() != before ? 0 : -2;
+}
+
+int CCFGParser::CFGWriteData(std::ostream& os)
+{
+    if (m_pmCFGData == nullptr) {
+        ZEL_LOG(kLogError, "CFGWriteData", "m_pmCFGData is NULL");
+        return EINVAL;
+    }
+    ForEachSavedLine(*m_pmCFGData, [&os](std::string_view a, std::string_view b, std::string_view c,
+                                         std::string_view d) {
+        for (std::string_view piece : {a, b, c, d}) {
+            os.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+        }
+    });
+    if (!os) {
+        ZEL_LOG(kLogError, "CFGWriteData", "Cannot Write Stream");
+        return -2;
+    }
     return 0;
 }

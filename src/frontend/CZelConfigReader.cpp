@@ -69,6 +69,20 @@ int CZelConfigReader::Parse(const std::string& strPath)
     return iResult;
 }
 
+int CZelConfigReader::ParseCFG(const std::string& strPath, unsigned int uiAnonymousMode)
+{
+    ZEL_LOG(kLogTrace, "ParseCFG", "+");
+    ZEL_LOG(kLogParams, "ParseCFG", "File Path %s", strPath.c_str());
+
+    delete m_pReader;
+    m_pReader = nullptr;
+    m_pReader = new (std::nothrow) CCFGReader(uiAnonymousMode);
+
+    const int iResult = m_pReader != nullptr ? m_pReader->ParseFile(strPath) : 22;
+    ZEL_LOG(kLogTrace, "ParseCFG", "-");
+    return iResult;
+}
+
 void* CZelConfigReader::GetDataPtr()
 {
     return m_pReader != nullptr ? m_pReader->GetDataPtr() : nullptr;
