@@ -1,27 +1,9 @@
 #include "frontend/Backend.h"
 
-#include <cstring>
-
 #include "platform/DynamicLoader.h"
 #include "platform/ZelLog.h"
 
 namespace zelconfig {
-
-Backend ChooseBackend(const char* pszPath, BackendUse use)
-{
-    // A substring anywhere, not a suffix: "x.cfg.bak" and "a.cfg/b" are CFG.
-    if (std::strstr(pszPath, ".cfg") != nullptr) {
-        return Backend::kCfgBlock;
-    }
-    if (use == BackendUse::kRead
-        && (std::strstr(pszPath, ".inf") != nullptr || std::strstr(pszPath, ".cksum") != nullptr)) {
-        return Backend::kCfgAnonymous;
-    }
-    if (std::strstr(pszPath, ".xml") != nullptr) {
-        return Backend::kXml;
-    }
-    return Backend::kNone;
-}
 
 // The loader's error text for a message; never NULL, so that printf gets a string.
 static const char* ErrorText(const char* pszError)

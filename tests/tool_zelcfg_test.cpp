@@ -1,0 +1,183 @@
+// zelcfg's outputs, exit statuses and saved files, one invocation per row.
+#include <vector>
+
+#include "RunTool.h"
+#include "TestFiles.h"
+
+namespace {
+
+const std::string kSample = "# net\n[Net]\nHost=10.0.0.1\nPort=80\nPort=81\nRatio=0.1\nOn=True\n"
+                            "Big=4294967296\nHex=0x1F\n[Log]\nLevel=warn\r\n";
+const std::string kUnchanged = "(unchanged)";
+
+struct ToolCase
+{
+    const char* name;
+    std::string file, content;
+    std::vector<std::string> args; // after the program's name
+    int status;
+    std::string out, err;
+    std::string saved = kUnchanged; // the file afterwards
+};
+
+using ToolTable = testing::TestWithParam<ToolCase>;
+
+TEST_P(ToolTable, PrintsExitsAndSaves)
+{
+    const ToolCase& row = GetParam();
+    TempDir dir;
+    const std::string path = dir.Write(row.file, row.content);
+    std::vector<std::string> args{ZELCFG_BINARY};
+    args.insert(args.end(), row.args.begin(), row.args.end());
+    const ToolResult result = RunTool(dir.Path(), args);
+    EXPECT_EQ(result.status, row.status);
+    EXPECT_EQ(result.out, row.out);
+    EXPECT_EQ(result.err, row.err);
+    EXPECT_EQ(ReadFile(path), row.saved == kUnchanged ? row.content : row.saved);
+}
+
+INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
+    ToolCase{"String", "a.cfg", kSample, {"get", "a.cfg", "Net.Host"}, 0, "10.0.0.1\n", ""},
+    ToolCase{"EveryEntryOfKey", "a.cfg", kSample, {"get", "a.cfg", "Net.Port"}, 0, "80\n81\n", ""},
+    ToolCase{"TrailingCrDropped", "a.cfg", kSample, {"get", "a.cfg", "Log.Level"}, 0, "warn\n", ""},
+    ToolCase{"IntHex", "a.cfg", kSample, {"get", "--type", "int", "a.cfg", "Net.Hex"}, 0, "31\n", ""},
+    ToolCase{"IntOverflowPrintedAndFlagged", "a.cfg", kSample, {"get", "a.cfg", "Net.Big", "--type=int"},
+             3, "-1\n", "zelcfg: a.cfg: Net.Big: the value is out of range; printed as converted\n"},
+    ToolCase{"FloatShortest", "a.cfg", kSample, {"get", "a.cfg", "Net.Ratio", "--type", "float"}, 0, "0.1\n", ""},
+    ToolCase{"Double", "a.cfg", kSample, {"get", "a.cfg", "Net.Ratio", "--type", "double"}, 0, "0.1\n", ""},
+    ToolCase{"BoolAnyCase", "a.cfg", kSample, {"get", "a.cfg", "Net.On", "--type", "bool"}, 0, "true\n", ""},
+    ToolCase{"NotABool", "a.cfg", kSample, {"get", "a.cfg", "Net.Host", "--type", "bool"}, 3, "",
+             "zelcfg: a.cfg: Net.Host: the value is neither \"true\" nor \"false\"\n"},
+    ToolCase{"MissingKey", "a.cfg", kSample, {"get", "a.cfg", "Net.port"}, 1, "",
+             "zelcfg: a.cfg: no key Net.port\n"},
+    ToolCase{"MissingFile", "a.cfg", "", {"get", "b.cfg", "A.b"}, 2, "",
+             "zelcfg: b.cfg: No such file or directory\n"},
+    ToolCase{"HeaderWithoutBracket", "a.cfg", "[A\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
+             "zelcfg: a.cfg: a block header has no ']' ('zelcfg lint' shows where)\n"},
+    ToolCase{"EntryAboveHeader", "a.cfg", "k=1\n[A]\n", {"get", "a.cfg", "A.k"}, 2, "",
+             "zelcfg: a.cfg: an entry stands above the first block header ('zelcfg lint' shows where)\n"},
+    ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
+    ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
+    ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
+    ToolCase{"UnknownName", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 2, "",
+             "zelcfg: a.conf: the name contains none of .cfg, .inf, .cksum, .xml; say --block or --anonymous\n"},
+    ToolCase{"XmlWithoutPlugin", "a.xml", "<a/>", {"get", "a.xml", "a"}, 2, "",
+             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the "
+             "file (-v tells more)\n"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
+    ToolCase{"SetEveryEntry", "a.cfg", "[N]\n# p\nP=1\nP=2\n", {"set", "a.cfg", "N.P", "3"}, 0, "", "",
+             "[N]\n# p\nP=3\nP=3\n"},
+    ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "", "",
+             "[M]\nQ=x y\n[N]\nP=1\n"},
+    ToolCase{"SetNormalisesTheFile", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n", {"set", "a.cfg", "B.b", "2"},
+             0, "", "", "[A]\na = 1\n[B]\nb=2\n"},
+    ToolCase{"SetNegativeValue", "a.cfg", "[N]\nP=1\n", {"set", "a.cfg", "N.P", "-5", "--type", "int"}, 0,
+             "", "", "[N]\nP=-5\n"},
+    ToolCase{"SetOptionLikeValue", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "--", "--x"}, 0, "", "",
+             "[N]\nP=--x\n"},
+    ToolCase{"SetIntWrittenAsLibrary", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "0x10", "--type", "int"}, 0,
+             "", "", "[N]\nP=16\n"},
+    ToolCase{"SetFloatWrittenAsLibrary", "a.cfg", "[N]\n", {"set", "a.cfg", "N.F", "0.1", "--type", "float"},
+             0, "", "", "[N]\nF=0.1\n"},
+    ToolCase{"SetBool", "a.cfg", "[N]\n", {"set", "a.cfg", "N.B", "1", "--type", "bool"}, 0, "", "",
+             "[N]\nB=TRUE\n"},
+    ToolCase{"SetBadInt", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "12x", "--type", "int"}, 2, "",
+             "zelcfg: a.cfg: '12x' is no int in range\n"},
+    ToolCase{"SetKeyWithoutDot", "a.cfg", "[N]\n", {"set", "a.cfg", "P", "1"}, 2, "",
+             "zelcfg: a.cfg: the key 'P' is not BLOCK.ENTRY\n"},
+    ToolCase{"SetEntryReadAsComment", "a.cfg", "[N]\n", {"set", "a.cfg", "N.#P", "1"}, 2, "",
+             "zelcfg: a.cfg: an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
+             "a value cannot hold a line feed\n"},
+    ToolCase{"SetValueWithLineFeed", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "1\n[X]"}, 2, "",
+             "zelcfg: a.cfg: an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
+             "a value cannot hold a line feed\n"},
+    ToolCase{"SetBlockWithBracket", "a.cfg", "[N]\n", {"set", "a.cfg", "a]b.P", "1"}, 2, "",
+             "zelcfg: a.cfg: a block name cannot hold ']' or a line feed\n"},
+    ToolCase{"SetAnonymousBareKey", "a.inf", "k=1\n", {"set", "a.inf", "j", "2"}, 0, "", "",
+             "[anonymous]\nk=1\nj=2\n"},
+    ToolCase{"SetAnonymousOtherBlock", "a.inf", "k=1\n", {"set", "a.inf", "X.j", "2"}, 2, "",
+             "zelcfg: a.inf: in anonymous mode every entry is in the block \"anonymous\"\n"},
+    ToolCase{"SetOnBrokenFile", "a.cfg", "[N\n", {"set", "a.cfg", "N.P", "1"}, 2, "",
+             "zelcfg: a.cfg: a block header has no ']' ('zelcfg lint' shows where)\n"},
+    ToolCase{"SetOnXml", "a.xml", "<a/>", {"set", "a.xml", "N.P", "1"}, 2, "",
+             "zelcfg: a.xml: set works on CFG files only; XML files are read by 'get' through the plug-in\n"},
+    ToolCase{"UnsetEveryEntry", "a.cfg", "[N]\n# c\nP=1\nQ=2\nP=3\n", {"unset", "a.cfg", "N.P"}, 0, "", "",
+             "[N]\nQ=2\n"},
+    ToolCase{"UnsetMissing", "a.cfg", "[N]\nP=1\n\n", {"unset", "a.cfg", "N.Q"}, 1, "",
+             "zelcfg: a.cfg: no key N.Q\n"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
+    ToolCase{"ListInSavedOrder", "a.cfg", "[B]\nb=1\nb=2\n[A]\n[C]\n=c\n", {"list", "a.cfg"}, 0,
+             "B.b=1\nB.b=2\nC.=c\n", ""},
+    ToolCase{"ListAnonymous", "a.cksum", "[H]\nx = 1\n", {"list", "a.cksum"}, 0, "anonymous.x=1\n", ""},
+    ToolCase{"Blocks", "a.cfg", "[b]\n[B]\n[a]\n", {"blocks", "a.cfg"}, 0, "B\na\nb\n", ""},
+    ToolCase{"FormatLeavesFileAlone", "a.cfg", "# c\n\n[B]\nb=1\n[A]\n# x\n", {"format", "a.cfg"}, 0,
+             "[A]\n# c\n[B]\nb=1\n", ""},
+    ToolCase{"LintClean", "a.cfg", "# c\n[A]\n\nk=v\n", {"lint", "a.cfg"}, 0, "", ""},
+    ToolCase{"LintFinding", "a.cfg", "[A]\nk=v\r\n", {"lint", "a.cfg"}, 1,
+             "a.cfg:2: carriage return kept at the end of the value\n", ""},
+    ToolCase{"LintEntryAboveHeaderStops", "a.cfg", "k=1\n[A]\nv=1\r\n", {"lint", "a.cfg"}, 1,
+             "a.cfg:1: entry above the first block header: reading stops here and the rest of the file is lost\n",
+             ""},
+    ToolCase{"LintHeaderWithoutBracketStops", "a.cfg", "[A]\n# c\n[B\n# d\n", {"lint", "a.cfg"}, 1,
+             "a.cfg:3: block header without ']': reading stops here and the rest of the file is lost\n", ""},
+    ToolCase{"LintDirectory", "a.cfg", "", {"lint", "/"}, 2, "",
+             "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block or --anonymous\n"},
+    ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
+             "zelcfg: .: Is a directory\n"},
+    ToolCase{"Version", "a.cfg", "", {"--version"}, 0, "zelcfg " ZELCONFIG_VERSION "\n", ""},
+    ToolCase{"NoCommand", "a.cfg", "", {}, 2, "", "zelcfg: no command given\nTry 'zelcfg --help'.\n"},
+    ToolCase{"UnknownCommand", "a.cfg", "", {"show", "a.cfg"}, 2, "",
+             "zelcfg: unknown command 'show'\nTry 'zelcfg --help'.\n"},
+    ToolCase{"UnknownOption", "a.cfg", "", {"get", "-x", "a.cfg", "A.b"}, 2, "",
+             "zelcfg: unknown option '-x'\nTry 'zelcfg --help'.\n"},
+    ToolCase{"UnknownType", "a.cfg", "", {"get", "--type", "long", "a.cfg", "A.b"}, 2, "",
+             "zelcfg: unknown type 'long' (known: int, float, double, bool, string)\nTry 'zelcfg --help'.\n"},
+    ToolCase{"WrongOperandCount", "a.cfg", "", {"set", "a.cfg", "A.b"}, 2, "",
+             "zelcfg: set takes 3 arguments, not 2\nTry 'zelcfg --help'.\n"}),
+    RowName());
+
+TEST(Tool, HelpNamesEveryCommandAndOption)
+{
+    TempDir dir;
+    const ToolResult result = RunTool(dir.Path(), {ZELCFG_BINARY, "--help"});
+    EXPECT_EQ(result.status, 0);
+    for (const char* word : {"get FILE KEY", "set FILE KEY VALUE", "unset FILE KEY", "list FILE", "blocks FILE",
+                             "format FILE", "lint FILE", "--type", "--block", "--anonymous", "-vv", "--version",
+                             "Exit status"}) {
+        EXPECT_NE(result.out.find(word), std::string::npos) << word;
+    }
+}
+
+// -v hands the library's own log lines to stderr; without it the tool alone speaks.
+TEST(Tool, VerboseShowsTheLibraryLog)
+{
+    TempDir dir;
+    dir.Write("a.cfg", "[A\n");
+    const ToolResult quiet = RunTool(dir.Path(), {ZELCFG_BINARY, "get", "a.cfg", "A.k"});
+    const ToolResult verbose = RunTool(dir.Path(), {ZELCFG_BINARY, "-v", "get", "a.cfg", "A.k"});
+    const ToolResult traces = RunTool(dir.Path(), {ZELCFG_BINARY, "-vv", "get", "a.cfg", "A.k"});
+    EXPECT_EQ(quiet.err.find("ZelConfig["), std::string::npos) << quiet.err;
+    EXPECT_NE(verbose.err.find("ZelConfig[9] CFGParseFile:"), std::string::npos) << verbose.err;
+    EXPECT_EQ(verbose.err.find("ZelConfig[11]"), std::string::npos) << verbose.err;
+    EXPECT_NE(traces.err.find("ZelConfig[29] ParseCFG:"), std::string::npos) << traces.err;
+}
+
+// One case of every finding, in both modes, against golden output.
+TEST(Tool, LintReportsEveryFinding)
+{
+    const std::string data = ZELCONFIG_TEST_DATA;
+    for (const char* mode : {"block", "anonymous"}) {
+        SCOPED_TRACE(mode);
+        const ToolResult result =
+            RunTool(data + "/lint", {ZELCFG_BINARY, "lint", std::string("--") + mode, "every-finding.cfg"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, ReadFile(data + "/lint/every-finding." + mode + ".lint"));
+        EXPECT_EQ(result.err, "");
+    }
+}
+
+} // namespace

@@ -1,0 +1,217 @@
+#include "AtomicSave.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <ostream>
+#include <streambuf>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace zelcfg {
+
+namespace {
+
+// The text of an errno value, for messages.
+std::string ErrorText(int error)
+{
+    return std::strerror(error);
+}
+
+int CloseRetrying(int fd)
+{
+    // After EINTR the descriptor is gone on Linux and QNX: do not close it twice.
+    return ::close(fd) == 0 || errno == EINTR ? 0 : -1;
+}
+
+// A stream buffer that writes to a descriptor in large pieces and keeps the
+// first error, so that a full disk is reported rather than lost.
+class FdStreamBuf : public std::streambuf
+{
+public:
+    explicit FdStreamBuf(int fd) : m_fd(fd) { setp(m_buffer, m_buffer + sizeof m_buffer); }
+    int Error() const { return m_error; }
+
+protected:
+    int_type overflow(int_type ch) override
+    {
+        if (!Drain()) {
+            return traits_type::eof();
+        }
+        if (!traits_type::eq_int_type(ch, traits_type::eof())) {
+            *pptr() = traits_type::to_char_type(ch);
+            pbump(1);
+        }
+        return traits_type::not_eof(ch);
+    }
+    int sync() override { return Drain() ? 0 : -1; }
+    std::streamsize xsputn(const char* data, std::streamsize size) override
+    {
+        // Large pieces skip the buffer once it is drained.
+        if (size >= static_cast<std::streamsize>(sizeof m_buffer)) {
+            if (!Drain() || !WriteAll(data, static_cast<size_t>(size))) {
+                return 0;
+            }
+            return size;
+        }
+        return std::streambuf::xsputn(data, size);
+    }
+
+private:
+    bool Drain()
+    {
+        const size_t size = static_cast<size_t>(pptr() - pbase());
+        setp(m_buffer, m_buffer + sizeof m_buffer);
+        return WriteAll(m_buffer, size);
+    }
+    bool WriteAll(const char* data, size_t size)
+    {
+        while (size > 0 && m_error == 0) {
+            const ssize_t written = ::write(m_fd, data, size);
+            if (written < 0) {
+                if (errno != EINTR) {
+                    m_error = errno;
+                }
+                continue;
+            }
+            data += written;
+            size -= static_cast<size_t>(written);
+        }
+        return m_error == 0;
+    }
+
+    int m_fd;
+    int m_error = 0;
+    char m_buffer[64 * 1024];
+};
+
+// The directory part of a resolved path ("/" for a file at the root).
+std::string DirectoryOf(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    return slash == 0 || slash == std::string::npos ? std::string("/") : path.substr(0, slash);
+}
+
+// Flushes a directory's entries, so that a rename survives a power cut.
+bool SyncDirectory(const std::string& directory, std::string& error)
+{
+    const int fd = ::open(directory.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        error = "cannot open " + directory + ": " + ErrorText(errno);
+        return false;
+    }
+    const bool synced = ::fsync(fd) == 0;
+    const int savedErrno = errno;
+    CloseRetrying(fd);
+    if (!synced) {
+        error = "cannot flush " + directory + ": " + ErrorText(savedErrno);
+    }
+    return synced;
+}
+
+} // namespace
+
+LockedFile::~LockedFile()
+{
+    if (m_fd >= 0) {
+        CloseRetrying(m_fd); // closing the last descriptor releases the lock
+    }
+}
+
+bool LockedFile::Lock(const std::string& strPath, std::string& strError)
+{
+    // Edit the file that symbolic links lead to; the links themselves stay.
+    char resolved[PATH_MAX];
+    if (::realpath(strPath.c_str(), resolved) == nullptr) {
+        strError = ErrorText(errno);
+        return false;
+    }
+    m_strPath = resolved;
+    for (;;) {
+        m_fd = ::open(m_strPath.c_str(), O_RDONLY | O_CLOEXEC);
+        if (m_fd < 0) {
+            strError = ErrorText(errno);
+            return false;
+        }
+        if (::fstat(m_fd, &m_stat) != 0 || !S_ISREG(m_stat.st_mode)) {
+            strError = S_ISDIR(m_stat.st_mode) ? ErrorText(EISDIR) : "not a regular file";
+            return false;
+        }
+        int locked;
+        do {
+            locked = ::flock(m_fd, LOCK_EX);
+        } while (locked != 0 && errno == EINTR);
+        if (locked != 0) {
+            strError = "cannot lock: " + ErrorText(errno);
+            return false;
+        }
+        // Whoever held the lock before may have renamed a new file into place:
+        // then this lock guards a file nobody reads any more, so start again.
+        struct stat now {};
+        if (::stat(m_strPath.c_str(), &now) == 0 && now.st_dev == m_stat.st_dev
+            && now.st_ino == m_stat.st_ino) {
+            return true;
+        }
+        CloseRetrying(m_fd);
+        m_fd = -1;
+    }
+}
+
+bool LockedFile::Replace(const std::function<bool(std::ostream&)>& write, std::string& strError)
+{
+    const std::string directory = DirectoryOf(m_strPath);
+    std::string temporary = directory + "/." + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1))
+                            + ".zelcfg-XXXXXX";
+    const int fd = ::mkstemp(&temporary[0]);
+    if (fd < 0) {
+        strError = "cannot create a temporary file in " + directory + ": " + ErrorText(errno);
+        return false;
+    }
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+
+    // Every step must succeed before the rename; the first failure is reported.
+    std::string error;
+    {
+        FdStreamBuf buffer(fd);
+        std::ostream os(&buffer);
+        const bool written = write(os) && os.flush().good();
+        if (buffer.Error() != 0) {
+            error = "cannot write " + temporary + ": " + ErrorText(buffer.Error());
+        } else if (!written) {
+            error = "cannot write " + temporary;
+        }
+    }
+    // Root keeps the file's owner; others cannot give files away, and need not.
+    if (error.empty() && (m_stat.st_uid != ::geteuid() || m_stat.st_gid != ::getegid())
+        && ::geteuid() == 0 && ::fchown(fd, m_stat.st_uid, m_stat.st_gid) != 0) {
+        error = "cannot give " + temporary + " the owner of the file: " + ErrorText(errno);
+    }
+    // After fchown, which may clear the set-id bits.
+    if (error.empty() && ::fchmod(fd, m_stat.st_mode & 07777) != 0) {
+        error = "cannot give " + temporary + " the permissions of the file: " + ErrorText(errno);
+    }
+    if (error.empty() && ::fsync(fd) != 0) {
+        error = "cannot flush " + temporary + ": " + ErrorText(errno);
+    }
+    if (CloseRetrying(fd) != 0 && error.empty()) {
+        error = "cannot close " + temporary + ": " + ErrorText(errno);
+    }
+    if (error.empty() && ::rename(temporary.c_str(), m_strPath.c_str()) != 0) {
+        error = "cannot rename " + temporary + " over the file: " + ErrorText(errno);
+    }
+    if (!error.empty()) {
+        ::unlink(temporary.c_str());
+        strError = error;
+        return false;
+    }
+    // The new contents are in place; only their durability is in question now.
+    if (!SyncDirectory(directory, error)) {
+        strError = "the file was replaced, but " + error;
+        return false;
+    }
+    return true;
+}
+
+} // namespace zelcfg
