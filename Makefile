@@ -79,3 +79,13 @@ package-check: deps-package
 	    -DZELCONFIG_BUILD_TESTS=OFF -DZELCONFIG_BUILD_EXAMPLES=OFF
 	cmake --build $(PACKAGE_BUILD) -j $(JOBS)
 	./scripts/package-check.sh $(PACKAGE_BUILD)
+
+deps-cross:
+	@./scripts/install-deps.sh cross
+
+# Tests run under qemu-aarch64 (the toolchain file sets it as the emulator).
+cross-test: deps-cross
+	cmake -S . -B $(CROSS_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELCONFIG_WERROR=ON \
+	    -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/toolchains/aarch64-linux-gnu.cmake
+	cmake --build $(CROSS_BUILD) -j $(JOBS)
+	cd $(CROSS_BUILD) && ctest --output-on-failure -j $(JOBS)
