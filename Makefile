@@ -5,17 +5,23 @@
 #   make bench build in Release, install the peer libraries, run every
 #              benchmark and print the table (docs/performance.md)
 #   make bench-smoke  the same build, every benchmark once on the small file
+#   make package-check  install into a staging prefix, build and run the
+#              consumer example through CMake and pkg-config, build and check the .deb
+#   make cross-test  cross-build for aarch64 and run the tests under qemu
 
 BUILD      ?= build
 TEST_BUILD ?= build-test
 ASAN_BUILD ?= build-asan
 BENCH_BUILD ?= build-bench
+PACKAGE_BUILD ?= build-package
+CROSS_BUILD ?= build-aarch64
 BENCH_ROUNDS ?= 5
 BENCH_FILES ?= typical,large,wide
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 GENERATOR  := $(if $(shell command -v ninja 2>/dev/null),-G Ninja,)
 
 .PHONY: all deps deps-bench build run test test-plain test-sanitize bench bench-build bench-smoke clean
+.PHONY: deps-package package-check deps-cross cross-test
 
 all: build
 
@@ -61,4 +67,25 @@ bench-smoke: bench-build
 	$(BENCH_BUILD)/bench/zelconfig_bench --smoke --data $(BENCH_BUILD)/data
 
 clean:
-	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD) $(BENCH_BUILD)
+	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(PACKAGE_BUILD) $(CROSS_BUILD)
+
+deps-package:
+	@./scripts/install-deps.sh package
+
+# Installed under /usr in the .deb, hence the prefix (Debian's multiarch libdir).
+package-check: deps-package
+	cmake -S . -B $(PACKAGE_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DZELCONFIG_WERROR=ON -DCMAKE_INSTALL_PREFIX=/usr \
+	    -DZELCONFIG_BUILD_TESTS=OFF -DZELCONFIG_BUILD_EXAMPLES=OFF
+	cmake --build $(PACKAGE_BUILD) -j $(JOBS)
+	./scripts/package-check.sh $(PACKAGE_BUILD)
+
+deps-cross:
+	@./scripts/install-deps.sh cross
+
+# Tests run under qemu-aarch64 (the toolchain file sets it as the emulator).
+cross-test: deps-cross
+	cmake -S . -B $(CROSS_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELCONFIG_WERROR=ON \
+	    -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/toolchains/aarch64-linux-gnu.cmake
+	cmake --build $(CROSS_BUILD) -j $(JOBS)
+	cd $(CROSS_BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -3,16 +3,25 @@
 # missing. Needs root (or sudo) only when there is something to install.
 #   install-deps.sh         what the library, its tests and examples need
 #   install-deps.sh bench   that, plus the benchmarks' peer libraries
+#   install-deps.sh package that, plus what checks the installed package and the .deb
+#   install-deps.sh cross   that, plus the aarch64 cross compiler and qemu to run its tests
 set -eu
 
 packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev locales"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
+# pkg-config for the consumer's second build; dpkg-shlibdeps (dpkg-dev, file)
+# for the .deb's dependencies.
+package_packages="pkgconf dpkg-dev file"
+# GoogleTest is built from libgtest-dev's sources in the cross build.
+cross_packages="g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user"
 
 for extra in "$@"; do
     case "$extra" in
         bench) packages="$packages $bench_packages" ;;
-        *) echo "error: unknown package set: $extra (known: bench)" >&2; exit 2 ;;
+        package) packages="$packages $package_packages" ;;
+        cross) packages="$packages $cross_packages" ;;
+        *) echo "error: unknown package set: $extra (known: bench, package, cross)" >&2; exit 2 ;;
     esac
 done
 

@@ -1,17 +1,25 @@
 # Checks the built library's ABI surface: its SONAME, that every exported
 # symbol belongs to a public class, and that the platform's logging symbols
 # are left for the application to define.
-# Usage: cmake -DLIBRARY=path -DSONAME=name -P check_exports.cmake
+# Usage: cmake -DLIBRARY=path -DSONAME=name [-DNM=nm] [-DREADELF=readelf]
+#        -P check_exports.cmake
 
-execute_process(COMMAND readelf -d ${LIBRARY} OUTPUT_VARIABLE dynamic RESULT_VARIABLE failed)
+if(NOT NM)
+  set(NM nm)
+endif()
+if(NOT READELF)
+  set(READELF readelf)
+endif()
+
+execute_process(COMMAND ${READELF} -d ${LIBRARY} OUTPUT_VARIABLE dynamic RESULT_VARIABLE failed)
 if(failed)
-  message(FATAL_ERROR "readelf failed on ${LIBRARY}")
+  message(FATAL_ERROR "${READELF} failed on ${LIBRARY}")
 endif()
 if(NOT dynamic MATCHES "Library soname: \\[${SONAME}\\]")
   message(FATAL_ERROR "SONAME is not ${SONAME}:\n${dynamic}")
 endif()
 
-execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE defined)
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE defined)
 string(REPLACE "\n" ";" defined "${defined}")
 set(exported 0)
 foreach(line IN LISTS defined)
@@ -41,7 +49,7 @@ if(exported EQUAL 0)
   message(FATAL_ERROR "no public symbol is exported")
 endif()
 
-execute_process(COMMAND nm -D --undefined-only ${LIBRARY} OUTPUT_VARIABLE undefined)
+execute_process(COMMAND ${NM} -D --undefined-only ${LIBRARY} OUTPUT_VARIABLE undefined)
 foreach(symbol ZelLog g_TovLogParams)
   if(NOT undefined MATCHES " U ${symbol}\n")
     message(FATAL_ERROR "${symbol} must be left undefined for the platform to provide")

@@ -1,0 +1,74 @@
+# Install rules: the library with its SONAME links, the public headers under
+# include/zelconfig, the host's default logger, the zelcfg tool when it is
+# built, a CMake package (find_package(ZelConfig)) and pkg-config files.
+# Included from the top-level CMakeLists.txt after every target is defined.
+
+include(CMakePackageConfigHelpers)
+
+set(ZELCONFIG_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZelConfig
+    CACHE STRING "Where the CMake package files go, relative to the prefix")
+set(ZELCONFIG_INSTALL_PKGCONFIGDIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    CACHE STRING "Where the pkg-config files go, relative to the prefix")
+
+install(TARGETS ZelConfig ZelLogDefault
+  EXPORT ZelConfigTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+)
+
+# Every header in include/ is public; the internal ones live under src/.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelconfig
+  FILES_MATCHING PATTERN "*.h"
+)
+
+if(TARGET zelcfg)
+  install(TARGETS zelcfg RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+# CMake package: ZelConfig::ZelConfig and ZelConfig::ZelLogDefault. The
+# library has no public dependency, so the config file finds nothing else.
+install(EXPORT ZelConfigTargets
+  NAMESPACE ZelConfig::
+  DESTINATION ${ZELCONFIG_INSTALL_CMAKEDIR}
+)
+configure_package_config_file(
+  ${CMAKE_CURRENT_LIST_DIR}/ZelConfigConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/ZelConfigConfig.cmake
+  INSTALL_DESTINATION ${ZELCONFIG_INSTALL_CMAKEDIR}
+)
+write_basic_package_version_file(
+  ${PROJECT_BINARY_DIR}/ZelConfigConfigVersion.cmake
+  VERSION ${PROJECT_VERSION}
+  COMPATIBILITY SameMajorVersion
+)
+install(FILES
+  ${PROJECT_BINARY_DIR}/ZelConfigConfig.cmake
+  ${PROJECT_BINARY_DIR}/ZelConfigConfigVersion.cmake
+  DESTINATION ${ZELCONFIG_INSTALL_CMAKEDIR}
+)
+
+# pkg-config: zelconfig for the library alone (a target links its platform's
+# logging library), zelconfig-logdefault for the library with the host's
+# default logger. The prefix is found from the .pc file's own place, so a
+# copy installed with --prefix or DESTDIR, or unpacked from the .deb, works
+# where it lands.
+foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(ZELCONFIG_PC_${dir} "${CMAKE_INSTALL_${dir}}")
+  else()
+    set(ZELCONFIG_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  endif()
+endforeach()
+if(IS_ABSOLUTE "${ZELCONFIG_INSTALL_PKGCONFIGDIR}")
+  set(ZELCONFIG_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH _zelconfig_pc_up "/${ZELCONFIG_INSTALL_PKGCONFIGDIR}" "/")
+  string(REGEX REPLACE "/$" "" _zelconfig_pc_up "${_zelconfig_pc_up}")
+  set(ZELCONFIG_PC_PREFIX "\${pcfiledir}/${_zelconfig_pc_up}")
+endif()
+foreach(pc IN ITEMS zelconfig zelconfig-logdefault)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${ZELCONFIG_INSTALL_PKGCONFIGDIR})
+endforeach()

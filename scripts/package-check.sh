@@ -1,0 +1,167 @@
+#!/usr/bin/env bash
+# Checks the package as a user gets it, from a configured and built tree:
+#   1. installs it into a staging prefix and checks what landed there, each
+#      public header compiling on its own;
+#   2. builds examples/consumer through find_package(ZelConfig) and again
+#      through pkg-config with a plain g++ command line, and runs both on
+#      examples/data/sample.cfg;
+#   3. builds the .deb with CPack, checks its contents and builds the consumer
+#      against the unpacked package.
+# Usage: package-check.sh BUILD_DIR   (configured with -DCMAKE_INSTALL_PREFIX=/usr)
+set -euo pipefail
+
+if [ $# -ne 1 ] || [ ! -f "$1/CMakeCache.txt" ]; then
+    echo "usage: $0 BUILD_DIR (a configured and built tree)" >&2
+    exit 2
+fi
+build=$(cd "$1" && pwd)
+source_dir=$(cd "$(dirname "$0")/.." && pwd)
+work=$build/package-check
+stage=$work/stage
+sample=$source_dir/examples/data/sample.cfg
+key=Net.Port
+expected="Net.Port=80"
+cxxflags=(-std=c++17 -Wall -Wextra -Wpedantic -Werror)
+
+checks=0
+fail() { echo "package-check: FAILED: $*" >&2; exit 1; }
+pass() { checks=$((checks + 1)); echo "package-check: ok: $*"; }
+cache_value() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+
+version=$(cache_value CMAKE_PROJECT_VERSION)
+libdir=$(cache_value CMAKE_INSTALL_LIBDIR)
+includedir=$(cache_value CMAKE_INSTALL_INCLUDEDIR)
+bindir=$(cache_value CMAKE_INSTALL_BINDIR)
+[ -n "$version" ] && [ -n "$libdir" ] || fail "no version or libdir in $build/CMakeCache.txt"
+major=${version%%.*}
+# The tool is checked only when this tree builds it.
+tool=$(find "$build" -path "$work" -prune -o -type f -name zelcfg -perm -u+x -print | head -n 1)
+
+rm -rf "$work"
+mkdir -p "$work"
+
+# Runs a consumer: stdout must be exactly the value line, and stderr must show
+# the default logger at work (a CZelConfigParser logs its detach at level 9).
+run_consumer() {
+    local what=$1
+    shift
+    local out err
+    out=$("$@" "$sample" "$key" 2>"$work/stderr") || fail "$what: exit status $?"
+    err=$(cat "$work/stderr")
+    [ "$out" = "$expected" ] || fail "$what: printed '$out', expected '$expected'"
+    grep -q '^ZelConfig\[9\] .*Data Pointer not set in cfg writer' <<<"$err" \
+        || fail "$what: no line from the default logger on stderr: '$err'"
+    pass "$what prints $expected"
+}
+
+# --- 1. Staging install -----------------------------------------------------
+cmake --install "$build" --prefix "$stage" >"$work/install.log"
+
+lib=$stage/$libdir
+[ -f "$lib/libZelConfig.so.$version" ] || fail "no $libdir/libZelConfig.so.$version"
+[ "$(readlink "$lib/libZelConfig.so.$major")" = "libZelConfig.so.$version" ] \
+    || fail "libZelConfig.so.$major does not link to libZelConfig.so.$version"
+[ "$(readlink "$lib/libZelConfig.so")" = "libZelConfig.so.$major" ] \
+    || fail "libZelConfig.so does not link to libZelConfig.so.$major"
+readelf -d "$lib/libZelConfig.so.$version" | grep -q "Library soname: \[libZelConfig.so.$major\]" \
+    || fail "SONAME of the installed library is not libZelConfig.so.$major"
+[ -f "$lib/libZelLogDefault.a" ] || fail "no $libdir/libZelLogDefault.a"
+pass "library, SONAME links and default logger installed in $libdir"
+
+# Exactly the headers of include/, each one usable on its own.
+expected_headers=$(cd "$source_dir/include" && ls -- *.h)
+installed_headers=$(cd "$stage/$includedir/zelconfig" && ls)
+[ "$installed_headers" = "$expected_headers" ] \
+    || fail "installed headers differ from include/: $(echo $installed_headers)"
+for header in $installed_headers; do
+    printf '#include <%s>\n#include <%s>\n' "$header" "$header" \
+        | g++ "${cxxflags[@]}" -fsyntax-only -I"$stage/$includedir/zelconfig" -x c++ - \
+        || fail "$header does not compile on its own"
+done
+pass "$(echo "$installed_headers" | wc -l) public headers installed, each self-sufficient"
+
+for file in cmake/ZelConfig/ZelConfigConfig.cmake cmake/ZelConfig/ZelConfigConfigVersion.cmake \
+            pkgconfig/zelconfig.pc pkgconfig/zelconfig-logdefault.pc; do
+    [ -f "$lib/$file" ] || fail "no $libdir/$file"
+done
+pass "CMake package and pkg-config files installed"
+
+if [ -n "$tool" ]; then
+    [ -x "$stage/$bindir/zelcfg" ] || fail "the build has zelcfg but $bindir/zelcfg is not installed"
+    pass "zelcfg installed in $bindir"
+fi
+
+# --- 2. Consumers -----------------------------------------------------------
+consumer=$source_dir/examples/consumer
+cmake -S "$consumer" -B "$work/consumer-cmake" -DCMAKE_PREFIX_PATH="$stage" \
+    -DCMAKE_CXX_FLAGS="${cxxflags[*]:1}" >"$work/consumer-cmake.log" \
+    || { cat "$work/consumer-cmake.log"; fail "configuring the CMake consumer"; }
+found=$(sed -n 's/^ZelConfig_DIR:PATH=//p' "$work/consumer-cmake/CMakeCache.txt")
+[ "$found" = "$lib/cmake/ZelConfig" ] || fail "the CMake consumer found ZelConfig in '$found'"
+cmake --build "$work/consumer-cmake" >"$work/consumer-cmake-build.log" \
+    || { cat "$work/consumer-cmake-build.log"; fail "building the CMake consumer"; }
+run_consumer "CMake consumer" "$work/consumer-cmake/print_value"
+
+# SameMajorVersion: another major version, older or newer, is refused by the
+# very config file that the current one is taken from.
+refused="$((major + 1)).0"
+[ "$major" -gt 0 ] && refused="$refused $((major - 1)).0"
+mkdir -p "$work/version-check"
+{
+    echo "cmake_minimum_required(VERSION 3.16)"
+    echo "project(VersionCheck LANGUAGES NONE)"
+    for other in $refused; do
+        echo "find_package(ZelConfig $other QUIET PATHS \"$lib/cmake/ZelConfig\" NO_DEFAULT_PATH)"
+        echo "if(ZelConfig_FOUND)"
+        echo "  message(FATAL_ERROR \"ZelConfig $version accepted for version $other\")"
+        echo "endif()"
+        echo "unset(ZelConfig_DIR CACHE)"
+    done
+    echo "find_package(ZelConfig $major.0 REQUIRED PATHS \"$lib/cmake/ZelConfig\" NO_DEFAULT_PATH)"
+} >"$work/version-check/CMakeLists.txt"
+cmake -S "$work/version-check" -B "$work/version-check/build" >"$work/version-check.log" 2>&1 \
+    || { cat "$work/version-check.log"; fail "version check"; }
+pass "find_package takes version $major.0 and refuses $refused"
+
+export PKG_CONFIG_PATH=$lib/pkgconfig
+[ "$(pkg-config --modversion zelconfig)" = "$version" ] || fail "zelconfig.pc is not version $version"
+# shellcheck disable=SC2046
+g++ "${cxxflags[@]}" "$consumer/print_value.cpp" -o "$work/print_value-pkgconfig" \
+    $(pkg-config --cflags --libs zelconfig-logdefault) || fail "building the pkg-config consumer"
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir zelconfig) \
+    run_consumer "pkg-config consumer" "$work/print_value-pkgconfig"
+unset PKG_CONFIG_PATH
+
+# --- 3. Debian package ------------------------------------------------------
+cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work/deb" >"$work/cpack.log" 2>&1 \
+    || { cat "$work/cpack.log"; fail "cpack -G DEB"; }
+deb=$(find "$work/deb" -maxdepth 1 -name '*.deb' | head -n 1)
+[ -n "$deb" ] || fail "cpack made no .deb"
+dpkg-deb -c "$deb" >"$work/deb-contents.txt"
+contains() {
+    grep -Eq -- "$1" "$work/deb-contents.txt" || fail "$(basename "$deb") has no $2"
+}
+usr_lib="\./usr/$libdir"
+contains " $usr_lib/libZelConfig\.so\.$version\$" "libZelConfig.so.$version"
+contains " $usr_lib/libZelConfig\.so\.$major -> libZelConfig\.so\.$version\$" "SONAME link"
+contains " $usr_lib/libZelConfig\.so -> libZelConfig\.so\.$major\$" "development link"
+contains " $usr_lib/libZelLogDefault\.a\$" "default logger"
+for header in $installed_headers; do
+    contains " \./usr/$includedir/zelconfig/$header\$" "$header"
+done
+contains " $usr_lib/cmake/ZelConfig/ZelConfigConfig\.cmake\$" "CMake package"
+contains " $usr_lib/pkgconfig/zelconfig\.pc\$" "zelconfig.pc"
+if [ -n "$tool" ]; then
+    contains "^-rwx.* \./usr/$bindir/zelcfg\$" "executable zelcfg"
+fi
+grep -q 'libstdc++6' <<<"$(dpkg-deb -f "$deb" Depends)" || fail "Depends lacks libstdc++6"
+pass "$(basename "$deb") holds the library with its links, headers, logger, package files${tool:+ and zelcfg}"
+
+# The unpacked package serves a consumer as well as the staging install did.
+dpkg-deb -x "$deb" "$work/deb-root"
+cmake -S "$consumer" -B "$work/consumer-deb" -DCMAKE_PREFIX_PATH="$work/deb-root/usr" \
+    >"$work/consumer-deb.log" && cmake --build "$work/consumer-deb" >>"$work/consumer-deb.log" \
+    || { cat "$work/consumer-deb.log"; fail "building the consumer against the unpacked .deb"; }
+run_consumer "consumer of the unpacked .deb" "$work/consumer-deb/print_value"
+
+echo "package-check: $checks passed, 0 failed"
