@@ -3,16 +3,23 @@
 # missing. Needs root (or sudo) only when there is something to install.
 #   install-deps.sh         what the library, its tests and examples need
 #   install-deps.sh bench   that, plus the benchmarks' peer libraries
+#   install-deps.sh fuzz    that, plus libFuzzer for clang
+#   install-deps.sh valgrind  that, plus valgrind for the memcheck run
 set -eu
 
 packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev locales"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
+# libFuzzer's runtime comes with clang's runtime libraries.
+fuzz_packages="libclang-rt-14-dev libfuzzer-14-dev"
+valgrind_packages="valgrind"
 
 for extra in "$@"; do
     case "$extra" in
         bench) packages="$packages $bench_packages" ;;
-        *) echo "error: unknown package set: $extra (known: bench)" >&2; exit 2 ;;
+        fuzz) packages="$packages $fuzz_packages" ;;
+        valgrind) packages="$packages $valgrind_packages" ;;
+        *) echo "error: unknown package set: $extra (known: bench, fuzz, valgrind)" >&2; exit 2 ;;
     esac
 done
 
