@@ -20,14 +20,40 @@ CZelConfigParser& Config()
     return *config;
 }
 
-bool SameBits(double a, double b)
+template <class T>
+bool SameBits(T a, T b)
 {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-bool SameBits(float a, float b)
+bool Converted(const char* type)
 {
-    return std::memcmp(&a, &b, sizeof a) == 0;
+    return fuzz::Log().find(std::string(" to ") + type + ", errno=") != std::string::npos;
+}
+
+// A number as both forms of its getter read it: they convert alike, and a
+// status of 1 goes with the conversion message, 0 with none.
+template <class T>
+struct Number
+{
+    T value;
+    int status;
+    bool operator==(const Number& other) const { return SameBits(value, other.value) && status == other.status; }
+};
+
+template <class T, class One, class Two>
+Number<T> ReadNumber(const char* type, const std::string& value, One one, Two two)
+{
+    fuzz::ResetLog();
+    Number<T> number{one(), 0};
+    const bool logged = Converted(type);
+    fuzz::ResetLog();
+    T second{};
+    number.status = two(second);
+    FUZZ_REQUIRE(SameBits(second, number.value) && (number.status == 0 || number.status == 1)
+                     && (number.status == 1) == logged && logged == Converted(type),
+                 value);
+    return number;
 }
 
 // What every getter reads for the value now stored.
@@ -35,17 +61,14 @@ struct Reading
 {
     std::string text;
     unsigned int flag;
-    int intValue, intStatus;
-    float floatValue;
-    int floatStatus;
-    double doubleValue;
-    int doubleStatus;
+    Number<int> i;
+    Number<float> f;
+    Number<double> d;
+    bool operator==(const Reading& o) const
+    {
+        return text == o.text && flag == o.flag && i == o.i && f == o.f && d == o.d;
+    }
 };
-
-bool Converted(const char* type)
-{
-    return fuzz::Log().find(std::string(" to ") + type + ", errno=") != std::string::npos;
-}
 
 Reading Read(CZelConfigParser& config, const std::string& value)
 {
@@ -62,38 +85,12 @@ Reading Read(CZelConfigParser& config, const std::string& value)
     FUZZ_REQUIRE(r.flag <= 1, value);
     FUZZ_REQUIRE(boolStatus == 0 ? flag == r.flag : boolStatus == -1 && flag == 7 && r.flag == 0, value);
 
-    // One- and two-argument forms convert alike; a status of 1 goes with the
-    // conversion message, and 0 with none.
-    fuzz::ResetLog();
-    r.intValue = config.GetInt(kKey);
-    const bool intLogged = Converted("int");
-    fuzz::ResetLog();
-    int i = 0;
-    r.intStatus = config.GetInt(kKey, i);
-    FUZZ_REQUIRE(i == r.intValue && (r.intStatus == 1) == intLogged && (r.intStatus == 1) == Converted("int")
-                     && r.intStatus <= 1 && r.intStatus >= 0,
-                 value);
-
-    fuzz::ResetLog();
-    r.floatValue = config.GetFloat(kKey);
-    const bool floatLogged = Converted("float");
-    fuzz::ResetLog();
-    float f = 0;
-    r.floatStatus = config.GetFloat(kKey, f);
-    FUZZ_REQUIRE(SameBits(f, r.floatValue) && (r.floatStatus == 1) == floatLogged
-                     && (r.floatStatus == 1) == Converted("float") && r.floatStatus >= 0 && r.floatStatus <= 1,
-                 value);
-
-    fuzz::ResetLog();
-    r.doubleValue = config.GetDouble(kKey);
-    const bool doubleLogged = Converted("double");
-    fuzz::ResetLog();
-    double d = 0;
-    r.doubleStatus = config.GetDouble(kKey, d);
-    FUZZ_REQUIRE(SameBits(d, r.doubleValue) && (r.doubleStatus == 1) == doubleLogged
-                     && (r.doubleStatus == 1) == Converted("double") && r.doubleStatus >= 0
-                     && r.doubleStatus <= 1,
-                 value);
+    r.i = ReadNumber<int>("int", value, [&] { return config.GetInt(kKey); },
+                          [&](int& out) { return config.GetInt(kKey, out); });
+    r.f = ReadNumber<float>("float", value, [&] { return config.GetFloat(kKey); },
+                            [&](float& out) { return config.GetFloat(kKey, out); });
+    r.d = ReadNumber<double>("double", value, [&] { return config.GetDouble(kKey); },
+                             [&](double& out) { return config.GetDouble(kKey, out); });
     return r;
 }
 
@@ -116,11 +113,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     // Line breaks after a value change no reading: the text and the boolean
     // lose them, and every number ends before them.
-    const Reading broken = Read(config, value + "\r\n");
-    FUZZ_REQUIRE(broken.text == plain.text && broken.flag == plain.flag, value);
-    FUZZ_REQUIRE(broken.intValue == plain.intValue && broken.intStatus == plain.intStatus, value);
-    FUZZ_REQUIRE(SameBits(broken.floatValue, plain.floatValue) && broken.floatStatus == plain.floatStatus, value);
-    FUZZ_REQUIRE(SameBits(broken.doubleValue, plain.doubleValue) && broken.doubleStatus == plain.doubleStatus,
-                 value);
+    FUZZ_REQUIRE(Read(config, value + "\r\n") == plain, value);
     return 0;
 }
