@@ -19,13 +19,17 @@ TovLogParams g_TovLogParams = {~0u};
 
 void ZelLog(int /*line*/, int level, const char* function, const char* format, ...)
 {
-    char message[1024];
-    va_list args;
+    // Whole, however long: a message cut short would hide its end from the checks.
+    va_list args, copy;
     va_start(args, format);
-    std::vsnprintf(message, sizeof message, format, args);
+    va_copy(copy, args);
+    const int length = std::vsnprintf(nullptr, 0, format, copy);
+    va_end(copy);
+    std::vector<char> message(length > 0 ? static_cast<size_t>(length) + 1 : 1, '\0');
+    std::vsnprintf(message.data(), message.size(), format, args);
     va_end(args);
-    if (g_log.size() < 65536) { // bounded, whatever an input makes the library say
-        g_log += std::to_string(level) + " " + function + ": " + message + "\n";
+    if (g_log.size() < (size_t{1} << 20)) { // bounded, whatever an input makes the library say
+        g_log += std::to_string(level) + " " + function + ": " + message.data() + "\n";
     }
 }
 
