@@ -8,6 +8,9 @@
 #   make package-check  install into a staging prefix, build and run the
 #              consumer example through CMake and pkg-config, build and check the .deb
 #   make cross-test  cross-build for aarch64 and run the tests under qemu
+#   make fuzz        every fuzz harness for FUZZ_SECONDS under ASan and UBSan
+#   make test-tsan   the threads test under ThreadSanitizer (clang)
+#   make test-valgrind  the plain build's tests under valgrind's memcheck
 
 BUILD      ?= build
 TEST_BUILD ?= build-test
@@ -17,11 +20,15 @@ PACKAGE_BUILD ?= build-package
 CROSS_BUILD ?= build-aarch64
 BENCH_ROUNDS ?= 5
 BENCH_FILES ?= typical,large,wide
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 45
+FUZZ_TARGETS := fuzz_parse_ops fuzz_round_trip fuzz_getters fuzz_backend
+TSAN_BUILD ?= build-tsan
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 GENERATOR  := $(if $(shell command -v ninja 2>/dev/null),-G Ninja,)
 
-.PHONY: all deps deps-bench build run test test-plain test-sanitize bench bench-build bench-smoke clean
-.PHONY: deps-package package-check deps-cross cross-test
+.PHONY: all deps deps-bench build run test test-plain test-sanitize bench bench-build bench-smoke clean \
+        fuzz fuzz-build test-tsan test-valgrind deps-package package-check deps-cross cross-test
 
 all: build
 
@@ -67,7 +74,8 @@ bench-smoke: bench-build
 	$(BENCH_BUILD)/bench/zelconfig_bench --smoke --data $(BENCH_BUILD)/data
 
 clean:
-	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(PACKAGE_BUILD) $(CROSS_BUILD)
+	rm -rf $(BUILD) $(TEST_BUILD) $(ASAN_BUILD) $(BENCH_BUILD) $(PACKAGE_BUILD) $(CROSS_BUILD) \
+	    $(FUZZ_BUILD) $(TSAN_BUILD)
 
 deps-package:
 	@./scripts/install-deps.sh package
@@ -89,3 +97,47 @@ cross-test: deps-cross
 	    -DCMAKE_TOOLCHAIN_FILE=$(CURDIR)/cmake/toolchains/aarch64-linux-gnu.cmake
 	cmake --build $(CROSS_BUILD) -j $(JOBS)
 	cd $(CROSS_BUILD) && ctest --output-on-failure -j $(JOBS)
+
+fuzz-build:
+	@./scripts/install-deps.sh fuzz
+	CXX=clang++ cmake -S . -B $(FUZZ_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DZELCONFIG_WERROR=ON -DZELCONFIG_SANITIZE=ON -DZELCONFIG_BUILD_FUZZ=ON \
+	    -DZELCONFIG_BUILD_TESTS=OFF -DZELCONFIG_BUILD_EXAMPLES=OFF
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+
+# Each harness runs for FUZZ_SECONDS from its committed corpus; what it finds
+# goes to $(FUZZ_BUILD)/corpus, a crashing input to $(FUZZ_BUILD)/crashes
+# (copy it into fuzz/corpus/<harness>/ with the fix). Any crash fails.
+fuzz: fuzz-build
+	@for target in $(FUZZ_TARGETS); do \
+	    mkdir -p $(FUZZ_BUILD)/corpus/$$target $(FUZZ_BUILD)/crashes && \
+	    echo "== $$target for $(FUZZ_SECONDS) s" && \
+	    ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	    LD_LIBRARY_PATH=$(CURDIR)/$(FUZZ_BUILD)/nowhere \
+	    $(FUZZ_BUILD)/fuzz/$$target -max_total_time=$(FUZZ_SECONDS) -timeout=20 -max_len=4096 \
+	        -print_final_stats=1 -artifact_prefix=$(FUZZ_BUILD)/crashes/$$target- \
+	        $(FUZZ_BUILD)/corpus/$$target fuzz/corpus/$$target 2>$(FUZZ_BUILD)/$$target.log \
+	    || { tail -n 60 $(FUZZ_BUILD)/$$target.log; exit 1; }; \
+	    grep -E '^stat::(number_of_executed_units|peak_rss_mb)' $(FUZZ_BUILD)/$$target.log; \
+	done
+
+# Threads in one process, each on objects of its own, and several loading the
+# XML plug-in at once; any report of ThreadSanitizer fails.
+test-tsan: deps
+	CXX=clang++ cmake -S . -B $(TSAN_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DZELCONFIG_WERROR=ON -DZELCONFIG_SANITIZE_THREAD=ON -DZELCONFIG_BUILD_EXAMPLES=OFF
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target frontend_threads_test recording
+	cd $(TSAN_BUILD) && TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	    ctest --output-on-failure -R '^frontend_threads'
+
+# The plain build's tests under memcheck: any error or definite leak fails.
+# Skipped: the test that replaces operator new itself (valgrind's own
+# replacement in libstdc++ would pair with it wrongly; LeakSanitizer covers
+# it) and the one whose memory bounds assume glibc's allocator.
+VALGRIND_SKIP ?= ^(cfg_alloc_failure_test|cfg_hostile_input_test)$$
+test-valgrind: test-plain
+	@./scripts/install-deps.sh valgrind
+	cd $(TEST_BUILD) && ctest --output-on-failure -j $(JOBS) -E '$(VALGRIND_SKIP)' -T memcheck \
+	    --overwrite MemoryCheckCommand=$$(command -v valgrind) \
+	    --overwrite "MemoryCheckCommandOptions=--error-exitcode=99 --leak-check=full \
+	        --errors-for-leak-kinds=definite --suppressions=$(CURDIR)/tests/valgrind.supp"

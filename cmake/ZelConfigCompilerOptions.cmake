@@ -11,6 +11,17 @@ if(ZELCONFIG_SANITIZE)
   add_compile_definitions(_GLIBCXX_ASSERTIONS)
 endif()
 
+if(ZELCONFIG_SANITIZE_THREAD)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+endif()
+
+if(ZELCONFIG_BUILD_FUZZ)
+  # Coverage for libFuzzer in everything, the library included; only the
+  # fuzz programs link libFuzzer itself.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # Warnings for the project's own targets; -Werror only where asked (CI does).
 function(zelconfig_target_options target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")

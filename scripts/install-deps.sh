@@ -5,6 +5,8 @@
 #   install-deps.sh bench   that, plus the benchmarks' peer libraries
 #   install-deps.sh package that, plus what checks the installed package and the .deb
 #   install-deps.sh cross   that, plus the aarch64 cross compiler and qemu to run its tests
+#   install-deps.sh fuzz    that, plus libFuzzer for clang
+#   install-deps.sh valgrind  that, plus valgrind for the memcheck run
 set -eu
 
 packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev locales"
@@ -15,13 +17,18 @@ bench_packages="pkgconf libinih-dev libsimpleini-dev"
 package_packages="pkgconf dpkg-dev file"
 # GoogleTest is built from libgtest-dev's sources in the cross build.
 cross_packages="g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user"
+# libFuzzer's runtime comes with clang's runtime libraries.
+fuzz_packages="libclang-rt-14-dev libfuzzer-14-dev"
+valgrind_packages="valgrind"
 
 for extra in "$@"; do
     case "$extra" in
         bench) packages="$packages $bench_packages" ;;
         package) packages="$packages $package_packages" ;;
         cross) packages="$packages $cross_packages" ;;
-        *) echo "error: unknown package set: $extra (known: bench, package, cross)" >&2; exit 2 ;;
+        fuzz) packages="$packages $fuzz_packages" ;;
+        valgrind) packages="$packages $valgrind_packages" ;;
+        *) echo "error: unknown package set: $extra (known: bench, package, cross, fuzz, valgrind)" >&2; exit 2 ;;
     esac
 done
 

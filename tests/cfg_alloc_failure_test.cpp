@@ -1,33 +1,69 @@
-// Allocations whose failure is reported as a status: the block map, the
-// adaptors' parsers, the front ends' back ends. This program replaces the
-// non-throwing operator new to fail on demand.
+// Allocations that fail on demand. The non-throwing ones (the block map, the
+// adaptors' parsers, the front ends' back ends) must come back as statuses;
+// a failing ordinary allocation may only leave as std::bad_alloc, with the
+// objects still usable and, under LeakSanitizer or valgrind, nothing leaked.
+// This program replaces every form of operator new and delete for that.
 #include <cerrno>
+#include <cstdlib>
 #include <functional>
 #include <new>
 
 #include "CCFGParser.h"
 #include "CCFGReader.h"
 #include "CCFGWriter.h"
-#include "CZelConfigReader.h"
-#include "CZelConfigWriter.h"
+#include "CZelConfigParser.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"
 
 namespace {
 bool g_failNothrowNew = false;
+// Counts down allocations of each kind: the one that brings it to 0 fails.
+long g_nothrowCountdown = 0;
+long g_throwingCountdown = 0;
+
+bool Due(long& countdown)
+{
+    return countdown > 0 && --countdown == 0;
+}
+
+void* Allocate(std::size_t size)
+{
+    return std::malloc(size == 0 ? 1 : size);
+}
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    void* p = Due(g_throwingCountdown) ? nullptr : Allocate(size);
+    if (p == nullptr) {
+        throw std::bad_alloc();
+    }
+    return p;
+}
+
+void* operator new[](std::size_t size)
+{
+    return ::operator new(size);
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    if (g_failNothrowNew) {
-        return nullptr;
-    }
-    try {
-        return ::operator new(size); // the sanitizers' allocator, so deletes still match
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return g_failNothrowNew || Due(g_nothrowCountdown) ? nullptr : Allocate(size);
 }
+
+void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept
+{
+    return ::operator new(size, tag);
+}
+
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
+
+namespace {
 
 TEST(AllocationFailure, MapAllocationIsReportedAndOldModelReleased)
 {
@@ -78,3 +114,104 @@ TEST(AllocationFailure, ParsersAndBackEndsThatCannotBeAllocated)
     EXPECT_EQ(frontReader.GetDataPtr(), nullptr);
     EXPECT_EQ(frontWriter.Save(), EINVAL) << "no back end";
 }
+
+// CZelConfigParser::Parse makes four non-throwing allocations in turn: the
+// reader back end, its parser, the block map, the writer back end. Failing
+// each one in turn gives its own status, message and state.
+TEST(AllocationFailure, EachAllocationOfTheParserFrontEnd)
+{
+    TempDir dir;
+    const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
+    struct Row { long failing; int status; const char* log; int value, set; };
+    const char kNoWriter[] = "9 Set: Config Writer (m_pWriter) is NULL\n";
+    const Row rows[] = {
+        {1, EINVAL, "", 0, EINVAL},
+        {2, EINVAL, "9 ParseFile: Memory allocation error for m_pCFGParser\n", 0, EINVAL},
+        {3, EINVAL, "9 CFGParseFile: m_pmCFGData is NULL\n", 0, EINVAL},
+        {4, EINVAL, "", 1, EINVAL},
+        {5, 0, "", 1, 0}, // nothing fails
+    };
+    for (const Row& row : rows) {
+        CZelConfigParser config;
+        capture_log::Reset(1u << 9);
+        g_nothrowCountdown = row.failing;
+        const int status = config.Parse(path);
+        g_nothrowCountdown = 0;
+        EXPECT_EQ(status, row.status) << row.failing;
+        EXPECT_EQ(capture_log::Text(), row.log) << row.failing;
+        EXPECT_EQ(config.GetInt("A.k"), row.value) << row.failing;
+        capture_log::Reset(1u << 9);
+        EXPECT_EQ(config.Set("A.k", 2), row.set) << row.failing;
+        EXPECT_EQ(capture_log::Text(), row.set == EINVAL ? kNoWriter : "") << row.failing;
+
+        // The path constructor meets the same failures and reports none.
+        g_nothrowCountdown = row.failing;
+        CZelConfigParser constructed(path);
+        g_nothrowCountdown = 0;
+        EXPECT_EQ(constructed.GetInt("A.k"), row.value) << row.failing;
+    }
+}
+
+// Every ordinary allocation of a parse fails in turn: the parse either
+// completes or throws std::bad_alloc, and what it leaves can still be looked
+// up, saved, parsed again and freed.
+TEST(AllocationFailure, OrdinaryAllocationsInTurn)
+{
+    TempDir dir;
+    std::string input = "# c\n[A]\na=1\nb=2\n[B]\n";
+    for (int i = 0; i < 40; ++i) { // more than the previous block: staged in chunks
+        input += "# e\nk" + std::to_string(i) + "=v\n";
+    }
+    input += "[A]\nlost=1\n[C]\nc=3\n";
+    const std::string path = dir.Write("in.cfg", input);
+    const std::string out = dir.Path() + "/out.cfg";
+    std::string expected[2]; // what a parse that nothing disturbs saves
+    for (const unsigned mode : {0u, 1u}) {
+        ASSERT_EQ(CCFGParser(path, mode).CFGSaveData(out), 0);
+        expected[mode] = ReadFile(out);
+    }
+    capture_log::Reset(0); // the logger allocates too
+    long failing = 0;
+    bool threw = true;
+    while (threw) {
+        ++failing;
+        threw = false;
+        for (const unsigned mode : {0u, 1u}) {
+            CCFGParser parser(mode);
+            bool thrown = false;
+            g_throwingCountdown = failing;
+            try {
+                parser.CFGParseFile(path);
+            } catch (const std::bad_alloc&) {
+                thrown = true;
+            }
+            g_throwingCountdown = 0;
+            threw = threw || thrown;
+            parser.CFGGetData("B.k39");
+            ASSERT_EQ(parser.CFGSaveData(out), 0) << failing;
+            if (!thrown) {
+                EXPECT_EQ(ReadFile(out), expected[mode]) << failing;
+            }
+        }
+    }
+    EXPECT_GT(failing, 10) << "the sweep never reached the parse's allocations";
+
+    // The path constructors, which parse at once, and the front end from
+    // construction to saving, the same way.
+    const std::string copy = dir.Write("copy.cfg", input);
+    for (failing = 1, threw = true; threw; ++failing) {
+        g_throwingCountdown = failing;
+        try {
+            const CCFGReader reader(copy, 1u);
+            CZelConfigParser config(copy);
+            config.Set("C.c", 4);
+            config.Save();
+            threw = false;
+        } catch (const std::bad_alloc&) {
+        }
+        g_throwingCountdown = 0;
+    }
+    EXPECT_EQ(CCFGParser(copy).CFGGetData("C.c"), "4");
+}
+
+} // namespace

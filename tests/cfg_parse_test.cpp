@@ -41,7 +41,10 @@ INSTANTIATE_TEST_SUITE_P(Grammar, ParseTable, testing::Values(
               "[Net] <# network>\n[anonymous]\n  <; address of the server> Host=10.0.0.1\n"
               "  Port=80\n  Extra=1\n", ""},
     ParseCase{"EmptyFile", 0, "", 0, "", ""},
+    ParseCase{"EmptyFileAnonymous", 1, "", 0, "[anonymous]\n", ""},
     ParseCase{"CommentsOnlyAreDropped", 1, "# a\n; b", 0, "[anonymous]\n", ""},
+    ParseCase{"CommentsOnlyBlockMode", 0, "# a\n; b\n", 0, "", ""},
+    ParseCase{"CrlfLinesAnonymous", 1, "[Net]\r\nA=1\r\n", 0, "[Net]\n[anonymous]\n  A=1\n", ""},
     ParseCase{"FirstByteDecides", 0, "[A]\n [Net]\n # a=b\n", 0, "[A]\n   # a=b\n", ""},
     ParseCase{"FirstByteDecidesTrimmed", 1, " # a=b\n", 0, "[anonymous]\n  # a=b\n", ""},
     ParseCase{"HeaderNames", 0, "[a=b]\nx=1\n[a]b]\ny=2\n[[a]\nz=3\n[] ; x\r\n=e\n", 0,
@@ -66,6 +69,8 @@ INSTANTIATE_TEST_SUITE_P(Grammar, ParseTable, testing::Values(
     ParseCase{"NulBytesAreOrdinary", 0, "[A" + kNul + "]\nk" + kNul + "=v" + kNul + "\n" + kNul + "=x",
               0, "[A" + kNul + "]\n  k" + kNul + "=v" + kNul + "\n  " + kNul + "=x\n", ""},
     ParseCase{"ByteOrderMarkHidesHeader", 0, "\xEF\xBB\xBF[Net]\nA=1\n", EINVAL, "", kNoBlock},
+    ParseCase{"ByteOrderMarkStaysInAnonymousKey", 1, "\xEF\xBB\xBFk=v\n", 0,
+              "[anonymous]\n  \xEF\xBB\xBFk=v\n", ""},
     ParseCase{"ByteOrderMarkHidesComment", 0, "\xEF\xBB\xBF# c\n[Net]\nA=1\n", 0,
               "[Net]\n  A=1\n", ""}),
     RowName());

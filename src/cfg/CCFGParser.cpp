@@ -322,8 +322,9 @@ CCFGParser::CCFGParser(unsigned int uiAnonymousMode)
 
 CCFGParser::CCFGParser(const std::string& strPath) : CCFGParser(strPath, 0) {}
 
+// Delegating, so that the destructor frees the model when the parse throws.
 CCFGParser::CCFGParser(const std::string& strPath, unsigned int uiAnonymousMode)
-    : m_uiAnonymousMode(uiAnonymousMode), m_pmCFGData(nullptr)
+    : CCFGParser(uiAnonymousMode)
 {
     CFGParseFile(strPath);
 }

@@ -18,7 +18,8 @@ std::atomic<void*> CZelConfigReader::m_hZelXMLLibHandle{nullptr};
 
 CZelConfigReader::CZelConfigReader() : m_pReader(nullptr) {}
 
-CZelConfigReader::CZelConfigReader(const std::string& strPath) : m_pReader(nullptr)
+// Delegating, so that the destructor frees the back end when the parse throws.
+CZelConfigReader::CZelConfigReader(const std::string& strPath) : CZelConfigReader()
 {
     ZEL_LOG(kLogTrace, "CZelConfigReader", "File Path %s", strPath.c_str());
     if (Parse(strPath) != 0) {

@@ -14,14 +14,16 @@ std::atomic<void*> CZelConfigWriter::m_hZelXMLLibHandle{nullptr};
 
 CZelConfigWriter::CZelConfigWriter() : m_pWriter(nullptr) {}
 
+// Both path constructors delegate, so that the destructor frees the back end
+// when what follows throws.
 CZelConfigWriter::CZelConfigWriter(const std::string& strPath, unsigned int /*uiMode*/)
-    : m_pWriter(nullptr)
+    : CZelConfigWriter()
 {
     ZEL_LOG(kLogTrace, "CZelConfigWriter", "File Path %s", strPath.c_str());
     Create(strPath);
 }
 
-CZelConfigWriter::CZelConfigWriter(const std::string& strPath) : m_pWriter(nullptr)
+CZelConfigWriter::CZelConfigWriter(const std::string& strPath) : CZelConfigWriter()
 {
     ZEL_LOG(kLogTrace, "CZelConfigWriter", "File Path %s", strPath.c_str());
     Parse(strPath);

@@ -1,0 +1,92 @@
+// Parses the input in both modes, then looks up, updates and saves keys
+// taken from the input: its lines as they stand, and the Block.Entry names
+// of what was parsed. Lookup and update split a key with a '.' alike, so
+// they must agree on which entries it names.
+#include <algorithm>
+#include <cerrno>
+
+#include "CCFGParser.h"
+#include "FuzzSupport.h"
+
+namespace {
+
+std::vector<std::string> KeysOf(const CCFGParser& parser, std::vector<std::string> keys)
+{
+    for (const auto& [name, block] : *parser.m_pmCFGData) {
+        for (const CNode& node : block->m_vecNodes) {
+            if (keys.size() < 128) {
+                keys.push_back(name + "." + node.m_strKey);
+            }
+        }
+    }
+    return keys;
+}
+
+// The value the update stores, joined by line feeds as a lookup returns it.
+std::string Repeated(const std::string& value, size_t count)
+{
+    std::string out = value;
+    for (size_t i = 1; i < count; ++i) {
+        out += "\n" + value;
+    }
+    return out;
+}
+
+void CheckKey(CCFGParser& parser, const std::string& key)
+{
+    std::string value;
+    const int found = parser.CFGGetData(key, value);
+    FUZZ_REQUIRE(found == 0 || found == -2, key);
+    FUZZ_REQUIRE(parser.CFGGetData(key) == value, key);
+    FUZZ_REQUIRE(found == 0 || value.empty(), key);
+
+    const std::string update = "<" + std::to_string(key.size()) + ">";
+    const int set = parser.CFGSetData(key, update);
+    FUZZ_REQUIRE((set == EINVAL) == key.empty(), key);
+    FUZZ_REQUIRE(set == 0 || set == -2 || set == EINVAL, key);
+    if (key.find('.') == std::string::npos) {
+        return; // a bare key means different entries to lookup and update
+    }
+    FUZZ_REQUIRE(set == found, key);
+    if (set == 0) {
+        // Every entry the key names now holds the update: "u", "u\nu", ...,
+        // at least as many as the line feeds the old values were joined by
+        // (fewer separators when a first value was empty).
+        const std::string after = parser.CFGGetData(key);
+        const size_t count = (after.size() + 1) / (update.size() + 1);
+        const auto joins = static_cast<size_t>(std::count(value.begin(), value.end(), '\n'));
+        FUZZ_REQUIRE(after == Repeated(update, count) && count > joins, key + " -> " + after);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const std::string input(reinterpret_cast<const char*>(data), size);
+    const std::string path = fuzz::ScratchPath("input.cfg");
+    const std::string saved = fuzz::ScratchPath("saved.cfg");
+    fuzz::WriteFile(path, input);
+    const std::vector<std::string> lines = fuzz::Lines(input, 64);
+    for (const unsigned mode : {0u, 1u}) {
+        fuzz::ResetLog();
+        CCFGParser parser(mode);
+        const int status = parser.CFGParseFile(path);
+        FUZZ_REQUIRE(status == 0 || status == -1 || status == EINVAL, std::to_string(status));
+        FUZZ_REQUIRE(parser.m_pmCFGData != nullptr, "a parse that opened the file keeps a map");
+        // A failed parse says why, once; a successful one says nothing.
+        const size_t messages = static_cast<size_t>(std::count(fuzz::Log().begin(), fuzz::Log().end(), '\n'));
+        FUZZ_REQUIRE(messages == (status == 0 ? 0u : 1u), fuzz::Log());
+
+        for (const std::string& key : KeysOf(parser, lines)) {
+            CheckKey(parser, key);
+        }
+        FUZZ_REQUIRE(parser.CFGSaveData(saved) == 0, saved);
+        if (mode == 0) {
+            // The updates stored no line feed, so what was saved reads back whole.
+            CCFGParser reread(0u);
+            FUZZ_REQUIRE(reread.CFGParseFile(saved) == 0, fuzz::ReadFile(saved));
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,164 @@
+// Inputs far larger than any configuration file: each is parsed in a child
+// process of its own, which reports the status, whether the model is what the
+// input says, and how much memory the parse took. Memory must stay within a
+// generous multiple of the file's size (measured, never timed): the peak of
+// resident memory during the parse and the heap the model keeps after it.
+// The small hostile inputs (empty, comments only, byte-order mark, CRLF, NUL
+// bytes, no ']', noise, a directory) are rows of cfg_parse_test.
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "CCFGParser.h"
+#include "TestFiles.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ZELCONFIG_TEST_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ZELCONFIG_TEST_ASAN 1
+#endif
+#endif
+
+namespace {
+
+constexpr size_t kMiB = size_t{1} << 20;
+
+// Writes the file a piece at a time, so that the parent stays small.
+using Generator = std::function<void(std::ofstream&)>;
+
+struct HostileCase
+{
+    const char* name;
+    unsigned mode;
+    Generator write;
+    int status;
+    std::function<bool(CCFGParser&)> modelIsRight;
+    double peakPerByte, keptPerByte; // bounds: this many bytes of memory per byte of file
+};
+
+struct Report
+{
+    int status;
+    bool modelIsRight;
+    long long peakBytes, keptBytes;
+};
+
+long long StatusKiB(const char* field)
+{
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.rfind(field, 0) == 0) {
+            return std::stoll(line.substr(std::string(field).size()));
+        }
+    }
+    return -1;
+}
+
+// In the child: resets the peak of resident memory, parses, measures.
+Report ParseAndMeasure(const HostileCase& row, const std::string& path)
+{
+    std::ofstream("/proc/self/clear_refs") << "5"; // VmHWM := VmRSS
+    const long long residentBefore = StatusKiB("VmRSS:");
+    // The heap in use, the large blocks that malloc maps on their own included.
+    const auto heap = [] { return static_cast<long long>(mallinfo2().uordblks + mallinfo2().hblkhd); };
+    const long long heapBefore = heap();
+    CCFGParser parser(row.mode);
+    Report report{};
+    report.status = parser.CFGParseFile(path);
+    report.peakBytes = (StatusKiB("VmHWM:") - residentBefore) * 1024;
+    report.keptBytes = heap() - heapBefore;
+    report.modelIsRight = row.modelIsRight(parser);
+    return report;
+}
+
+using HostileTable = testing::TestWithParam<HostileCase>;
+
+TEST_P(HostileTable, StatusModelAndMemory)
+{
+    const HostileCase& row = GetParam();
+    TempDir dir;
+    const std::string path = dir.Path() + "/hostile.cfg";
+    {
+        std::ofstream out(path, std::ios::binary);
+        row.write(out);
+    }
+    const double fileBytes = static_cast<double>(ReadFile(path).size());
+    int pipeEnds[2];
+    ASSERT_EQ(pipe(pipeEnds), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const Report report = ParseAndMeasure(row, path);
+        _exit(write(pipeEnds[1], &report, sizeof report) == sizeof report ? 0 : 1);
+    }
+    Report report{};
+    const ssize_t got = read(pipeEnds[0], &report, sizeof report);
+    close(pipeEnds[0]);
+    close(pipeEnds[1]);
+    int exitStatus = 0;
+    ASSERT_EQ(waitpid(child, &exitStatus, 0), child);
+    ASSERT_EQ(got, static_cast<ssize_t>(sizeof report)) << "the child died: " << exitStatus;
+    EXPECT_EQ(report.status, row.status);
+    EXPECT_TRUE(report.modelIsRight);
+    std::printf("file %.0f MiB, peak %lld MiB, kept %lld MiB\n", fileBytes / kMiB, report.peakBytes >> 20,
+                report.keptBytes >> 20);
+#ifndef ZELCONFIG_TEST_ASAN // ASan's shadow and quarantine are no measure of the library
+    const double slack = 16.0 * kMiB;
+    EXPECT_LE(report.peakBytes, row.peakPerByte * fileBytes + slack) << "file " << fileBytes;
+    EXPECT_LE(report.keptBytes, row.keptPerByte * fileBytes + slack) << "file " << fileBytes;
+#endif
+}
+
+Generator Repeat(std::string head, std::string line, size_t count, std::string tail = "")
+{
+    return [=](std::ofstream& out) {
+        out << head;
+        for (size_t i = 0; i < count; ++i) {
+            out << line;
+        }
+        out << tail;
+    };
+}
+
+const std::string kMegabyte(kMiB, 'x');
+
+size_t Entries(CCFGParser& parser, const std::string& block)
+{
+    const auto found = parser.m_pmCFGData->find(block);
+    return found == parser.m_pmCFGData->end() ? 0 : found->second->m_vecNodes.size();
+}
+
+// The bounds: a 64 MB line is held by the reader's buffer and then by its
+// value, about twice the file at the peak; a block or entry of a dozen bytes
+// costs a map node, a block and an entry of some 250 bytes in the model.
+INSTANTIATE_TEST_SUITE_P(Huge, HostileTable, testing::Values(
+    HostileCase{"SingleLine64MiB", 0, Repeat("[A]\nk=", kMegabyte, 64, "\n"), 0,
+                [](CCFGParser& p) { return p.CFGGetData("A.k").size() == 64 * kMiB; }, 4, 1.5},
+    HostileCase{"SingleLine64MiBTrimmed", 1, Repeat("  k  =  ", kMegabyte, 64, " \r\n"), 0,
+                [](CCFGParser& p) { return p.CFGGetData("k").size() == 64 * kMiB; }, 4, 1.5},
+    HostileCase{"MillionBlocks", 0,
+                [](std::ofstream& out) {
+                    char line[32];
+                    for (int i = 0; i < 1000000; ++i) {
+                        out.write(line, std::snprintf(line, sizeof line, "[B%07d]\nk=v\n", i));
+                    }
+                },
+                0,
+                [](CCFGParser& p) {
+                    return p.m_pmCFGData->size() == 1000000 && p.CFGGetData("B0999999.k") == "v";
+                },
+                32, 24},
+    HostileCase{"MillionRepeatedHeadersKeepOneEntry", 0, Repeat("", "[A]\nk=v\n", 1000000), 0,
+                [](CCFGParser& p) { return Entries(p, "A") == 1; }, 1, 0.1},
+    HostileCase{"MillionEntriesInOneBlock", 1, Repeat("[A]\n", "k=v\n", 1000000, "[B\n"), -1,
+                [](CCFGParser& p) { return Entries(p, "anonymous") == 1000000 && Entries(p, "A") == 0; },
+                40, 32}),
+    RowName());
+
+} // namespace
