@@ -1,5 +1,5 @@
 # Thin wrapper over CMake for the two everyday commands:
-#   make run   install what is missing, build, run the example
+#   make run   install what is missing, build, run zelcfg on the examples
 #   make test  build with -Werror and run the tests, plain (g++) and under
 #              AddressSanitizer and UndefinedBehaviorSanitizer (clang)
 #   make bench build in Release, install the peer libraries, run every
@@ -42,8 +42,15 @@ build: deps
 	cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(BUILD) -j $(JOBS)
 
+# zelcfg on the shipped examples: a get, a set on a copy, a lint (which
+# exits with 1 because legacy.cfg has findings).
+ZELCFG = $(BUILD)/tools/zelcfg/zelcfg
 run: build
-	$(BUILD)/examples/edit_cfg examples/data/sample.cfg $(BUILD)/sample-edited.cfg Net.Port 8080
+	$(ZELCFG) get --type int examples/data/sample.cfg Net.Port
+	cp examples/data/sample.cfg $(BUILD)/sample-copy.cfg
+	$(ZELCFG) set $(BUILD)/sample-copy.cfg Net.Port 8080
+	$(ZELCFG) list $(BUILD)/sample-copy.cfg
+	$(ZELCFG) lint examples/data/legacy.cfg; test $$? -eq 1
 
 test: test-plain test-sanitize
 
