@@ -17,6 +17,7 @@
 #include <sys/stat.h>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -27,6 +28,7 @@
 #include <boost/property_tree/ptree.hpp>
 #include <ini.h>
 
+#include "AtomicSave.h"
 #include "BenchFiles.h"
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
@@ -333,11 +335,14 @@ std::string ReadAll(const std::string& path)
 // several saves: of 50 or more for a small file, as with parsing, and of up to
 // three (within a second) for a large one, since a single write of 50 MB into
 // the page cache varies a lot from one call to the next.
-int TimeSave(const Input& in, const std::function<void(const std::string&)>& save)
+int TimeSave(const Input& in, const std::function<void(const std::string&)>& save, bool existingTarget = false)
 {
     const std::string out = in.scratch + "/saved.cfg";
     auto once = [&]() {
         ::unlink(out.c_str());
+        if (existingTarget) { // a save that replaces a file needs one there
+            ::close(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+        }
         const Clock::time_point start = Clock::now();
         save(out);
         return Seconds(start);
@@ -376,10 +381,14 @@ void WriteAll(int fd, const char* data, size_t size)
     }
 }
 
-// The floors of a save: the bytes CFGSaveData writes, either in one write or
-// one write per line as its flush per line requires.
-int SaveFloor(const Input& in, bool perLine)
+// The floors of a save: the bytes CFGSaveData writes, in one write, in one
+// write made durable with fsync, or in one write per line as its flush per
+// line requires.
+enum class Floor { kOnce, kOnceSynced, kPerLine };
+
+int SaveFloor(const Input& in, Floor floor)
 {
+    const bool perLine = floor == Floor::kPerLine;
     CCFGParser parser;
     parser.CFGParseFile(in.path);
     const std::string copy = in.scratch + "/model.cfg";
@@ -400,8 +409,30 @@ int SaveFloor(const Input& in, bool perLine)
                 at = end;
             }
         }
+        if (floor == Floor::kOnceSynced) {
+            ::fsync(fd);
+        }
         ::close(fd);
     });
+}
+
+// zelcfg's save: lock, a temporary file written through a stream, fsync,
+// permissions, rename over the target, fsync of the directory.
+int ZelcfgSave(const Input& in)
+{
+    CCFGParser parser;
+    parser.CFGParseFile(in.path);
+    return TimeSave(
+        in,
+        [&](const std::string& out) {
+            zelcfg::LockedFile file;
+            std::string error;
+            if (!file.Lock(out, error)
+                || !file.Replace([&](std::ostream& os) { return parser.CFGWriteData(os) == 0; }, error)) {
+                std::fprintf(stderr, "zelcfg save: %s\n", error.c_str());
+            }
+        },
+        true);
 }
 
 int CfgSave(const Input& in)
@@ -474,12 +505,15 @@ const std::vector<Case>& Cases()
         {"lookup", "zel-getint", "CZelConfigReader::GetInt", nullptr, ZelGetInt},
         {"lookup", "cfg-set", "CFGSetData", nullptr, CfgSet},
         {"save", "write-once", "one write of the same bytes", "1 write",
-         [](const Input& in) { return SaveFloor(in, false); }},
+         [](const Input& in) { return SaveFloor(in, Floor::kOnce); }},
+        {"save", "write-once-sync", "one write + fsync, same bytes", "write+fsync",
+         [](const Input& in) { return SaveFloor(in, Floor::kOnceSynced); }},
         {"save", "write-lines", "one write per line, same bytes", "write/line",
-         [](const Input& in) { return SaveFloor(in, true); }},
+         [](const Input& in) { return SaveFloor(in, Floor::kPerLine); }},
         {"save", "simpleini-save", "SimpleIni SaveFile", "SimpleIni", SimpleIniSave},
         {"save", "boost-write", "Boost write_ini", "Boost", BoostWrite},
         {"save", "cfg-save", "CFGSaveData (a write per line)", nullptr, CfgSave},
+        {"save", "zelcfg-save", "zelcfg atomic save", nullptr, ZelcfgSave},
     };
     return cases;
 }

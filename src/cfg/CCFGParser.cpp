@@ -518,12 +518,23 @@ int CCFGParser::CFGWriteData(std::ostream& os)
         ZEL_LOG(kLogError, "CFGWriteData", "m_pmCFGData is NULL");
         return EINVAL;
     }
-    ForEachSavedLine(*m_pmCFGData, [&os](std::string_view a, std::string_view b, std::string_view c,
-                                         std::string_view d) {
+    // Straight into the stream's buffer: one sentry for the whole model
+    // rather than one per piece of every line.
+    const std::ostream::sentry ready(os);
+    std::streambuf* pBuffer = ready ? os.rdbuf() : nullptr;
+    bool bFailed = pBuffer == nullptr;
+    ForEachSavedLine(*m_pmCFGData, [pBuffer, &bFailed](std::string_view a, std::string_view b,
+                                                       std::string_view c, std::string_view d) {
         for (std::string_view piece : {a, b, c, d}) {
-            os.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+            if (!bFailed && !piece.empty()) {
+                const auto size = static_cast<std::streamsize>(piece.size());
+                bFailed = pBuffer->sputn(piece.data(), size) != size;
+            }
         }
     });
+    if (bFailed) {
+        os.setstate(std::ios::badbit);
+    }
     if (!os) {
         ZEL_LOG(kLogError, "CFGWriteData", "Cannot Write Stream");
         return -2;
