@@ -427,7 +427,7 @@ int ZelcfgSave(const Input& in)
         [&](const std::string& out) {
             zelcfg::LockedFile file;
             std::string error;
-            if (!file.Lock(out, error)
+            if (!file.Lock(out, false, error)
                 || !file.Replace([&](std::ostream& os) { return parser.CFGWriteData(os) == 0; }, error)) {
                 std::fprintf(stderr, "zelcfg save: %s\n", error.c_str());
             }

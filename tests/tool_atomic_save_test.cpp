@@ -62,6 +62,24 @@ TEST(AtomicSave, FollowsLinksAndKeepsPermissions)
     }
 }
 
+// set creates a missing file as an editor would, under the umask; the other
+// commands need the file.
+TEST(AtomicSave, SetCreatesAMissingFileUnsetDoesNot)
+{
+    TempDir dir;
+    const ToolResult unset = RunTool(dir.Path(), {ZELCFG_BINARY, "unset", "new.cfg", "N.P"}, "umask 027; ");
+    EXPECT_EQ(unset.status, 2);
+    EXPECT_EQ(unset.err, "zelcfg: new.cfg: No such file or directory\n");
+    EXPECT_EQ(Listing(dir.Path()), "");
+    const ToolResult set = RunTool(dir.Path(), {ZELCFG_BINARY, "set", "new.cfg", "N.P", "1"}, "umask 027; ");
+    EXPECT_EQ(set.status, 0) << set.err;
+    EXPECT_EQ(ReadFile(dir.Path() + "/new.cfg"), "[N]\nP=1\n");
+    EXPECT_EQ(Mode(dir.Path() + "/new.cfg"), 0640u);
+    const ToolResult missingDir = RunTool(dir.Path(), {ZELCFG_BINARY, "set", "no/new.cfg", "N.P", "1"});
+    EXPECT_EQ(missingDir.status, 2);
+    EXPECT_EQ(missingDir.err, "zelcfg: no/new.cfg: No such file or directory\n");
+}
+
 // A file that cannot grow: the write of the temporary file fails, the tool
 // says so, and the original stays as it was, with nothing left beside it.
 TEST(AtomicSave, FileSizeLimitLeavesOriginalIntact)
@@ -85,7 +103,7 @@ TEST(AtomicSave, FailingWriterLeavesOriginalIntact)
     const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
     zelcfg::LockedFile file;
     std::string error;
-    ASSERT_TRUE(file.Lock(path, error)) << error;
+    ASSERT_TRUE(file.Lock(path, false, error)) << error;
     const auto writeHalfAndFail = [](std::ostream& os) {
         os << "[A]\npartial";
         return false;
@@ -96,7 +114,7 @@ TEST(AtomicSave, FailingWriterLeavesOriginalIntact)
     EXPECT_EQ(Listing(dir.Path()), "a.cfg ");
 
     zelcfg::LockedFile missing;
-    EXPECT_FALSE(missing.Lock(dir.Path() + "/none.cfg", error));
+    EXPECT_FALSE(missing.Lock(dir.Path() + "/none.cfg", false, error));
     EXPECT_EQ(error, "No such file or directory");
 }
 

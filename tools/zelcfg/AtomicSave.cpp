@@ -120,13 +120,25 @@ LockedFile::~LockedFile()
     }
 }
 
-bool LockedFile::Lock(const std::string& strPath, std::string& strError)
+bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& strError)
 {
     // Edit the file that symbolic links lead to; the links themselves stay.
     char resolved[PATH_MAX];
-    if (::realpath(strPath.c_str(), resolved) == nullptr) {
-        strError = ErrorText(errno);
-        return false;
+    while (::realpath(strPath.c_str(), resolved) == nullptr) {
+        if (errno != ENOENT || !bCreate) {
+            strError = ErrorText(errno);
+            return false;
+        }
+        // O_EXCL: when another editor creates it first, edit theirs.
+        const int fd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0 && errno != EEXIST) {
+            strError = ErrorText(errno);
+            return false;
+        }
+        if (fd >= 0) {
+            CloseRetrying(fd);
+        }
+        bCreate = false; // once: a dangling link is reported, not chased
     }
     m_strPath = resolved;
     for (;;) {

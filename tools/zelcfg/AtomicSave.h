@@ -22,7 +22,9 @@ public:
     LockedFile& operator=(const LockedFile&) = delete;
 
     // False with a message when the file cannot be found, opened or locked.
-    bool Lock(const std::string& strPath, std::string& strError);
+    // With bCreate, a missing file is created empty first (mode 0666 less
+    // the umask), as an editor creates the file it is asked to save.
+    bool Lock(const std::string& strPath, bool bCreate, std::string& strError);
     // The file the path led to, after every symbolic link.
     const std::string& Path() const { return m_strPath; }
 

@@ -335,7 +335,7 @@ int Edit(const Invocation& invocation)
         return Fail(kExitFailure, path, error);
     }
     LockedFile file;
-    if (!file.Lock(path, error)) {
+    if (!file.Lock(path, set, error)) {
         return Fail(kExitFailure, path, error);
     }
     CCFGParser parser;
