@@ -1,4 +1,3 @@
-#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -301,10 +300,7 @@ bool EditableKey(const std::string& key, const std::string& value, bool anonymou
         return false;
     }
     if (anonymous) {
-        const auto spaceAtEnds = [](const std::string& s) {
-            return !s.empty() && (std::isspace(static_cast<unsigned char>(s.front()))
-                                  || std::isspace(static_cast<unsigned char>(s.back())));
-        };
+        const auto spaceAtEnds = [](const std::string& s) { return TrimAsAnonymous(s).size() != s.size(); };
         if (block != kAnonymousBlock) {
             error = "in anonymous mode every entry is in the block \"anonymous\"";
             return false;

@@ -27,19 +27,6 @@ bool IsBlank(char c)
     return c == ' ' || c == '\t';
 }
 
-// Anonymous mode trims keys and values; the tool runs in the classic locale.
-std::string_view TrimClassic(std::string_view text)
-{
-    const auto space = [](char c) { return IsBlank(c) || c == '\n' || c == '\v' || c == '\f' || c == '\r'; };
-    while (!text.empty() && space(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && space(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
 // Walks the lines as the parser does and notes what it would lose.
 class Linter
 {
@@ -68,7 +55,7 @@ public:
         case CFGLineKind::Entry:
             return Entry(number, line);
         case CFGLineKind::Ignored:
-            if (!m_indentReported && TrimClassic(text).size() > 0) {
+            if (!m_indentReported && TrimAsAnonymous(text).size() > 0) {
                 Add(number, "line without '=': it is ignored and a save drops it");
             }
             return true;
@@ -147,7 +134,7 @@ private:
             return true;
         }
         TakeComment(true);
-        const std::string_view value = m_anonymous ? TrimClassic(line.value) : line.value;
+        const std::string_view value = m_anonymous ? TrimAsAnonymous(line.value) : line.value;
         if (value.find('\r') != std::string_view::npos) {
             Add(number, value.back() == '\r' ? "carriage return kept at the end of the value"
                                              : "carriage return kept in the value");
@@ -175,6 +162,18 @@ private:
 };
 
 } // namespace
+
+std::string_view TrimAsAnonymous(std::string_view text)
+{
+    const auto space = [](char c) { return IsBlank(c) || c == '\n' || c == '\v' || c == '\f' || c == '\r'; };
+    while (!text.empty() && space(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && space(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
 
 std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous)
 {
