@@ -76,6 +76,10 @@ private:
                 }
                 continue;
             }
+            if (written == 0) { // no progress and no error: give up rather than spin
+                m_error = EIO;
+                continue;
+            }
             data += written;
             size -= static_cast<size_t>(written);
         }
