@@ -1,7 +1,6 @@
 #ifndef ZELCONFIG_CCFGPARSER_H
 #define ZELCONFIG_CCFGPARSER_H
 
-#include <iosfwd>
 #include <map>
 #include <string>
 
@@ -50,21 +49,6 @@ public:
 
     // Rewrites the file at strPath from the model, blocks sorted by name: 0, -2 or 22.
     int CFGSaveData(const std::string& strPath);
-
-    // Editing and writing for tools that save a file by other means than
-    // CFGSaveData. Keys are split as CFGGetData splits them, so a key without
-    // '.' names an entry of the "anonymous" block in anonymous mode.
-
-    // Appends the entry at the end of its block, creating the block (without
-    // comment) when there is none: 0, or 22 without model or key.
-    int CFGAddData(const std::string& strKey, const std::string& strValue);
-    // Removes every entry of that key with its comment; the block stays, even
-    // when it is left empty: 0, -2 when there is none, or 22 without model or key.
-    int CFGRemoveData(const std::string& strKey);
-    // Writes the model to a stream, byte for byte as CFGSaveData writes it
-    // to a file but without a flush per line: 0, -2 when the stream fails, or
-    // 22 without model.
-    int CFGWriteData(std::ostream& os);
 };
 
 #endif

@@ -31,10 +31,6 @@ public:
     // Replaces the back end by one chosen for strPath and parses the file:
     // the back end's status, or 22 when none could be made.
     int Parse(const std::string& strPath);
-    // The same with the CFG engine, whatever the path says: block mode when
-    // uiAnonymousMode is 0, anonymous mode otherwise. For files whose names
-    // carry none of the texts Parse looks for.
-    int ParseCFG(const std::string& strPath, unsigned int uiAnonymousMode);
     // The back end's handle to its data (NULL without back end), for a
     // writer's SetDataPtr.
     void* GetDataPtr();

@@ -106,26 +106,4 @@ TEST(ReaderFrontEnd, ParseReplacesOrDropsTheBackEnd)
     EXPECT_EQ(reader.GetInt("k"), 0);
 }
 
-// ParseCFG takes the engine and the mode from the caller, never from the path.
-TEST(ReaderFrontEnd, ParseCFGIgnoresThePath)
-{
-    TempDir dir;
-    const std::string text = "[Net]\n Port = 80\n";
-    CZelConfigReader reader;
-    for (const char* name : {"a.conf", "a.xml", "a.inf"}) {
-        const std::string path = dir.Write(name, text);
-        SCOPED_TRACE(path);
-        ASSERT_EQ(reader.ParseCFG(path, 0), 0);
-        EXPECT_EQ(reader.GetString("Net. Port "), " 80");
-        ASSERT_EQ(reader.ParseCFG(path, 7), 0);
-        EXPECT_EQ(reader.GetInt("Port"), 80);
-    }
-    capture_log::Reset(~0u);
-    EXPECT_EQ(reader.ParseCFG(dir.Path() + "/missing.txt", 0), -2);
-    const std::string log = capture_log::Text();
-    EXPECT_EQ(log.rfind("11 ParseCFG: +\n29 ParseCFG: File Path " + dir.Path(), 0), 0u) << log;
-    EXPECT_NE(log.find("9 CFGParseFile: Error Opening File\n"), std::string::npos) << log;
-    EXPECT_EQ(log.substr(log.size() - 15), "11 ParseCFG: -\n");
-}
-
 } // namespace

@@ -50,6 +50,9 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              "zelcfg: a.cfg: Net.Host: the value is neither \"true\" nor \"false\"\n"},
     ToolCase{"MissingKey", "a.cfg", kSample, {"get", "a.cfg", "Net.port"}, 1, "",
              "zelcfg: a.cfg: no key Net.port\n"},
+    ToolCase{"MissingKeyWithBlanksInTheFile", "pip.cfg", "[global]\ncert = a.pem\n", {"get", "pip.cfg", "global.cert"},
+             1, "", "zelcfg: pip.cfg: no key global.cert; line 2 holds 'global.cert ': blanks around an entry name "
+             "are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},
     ToolCase{"MissingFile", "a.cfg", "", {"get", "b.cfg", "A.b"}, 2, "",
              "zelcfg: b.cfg: No such file or directory\n"},
     ToolCase{"HeaderWithoutBracket", "a.cfg", "[A\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
@@ -69,10 +72,25 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
 INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"SetEveryEntry", "a.cfg", "[N]\n# p\nP=1\nP=2\n", {"set", "a.cfg", "N.P", "3"}, 0, "", "",
              "[N]\n# p\nP=3\nP=3\n"},
-    ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "", "",
-             "[M]\nQ=x y\n[N]\nP=1\n"},
-    ToolCase{"SetNormalisesTheFile", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n", {"set", "a.cfg", "B.b", "2"},
-             0, "", "", "[A]\na = 1\n[B]\nb=2\n"},
+    ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n# end\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "",
+             "", "[N]\nP=1\n[M]\nQ=x y\n# end\n"},
+    ToolCase{"SetKeepsTheLayout", "a.cfg", "[B]\nb=1\n\n# a\n[A]\na = 1\nnoise\n", {"set", "a.cfg", "B.b", "2"},
+             0, "", "", "[B]\nb=2\n\n# a\n[A]\na = 1\nnoise\n"},
+    ToolCase{"SetNormalise", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n",
+             {"set", "--normalise", "a.cfg", "B.b", "2"}, 0, "", "", "[A]\na = 1\n[B]\nb=2\n"},
+    ToolCase{"SetKeepsCrlfInBlockMode", "a.cfg", "[N]\r\nP=1\r\n", {"set", "a.cfg", "N.Q", "2"}, 0, "", "",
+             "[N]\r\nP=1\r\nQ=2\r\n"},
+    ToolCase{"SetRefusesNameWithBlanks", "pip.cfg", "[global]\ncert = a.pem\n", {"set", "pip.cfg", "global.cert", "b"},
+             2, "", "zelcfg: pip.cfg: refusing to add global.cert; line 2 holds 'global.cert ': blanks around an "
+             "entry name are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},
+    ToolCase{"SetKeepsEntriesUnderRepeatedHeader", "l.cfg", "[D]\nB=80\n[D]\nO=land\n", {"set", "l.cfg", "D.B", "90"},
+             0, "", "", "[D]\nB=90\n[D]\nO=land\n"},
+    ToolCase{"SetRefusesKeyUnderRepeatedHeader", "l.cfg", "[D]\nB=80\n[D]\nO=land\n",
+             {"set", "l.cfg", "D.O", "port"}, 2, "", "zelcfg: l.cfg: refusing to add D.O; line 4 holds it under a "
+             "repeated header (line 3), which the library does not read: merge the two blocks\n"},
+    ToolCase{"NormaliseRefusedWhenItWouldLoseEntries", "l.cfg", "[D]\nB=80\n[D]\nO=land\n",
+             {"set", "--normalise", "l.cfg", "D.B", "90"}, 2, "", "zelcfg: l.cfg: refusing to normalise: 1 entries "
+             "under repeated block headers would be lost ('zelcfg lint' shows where)\n"},
     ToolCase{"SetNegativeValue", "a.cfg", "[N]\nP=1\n", {"set", "a.cfg", "N.P", "-5", "--type", "int"}, 0,
              "", "", "[N]\nP=-5\n"},
     ToolCase{"SetOptionLikeValue", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "--", "--x"}, 0, "", "",
@@ -95,18 +113,21 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              "a value cannot hold a line feed\n"},
     ToolCase{"SetBlockWithBracket", "a.cfg", "[N]\n", {"set", "a.cfg", "a]b.P", "1"}, 2, "",
              "zelcfg: a.cfg: a block name cannot hold ']' or a line feed\n"},
-    ToolCase{"SetAnonymousBareKey", "a.inf", "k=1\n", {"set", "a.inf", "j", "2"}, 0, "", "",
-             "[anonymous]\nk=1\nj=2\n"},
+    ToolCase{"SetAnonymousBareKey", "a.inf", "k = 1\n", {"set", "a.inf", "j", "2"}, 0, "", "", "k = 1\nj=2\n"},
     ToolCase{"SetAnonymousOtherBlock", "a.inf", "k=1\n", {"set", "a.inf", "X.j", "2"}, 2, "",
              "zelcfg: a.inf: in anonymous mode every entry is in the block \"anonymous\"\n"},
     ToolCase{"SetOnBrokenFile", "a.cfg", "[N\n", {"set", "a.cfg", "N.P", "1"}, 2, "",
              "zelcfg: a.cfg: a block header has no ']' ('zelcfg lint' shows where)\n"},
     ToolCase{"SetOnXml", "a.xml", "<a/>", {"set", "a.xml", "N.P", "1"}, 2, "",
              "zelcfg: a.xml: set works on CFG files only; XML files are read by 'get' through the plug-in\n"},
-    ToolCase{"UnsetEveryEntry", "a.cfg", "[N]\n# c\nP=1\nQ=2\nP=3\n", {"unset", "a.cfg", "N.P"}, 0, "", "",
-             "[N]\nQ=2\n"},
+    ToolCase{"UnsetEveryEntry", "a.cfg", "[N]\n# c\nP=1\n\nQ=2\nP=3\n", {"unset", "a.cfg", "N.P"}, 0, "", "",
+             "[N]\n\nQ=2\n"},
     ToolCase{"UnsetMissing", "a.cfg", "[N]\nP=1\n\n", {"unset", "a.cfg", "N.Q"}, 1, "",
-             "zelcfg: a.cfg: no key N.Q\n"}),
+             "zelcfg: a.cfg: no key N.Q\n"},
+    ToolCase{"RemoveBlock", "a.cfg", "# n\n[N]\nP=1\n# m\n[M]\n[N]\nQ=2\n", {"remove-block", "a.cfg", "N"}, 0, "",
+             "", "# m\n[M]\n"},
+    ToolCase{"RemoveBlockMissing", "a.cfg", "[N]\n", {"remove-block", "a.cfg", "M"}, 1, "",
+             "zelcfg: a.cfg: no block M\n"}),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
@@ -145,8 +166,9 @@ TEST(Tool, HelpNamesEveryCommandAndOption)
     TempDir dir;
     const ToolResult result = RunTool(dir.Path(), {ZELCFG_BINARY, "--help"});
     EXPECT_EQ(result.status, 0);
-    for (const char* word : {"get FILE KEY", "set FILE KEY VALUE", "unset FILE KEY", "list FILE", "blocks FILE",
-                             "format FILE", "lint FILE", "--type", "--block", "--anonymous", "-vv", "--version",
+    for (const char* word : {"get FILE KEY", "set FILE KEY VALUE", "unset FILE KEY", "remove-block FILE BLOCK",
+                             "list FILE", "blocks FILE", "format FILE", "lint FILE", "--type", "--block",
+                             "--anonymous", "--normalise", "-vv", "--version",
                              "Exit status"}) {
         EXPECT_NE(result.out.find(word), std::string::npos) << word;
     }
@@ -161,9 +183,9 @@ TEST(Tool, VerboseShowsTheLibraryLog)
     const ToolResult verbose = RunTool(dir.Path(), {ZELCFG_BINARY, "-v", "get", "a.cfg", "A.k"});
     const ToolResult traces = RunTool(dir.Path(), {ZELCFG_BINARY, "-vv", "get", "a.cfg", "A.k"});
     EXPECT_EQ(quiet.err.find("ZelConfig["), std::string::npos) << quiet.err;
-    EXPECT_NE(verbose.err.find("ZelConfig[9] CFGParseFile:"), std::string::npos) << verbose.err;
-    EXPECT_EQ(verbose.err.find("ZelConfig[11]"), std::string::npos) << verbose.err;
-    EXPECT_NE(traces.err.find("ZelConfig[29] ParseCFG:"), std::string::npos) << traces.err;
+    EXPECT_NE(verbose.err.find("ZelConfig[9] Load:"), std::string::npos) << verbose.err;
+    EXPECT_EQ(verbose.err.find("ZelConfig[29]"), std::string::npos) << verbose.err;
+    EXPECT_NE(traces.err.find("ZelConfig[29] Load:"), std::string::npos) << traces.err;
 }
 
 // One case of every finding, in both modes, against golden output.

@@ -7,7 +7,6 @@
 #include <locale>
 #include <memory>
 #include <new>
-#include <ostream>
 #include <string_view>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include "CFGBlockBuilder.h"
 #include "CFGLine.h"
 #include "CFGLineReader.h"
+#include "CFGSavedForm.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -189,30 +189,6 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
         if (count > 0) {
             next->iov_base = static_cast<char*>(next->iov_base) + left;
             next->iov_len -= left;
-        }
-    }
-}
-
-// The saved form of a model, one line at a time: each call of `emit` gets the
-// pieces of one line, its line feed included. The file save and the stream
-// writer share it, so that both give the same bytes.
-template <typename Emit>
-void ForEachSavedLine(const BlockMap& blocks, Emit emit)
-{
-    for (const auto& entry : blocks) {
-        const CBlock* pBlock = entry.second;
-        if (pBlock == nullptr) {
-            continue;
-        }
-        if (!pBlock->m_strComment.empty()) {
-            emit(pBlock->m_strComment, "\n", {}, {});
-        }
-        emit("[", entry.first, "]\n", {});
-        for (const CNode& node : pBlock->m_vecNodes) {
-            if (!node.m_strComment.empty()) {
-                emit(node.m_strComment, "\n", {}, {});
-            }
-            emit(node.m_strKey, "=", node.m_strValue, "\n");
         }
     }
 }
@@ -471,73 +447,5 @@ int CCFGParser::CFGSaveData(const std::string& strPath)
     ForEachSavedLine(*m_pmCFGData, [fd](std::string_view a, std::string_view b, std::string_view c,
                                         std::string_view d) { WriteLine(fd, a, b, c, d); });
     ::close(fd);
-    return 0;
-}
-
-int CCFGParser::CFGAddData(const std::string& strKey, const std::string& strValue)
-{
-    if (m_pmCFGData == nullptr || strKey.empty()) {
-        ZEL_LOG(kLogError, "CFGAddData", "m_pmCFGData is NULL");
-        return EINVAL;
-    }
-    const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
-    // Unlike FindBlock, a block without entries is welcome here.
-    auto slot = m_pmCFGData->emplace(std::string(parts.block), nullptr).first;
-    if (slot->second == nullptr) {
-        slot->second = new CBlock;
-    }
-    CNode node;
-    node.m_strKey = std::string(parts.entry);
-    node.m_strValue = strValue;
-    slot->second->m_vecNodes.push_back(std::move(node));
-    return 0;
-}
-
-int CCFGParser::CFGRemoveData(const std::string& strKey)
-{
-    if (m_pmCFGData == nullptr || strKey.empty()) {
-        ZEL_LOG(kLogError, "CFGRemoveData", "m_pmCFGData is NULL");
-        return EINVAL;
-    }
-    const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
-    CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
-    if (pBlock == nullptr) {
-        return -2;
-    }
-    std::vector<CNode>& nodes = pBlock->m_vecNodes;
-    const size_t before = nodes.size();
-    nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
-                               [&parts](const CNode& node) { return node.m_strKey == parts.entry; }),
-                nodes.end());
-    return nodes.size() != before ? 0 : -2;
-}
-
-int CCFGParser::CFGWriteData(std::ostream& os)
-{
-    if (m_pmCFGData == nullptr) {
-        ZEL_LOG(kLogError, "CFGWriteData", "m_pmCFGData is NULL");
-        return EINVAL;
-    }
-    // Straight into the stream's buffer: one sentry for the whole model
-    // rather than one per piece of every line.
-    const std::ostream::sentry ready(os);
-    std::streambuf* pBuffer = ready ? os.rdbuf() : nullptr;
-    bool bFailed = pBuffer == nullptr;
-    ForEachSavedLine(*m_pmCFGData, [pBuffer, &bFailed](std::string_view a, std::string_view b,
-                                                       std::string_view c, std::string_view d) {
-        for (std::string_view piece : {a, b, c, d}) {
-            if (!bFailed && !piece.empty()) {
-                const auto size = static_cast<std::streamsize>(piece.size());
-                bFailed = pBuffer->sputn(piece.data(), size) != size;
-            }
-        }
-    });
-    if (bFailed) {
-        os.setstate(std::ios::badbit);
-    }
-    if (!os) {
-        ZEL_LOG(kLogError, "CFGWriteData", "Cannot Write Stream");
-        return -2;
-    }
     return 0;
 }

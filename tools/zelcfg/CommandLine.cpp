@@ -13,12 +13,13 @@ const char kUsage[] =
     "Commands:\n"
     "  get FILE KEY         print the value of KEY (several entries: one line each)\n"
     "  set FILE KEY VALUE   give every entry KEY the value VALUE; when there is none,\n"
-    "                       append it to its block, creating the block (and\n"
-    "                       the file)\n"
-    "  unset FILE KEY       remove every entry KEY\n"
+    "                       add it at the end of its block, creating the block\n"
+    "                       (and the file)\n"
+    "  unset FILE KEY       remove every entry KEY, with its comment lines\n"
+    "  remove-block FILE BLOCK  remove the block, every header of that name\n"
     "  list FILE            print every entry as BLOCK.ENTRY=VALUE, in saved order\n"
     "  blocks FILE          print the block names, in saved order\n"
-    "  format FILE          print the file as a save would write it\n"
+    "  format FILE          print the file in the library's normalised form\n"
     "  lint FILE            report what reading or saving the file drops or changes\n"
     "\n"
     "KEY is BLOCK.ENTRY, split at the first '.'. In anonymous mode a KEY without\n"
@@ -30,6 +31,8 @@ const char kUsage[] =
     "                 checks VALUE and writes it as the library's setters do\n"
     "  --block        read FILE in block mode, whatever its name\n"
     "  --anonymous    read FILE in anonymous mode, whatever its name\n"
+    "  --normalise    set, unset, remove-block: write the whole file in the\n"
+    "                 library's normalised form (as format prints it)\n"
     "  -v, -vv        show the library's errors (-v) and its traces too (-vv)\n"
     "  -h, --help     show this help\n"
     "  --version      show the version\n"
@@ -39,14 +42,16 @@ const char kUsage[] =
     "containing \".cfg\" is read in block mode, \".inf\" or \".cksum\" in anonymous\n"
     "mode, \".xml\" through the XML plug-in (get only).\n"
     "\n"
-    "set and unset save atomically: the new file is written beside the old one,\n"
+    "Edits change only the lines they must and keep every other byte. They\n"
+    "save atomically: the new file is written beside the old one,\n"
     "flushed to disk and renamed over it, under a lock that makes concurrent\n"
     "edits take turns. Symbolic links are followed, and the file keeps its\n"
     "permission bits. On any failure the file is left as it was.\n"
     "\n"
-    "Exit status: 0 success; 1 no such key (get, unset) or findings (lint);\n"
-    "2 usage error, or a file that cannot be read, parsed or saved; 3 get --type:\n"
-    "the value is out of range or not a boolean.\n";
+    "Exit status: 0 success; 1 no such key or block (get, unset, remove-block) or\n"
+    "findings (lint); 2 usage error, a file that cannot be read, parsed or saved,\n"
+    "or an edit refused because the file holds the key where the library does\n"
+    "not see it; 3 get --type: the value is out of range or not a boolean.\n";
 
 namespace {
 
@@ -57,7 +62,8 @@ struct CommandShape
 };
 
 const CommandShape kCommands[] = {
-    {"get", 2}, {"set", 3}, {"unset", 2}, {"list", 1}, {"blocks", 1}, {"format", 1}, {"lint", 1},
+    {"get", 2},    {"set", 3},    {"unset", 2}, {"remove-block", 2},
+    {"list", 1},   {"blocks", 1}, {"format", 1}, {"lint", 1},
 };
 
 bool ParseType(const std::string& text, ValueType& type)
@@ -101,6 +107,8 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             return true;
         } else if (arg == "-v" || arg == "-vv") {
             invocation.verbosity = std::min(2, invocation.verbosity + static_cast<int>(arg.size()) - 1);
+        } else if (arg == "--normalise") {
+            invocation.normalise = true;
         } else if (arg == "--block" || arg == "--anonymous") {
             invocation.mode = arg == "--block" ? ModeChoice::kBlock : ModeChoice::kAnonymous;
         } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
@@ -128,6 +136,11 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
     }
     invocation.command = words.front();
     invocation.operands.assign(words.begin() + 1, words.end());
+    if (invocation.normalise && invocation.command != "set" && invocation.command != "unset"
+        && invocation.command != "remove-block") {
+        error = "--normalise goes with set, unset and remove-block";
+        return false;
+    }
     for (const CommandShape& shape : kCommands) {
         if (invocation.command == shape.name) {
             if (invocation.operands.size() != shape.operands) {

@@ -12,13 +12,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "AtomicSave.h"
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
 #include "Lint.h"
+#include "ZelConfigDocument.h"
 #include "Zelcfg.h"
 #include "cfg/CFGLine.h"
 #include "frontend/Backend.h"
+#include "frontend/ValueConversion.h"
 #include "platform/ZelLog.h"
 
 #ifndef ZELCONFIG_VERSION
@@ -28,6 +29,8 @@
 namespace zelcfg {
 
 namespace {
+
+using zelconfig::Document;
 
 const char kAnonymousBlock[] = "anonymous";
 
@@ -88,24 +91,16 @@ bool CfgMode(const Invocation& invocation, const std::string& path, bool& anonym
     return false;
 }
 
-// Why a CFG parse failed, in words.
-std::string ParseFailure(int status, const std::string& path, bool anonymous)
+// Why a CFG file could not be read or parsed, in words.
+std::string LoadFailure(int status, const Document& document)
 {
     switch (status) {
     case -1:
         return "a block header has no ']' ('zelcfg lint' shows where)";
-    case -2: {
-        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) {
-            return std::strerror(errno);
-        }
-        struct stat info {};
-        const bool directory = ::fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
-        ::close(fd);
-        return directory ? std::strerror(EISDIR) : "cannot be read";
-    }
+    case -2:
+        return document.Error().empty() ? "cannot be read" : document.Error();
     case EINVAL:
-        if (!anonymous) {
+        if (document.GetMode() == Document::Mode::kBlock) {
             return "an entry stands above the first block header ('zelcfg lint' shows where)";
         }
         break;
@@ -115,17 +110,40 @@ std::string ParseFailure(int status, const std::string& path, bool anonymous)
     return "cannot be parsed (status " + std::to_string(status) + ")";
 }
 
-// Parses a CFG file into `parser`; false after reporting the failure.
-bool Load(CCFGParser& parser, const std::string& path, const std::string& shownPath, bool anonymous,
-          int& exitStatus)
+// Reads a CFG file into `document`; false after reporting the failure.
+bool Load(Document& document, const std::string& path, unsigned options, int& exitStatus)
 {
-    parser.m_uiAnonymousMode = anonymous ? 1u : 0u;
-    const int status = parser.CFGParseFile(path);
+    const int status = document.Load(path, options);
     if (status != 0) {
-        exitStatus = Fail(kExitFailure, shownPath, ParseFailure(status, path, anonymous));
+        exitStatus = Fail(kExitFailure, path, LoadFailure(status, document));
         return false;
     }
     return true;
+}
+
+Document::Mode ModeOf(bool anonymous)
+{
+    return anonymous ? Document::Mode::kAnonymous : Document::Mode::kBlock;
+}
+
+// What the file holds that looks like `key` but that the library does not
+// find under it, as a tail for a message; empty when there is nothing.
+std::string LookalikeHint(const Document& document, const std::string& key)
+{
+    std::string hint;
+    for (const Document::Lookalike& found : document.Lookalikes(key)) {
+        const std::string line = std::to_string(found.line);
+        if (found.key.empty()) {
+            hint += "; line " + line + " holds it under a repeated header (line "
+                    + std::to_string(found.repeatedHeaderLine)
+                    + "), which the library does not read: merge the two blocks";
+        } else {
+            hint += "; line " + line + " holds '" + found.key
+                    + "': blanks around an entry name are part of it in block mode, so address it as '"
+                    + found.key + "' (quoted)";
+        }
+    }
+    return hint;
 }
 
 // Shortest text that reads back as the same number.
@@ -179,15 +197,52 @@ int GetTyped(CZelConfigReader& reader, ValueType type, const std::string& key, s
     return status;
 }
 
+// A CFG value converted as the typed getters convert it: their status.
+int ConvertTyped(ValueType type, const std::string& raw, std::string& text)
+{
+    int status = 0;
+    switch (type) {
+    case ValueType::kString:
+        status = zelconfig::ConvertString(raw, text);
+        break;
+    case ValueType::kInt: {
+        int value = 0;
+        status = zelconfig::ConvertInt(raw, value);
+        text = std::to_string(value);
+        break;
+    }
+    case ValueType::kFloat: {
+        float value = 0;
+        status = zelconfig::ConvertFloat(raw, value);
+        text = NumberText(value);
+        break;
+    }
+    case ValueType::kDouble: {
+        double value = 0;
+        status = zelconfig::ConvertDouble(raw, value);
+        text = NumberText(value);
+        break;
+    }
+    case ValueType::kBool: {
+        unsigned int value = 0;
+        status = zelconfig::ConvertBool(raw, value);
+        text = value != 0 ? "true" : "false";
+        break;
+    }
+    }
+    return status;
+}
+
 int Get(const Invocation& invocation)
 {
     const std::string& path = invocation.operands[0];
     const std::string& key = invocation.operands[1];
-    CZelConfigReader reader;
+    std::string text, hint;
     int status;
     const Format format = FormatOf(invocation, path);
     switch (format) {
-    case Format::kXml:
+    case Format::kXml: {
+        CZelConfigReader reader;
         status = reader.Parse(path);
         if (status != 0) {
             return Fail(kExitFailure, path, status == EINVAL && reader.GetDataPtr() == nullptr
@@ -195,21 +250,31 @@ int Get(const Invocation& invocation)
                                                   "loaded or refused the file (-v tells more)"
                                                 : "the XML back end reports status " + std::to_string(status));
         }
+        status = GetTyped(reader, invocation.type, key, text);
         break;
+    }
     case Format::kBlock:
-    case Format::kAnonymous:
-        status = reader.ParseCFG(path, format == Format::kAnonymous ? 1u : 0u);
-        if (status != 0) {
-            return Fail(kExitFailure, path, ParseFailure(status, path, format == Format::kAnonymous));
+    case Format::kAnonymous: {
+        Document document(ModeOf(format == Format::kAnonymous));
+        if (!Load(document, path, 0, status)) {
+            return status;
+        }
+        std::string raw;
+        status = document.Get(key, raw);
+        if (status == 0) {
+            status = ConvertTyped(invocation.type, raw, text);
+        } else {
+            hint = LookalikeHint(document, key);
         }
         break;
+    }
     case Format::kUnknown:
+    default: {
         bool anonymous;
         CfgMode(invocation, path, anonymous, status);
         return status;
     }
-    std::string text;
-    status = GetTyped(reader, invocation.type, key, text);
+    }
     switch (status) {
     case 0:
         std::cout << text << '\n';
@@ -220,7 +285,7 @@ int Get(const Invocation& invocation)
     case -1:
         return Fail(kExitConversion, path, key + ": the value is neither \"true\" nor \"false\"");
     case -2:
-        return Fail(kExitNotFound, path, "no key " + key);
+        return Fail(kExitNotFound, path, "no key " + key + hint);
     default:
         return Fail(kExitFailure, path, key + ": status " + std::to_string(status));
     }
@@ -313,47 +378,71 @@ bool EditableKey(const std::string& key, const std::string& value, bool anonymou
     return true;
 }
 
-// set and unset: lock, read, edit, save atomically.
+// set, unset and remove-block: lock, read, edit the lines concerned, save
+// atomically.
 int Edit(const Invocation& invocation)
 {
     const std::string& path = invocation.operands[0];
-    const bool set = invocation.command == "set";
+    const std::string& command = invocation.command;
     bool anonymous = false;
     int status = kExitFailure;
     if (!CfgMode(invocation, path, anonymous, status)) {
         return status;
     }
     std::string value, key, error;
-    if (set && !TypedValue(invocation.type, invocation.operands[2], value, error)) {
+    if (command == "set" && !TypedValue(invocation.type, invocation.operands[2], value, error)) {
         return Fail(kExitFailure, path, error);
     }
-    if (!EditableKey(invocation.operands[1], value, anonymous, key, error)) {
+    if (command != "remove-block" && !EditableKey(invocation.operands[1], value, anonymous, key, error)) {
         return Fail(kExitFailure, path, error);
     }
-    LockedFile file;
-    if (!file.Lock(path, set, error)) {
-        return Fail(kExitFailure, path, error);
-    }
-    CCFGParser parser;
-    if (!Load(parser, file.Path(), path, anonymous, status)) {
+    Document document(ModeOf(anonymous));
+    if (!Load(document, path, Document::kLock | (command == "set" ? Document::kCreate : 0u), status)) {
         return status;
     }
-    if (set) {
-        status = parser.CFGSetData(key, value);
+    const std::string& operand = invocation.operands[1];
+    if (command == "set") {
+        // In block mode a carriage return before the line feed belongs to the
+        // value: in a file with such line ends, the new value gets one too.
+        if (!anonymous && document.CrlfLineEnds() && (value.empty() || value.back() != '\r')) {
+            value += '\r';
+        }
+        status = document.Set(key, value);
         if (status == -2) {
-            status = parser.CFGAddData(key, value);
+            const std::string hint = LookalikeHint(document, key);
+            if (!hint.empty()) {
+                return Fail(kExitFailure, path, "refusing to add " + operand + hint);
+            }
+            status = document.Add(key, value);
+        }
+    } else if (command == "unset") {
+        status = document.Remove(key);
+        if (status == -2) {
+            return Fail(kExitNotFound, path, "no key " + operand + LookalikeHint(document, key));
         }
     } else {
-        status = parser.CFGRemoveData(key);
+        status = document.RemoveBlock(operand);
         if (status == -2) {
-            return Fail(kExitNotFound, path, "no key " + invocation.operands[1]);
+            return Fail(kExitNotFound, path, "no block " + operand);
+        }
+        if (status == EINVAL && anonymous) {
+            return Fail(kExitFailure, path, "in anonymous mode the block \"anonymous\" holds every entry; "
+                                            "remove them one by one");
         }
     }
     if (status != 0) {
-        return Fail(kExitFailure, path, "cannot change the model (status " + std::to_string(status) + ")");
+        return Fail(kExitFailure, path, "cannot edit the file (status " + std::to_string(status) + ")");
     }
-    if (!file.Replace([&parser](std::ostream& os) { return parser.CFGWriteData(os) == 0; }, error)) {
-        return Fail(kExitFailure, path, error);
+    if (invocation.normalise) {
+        if (const size_t lost = document.UnreadEntries()) {
+            return Fail(kExitFailure, path, "refusing to normalise: " + std::to_string(lost)
+                                                + " entries under repeated block headers would be lost "
+                                                  "('zelcfg lint' shows where)");
+        }
+        document.Normalise();
+    }
+    if (document.Save() != 0) {
+        return Fail(kExitFailure, path, document.Error());
     }
     return kExitOk;
 }
@@ -364,13 +453,23 @@ int Show(const Invocation& invocation)
     const std::string& path = invocation.operands[0];
     bool anonymous = false;
     int status = kExitFailure;
-    CCFGParser parser;
-    if (!CfgMode(invocation, path, anonymous, status) || !Load(parser, path, path, anonymous, status)) {
+    if (!CfgMode(invocation, path, anonymous, status)) {
         return status;
     }
     if (invocation.command == "format") {
-        parser.CFGWriteData(std::cout);
+        Document document(ModeOf(anonymous));
+        if (!Load(document, path, 0, status)) {
+            return status;
+        }
+        document.Normalise();
+        std::cout << document.Text();
     } else {
+        // The model as the engine holds it, walked in its own order.
+        CCFGParser parser(anonymous ? 1u : 0u);
+        if (parser.CFGParseFile(path) != 0) {
+            Document document(ModeOf(anonymous)); // for the reason, in words
+            return Load(document, path, 0, status) ? Fail(kExitFailure, path, "cannot be read") : status;
+        }
         for (const auto& block : *parser.m_pmCFGData) {
             if (block.second == nullptr) {
                 continue;
@@ -391,27 +490,6 @@ int Show(const Invocation& invocation)
     return kExitOk;
 }
 
-// The bytes of a file as they are; false when it cannot be read to its end.
-bool ReadWholeFile(const std::string& path, std::string& text)
-{
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        return false;
-    }
-    char buffer[64 * 1024];
-    ssize_t got;
-    while ((got = ::read(fd, buffer, sizeof buffer)) != 0) {
-        if (got < 0 && errno != EINTR) {
-            break;
-        }
-        if (got > 0) {
-            text.append(buffer, static_cast<size_t>(got));
-        }
-    }
-    ::close(fd);
-    return got == 0;
-}
-
 int Lint(const Invocation& invocation)
 {
     const std::string& path = invocation.operands[0];
@@ -420,11 +498,12 @@ int Lint(const Invocation& invocation)
     if (!CfgMode(invocation, path, anonymous, status)) {
         return status;
     }
-    std::string text;
-    if (!ReadWholeFile(path, text)) {
-        return Fail(kExitFailure, path, ParseFailure(-2, path, anonymous));
+    // The bytes are kept whether or not they parse.
+    Document document(ModeOf(anonymous));
+    if (document.Load(path) == -2) {
+        return Fail(kExitFailure, path, LoadFailure(-2, document));
     }
-    const std::vector<LintFinding> findings = LintCFG(text, anonymous);
+    const std::vector<LintFinding> findings = LintCFG(document.Text(), anonymous);
     for (const LintFinding& finding : findings) {
         std::cout << path << ':' << finding.line << ": " << finding.message << '\n';
     }
@@ -455,7 +534,7 @@ int RunInvocation(const Invocation& invocation)
     if (command == "get") {
         return Get(invocation);
     }
-    if (command == "set" || command == "unset") {
+    if (command == "set" || command == "unset" || command == "remove-block") {
         return Edit(invocation);
     }
     if (command == "lint") {

@@ -29,6 +29,7 @@ struct Invocation
     ValueType type = ValueType::kString;
     ModeChoice mode = ModeChoice::kByPath;
     int verbosity = 0; // -v 1, -vv 2
+    bool normalise = false; // edits write the library's normalised form
 };
 
 // False with a message on a usage error.

@@ -5,12 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <ostream>
-#include <streambuf>
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace zelcfg {
+namespace zelconfig {
 
 namespace {
 
@@ -26,70 +24,35 @@ int CloseRetrying(int fd)
     return ::close(fd) == 0 || errno == EINTR ? 0 : -1;
 }
 
-// A stream buffer that writes to a descriptor in large pieces and keeps the
-// first error, so that a full disk is reported rather than lost.
-class FdStreamBuf : public std::streambuf
+// Every byte to the descriptor, through short writes and EINTR: 0 or an errno
+// value. A write that makes no progress and reports no error ends it with EIO.
+int WriteAll(int fd, const char* data, size_t size)
 {
-public:
-    explicit FdStreamBuf(int fd) : m_fd(fd) { setp(m_buffer, m_buffer + sizeof m_buffer); }
-    int Error() const { return m_error; }
-
-protected:
-    int_type overflow(int_type ch) override
-    {
-        if (!Drain()) {
-            return traits_type::eof();
-        }
-        if (!traits_type::eq_int_type(ch, traits_type::eof())) {
-            *pptr() = traits_type::to_char_type(ch);
-            pbump(1);
-        }
-        return traits_type::not_eof(ch);
-    }
-    int sync() override { return Drain() ? 0 : -1; }
-    std::streamsize xsputn(const char* data, std::streamsize size) override
-    {
-        // Large pieces skip the buffer once it is drained.
-        if (size >= static_cast<std::streamsize>(sizeof m_buffer)) {
-            if (!Drain() || !WriteAll(data, static_cast<size_t>(size))) {
-                return 0;
-            }
-            return size;
-        }
-        return std::streambuf::xsputn(data, size);
-    }
-
-private:
-    bool Drain()
-    {
-        const size_t size = static_cast<size_t>(pptr() - pbase());
-        setp(m_buffer, m_buffer + sizeof m_buffer);
-        return WriteAll(m_buffer, size);
-    }
-    bool WriteAll(const char* data, size_t size)
-    {
-        while (size > 0 && m_error == 0) {
-            const ssize_t written = ::write(m_fd, data, size);
-            if (written < 0) {
-                if (errno != EINTR) {
-                    m_error = errno;
-                }
+    while (size > 0) {
+        const ssize_t written = ::write(fd, data, size);
+        if (written < 0) {
+            if (errno == EINTR) {
                 continue;
             }
-            if (written == 0) { // no progress and no error: give up rather than spin
-                m_error = EIO;
-                continue;
-            }
-            data += written;
-            size -= static_cast<size_t>(written);
+            return errno;
         }
-        return m_error == 0;
+        if (written == 0) {
+            return EIO;
+        }
+        data += written;
+        size -= static_cast<size_t>(written);
     }
+    return 0;
+}
 
-    int m_fd;
-    int m_error = 0;
-    char m_buffer[64 * 1024];
-};
+int LockRetrying(int fd)
+{
+    int locked;
+    do {
+        locked = ::flock(fd, LOCK_EX);
+    } while (locked != 0 && errno == EINTR);
+    return locked;
+}
 
 // The directory part of a resolved path ("/" for a file at the root).
 std::string DirectoryOf(const std::string& path)
@@ -126,6 +89,10 @@ LockedFile::~LockedFile()
 
 bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& strError)
 {
+    if (strPath.find('\0') != std::string::npos) {
+        strError = ErrorText(ENOENT); // names no file; open() must not see a shorter one
+        return false;
+    }
     // Edit the file that symbolic links lead to; the links themselves stay.
     char resolved[PATH_MAX];
     while (::realpath(strPath.c_str(), resolved) == nullptr) {
@@ -155,11 +122,7 @@ bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& str
             strError = S_ISDIR(m_stat.st_mode) ? ErrorText(EISDIR) : "not a regular file";
             return false;
         }
-        int locked;
-        do {
-            locked = ::flock(m_fd, LOCK_EX);
-        } while (locked != 0 && errno == EINTR);
-        if (locked != 0) {
+        if (LockRetrying(m_fd) != 0) {
             strError = "cannot lock: " + ErrorText(errno);
             return false;
         }
@@ -175,7 +138,7 @@ bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& str
     }
 }
 
-bool LockedFile::Replace(const std::function<bool(std::ostream&)>& write, std::string& strError)
+bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
 {
     const std::string directory = DirectoryOf(m_strPath);
     std::string temporary = directory + "/." + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1))
@@ -189,15 +152,8 @@ bool LockedFile::Replace(const std::function<bool(std::ostream&)>& write, std::s
 
     // Every step must succeed before the rename; the first failure is reported.
     std::string error;
-    {
-        FdStreamBuf buffer(fd);
-        std::ostream os(&buffer);
-        const bool written = write(os) && os.flush().good();
-        if (buffer.Error() != 0) {
-            error = "cannot write " + temporary + ": " + ErrorText(buffer.Error());
-        } else if (!written) {
-            error = "cannot write " + temporary;
-        }
+    if (const int written = WriteAll(fd, pData, size)) {
+        error = "cannot write " + temporary + ": " + ErrorText(written);
     }
     // Root keeps the file's owner; others cannot give files away, and need not.
     if (error.empty() && (m_stat.st_uid != ::geteuid() || m_stat.st_gid != ::getegid())
@@ -211,17 +167,25 @@ bool LockedFile::Replace(const std::function<bool(std::ostream&)>& write, std::s
     if (error.empty() && ::fsync(fd) != 0) {
         error = "cannot flush " + temporary + ": " + ErrorText(errno);
     }
-    if (CloseRetrying(fd) != 0 && error.empty()) {
-        error = "cannot close " + temporary + ": " + ErrorText(errno);
+    // The new file is locked before anyone can open it under the target's
+    // name: an editor waiting for the old lock then waits for this one.
+    if (error.empty() && LockRetrying(fd) != 0) {
+        error = "cannot lock " + temporary + ": " + ErrorText(errno);
     }
     if (error.empty() && ::rename(temporary.c_str(), m_strPath.c_str()) != 0) {
         error = "cannot rename " + temporary + " over the file: " + ErrorText(errno);
     }
     if (!error.empty()) {
+        CloseRetrying(fd);
         ::unlink(temporary.c_str());
         strError = error;
         return false;
     }
+    if (m_fd >= 0) {
+        CloseRetrying(m_fd);
+    }
+    m_fd = fd;
+    ::fstat(m_fd, &m_stat);
     // The new contents are in place; only their durability is in question now.
     if (!SyncDirectory(directory, error)) {
         strError = "the file was replaced, but " + error;
@@ -230,4 +194,4 @@ bool LockedFile::Replace(const std::function<bool(std::ostream&)>& write, std::s
     return true;
 }
 
-} // namespace zelcfg
+} // namespace zelconfig

@@ -1,0 +1,296 @@
+#include "DocumentPromise.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <map>
+#include <vector>
+
+#include "CCFGParser.h"
+#include "cfg/CFGLine.h"
+
+namespace docpromise {
+
+namespace {
+
+using zelconfig::CFGClassifyLine;
+using zelconfig::CFGLineKind;
+using zelconfig::Document;
+
+struct Block
+{
+    std::string comment;
+    std::vector<CNode> nodes;
+};
+using Model = std::map<std::string, Block>;
+
+// Parses the text with the engine, through a file as the engine needs.
+int Engine(const std::string& scratch, const std::string& text, bool anonymous, CCFGParser& parser)
+{
+    std::ofstream(scratch, std::ios::binary | std::ios::trunc) << text;
+    parser.m_uiAnonymousMode = anonymous ? 1u : 0u;
+    return parser.CFGParseFile(scratch);
+}
+
+Model ToModel(const CCFGParser& parser)
+{
+    Model model;
+    for (const auto& [name, block] : *parser.m_pmCFGData) {
+        model[name] = Block{block->m_strComment, block->m_vecNodes};
+    }
+    return model;
+}
+
+std::string Dump(const Model& model)
+{
+    std::string out;
+    for (const auto& [name, block] : model) {
+        out += "[" + name + "] <" + block.comment + ">\n";
+        for (const CNode& node : block.nodes) {
+            out += "  <" + node.m_strComment + "> " + node.m_strKey + "=" + node.m_strValue + "\n";
+        }
+    }
+    return out;
+}
+
+// Lines as compared here: split at line feeds, without the empty piece after a last one.
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    size_t at = 0;
+    while (at < text.size()) {
+        const size_t feed = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, feed - at));
+        at = feed + 1;
+    }
+    return lines;
+}
+
+bool SpaceAtEnds(const std::string& text)
+{
+    return !text.empty()
+           && (std::isspace(static_cast<unsigned char>(text.front())) != 0
+               || std::isspace(static_cast<unsigned char>(text.back())) != 0);
+}
+
+std::string Trimmed(std::string_view text)
+{
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())) != 0) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0) {
+        text.remove_suffix(1);
+    }
+    return std::string(text);
+}
+
+// Whether `after` is `before` with some lines left out, each of which
+// `mayGo` accepts.
+template <typename MayGo>
+bool OnlyRemoved(const std::vector<std::string>& before, const std::vector<std::string>& after, MayGo mayGo)
+{
+    size_t next = 0;
+    for (const std::string& line : after) {
+        while (next < before.size() && before[next] != line) {
+            if (!mayGo(before[next++])) {
+                return false;
+            }
+        }
+        if (next++ == before.size()) {
+            return false;
+        }
+    }
+    for (; next < before.size(); ++next) {
+        if (!mayGo(before[next])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+std::string CheckEdit(const std::string& scratch, const std::string& text, Document::Mode mode, const Edit& edit,
+                      Outcome& outcome)
+{
+    const bool anonymous = mode == Document::Mode::kAnonymous;
+    Document document(mode);
+    const int parsed = document.Parse(text);
+    CCFGParser engine;
+    Engine(scratch, text, anonymous, engine);
+    Model promised = ToModel(engine);
+
+    // The key's names, split as lookups split them.
+    const size_t dot = edit.key.find('.');
+    const std::string block = dot != std::string::npos ? edit.key.substr(0, dot) : anonymous ? "anonymous" : "";
+    const std::string entry = dot != std::string::npos ? edit.key.substr(dot + 1) : anonymous ? edit.key : "";
+    const std::string& value = edit.value;
+    const auto entryIs = [&](std::string_view line) {
+        const auto classified = CFGClassifyLine(line);
+        return classified.kind == CFGLineKind::Entry
+               && (anonymous ? Trimmed(classified.key) : std::string(classified.key)) == entry;
+    };
+
+    int expected = 0;
+    switch (edit.op) {
+    case Op::kSet: {
+        outcome.status = document.Set(edit.key, value);
+        const std::string full = block + "." + entry;
+        if (edit.key.empty() || value.find('\n') != std::string::npos || (anonymous && SpaceAtEnds(value))) {
+            expected = EINVAL;
+        } else if ((expected = engine.CFGSetData(full, value)) == 0) {
+            promised = ToModel(engine);
+        }
+        break;
+    }
+    case Op::kAdd: {
+        outcome.status = document.Add(edit.key, value);
+        const char first = entry.empty() ? '\0' : entry.front();
+        if (edit.key.empty() || block.find_first_of("]\n") != std::string::npos
+            || entry.find_first_of("=\n") != std::string::npos || first == '#' || first == ';' || first == '['
+            || value.find('\n') != std::string::npos
+            || (anonymous && (block != "anonymous" || SpaceAtEnds(entry) || SpaceAtEnds(value)))) {
+            expected = EINVAL;
+        } else {
+            promised[block].nodes.push_back(CNode{"", entry, value});
+        }
+        break;
+    }
+    case Op::kRemove: {
+        outcome.status = document.Remove(edit.key);
+        expected = edit.key.empty() ? EINVAL : -2;
+        auto found = promised.find(block);
+        if (expected == -2 && found != promised.end()) {
+            std::vector<CNode>& nodes = found->second.nodes;
+            const size_t before = nodes.size();
+            nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
+                                       [&](const CNode& node) { return node.m_strKey == entry; }),
+                        nodes.end());
+            expected = nodes.size() != before ? 0 : -2;
+        }
+        break;
+    }
+    case Op::kRemoveBlock:
+        outcome.status = document.RemoveBlock(edit.key);
+        expected = anonymous && edit.key == "anonymous" ? EINVAL : promised.erase(edit.key) != 0 ? 0 : -2;
+        break;
+    case Op::kNormalise:
+        outcome.status = document.Normalise();
+        break;
+    }
+    outcome.text = document.Text();
+    if (parsed != 0) {
+        expected = EINVAL; // a file read only in part is not edited
+    }
+    if (outcome.status != expected) {
+        return "status " + std::to_string(outcome.status) + ", expected " + std::to_string(expected);
+    }
+    if (document.Changed() != (outcome.text != text)) {
+        return "Changed() disagrees with the bytes";
+    }
+    if (outcome.status != 0) {
+        return outcome.text == text ? "" : "a refused edit changed the bytes";
+    }
+
+    CCFGParser reread;
+    if (Engine(scratch, outcome.text, anonymous, reread) != 0) {
+        return "the result does not parse";
+    }
+    const Model got = ToModel(reread);
+    bool modelKept = true;
+    if (edit.op == Op::kNormalise && anonymous) {
+        // A trimmed key may begin like a comment or a header and read back as one.
+        for (const auto& named : promised) {
+            for (const CNode& node : named.second.nodes) {
+                modelKept = modelKept && node.m_strKey.find_first_of("#;[") != 0;
+            }
+        }
+    }
+    if (modelKept && Dump(got) != Dump(promised)) {
+        return "model:\n" + Dump(got) + "promised:\n" + Dump(promised);
+    }
+
+    // The lines the edit did not have to touch are unchanged, in place.
+    const std::vector<std::string> before = Lines(text), after = Lines(outcome.text);
+    bool linesKept = true;
+    switch (edit.op) {
+    case Op::kSet:
+        linesKept = before.size() == after.size();
+        for (size_t i = 0; linesKept && i < before.size(); ++i) {
+            if (before[i] != after[i]) {
+                const auto was = CFGClassifyLine(before[i]), now = CFGClassifyLine(after[i]);
+                linesKept = entryIs(before[i]) && now.kind == CFGLineKind::Entry && now.key == was.key
+                            && (anonymous ? Trimmed(now.value) : std::string(now.value)) == value;
+            }
+        }
+        break;
+    case Op::kAdd: {
+        size_t prefix = 0, suffix = 0;
+        while (prefix < before.size() && prefix < after.size() && before[prefix] == after[prefix]) {
+            ++prefix;
+        }
+        while (suffix + prefix < before.size() && suffix + prefix < after.size()
+               && before[before.size() - 1 - suffix] == after[after.size() - 1 - suffix]) {
+            ++suffix;
+        }
+        const size_t added = after.size() - before.size();
+        linesKept = prefix + suffix == before.size() && (added == 1 || added == 2)
+                    && entryIs(after[after.size() - 1 - suffix]);
+        break;
+    }
+    case Op::kRemove:
+        linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
+            return CFGClassifyLine(line).kind == CFGLineKind::Comment || entryIs(line);
+        });
+        break;
+    case Op::kRemoveBlock:
+        linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
+            const auto classified = CFGClassifyLine(line);
+            return !anonymous || classified.kind != CFGLineKind::Entry;
+        });
+        break;
+    case Op::kNormalise:
+        break;
+    }
+    return linesKept ? "" : "lines changed that the edit need not touch";
+}
+
+std::string CheckReads(const std::string& scratch, const std::string& text, Document::Mode mode)
+{
+    const bool anonymous = mode == Document::Mode::kAnonymous;
+    CCFGParser engine;
+    const int status = Engine(scratch, text, anonymous, engine);
+    Document document(mode);
+    if (document.Parse(text) != status) {
+        return "parse status differs from the engine's " + std::to_string(status);
+    }
+    std::vector<std::string> keys{"", ".", "none.none"};
+    for (const auto& [name, block] : *engine.m_pmCFGData) {
+        keys.push_back(name + ".");
+        for (const CNode& node : block->m_vecNodes) {
+            keys.push_back(name + "." + node.m_strKey);
+            keys.push_back(node.m_strKey);
+        }
+    }
+    for (const std::string& key : keys) {
+        std::string fromEngine = "x", fromDocument = "x";
+        const int found = engine.CFGGetData(key, fromEngine);
+        if (document.Get(key, fromDocument) != found || fromDocument != fromEngine
+            || document.Get(key) != engine.CFGGetData(key)) {
+            return "key '" + key + "' reads '" + fromDocument + "', the engine's '" + fromEngine + "'";
+        }
+    }
+    if (status == 0) {
+        const std::string saved = scratch + ".saved";
+        engine.CFGSaveData(saved);
+        std::ifstream file(saved, std::ios::binary);
+        const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        document.Normalise();
+        if (document.Text() != bytes) {
+            return "normalised form differs from the engine's save:\n" + document.Text() + "---\n" + bytes;
+        }
+    }
+    return "";
+}
+
+} // namespace docpromise

@@ -1,0 +1,136 @@
+#ifndef ZELCONFIG_ZELCONFIGDOCUMENT_H
+#define ZELCONFIG_ZELCONFIGDOCUMENT_H
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ZelConfigExport.h"
+
+namespace zelconfig {
+
+// A CFG file held as its bytes, for edits that keep everything they do not
+// have to change: comments, blank lines, the order of blocks, line ends.
+//
+// Reads give exactly what CCFGParser gives for the same file in the same
+// mode. Each edit changes only the lines it must, and reading the result with
+// CCFGParser gives exactly the model the edit promises; an edit that would
+// change nothing writes nothing. Save() replaces the file atomically and
+// durably.
+//
+// Keys are split as CCFGParser::CFGGetData splits them: "Block.Entry" at the
+// first '.', and in anonymous mode a key without '.' names an entry of the
+// block "anonymous".
+//
+// Statuses: 0 success; -1 a block header without ']'; -2 a file that cannot
+// be opened or saved, or a key or block that is not there; 22 (EINVAL) nothing
+// loaded, an empty key, or a name or value that no line of the file could
+// hold in this mode. Nothing is thrown on purpose; only a failed ordinary
+// allocation escapes as std::bad_alloc. One document must be used by one
+// thread at a time.
+class ZELCONFIG_API Document
+{
+public:
+    enum class Mode
+    {
+        kBlock,     // entries belong to the header above them; bytes kept as they are
+        kAnonymous, // every entry belongs to "anonymous"; names and values trimmed
+    };
+
+    // Options of Load, to be or-ed.
+    enum LoadOptions : unsigned
+    {
+        kLock = 1u,   // follow symbolic links and hold an exclusive flock() on the
+                      // file until the document is destroyed or loads again, so
+                      // that editors using it take turns
+        kCreate = 2u, // with kLock: create a missing file, empty, first
+    };
+
+    explicit Document(Mode mode = Mode::kBlock);
+    ~Document();
+    Document(Document&& other) noexcept;
+    Document& operator=(Document&& other) noexcept;
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+
+    Mode GetMode() const;
+
+    // Reads the file: the status CCFGParser::CFGParseFile gives for it (0,
+    // -1, -2 or 22). After -1 or 22 reads see what the engine's partial model
+    // holds and edits are refused; after -2 Error() says why.
+    int Load(const std::string& path, unsigned options = 0);
+    // The same from bytes in memory: 0, -1 or 22. Such a document has no file
+    // to save to.
+    int Parse(std::string text);
+
+    // The bytes as they stand after the edits so far.
+    const std::string& Text() const;
+    // True when an edit has changed the bytes since the last load or save.
+    bool Changed() const;
+    // True when the file's first line ends in a carriage return and a line
+    // feed; lines that edits add then end so too, where the carriage return
+    // cannot become part of a value (headers, and entries in anonymous mode).
+    bool CrlfLineEnds() const;
+    // Why the last Load or Save failed, in words; empty after a success.
+    const std::string& Error() const;
+
+    // Appends every value of the key to `value` exactly as
+    // CCFGParser::CFGGetData does: 0 when found, else -2.
+    int Get(const std::string& key, std::string& value) const;
+    std::string Get(const std::string& key) const;
+    // The entry names of a block, as lookups match them, in file order.
+    std::vector<std::string> EntryNames(const std::string& block) const;
+
+    // Entries a reader of the file could take for `key` but that no lookup of
+    // it finds (block mode only): an entry of the block whose name differs
+    // from the key's only by white space at its ends, or one under a later
+    // header repeating the block's name, whose entries the engine drops.
+    struct Lookalike
+    {
+        size_t line;      // the entry's line, counted from 1
+        std::string key;  // the key that finds it; empty when none does
+        size_t repeatedHeaderLine; // the repeated header above it, or 0
+    };
+    std::vector<Lookalike> Lookalikes(const std::string& key) const;
+    // Entries under repeated headers, which no lookup sees and the normalised
+    // form drops (block mode); 0 in anonymous mode.
+    size_t UnreadEntries() const;
+
+    // Gives every entry of the key that CCFGParser::CFGSetData would change
+    // the value, rewriting only the value's bytes of each line that does not
+    // hold it yet: 0, -2 when there is no such entry, 22.
+    int Set(const std::string& key, const std::string& value);
+    // Adds an entry at the end of its block: after the block's last entry
+    // (or its header) in its first section, before the comments of what
+    // follows. A missing block is added, with its header, after the file's
+    // last header or entry. In anonymous mode only the block "anonymous"
+    // takes entries. 0 or 22.
+    int Add(const std::string& key, const std::string& value);
+    // Removes every entry of the key, with the comment lines above each that
+    // belong to it: 0, -2, 22.
+    int Remove(const std::string& key);
+    // Removes every section of the block, its repeated headers included, with
+    // the comment lines that belong to its headers; in anonymous mode only the
+    // header lines (entries there belong to "anonymous", which cannot be
+    // removed): 0, -2, 22.
+    int RemoveBlock(const std::string& name);
+    // Rewrites the whole text in the normalised form CCFGParser::CFGSaveData
+    // writes for the model read from it: 0 or 22.
+    int Normalise();
+
+    // Replaces the loaded file with the text, when it changed, as an editor
+    // should: a temporary file in the same directory, fsync, the file's
+    // permission bits and owner, rename over the file (through symbolic
+    // links), fsync of the directory. On failure the file keeps its bytes.
+    // 0; -2 with Error() saying why; 22 without a loaded file.
+    int Save();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace zelconfig
+
+#endif

@@ -1,0 +1,811 @@
+#include "ZelConfigDocument.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <locale>
+#include <set>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+#include "CBlock.h"
+#include "cfg/CFGLine.h"
+#include "cfg/CFGSavedForm.h"
+#include "platform/AtomicSave.h"
+#include "platform/ZelLog.h"
+
+namespace zelconfig {
+
+namespace {
+
+constexpr size_t kNone = std::string::npos;
+const char kAnonymousBlock[] = "anonymous";
+
+// One line of the text: [begin, end) without its line feed; `next` is where
+// the following line begins, kNone for the last line.
+struct Line
+{
+    size_t begin, end, next;
+};
+
+// A run of bytes to splice: [begin, end) replaced by `with`.
+struct Splice
+{
+    size_t begin, end;
+    std::string with;
+};
+
+// Block and entry names of a key, split as a lookup splits them.
+struct KeyParts
+{
+    std::string_view block, entry;
+};
+
+KeyParts SplitKey(const std::string& key, bool anonymous)
+{
+    const size_t dot = key.find('.');
+    if (dot != std::string::npos) {
+        return {std::string_view(key).substr(0, dot), std::string_view(key).substr(dot + 1)};
+    }
+    if (anonymous) {
+        return {kAnonymousBlock, key};
+    }
+    return {};
+}
+
+// Reads a descriptor to its end: 0 or an errno value.
+int ReadAll(int fd, std::string& text)
+{
+    struct stat info {};
+    size_t size = 0;
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+        size = static_cast<size_t>(info.st_size);
+    }
+    // One byte more than the file, so that the read that sees its end needs no growth.
+    text.resize(std::max<size_t>(size + 1, 4096));
+    size_t used = 0;
+    for (;;) {
+        if (used == text.size()) {
+            text.resize(text.size() * 2);
+        }
+        const ssize_t count = ::read(fd, &text[used], text.size() - used);
+        if (count < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            const int error = errno;
+            text.clear();
+            return error;
+        }
+        if (count == 0) {
+            break;
+        }
+        used += static_cast<size_t>(count);
+    }
+    text.resize(used);
+    return 0;
+}
+
+} // namespace
+
+struct Document::State
+{
+    Mode mode;
+    std::string text;
+    std::vector<size_t> headers; // where the header lines begin, in file order
+    size_t readEnd = kNone;      // lines from here on were not read (a parse stopped)
+    int status = -2;             // of the last load
+    bool loaded = false;         // a model exists (the file could be read)
+    bool changed = false;
+    std::locale locale;          // anonymous-mode trimming, as at the load
+    const std::ctype<char>* ctype = nullptr;
+    bool hasFile = false;
+    std::string path;
+    std::string error;
+    std::unique_ptr<LockedFile> lock; // held from Load to the next Load
+
+    explicit State(Mode m) : mode(m) {}
+
+    bool Anonymous() const { return mode == Mode::kAnonymous; }
+
+    Line LineAt(size_t begin) const
+    {
+        const void* feed = std::memchr(text.data() + begin, '\n', text.size() - begin);
+        if (feed == nullptr) {
+            return {begin, text.size(), kNone};
+        }
+        const size_t end = static_cast<size_t>(static_cast<const char*>(feed) - text.data());
+        return {begin, end, end + 1};
+    }
+
+    std::string_view View(const Line& line) const
+    {
+        return std::string_view(text).substr(line.begin, line.end - line.begin);
+    }
+
+    // Calls visit(line, classified) for each line that begins in [from, to),
+    // as long as it returns true.
+    template <typename Visit>
+    void Walk(size_t from, size_t to, Visit visit) const
+    {
+        to = std::min(to, readEnd);
+        for (size_t at = from; at != kNone && at < to;) {
+            const Line line = LineAt(at);
+            if (!visit(line, CFGClassifyLine(View(line)))) {
+                return;
+            }
+            at = line.next;
+        }
+    }
+
+    // The text at the ends of which anonymous mode trims white space.
+    std::string_view Trim(std::string_view bytes) const
+    {
+        while (!bytes.empty() && ctype->is(std::ctype_base::space, bytes.front())) {
+            bytes.remove_prefix(1);
+        }
+        while (!bytes.empty() && ctype->is(std::ctype_base::space, bytes.back())) {
+            bytes.remove_suffix(1);
+        }
+        return bytes;
+    }
+
+    bool HasSpaceAtEnds(std::string_view bytes) const { return Trim(bytes).size() != bytes.size(); }
+
+    // Builds the line index: the parse's status, with the engine's messages.
+    int Index()
+    {
+        headers.clear();
+        readEnd = kNone;
+        int result = 0;
+        Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
+            switch (classified.kind) {
+            case CFGLineKind::UnterminatedHeader:
+                ZEL_LOG(kLogError, "Load", "End Tag missing");
+                result = -1;
+                break;
+            case CFGLineKind::Header:
+                headers.push_back(line.begin);
+                return true;
+            case CFGLineKind::Entry:
+                if (Anonymous() || !headers.empty()) {
+                    return true;
+                }
+                ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
+                result = EINVAL;
+                break;
+            case CFGLineKind::Comment:
+            case CFGLineKind::Ignored:
+                return true;
+            }
+            readEnd = line.begin;
+            return false;
+        });
+        return result;
+    }
+
+    int Start(std::string bytes)
+    {
+        text = std::move(bytes);
+        locale = std::locale();
+        ctype = &std::use_facet<std::ctype<char>>(locale);
+        loaded = true;
+        changed = false;
+        status = Index();
+        return status;
+    }
+
+    std::string_view HeaderName(size_t index) const
+    {
+        return CFGClassifyLine(View(LineAt(headers[index]))).name;
+    }
+
+    // Where the section of header `index` ends.
+    size_t SectionEnd(size_t index) const { return index + 1 < headers.size() ? headers[index + 1] : kNone; }
+
+    // The first header of that name: the block a lookup finds. kNone if none.
+    size_t FindSection(std::string_view name) const
+    {
+        for (size_t i = 0; i < headers.size(); ++i) {
+            if (HeaderName(i) == name) {
+                return i;
+            }
+        }
+        return kNone;
+    }
+
+    // Calls found(line, key, value) for every entry a lookup of the key's
+    // names would take, key and value as the model holds them.
+    template <typename Found>
+    void ForEachMatch(const KeyParts& parts, Found found) const
+    {
+        ForEachEntryOf(parts.block, [&](const Line& line, std::string_view key, std::string_view value) {
+            if (key == parts.entry) {
+                found(line, key, value);
+            }
+        });
+    }
+
+    // Every entry of a block as the model holds it, in file order.
+    template <typename Found>
+    void ForEachEntryOf(std::string_view block, Found found) const
+    {
+        if (!loaded) {
+            return;
+        }
+        if (Anonymous()) {
+            if (block != kAnonymousBlock) {
+                return; // blocks of headers hold no entries in this mode
+            }
+            Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
+                if (classified.kind == CFGLineKind::Entry) {
+                    found(line, Trim(classified.key), Trim(classified.value));
+                }
+                return true;
+            });
+            return;
+        }
+        const size_t section = FindSection(block);
+        if (section == kNone) {
+            return;
+        }
+        Walk(headers[section], SectionEnd(section), [&](const Line& line, const CFGLine& classified) {
+            if (classified.kind == CFGLineKind::Entry) {
+                found(line, classified.key, classified.value);
+            }
+            return true;
+        });
+    }
+
+    // Edits are allowed on a document whose whole file was read.
+    bool Editable() const { return loaded && status == 0; }
+
+    // The bytes that end a line the edit adds: CR LF where the file uses it
+    // and the carriage return cannot become part of a value.
+    const char* LineEnd(bool entry) const
+    {
+        const Line first = LineAt(0);
+        const bool crlf = first.next != kNone && first.end > first.begin && text[first.end - 1] == '\r';
+        return crlf && (!entry || Anonymous()) ? "\r\n" : "\n";
+    }
+
+    // Applies splices that do not overlap, given in any order, and moves the
+    // header index along. Headers inside a replaced run are dropped.
+    void Apply(std::vector<Splice>& splices)
+    {
+        std::sort(splices.begin(), splices.end(),
+                  [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        for (const Splice& splice : splices) {
+            if (splice.end == splice.begin && splice.with.empty()) {
+                continue;
+            }
+            text.replace(splice.begin, splice.end - splice.begin, splice.with);
+            const auto delta = static_cast<std::ptrdiff_t>(splice.with.size())
+                               - static_cast<std::ptrdiff_t>(splice.end - splice.begin);
+            // In order: those before stay, those inside go, those after move.
+            const auto first = std::lower_bound(headers.begin(), headers.end(), splice.begin);
+            const auto last = std::lower_bound(first, headers.end(), splice.end);
+            for (auto header = last; header != headers.end(); ++header) {
+                *header = static_cast<size_t>(static_cast<std::ptrdiff_t>(*header) + delta);
+            }
+            headers.erase(first, last);
+            changed = true;
+        }
+    }
+
+    // Removes whole lines, given by where they begin; `lines` in file order.
+    void RemoveLines(const std::vector<Line>& lines)
+    {
+        std::vector<Splice> splices;
+        for (const Line& line : lines) {
+            const size_t end = line.next == kNone ? text.size() : line.next;
+            if (!splices.empty() && splices.back().end == line.begin) {
+                splices.back().end = end;
+            } else {
+                splices.push_back({line.begin, end, {}});
+            }
+        }
+        // The last line had no line feed: the one before it goes instead, so
+        // that the file still ends without one.
+        if (!splices.empty() && splices.back().end == text.size() && splices.back().begin > 0
+            && text.back() != '\n') {
+            --splices.back().begin;
+        }
+        Apply(splices);
+    }
+
+    // Inserts lines after the line `anchor` (or at the start when none).
+    // `lines` hold their own line ends, the last of which, `lastEnd` bytes,
+    // is dropped when the anchor is the file's last line and has none.
+    void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd)
+    {
+        size_t at = 0;
+        if (anchor != nullptr) {
+            if (anchor->next == kNone) {
+                at = text.size();
+                lines.insert(0, "\n");
+                lines.resize(lines.size() - lastEnd);
+            } else {
+                at = anchor->next;
+            }
+        }
+        // A header inserted here is indexed as the splice moves the others.
+        std::vector<size_t> added;
+        for (size_t line = 0; line < lines.size();) {
+            const size_t feed = lines.find('\n', line);
+            const size_t end = feed == std::string::npos ? lines.size() : feed;
+            if (CFGClassifyLine(std::string_view(lines).substr(line, end - line)).kind == CFGLineKind::Header) {
+                added.push_back(at + line);
+            }
+            line = end + 1;
+        }
+        std::vector<Splice> splices{{at, at, std::move(lines)}};
+        Apply(splices);
+        headers.insert(std::upper_bound(headers.begin(), headers.end(), at), added.begin(), added.end());
+    }
+
+    // The engine's saved form of the model it reads from the text.
+    std::string NormalisedText() const
+    {
+        // Owns the blocks while the map holds plain pointers, as the engine's does.
+        struct Model
+        {
+            std::map<std::string, CBlock*> blocks;
+            ~Model()
+            {
+                for (auto& entry : blocks) {
+                    delete entry.second;
+                }
+            }
+        } model;
+        CBlock* anonymous = nullptr;
+        if (Anonymous()) {
+            anonymous = model.blocks.emplace(kAnonymousBlock, new CBlock).first->second;
+        }
+        CBlock* current = nullptr;
+        std::string pending;
+        Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
+            switch (classified.kind) {
+            case CFGLineKind::Comment:
+                pending += View(line);
+                break;
+            case CFGLineKind::Header: {
+                auto slot = model.blocks.emplace(std::string(classified.name), nullptr);
+                current = nullptr; // a repeated name: its entries are lost
+                if (slot.second) {
+                    slot.first->second = new CBlock;
+                    slot.first->second->m_strComment = pending;
+                    current = slot.first->second;
+                }
+                pending.clear();
+                break;
+            }
+            case CFGLineKind::Entry: {
+                CBlock* target = Anonymous() ? anonymous : current;
+                if (target != nullptr) {
+                    CNode node;
+                    node.m_strComment = pending;
+                    node.m_strKey = Anonymous() ? std::string(Trim(classified.key)) : std::string(classified.key);
+                    node.m_strValue = Anonymous() ? std::string(Trim(classified.value)) : std::string(classified.value);
+                    target->m_vecNodes.push_back(std::move(node));
+                }
+                pending.clear();
+                break;
+            }
+            case CFGLineKind::UnterminatedHeader:
+            case CFGLineKind::Ignored:
+                break;
+            }
+            return true;
+        });
+        std::string out;
+        ForEachSavedLine(model.blocks, [&out](std::string_view a, std::string_view b, std::string_view c,
+                                              std::string_view d) {
+            for (std::string_view piece : {a, b, c, d}) {
+                out.append(piece.data(), piece.size());
+            }
+        });
+        return out;
+    }
+};
+
+Document::Document(Mode mode) : m_state(new State(mode)) {}
+
+Document::~Document() = default;
+Document::Document(Document&& other) noexcept = default;
+Document& Document::operator=(Document&& other) noexcept = default;
+
+Document::Mode Document::GetMode() const
+{
+    return m_state->mode;
+}
+
+int Document::Load(const std::string& path, unsigned options)
+{
+    ZEL_LOG(kLogParams, "Load", "File Path %s", path.c_str());
+    State& s = *m_state;
+    s = State(s.mode);
+    s.path = path;
+    s.hasFile = true;
+    std::string bytes;
+    int fd = -1;
+    if ((options & kLock) != 0) {
+        s.lock.reset(new LockedFile);
+        if (!s.lock->Lock(path, (options & kCreate) != 0, s.error)) {
+            s.lock.reset();
+            ZEL_LOG(kLogError, "Load", "Error Opening File");
+            return s.status = -2;
+        }
+        s.path = s.lock->Path();
+        fd = s.lock->Descriptor();
+    } else if (path.find('\0') == std::string::npos) {
+        do {
+            fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        } while (fd < 0 && errno == EINTR);
+        if (fd < 0) {
+            s.error = std::strerror(errno);
+        }
+    } else {
+        s.error = std::strerror(ENOENT);
+    }
+    int error = fd < 0 ? -1 : ReadAll(fd, bytes);
+    if (fd >= 0 && !s.lock) {
+        ::close(fd);
+    }
+    if (error != 0) {
+        if (error > 0) {
+            s.error = std::strerror(error);
+        }
+        ZEL_LOG(kLogError, "Load", "Error Opening File");
+        return s.status = -2;
+    }
+    return s.Start(std::move(bytes));
+}
+
+int Document::Parse(std::string text)
+{
+    State& s = *m_state;
+    s = State(s.mode);
+    return s.Start(std::move(text));
+}
+
+const std::string& Document::Text() const
+{
+    return m_state->text;
+}
+
+bool Document::Changed() const
+{
+    return m_state->changed;
+}
+
+bool Document::CrlfLineEnds() const
+{
+    return std::strcmp(m_state->LineEnd(false), "\r\n") == 0;
+}
+
+const std::string& Document::Error() const
+{
+    return m_state->error;
+}
+
+int Document::Get(const std::string& key, std::string& value) const
+{
+    if (key.empty()) {
+        return -2;
+    }
+    int result = -2;
+    m_state->ForEachMatch(SplitKey(key, m_state->Anonymous()),
+                          [&](const Line&, std::string_view, std::string_view found) {
+                              // The separator depends on what the caller's string holds.
+                              if (!value.empty()) {
+                                  value += '\n';
+                              }
+                              value.append(found.data(), found.size());
+                              result = 0;
+                          });
+    return result;
+}
+
+std::string Document::Get(const std::string& key) const
+{
+    std::string value;
+    Get(key, value);
+    return value;
+}
+
+std::vector<std::string> Document::EntryNames(const std::string& block) const
+{
+    std::vector<std::string> names;
+    m_state->ForEachEntryOf(block, [&](const Line&, std::string_view key, std::string_view) {
+        names.emplace_back(key);
+    });
+    return names;
+}
+
+std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) const
+{
+    const State& s = *m_state;
+    std::vector<Lookalike> found;
+    if (s.Anonymous() || !s.loaded || key.find('.') == std::string::npos) {
+        return found;
+    }
+    const KeyParts parts = SplitKey(key, false);
+    const std::string_view wanted = s.Trim(parts.entry);
+    const size_t first = s.FindSection(parts.block);
+    if (first == kNone) {
+        return found;
+    }
+    // Offsets first: lines are counted only when something was found.
+    std::vector<size_t> at, headerAt;
+    for (size_t i = first; i < s.headers.size(); ++i) {
+        if (i != first && s.HeaderName(i) != parts.block) {
+            continue;
+        }
+        s.Walk(s.headers[i], s.SectionEnd(i), [&](const Line& line, const CFGLine& classified) {
+            if (classified.kind == CFGLineKind::Entry && s.Trim(classified.key) == wanted
+                && (i != first || classified.key != parts.entry)) {
+                found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(classified.key)
+                                               : std::string(),
+                                 0});
+                at.push_back(line.begin);
+                headerAt.push_back(i == first ? kNone : s.headers[i]);
+            }
+            return true;
+        });
+    }
+    size_t counted = 0, number = 1;
+    const auto lineOf = [&](size_t offset) {
+        number += static_cast<size_t>(std::count(s.text.begin() + static_cast<std::ptrdiff_t>(counted),
+                                                 s.text.begin() + static_cast<std::ptrdiff_t>(offset), '\n'));
+        counted = offset;
+        return number;
+    };
+    for (size_t i = 0; i < found.size(); ++i) {
+        if (headerAt[i] != kNone) {
+            found[i].repeatedHeaderLine = lineOf(headerAt[i]);
+        }
+        found[i].line = lineOf(at[i]);
+    }
+    return found;
+}
+
+size_t Document::UnreadEntries() const
+{
+    const State& s = *m_state;
+    if (s.Anonymous()) {
+        return 0;
+    }
+    size_t count = 0;
+    std::set<std::string_view> seen;
+    for (size_t i = 0; i < s.headers.size(); ++i) {
+        if (seen.insert(s.HeaderName(i)).second) {
+            continue;
+        }
+        s.Walk(s.headers[i], s.SectionEnd(i), [&](const Line&, const CFGLine& classified) {
+            count += classified.kind == CFGLineKind::Entry ? 1 : 0;
+            return true;
+        });
+    }
+    return count;
+}
+
+int Document::Set(const std::string& key, const std::string& value)
+{
+    State& s = *m_state;
+    if (!s.Editable() || key.empty() || value.find('\n') != std::string::npos
+        || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
+        return EINVAL;
+    }
+    int result = -2;
+    std::vector<Splice> splices;
+    s.ForEachMatch(SplitKey(key, s.Anonymous()), [&](const Line&, std::string_view, std::string_view stored) {
+        result = 0;
+        if (stored != value) {
+            const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
+            splices.push_back({begin, begin + stored.size(), value});
+        }
+    });
+    s.Apply(splices);
+    return result;
+}
+
+int Document::Add(const std::string& key, const std::string& value)
+{
+    State& s = *m_state;
+    if (!s.Editable() || key.empty()) {
+        return EINVAL;
+    }
+    const KeyParts parts = SplitKey(key, s.Anonymous());
+    // The lines must read back as exactly this block, entry and value.
+    const std::string header = "[" + std::string(parts.block) + "]";
+    const CFGLine classifiedHeader = CFGClassifyLine(header);
+    std::string entry = std::string(parts.entry) + "=" + value;
+    const CFGLine classifiedEntry = CFGClassifyLine(entry);
+    if (classifiedHeader.kind != CFGLineKind::Header || classifiedHeader.name != parts.block
+        || classifiedEntry.kind != CFGLineKind::Entry || classifiedEntry.key != parts.entry
+        || header.find('\n') != std::string::npos || entry.find('\n') != std::string::npos
+        || (s.Anonymous()
+            && (parts.block != kAnonymousBlock || s.HasSpaceAtEnds(parts.entry) || s.HasSpaceAtEnds(value)))) {
+        return EINVAL;
+    }
+    const std::string lineEnd = s.LineEnd(true);
+    entry += lineEnd;
+
+    // After the block's last entry, else after its header; in anonymous mode
+    // after the file's last entry. Right after such a line no comment waits.
+    bool found = false;
+    Line anchor{};
+    const size_t section = s.Anonymous() ? kNone : s.FindSection(parts.block);
+    if (section != kNone) {
+        anchor = s.LineAt(s.headers[section]);
+        found = true;
+    }
+    if (section != kNone || s.Anonymous()) {
+        s.ForEachEntryOf(parts.block, [&](const Line& line, std::string_view, std::string_view) {
+            anchor = line;
+            found = true;
+        });
+    }
+    if (found) {
+        s.InsertAfter(&anchor, std::move(entry), lineEnd.size());
+        return 0;
+    }
+    // A new block (in anonymous mode, the first entry) goes after the last
+    // header or entry of the file, or first when there is none.
+    s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
+        if (classified.kind == CFGLineKind::Header || classified.kind == CFGLineKind::Entry) {
+            anchor = line;
+            found = true;
+        }
+        return true;
+    });
+    std::string lines = s.Anonymous() ? entry : header + s.LineEnd(false) + entry;
+    s.InsertAfter(found ? &anchor : nullptr, std::move(lines), lineEnd.size());
+    return 0;
+}
+
+int Document::Remove(const std::string& key)
+{
+    State& s = *m_state;
+    if (!s.Editable() || key.empty()) {
+        return EINVAL;
+    }
+    const KeyParts parts = SplitKey(key, s.Anonymous());
+    // The block's first section, or the whole file for "anonymous".
+    size_t from = 0, to = kNone;
+    if (!s.Anonymous()) {
+        const size_t section = s.FindSection(parts.block);
+        if (section == kNone) {
+            return -2;
+        }
+        from = s.headers[section];
+        to = s.SectionEnd(section);
+    } else if (parts.block != kAnonymousBlock) {
+        return -2;
+    }
+    // Comment lines wait for the next header or entry, which takes them.
+    std::vector<Line> removed, waiting;
+    s.Walk(from, to, [&](const Line& line, const CFGLine& classified) {
+        switch (classified.kind) {
+        case CFGLineKind::Comment:
+            waiting.push_back(line);
+            break;
+        case CFGLineKind::Entry:
+            if ((s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry) {
+                removed.insert(removed.end(), waiting.begin(), waiting.end());
+                removed.push_back(line);
+            }
+            waiting.clear();
+            break;
+        case CFGLineKind::Header:
+            waiting.clear();
+            break;
+        case CFGLineKind::UnterminatedHeader:
+        case CFGLineKind::Ignored:
+            break;
+        }
+        return true;
+    });
+    if (removed.empty()) {
+        return -2;
+    }
+    s.RemoveLines(removed);
+    return 0;
+}
+
+int Document::RemoveBlock(const std::string& name)
+{
+    State& s = *m_state;
+    if (!s.Editable() || (s.Anonymous() && name == kAnonymousBlock)) {
+        return EINVAL;
+    }
+    // A header goes with the comment lines that wait for it; in block mode its
+    // section goes too, up to the comment lines that wait for what follows.
+    std::vector<Line> removed, waiting;
+    bool inside = false;
+    s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
+        switch (classified.kind) {
+        case CFGLineKind::Comment:
+            waiting.push_back(line);
+            return true;
+        case CFGLineKind::Header:
+            inside = classified.name == name;
+            if (inside) {
+                removed.insert(removed.end(), waiting.begin(), waiting.end());
+                removed.push_back(line);
+            }
+            waiting.clear();
+            inside = inside && !s.Anonymous();
+            return true;
+        case CFGLineKind::Entry:
+            if (inside) {
+                removed.insert(removed.end(), waiting.begin(), waiting.end());
+                removed.push_back(line);
+            }
+            waiting.clear();
+            return true;
+        case CFGLineKind::Ignored:
+            if (inside && waiting.empty()) {
+                removed.push_back(line);
+            } else if (inside) {
+                waiting.push_back(line); // goes if an entry of the section follows
+            }
+            return true;
+        case CFGLineKind::UnterminatedHeader:
+            break;
+        }
+        return true;
+    });
+    if (removed.empty()) {
+        return -2;
+    }
+    std::sort(removed.begin(), removed.end(), [](const Line& a, const Line& b) { return a.begin < b.begin; });
+    s.RemoveLines(removed);
+    return 0;
+}
+
+int Document::Normalise()
+{
+    State& s = *m_state;
+    if (!s.Editable()) {
+        return EINVAL;
+    }
+    std::string normalised = s.NormalisedText();
+    if (normalised != s.text) {
+        s.text = std::move(normalised);
+        s.Index();
+        s.changed = true;
+    }
+    return 0;
+}
+
+int Document::Save()
+{
+    State& s = *m_state;
+    if (!s.hasFile || !s.Editable()) {
+        return EINVAL;
+    }
+    if (!s.changed) {
+        return 0;
+    }
+    s.error.clear();
+    LockedFile briefly;
+    LockedFile* file = s.lock.get();
+    if (file == nullptr) {
+        file = &briefly;
+        if (!briefly.Lock(s.path, false, s.error)) {
+            return -2;
+        }
+    }
+    if (!file->Replace(s.text.data(), s.text.size(), s.error)) {
+        return -2;
+    }
+    s.changed = false;
+    return 0;
+}
+
+} // namespace zelconfig

@@ -1,0 +1,27 @@
+#ifndef ZELCONFIG_FRONTEND_VALUECONVERSION_H
+#define ZELCONFIG_FRONTEND_VALUECONVERSION_H
+
+#include <string>
+
+namespace zelconfig {
+
+// The typed getters' conversions of a value's text. Each returns what a
+// two-argument getter returns for it: 0, 1 when a number's conversion set
+// errno (logged at level 9 under the getter's name; the value is still
+// stored), -1 for a boolean text that is neither "true" nor "false" (the
+// value untouched).
+
+// The text without the carriage returns and line feeds at its end.
+std::string TrimLineEnds(const std::string& strRaw);
+
+// Decimal, or hexadecimal after "0x"/"0X"; wraps to int.
+int ConvertInt(const std::string& strRaw, int& iValue);
+int ConvertFloat(const std::string& strRaw, float& fValue);
+int ConvertDouble(const std::string& strRaw, double& dValue);
+// "true" in any case is 1, "false" 0; trailing CR and LF are ignored.
+int ConvertBool(const std::string& strRaw, unsigned int& uiValue);
+int ConvertString(const std::string& strRaw, std::string& strValue);
+
+} // namespace zelconfig
+
+#endif

@@ -1,0 +1,163 @@
+// zelconfig::Document: every kind of edit, one row each, checked against the
+// whole resulting text (so every changed line shows) and against the model
+// the engine reads from it, which must be the one the edit promises.
+#include "DocumentPromise.h"
+#include "TestFiles.h"
+#include "ZelConfigDocument.h"
+
+namespace {
+
+using docpromise::Op;
+using zelconfig::Document;
+
+constexpr Document::Mode kBlock = Document::Mode::kBlock;
+constexpr Document::Mode kAnonymous = Document::Mode::kAnonymous;
+
+const std::string kFile = "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n";
+const std::string kRepeated = "[D]\nB=80\n[D]\nO=land\n# end\n";
+const std::string kCrlf = "[A]\r\nk=1\r\n\r\n[B]\r\nb=2\r\n";
+const std::string kNoFinalFeed = "[A]\n# c\nk=1";
+
+struct EditRow
+{
+    const char* name;
+    Document::Mode mode;
+    std::string input;
+    Op op;
+    std::string key, value;
+    int status;
+    std::string output;
+};
+
+using EditTable = testing::TestWithParam<EditRow>;
+
+TEST_P(EditTable, KeepsItsPromise)
+{
+    const EditRow& row = GetParam();
+    TempDir dir;
+    docpromise::Outcome outcome;
+    EXPECT_EQ(docpromise::CheckEdit(dir.Path() + "/scratch.cfg", row.input, row.mode, {row.op, row.key, row.value},
+                                    outcome),
+              "");
+    EXPECT_EQ(outcome.status, row.status);
+    EXPECT_EQ(outcome.text, row.output);
+}
+
+INSTANTIATE_TEST_SUITE_P(Set, EditTable, testing::Values(
+    EditRow{"OneValue", kBlock, kFile, Op::kSet, "Net.Host", "10.0.0.2", 0,
+            "# top\n[Net]\n; about host\nHost=10.0.0.2\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"EveryEntryOfTheKey", kBlock, "[A]\nk=1\nj=0\nk=1\n", Op::kSet, "A.k", "2", 0, "[A]\nk=2\nj=0\nk=2\n"},
+    EditRow{"SameValueChangesNothing", kBlock, kFile, Op::kSet, "Log.Level", "warn", 0, kFile},
+    EditRow{"NameWithBlanksIsAnotherKey", kBlock, kFile, Op::kSet, "Net.Port", "81", -2, kFile},
+    EditRow{"BlanksKeptAsTheKeyHasThem", kBlock, kFile, Op::kSet, "Net.Port ", "81", 0,
+            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort =81\n\n# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"OnlyTheFirstOfRepeatedHeaders", kBlock, "[D]\nB=1\n[D]\nB=2\n", Op::kSet, "D.B", "3", 0,
+            "[D]\nB=3\n[D]\nB=2\n"},
+    EditRow{"CrlfKeptWhenTheValueHasIt", kBlock, kCrlf, Op::kSet, "A.k", "9\r", 0, "[A]\r\nk=9\r\n\r\n[B]\r\nb=2\r\n"},
+    EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kSet, "A.k", "22", 0, "[A]\n# c\nk=22"},
+    EditRow{"AnonymousKeepsTheBlanks", kAnonymous, " k = 1 \r\n[H]\nk=2\n", Op::kSet, "k", "3", 0,
+            " k = 3 \r\n[H]\nk=3\n"},
+    EditRow{"AnonymousRefusesBlanksAtEnds", kAnonymous, "k=1\n", Op::kSet, "k", " 3", 22, "k=1\n"},
+    EditRow{"LineFeedRefused", kBlock, kFile, Op::kSet, "Net.Host", "a\n[X]", 22, kFile},
+    EditRow{"FileReadOnlyInPart", kBlock, "[A]\nk=1\n[B\n", Op::kSet, "A.k", "2", 22, "[A]\nk=1\n[B\n"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(Add, EditTable, testing::Values(
+    EditRow{"AfterTheLastEntryBeforeTheNextComment", kBlock, kFile, Op::kAdd, "Net.Mask", "24", 0,
+            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\nMask=24\n\n# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"AfterTheHeaderOfAnEmptyBlock", kBlock, "[A]\n# b\n[B]\nk=1\n", Op::kAdd, "A.n", "1", 0,
+            "[A]\nn=1\n# b\n[B]\nk=1\n"},
+    EditRow{"FirstSectionOfRepeatedHeaders", kBlock, kRepeated, Op::kAdd, "D.C", "5", 0,
+            "[D]\nB=80\nC=5\n[D]\nO=land\n# end\n"},
+    EditRow{"NewBlockBeforeTrailingComments", kBlock, kFile + "# the end\n", Op::kAdd, "New.k", "v", 0,
+            kFile + "[New]\nk=v\n# the end\n"},
+    EditRow{"NewBlockInAnEmptyFile", kBlock, "", Op::kAdd, "A.k", "v", 0, "[A]\nk=v\n"},
+    EditRow{"NewBlockAboveCommentsOnly", kBlock, "# only\n", Op::kAdd, "A.k", "v", 0, "[A]\nk=v\n# only\n"},
+    EditRow{"CrlfHeaderBlockModeEntry", kBlock, kCrlf, Op::kAdd, "C.k", "v\r", 0, kCrlf + "[C]\r\nk=v\r\n"},
+    EditRow{"LastLineWithoutFeedStaysSo", kBlock, kNoFinalFeed, Op::kAdd, "B.k", "v", 0, kNoFinalFeed + "\n[B]\nk=v"},
+    EditRow{"AnonymousAfterTheLastEntry", kAnonymous, "k=1\r\n# x\r\n[H]\r\n", Op::kAdd, "j", "2", 0,
+            "k=1\r\nj=2\r\n# x\r\n[H]\r\n"},
+    EditRow{"AnonymousOtherBlockRefused", kAnonymous, "k=1\n", Op::kAdd, "H.j", "2", 22, "k=1\n"},
+    EditRow{"EntryReadAsCommentRefused", kBlock, kFile, Op::kAdd, "Net.#x", "1", 22, kFile},
+    EditRow{"BlockNameWithBracketRefused", kBlock, kFile, Op::kAdd, "a]b.x", "1", 22, kFile}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
+    EditRow{"EntryWithItsComment", kBlock, kFile, Op::kRemove, "Net.Host", "", 0,
+            "# top\n[Net]\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"EveryEntryOfTheKey", kBlock, "[A]\n# one\nk=1\nj=0\n\n# two\nk=2\n# end\n", Op::kRemove, "A.k", "", 0,
+            "[A]\nj=0\n\n# end\n"},
+    EditRow{"NotUnderARepeatedHeader", kBlock, "[D]\nO=1\n[D]\nO=2\n", Op::kRemove, "D.O", "", 0, "[D]\n[D]\nO=2\n"},
+    EditRow{"OnlyUnderARepeatedHeader", kBlock, kRepeated, Op::kRemove, "D.O", "", -2, kRepeated},
+    EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kRemove, "A.k", "", 0, "[A]"},
+    EditRow{"Crlf", kBlock, kCrlf, Op::kRemove, "B.b", "", 0, "[A]\r\nk=1\r\n\r\n[B]\r\n"},
+    EditRow{"AnonymousEverywhere", kAnonymous, "# a\n k =1\n[H]\nk=2\nj=3\n", Op::kRemove, "k", "", 0,
+            "[H]\nj=3\n"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
+    EditRow{"SectionWithItsHeadersComment", kBlock, kFile, Op::kRemoveBlock, "Net", "", 0,
+            "# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"LastBlockKeepsTrailingComments", kBlock, kFile + "# the end\n", Op::kRemoveBlock, "Log", "", 0,
+            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n# the end\n"},
+    EditRow{"EveryRepeatedHeader", kBlock, "[D]\nB=1\n# e\n[E]\ne=1\n[D]\nO=2\n# end\n", Op::kRemoveBlock, "D", "",
+            0, "# e\n[E]\ne=1\n# end\n"},
+    EditRow{"LastLineWithoutFeed", kBlock, "[A]\na=1\n[B]\nb=1", Op::kRemoveBlock, "B", "", 0, "[A]\na=1"},
+    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "[B]\r\nb=2\r\n"},
+    EditRow{"Missing", kBlock, kFile, Op::kRemoveBlock, "None", "", -2, kFile},
+    EditRow{"AnonymousOnlyTheHeaders", kAnonymous, "# h\n[H]\nk=1\n[H]\nj=2\n", Op::kRemoveBlock, "H", "", 0,
+            "k=1\nj=2\n"},
+    EditRow{"AnonymousBlockRefused", kAnonymous, "k=1\n", Op::kRemoveBlock, "anonymous", "", 22, "k=1\n"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(Normalise, EditTable, testing::Values(
+    EditRow{"AsTheEngineSaves", kBlock, kFile, Op::kNormalise, "", "", 0,
+            "# about log\n[Log]\nLevel=warn\n# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
+    EditRow{"Anonymous", kAnonymous, " k = 1\n", Op::kNormalise, "", "", 0, "[anonymous]\nk=1\n"}),
+    RowName());
+
+// Reads agree with the engine on every key of files the edits above do not
+// cover: parse failures, partial models, anonymous trimming, empty names.
+TEST(DocumentReads, AsTheEngineReads)
+{
+    TempDir dir;
+    const std::string data = ZELCONFIG_TEST_DATA;
+    for (const std::string& text : {kFile, kRepeated, kCrlf, kNoFinalFeed, std::string("k=1\n[A]\n"),
+                                    std::string("[A]\nk=1\n[B\nj=2\n"), std::string("[]\n=x\n\n[A]\n =1\n"),
+                                    std::string(" k\t=\t1 \n\v=2\n[anonymous]\n"), ReadFile(data + "/example.cfg")}) {
+        for (const Document::Mode mode : {kBlock, kAnonymous}) {
+            SCOPED_TRACE(text);
+            EXPECT_EQ(docpromise::CheckReads(dir.Path() + "/scratch.cfg", text, mode), "");
+        }
+    }
+}
+
+// Loading with the lock, and saving only what changed, through links.
+TEST(DocumentFile, LoadsLockedAndSavesOnlyAChange)
+{
+    TempDir dir;
+    const std::string real = dir.Write("real.cfg", "[A]\nk=1\n");
+    ASSERT_EQ(::symlink("real.cfg", (dir.Path() + "/link.cfg").c_str()), 0);
+    Document document;
+    ASSERT_EQ(document.Load(dir.Path() + "/link.cfg", Document::kLock), 0);
+    EXPECT_EQ(document.Set("A.k", "1"), 0);
+    ASSERT_EQ(::unlink(real.c_str()), 0); // a save now would bring the file back
+    EXPECT_EQ(document.Save(), 0);
+    EXPECT_EQ(ReadFile(real), "");
+    dir.Write("real.cfg", "[A]\nk=1\n");
+    ASSERT_EQ(document.Load(dir.Path() + "/link.cfg", Document::kLock), 0);
+    EXPECT_EQ(document.Set("A.k", "2"), 0);
+    EXPECT_EQ(document.Save(), 0);
+    EXPECT_FALSE(document.Changed());
+    EXPECT_EQ(ReadFile(real), "[A]\nk=2\n");
+    EXPECT_EQ(document.Add("A.j", "3"), 0);
+    EXPECT_EQ(document.Save(), 0); // a second save, under the lock of the new file
+    EXPECT_EQ(ReadFile(real), "[A]\nk=2\nj=3\n");
+
+    Document missing;
+    EXPECT_EQ(missing.Load(dir.Path() + "/none.cfg"), -2);
+    EXPECT_EQ(missing.Error(), "No such file or directory");
+    EXPECT_EQ(missing.Save(), 22);
+}
+
+} // namespace
