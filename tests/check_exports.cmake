@@ -32,7 +32,7 @@ foreach(line IN LISTS defined)
     continue()
   endif()
   # Weak instantiations of standard templates are the standard library's, not ours.
-  if(kind MATCHES "^[WVu]$" AND symbol MATCHES "^_ZN?K?St")
+  if(kind MATCHES "^[WVu]$" AND symbol MATCHES "^_ZN?K?(St|9__gnu_cxx)")
     continue()
   endif()
   # Typeinfo of plain function types, which UBSan's function check emits.
