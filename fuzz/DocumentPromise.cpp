@@ -178,7 +178,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         outcome.status = document.Normalise();
         break;
     }
-    outcome.text = document.Text();
+    outcome.text = std::string(document.Text());
     if (parsed != 0) {
         expected = EINVAL; // a file read only in part is not edited
     }
@@ -287,7 +287,7 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
         const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
         document.Normalise();
         if (document.Text() != bytes) {
-            return "normalised form differs from the engine's save:\n" + document.Text() + "---\n" + bytes;
+            return "normalised form differs from the engine's save:\n" + std::string(document.Text()) + "---\n" + bytes;
         }
     }
     return "";

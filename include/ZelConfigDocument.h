@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ZelConfigExport.h"
@@ -62,10 +63,11 @@ public:
     int Load(const std::string& path, unsigned options = 0);
     // The same from bytes in memory: 0, -1 or 22. Such a document has no file
     // to save to.
-    int Parse(std::string text);
+    int Parse(std::string_view text);
 
-    // The bytes as they stand after the edits so far.
-    const std::string& Text() const;
+    // The bytes as they stand after the edits so far; valid until the next
+    // edit or load.
+    std::string_view Text() const;
     // True when an edit has changed the bytes since the last load or save.
     bool Changed() const;
     // True when the file's first line ends in a carriage return and a line
@@ -122,8 +124,9 @@ public:
     // Replaces the loaded file with the text, when it changed, as an editor
     // should: a temporary file in the same directory, fsync, the file's
     // permission bits and owner, rename over the file (through symbolic
-    // links), fsync of the directory. On failure the file keeps its bytes.
-    // 0; -2 with Error() saying why; 22 without a loaded file.
+    // links), fsync of the directory.
+    // 0; -2 with Error() saying why (the file keeps its bytes unless it says
+    // the file was replaced); 22 without a loaded file.
     int Save();
 
 private:

@@ -25,6 +25,15 @@ struct CFGLine
     std::string_view value; // Entry: bytes after it
 };
 
+// The first byte of every header line, terminated or not: a scan for
+// headers alone needs to classify only the lines that begin with it.
+constexpr char kCFGHeaderOpen = '[';
+
+inline bool CFGStartsHeader(std::string_view line)
+{
+    return !line.empty() && line.front() == kCFGHeaderOpen;
+}
+
 // The one classifier of CFG lines; the parser and any checker of files share
 // it so that they can never disagree. Embedded NUL bytes are ordinary bytes.
 inline CFGLine CFGClassifyLine(std::string_view line)
@@ -38,7 +47,7 @@ inline CFGLine CFGClassifyLine(std::string_view line)
         result.kind = CFGLineKind::Comment;
         return result;
     }
-    if (first == '[') {
+    if (CFGStartsHeader(line)) {
         const void* close = std::memchr(line.data(), ']', line.size());
         if (close == nullptr) {
             result.kind = CFGLineKind::UnterminatedHeader;

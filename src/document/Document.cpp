@@ -56,45 +56,94 @@ KeyParts SplitKey(const std::string& key, bool anonymous)
     return {};
 }
 
-// Reads a descriptor to its end: 0 or an errno value.
-int ReadAll(int fd, std::string& text)
+// The file's bytes: a std::string would first zero the memory that the
+// read fills, a pass over the whole file for nothing.
+class Bytes
 {
-    struct stat info {};
-    size_t size = 0;
-    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-        size = static_cast<size_t>(info.st_size);
+public:
+    const char* data() const { return m_data.get(); }
+    size_t size() const { return m_size; }
+    bool empty() const { return m_size == 0; }
+    char operator[](size_t at) const { return m_data[at]; }
+    char back() const { return m_data[m_size - 1]; }
+    operator std::string_view() const { return std::string_view(data(), m_size); }
+
+    void Assign(std::string_view bytes)
+    {
+        m_size = 0;
+        Replace(0, 0, bytes);
     }
-    // One byte more than the file, so that the read that sees its end needs no growth.
-    text.resize(std::max<size_t>(size + 1, 4096));
-    size_t used = 0;
-    for (;;) {
-        if (used == text.size()) {
-            text.resize(text.size() * 2);
+
+    // [begin, end) becomes `with`; the bytes after it move.
+    void Replace(size_t begin, size_t end, std::string_view with)
+    {
+        const size_t size = m_size - (end - begin) + with.size();
+        if (size > m_capacity) {
+            Grow(size + size / 8);
         }
-        const ssize_t count = ::read(fd, &text[used], text.size() - used);
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
+        if (end < m_size) {
+            std::memmove(m_data.get() + begin + with.size(), m_data.get() + end, m_size - end);
+        }
+        if (!with.empty()) {
+            std::memcpy(m_data.get() + begin, with.data(), with.size());
+        }
+        m_size = size;
+    }
+
+    // Reads a descriptor to its end: 0 or an errno value.
+    int Read(int fd)
+    {
+        struct stat info {};
+        size_t size = 0;
+        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+            size = static_cast<size_t>(info.st_size);
+        }
+        // One byte more than the file, so that the read that sees its end
+        // needs no growth, and room for edits, so that an added line moves
+        // the text after it rather than all of it to fresh memory.
+        m_size = 0;
+        Grow(std::max<size_t>(size + 64 * 1024, 4096));
+        for (;;) {
+            if (m_size == m_capacity) {
+                Grow(m_capacity * 2);
             }
-            const int error = errno;
-            text.clear();
-            return error;
+            const ssize_t count = ::read(fd, m_data.get() + m_size, m_capacity - m_size);
+            if (count < 0) {
+                if (errno == EINTR) {
+                    continue;
+                }
+                m_size = 0;
+                return errno;
+            }
+            if (count == 0) {
+                return 0;
+            }
+            m_size += static_cast<size_t>(count);
         }
-        if (count == 0) {
-            break;
-        }
-        used += static_cast<size_t>(count);
     }
-    text.resize(used);
-    return 0;
-}
+
+private:
+    void Grow(size_t capacity)
+    {
+        std::unique_ptr<char[]> larger(new char[capacity]);
+        if (m_size > 0) {
+            std::memcpy(larger.get(), m_data.get(), m_size);
+        }
+        m_data = std::move(larger);
+        m_capacity = capacity;
+    }
+
+    std::unique_ptr<char[]> m_data;
+    size_t m_size = 0;
+    size_t m_capacity = 0;
+};
 
 } // namespace
 
 struct Document::State
 {
     Mode mode;
-    std::string text;
+    Bytes text;
     std::vector<size_t> headers; // where the header lines begin, in file order
     size_t readEnd = kNone;      // lines from here on were not read (a parse stopped)
     int status = -2;             // of the last load
@@ -123,7 +172,7 @@ struct Document::State
 
     std::string_view View(const Line& line) const
     {
-        return std::string_view(text).substr(line.begin, line.end - line.begin);
+        return std::string_view(text.data() + line.begin, line.end - line.begin);
     }
 
     // Calls visit(line, classified) for each line that begins in [from, to),
@@ -155,41 +204,56 @@ struct Document::State
 
     bool HasSpaceAtEnds(std::string_view bytes) const { return Trim(bytes).size() != bytes.size(); }
 
-    // Builds the line index: the parse's status, with the engine's messages.
+    // Builds the header index: the parse's status, with the engine's
+    // messages. Once a header has been seen (at once in anonymous mode) only
+    // headers can stop the parse, so only lines that begin like one are
+    // classified, found by searching for their first byte.
     int Index()
     {
         headers.clear();
         readEnd = kNone;
-        int result = 0;
-        Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
+        for (size_t at = 0; at != kNone;) {
+            if (Anonymous() || !headers.empty()) {
+                const void* open = std::memchr(text.data() + at, kCFGHeaderOpen, text.size() - at);
+                if (open == nullptr) {
+                    break;
+                }
+                const size_t found = static_cast<size_t>(static_cast<const char*>(open) - text.data());
+                if (found > 0 && text[found - 1] != '\n') {
+                    at = found + 1; // inside a line
+                    continue;
+                }
+                at = found;
+            }
+            const Line line = LineAt(at);
+            at = line.next;
+            const CFGLine classified = CFGClassifyLine(View(line));
             switch (classified.kind) {
-            case CFGLineKind::UnterminatedHeader:
-                ZEL_LOG(kLogError, "Load", "End Tag missing");
-                result = -1;
-                break;
             case CFGLineKind::Header:
                 headers.push_back(line.begin);
-                return true;
+                continue;
+            case CFGLineKind::UnterminatedHeader:
+                ZEL_LOG(kLogError, "Load", "End Tag missing");
+                readEnd = line.begin;
+                return -1;
             case CFGLineKind::Entry:
                 if (Anonymous() || !headers.empty()) {
-                    return true;
+                    continue;
                 }
                 ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
-                result = EINVAL;
-                break;
+                readEnd = line.begin;
+                return EINVAL;
             case CFGLineKind::Comment:
             case CFGLineKind::Ignored:
-                return true;
+                continue;
             }
-            readEnd = line.begin;
-            return false;
-        });
-        return result;
+        }
+        return 0;
     }
 
-    int Start(std::string bytes)
+    // Indexes the bytes just read.
+    int Start()
     {
-        text = std::move(bytes);
         locale = std::locale();
         ctype = &std::use_facet<std::ctype<char>>(locale);
         loaded = true;
@@ -282,7 +346,7 @@ struct Document::State
             if (splice.end == splice.begin && splice.with.empty()) {
                 continue;
             }
-            text.replace(splice.begin, splice.end - splice.begin, splice.with);
+            text.Replace(splice.begin, splice.end, splice.with);
             const auto delta = static_cast<std::ptrdiff_t>(splice.with.size())
                                - static_cast<std::ptrdiff_t>(splice.end - splice.begin);
             // In order: those before stay, those inside go, those after move.
@@ -430,7 +494,6 @@ int Document::Load(const std::string& path, unsigned options)
     s = State(s.mode);
     s.path = path;
     s.hasFile = true;
-    std::string bytes;
     int fd = -1;
     if ((options & kLock) != 0) {
         s.lock.reset(new LockedFile);
@@ -451,7 +514,7 @@ int Document::Load(const std::string& path, unsigned options)
     } else {
         s.error = std::strerror(ENOENT);
     }
-    int error = fd < 0 ? -1 : ReadAll(fd, bytes);
+    int error = fd < 0 ? -1 : s.text.Read(fd);
     if (fd >= 0 && !s.lock) {
         ::close(fd);
     }
@@ -462,17 +525,18 @@ int Document::Load(const std::string& path, unsigned options)
         ZEL_LOG(kLogError, "Load", "Error Opening File");
         return s.status = -2;
     }
-    return s.Start(std::move(bytes));
+    return s.Start();
 }
 
-int Document::Parse(std::string text)
+int Document::Parse(std::string_view text)
 {
     State& s = *m_state;
     s = State(s.mode);
-    return s.Start(std::move(text));
+    s.text.Assign(text);
+    return s.Start();
 }
 
-const std::string& Document::Text() const
+std::string_view Document::Text() const
 {
     return m_state->text;
 }
@@ -559,8 +623,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) co
     }
     size_t counted = 0, number = 1;
     const auto lineOf = [&](size_t offset) {
-        number += static_cast<size_t>(std::count(s.text.begin() + static_cast<std::ptrdiff_t>(counted),
-                                                 s.text.begin() + static_cast<std::ptrdiff_t>(offset), '\n'));
+        number += static_cast<size_t>(std::count(s.text.data() + counted, s.text.data() + offset, '\n'));
         counted = offset;
         return number;
     };
@@ -775,8 +838,8 @@ int Document::Normalise()
         return EINVAL;
     }
     std::string normalised = s.NormalisedText();
-    if (normalised != s.text) {
-        s.text = std::move(normalised);
+    if (normalised != std::string_view(s.text)) {
+        s.text.Assign(normalised);
         s.Index();
         s.changed = true;
     }
