@@ -61,7 +61,7 @@ KeyParts SplitKey(const std::string& key, bool anonymous)
 class Bytes
 {
 public:
-    const char* data() const { return m_data.get(); }
+    const char* data() const { return m_data ? m_data.get() : ""; } // never NULL, for memchr
     size_t size() const { return m_size; }
     bool empty() const { return m_size == 0; }
     char operator[](size_t at) const { return m_data[at]; }
