@@ -132,12 +132,16 @@ KeyParts SplitKey(const std::string& key, const char* anonymousBlock)
 // keys of the map, so its own search finds the one block a walk would.
 CBlock* FindBlock(BlockMap& blocks, std::string_view name)
 {
-    // The map's comparator takes only std::string. The name is copied into a
-    // string of this thread that keeps its room, so that a lookup allocates
-    // only when a name longer than any before it comes along.
+    // The map's comparator takes only std::string. A name of usual length is
+    // copied into a string of this thread that keeps its room, so that a
+    // lookup does not allocate; a longer one into a string of its own, so
+    // that one long lookup does not keep its room for the thread's life.
+    constexpr size_t kKeptRoom = 256;
     thread_local std::string t_name;
-    t_name.assign(name.data(), name.size());
-    const auto found = blocks.find(t_name);
+    std::string longName;
+    std::string& key = name.size() <= kKeptRoom ? t_name : longName;
+    key.assign(name.data(), name.size());
+    const auto found = blocks.find(key);
     if (found == blocks.end() || found->second == nullptr || found->second->m_vecNodes.empty()) {
         return nullptr;
     }
