@@ -250,20 +250,21 @@ bool CountEntries(std::string_view text, bool lastIsWhole, bool bAnonymous, size
 // is allocated once at its exact size: a grown vector keeps up to half of
 // itself unused and moves its entries to fresh pages at every growth. Counted
 // in the bytes the reader holds, or, for a block that goes on beyond them, by
-// reading the rest of the file ahead with the one classifier. 0 when the file
-// cannot be read ahead (a pipe); the count only sizes a vector, so a file
-// that changes meanwhile costs a reallocation and nothing else.
+// reading the rest of the file ahead with the one classifier; only as far
+// as it is buffered when the file cannot be read twice (a pipe). The count
+// only sizes a vector, so a file that changes meanwhile costs a reallocation
+// and nothing else.
 size_t CountEntriesAhead(const CFGLineReader& reader, bool bAnonymous)
 {
     size_t count = 0;
     if (CountEntries(reader.Unread(), reader.HoldsRest(), bAnonymous, count)) {
         return count;
     }
-    count = 0;
     CFGLineReader ahead;
     if (!ahead.OpenAhead(reader)) {
-        return 0;
+        return count;
     }
+    count = 0;
     std::string_view line;
     while (ahead.Next(line) && !CountLine(line, bAnonymous, count)) {
     }
