@@ -5,12 +5,9 @@
 
 // The platform's logging library. The library calls ZelLog and reads
 // g_TovLogParams but defines neither: the application links an implementation
-// (on a host, the ZelLogDefault library; in the tests, a capturing one).
-extern "C" {
-struct TovLogParams { unsigned int uiEnableMask; };
-extern TovLogParams g_TovLogParams;
-void ZelLog(int line, int level, const char* function, const char* format, ...);
-}
+// (on a host, the ZelLogDefault library; in the tests, a capturing one). The
+// declarations are public, for applications that bring their own.
+#include "ZelConfigLog.h"
 
 #if defined(__GNUC__) || defined(__clang__)
 // Same function, redeclared only so that the compiler checks our format strings.
