@@ -40,18 +40,23 @@ tool=$(find "$build" -path "$work" -prune -o -type f -name zelcfg -perm -u+x -pr
 rm -rf "$work"
 mkdir -p "$work"
 
-# Runs a consumer: stdout must be exactly the value line, and stderr must show
-# the default logger at work (a CZelConfigParser logs its detach at level 9).
+# Runs a consumer: stdout must be exactly the value line, and stderr empty
+# (the default logger is quiet on a normal run); asked through
+# ZELCONFIG_LOG_MASK, it shows the detach of a CZelConfigParser at level 9.
 run_consumer() {
     local what=$1
     shift
     local out err
-    out=$("$@" "$sample" "$key" 2>"$work/stderr") || fail "$what: exit status $?"
+    out=$(ZELCONFIG_LOG_MASK= "$@" "$sample" "$key" 2>"$work/stderr") || fail "$what: exit status $?"
     err=$(cat "$work/stderr")
     [ "$out" = "$expected" ] || fail "$what: printed '$out', expected '$expected'"
+    [ -z "$err" ] || fail "$what: the default logger is not quiet: '$err'"
+    ZELCONFIG_LOG_MASK=0x200 "$@" "$sample" "$key" >/dev/null 2>"$work/stderr" \
+        || fail "$what: exit status $? with ZELCONFIG_LOG_MASK"
+    err=$(cat "$work/stderr")
     grep -q '^ZelConfig\[9\] .*Data Pointer not set in cfg writer' <<<"$err" \
-        || fail "$what: no line from the default logger on stderr: '$err'"
-    pass "$what prints $expected"
+        || fail "$what: ZELCONFIG_LOG_MASK=0x200 shows no level-9 line on stderr: '$err'"
+    pass "$what prints $expected, its logger quiet unless asked"
 }
 
 # --- 1. Staging install -----------------------------------------------------
@@ -130,6 +135,31 @@ g++ "${cxxflags[@]}" "$consumer/print_value.cpp" -o "$work/print_value-pkgconfig
     $(pkg-config --cflags --libs zelconfig-logdefault) || fail "building the pkg-config consumer"
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir zelconfig) \
     run_consumer "pkg-config consumer" "$work/print_value-pkgconfig"
+
+# An application with a logger of its own: the installed ZelConfigLog.h
+# declares what it defines, and zelconfig alone links the library.
+cat >"$work/own_log.cpp" <<'EOF_LOG'
+#include <cstdio>
+
+#include <ZelConfigLog.h>
+
+TovLogParams g_TovLogParams = {1u << 9};
+
+void ZelLog(int, int level, const char* function, const char* format, ...)
+{
+    std::fprintf(stderr, "own logger: %d %s %s\n", level, function, format);
+}
+EOF_LOG
+# shellcheck disable=SC2046
+g++ "${cxxflags[@]}" "$consumer/print_value.cpp" "$work/own_log.cpp" -o "$work/print_value-own-log" \
+    $(pkg-config --cflags --libs zelconfig) || fail "building a consumer with its own logger"
+out=$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir zelconfig) \
+      "$work/print_value-own-log" "$sample" "$key" 2>"$work/stderr") \
+    || fail "consumer with its own logger: exit status $?"
+[ "$out" = "$expected" ] || fail "consumer with its own logger printed '$out'"
+grep -qx 'own logger: 9 SetDataPtr Data Pointer not set in cfg writer' "$work/stderr" \
+    || fail "the library did not call the consumer's own logger: '$(cat "$work/stderr")'"
+pass "a consumer's own logger, declared by ZelConfigLog.h, receives the library's calls"
 unset PKG_CONFIG_PATH
 
 # --- 3. Debian package ------------------------------------------------------

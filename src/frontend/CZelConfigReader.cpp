@@ -10,6 +10,7 @@
 #include "CCFGReader.h"
 #include "IConfigReader.h"
 #include "frontend/Backend.h"
+#include "frontend/ConnectedBackends.h"
 #include "frontend/ValueConversion.h"
 #include "platform/ZelLog.h"
 
@@ -40,9 +41,9 @@ static IConfigReader* CreateReader(const std::string& strPath, std::atomic<void*
 {
     switch (ChooseBackend(strPath.c_str(), BackendUse::kRead)) {
     case Backend::kCfgBlock:
-        return new (std::nothrow) CCFGReader();
+        return new (std::nothrow) ConnectedCFGReader();
     case Backend::kCfgAnonymous:
-        return new (std::nothrow) CCFGReader(1u);
+        return new (std::nothrow) ConnectedCFGReader(1u);
     case Backend::kXml:
         if (void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kReader, "Parse")) {
             return reinterpret_cast<PFNGetCXMLReaderObject>(pFactory)(strPath.c_str());

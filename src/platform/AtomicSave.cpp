@@ -8,6 +8,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "platform/FileIO.h"
+
 namespace zelconfig {
 
 namespace {
@@ -22,27 +24,6 @@ int CloseRetrying(int fd)
 {
     // After EINTR the descriptor is gone on Linux and QNX: do not close it twice.
     return ::close(fd) == 0 || errno == EINTR ? 0 : -1;
-}
-
-// Every byte to the descriptor, through short writes and EINTR: 0 or an errno
-// value. A write that makes no progress and reports no error ends it with EIO.
-int WriteAll(int fd, const char* data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t written = ::write(fd, data, size);
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return errno;
-        }
-        if (written == 0) {
-            return EIO;
-        }
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-    return 0;
 }
 
 int LockRetrying(int fd)
