@@ -33,9 +33,9 @@ cp examples/data/sample.cfg "$copy"
 echo "$copy, a copy of examples/data/sample.cfg, before:"
 listing "$copy"
 run set "$copy" Net.Port 8080
-echo "and after: Port is 8080, and the save rewrote the whole file, blocks in"
-echo "name order, each comment kept with the line below it, blank lines dropped:"
-listing "$copy"
+echo "and after: only the line of Port changed, every other byte is kept"
+echo "(set --normalise would write the library's normalised form instead):"
+diff -U1 examples/data/sample.cfg "$copy" | tail -n +3
 
 heading "3. List every value"
 run list "$copy"
