@@ -176,6 +176,14 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         break;
     case Op::kNormalise:
         outcome.status = document.Normalise();
+        // A trimmed name may begin like a comment or a header and read back as one.
+        for (const auto& named : promised) {
+            for (const CNode& node : named.second.nodes) {
+                if (anonymous && !node.m_strKey.empty() && std::string("#;[").find(node.m_strKey[0]) != std::string::npos) {
+                    expected = EINVAL;
+                }
+            }
+        }
         break;
     }
     outcome.text = std::string(document.Text());
@@ -197,16 +205,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         return "the result does not parse";
     }
     const Model got = ToModel(reread);
-    bool modelKept = true;
-    if (edit.op == Op::kNormalise && anonymous) {
-        // A trimmed key may begin like a comment or a header and read back as one.
-        for (const auto& named : promised) {
-            for (const CNode& node : named.second.nodes) {
-                modelKept = modelKept && node.m_strKey.find_first_of("#;[") != 0;
-            }
-        }
-    }
-    if (modelKept && Dump(got) != Dump(promised)) {
+    if (Dump(got) != Dump(promised)) {
         return "model:\n" + Dump(got) + "promised:\n" + Dump(promised);
     }
 
@@ -285,8 +284,7 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
         engine.CFGSaveData(saved);
         std::ifstream file(saved, std::ios::binary);
         const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        document.Normalise();
-        if (document.Text() != bytes) {
+        if (document.Normalise() == 0 && document.Text() != bytes) {
             return "normalised form differs from the engine's save:\n" + std::string(document.Text()) + "---\n" + bytes;
         }
     }

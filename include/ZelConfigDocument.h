@@ -118,7 +118,9 @@ public:
     // removed): 0, -2, 22.
     int RemoveBlock(const std::string& name);
     // Rewrites the whole text in the normalised form CCFGParser::CFGSaveData
-    // writes for the model read from it: 0 or 22.
+    // writes for the model read from it: 0, or 22 when that form would not
+    // read back as the same model (in anonymous mode, an entry name that
+    // trimming leaves beginning with '#', ';' or '[').
     int Normalise();
 
     // Replaces the loaded file with the text, when it changed, as an editor

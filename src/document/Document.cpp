@@ -373,9 +373,10 @@ struct Document::State
             }
         }
         // The last line had no line feed: the one before it goes instead, so
-        // that the file still ends without one.
-        if (!splices.empty() && splices.back().end == text.size() && splices.back().begin > 0
-            && text.back() != '\n') {
+        // that the file still ends without one; unless the line it ends is
+        // empty, which would then be lost with it.
+        if (!splices.empty() && splices.back().end == text.size() && splices.back().begin > 1
+            && text.back() != '\n' && text[splices.back().begin - 2] != '\n') {
             --splices.back().begin;
         }
         Apply(splices);
@@ -411,8 +412,10 @@ struct Document::State
         headers.insert(std::upper_bound(headers.begin(), headers.end(), at), added.begin(), added.end());
     }
 
-    // The engine's saved form of the model it reads from the text.
-    std::string NormalisedText() const
+    // The engine's saved form of the model it reads from the text into
+    // `out`; false when that would not read back as the same model: in
+    // anonymous mode a trimmed name may begin like a comment or a header.
+    bool NormalisedText(std::string& out) const
     {
         // Owns the blocks while the map holds plain pointers, as the engine's does.
         struct Model
@@ -465,14 +468,20 @@ struct Document::State
             }
             return true;
         });
-        std::string out;
+            if (anonymous != nullptr) {
+            for (const CNode& node : anonymous->m_vecNodes) {
+                if (!node.m_strKey.empty() && std::string_view("#;[").find(node.m_strKey.front()) != std::string_view::npos) {
+                    return false;
+                }
+            }
+        }
         ForEachSavedLine(model.blocks, [&out](std::string_view a, std::string_view b, std::string_view c,
                                               std::string_view d) {
             for (std::string_view piece : {a, b, c, d}) {
                 out.append(piece.data(), piece.size());
             }
         });
-        return out;
+        return true;
     }
 };
 
@@ -837,7 +846,10 @@ int Document::Normalise()
     if (!s.Editable()) {
         return EINVAL;
     }
-    std::string normalised = s.NormalisedText();
+    std::string normalised;
+    if (!s.NormalisedText(normalised)) {
+        return EINVAL;
+    }
     if (normalised != std::string_view(s.text)) {
         s.text.Assign(normalised);
         s.Index();

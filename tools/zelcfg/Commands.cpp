@@ -34,6 +34,9 @@ using zelconfig::Document;
 
 const char kAnonymousBlock[] = "anonymous";
 
+const char kCannotNormalise[] = "the normalised form would not read back: in anonymous mode an entry name "
+                                "begins with '#', ';' or '[' once trimmed";
+
 // How a file is read.
 enum class Format { kBlock, kAnonymous, kXml, kUnknown };
 
@@ -439,7 +442,9 @@ int Edit(const Invocation& invocation)
                                                 + " entries under repeated block headers would be lost "
                                                   "('zelcfg lint' shows where)");
         }
-        document.Normalise();
+        if (document.Normalise() != 0) {
+            return Fail(kExitFailure, path, kCannotNormalise);
+        }
     }
     if (document.Save() != 0) {
         return Fail(kExitFailure, path, document.Error());
@@ -461,7 +466,9 @@ int Show(const Invocation& invocation)
         if (!Load(document, path, 0, status)) {
             return status;
         }
-        document.Normalise();
+        if (document.Normalise() != 0) {
+            return Fail(kExitFailure, path, kCannotNormalise);
+        }
         std::cout << document.Text();
     } else {
         // The model as the engine holds it, walked in its own order.
