@@ -9,7 +9,7 @@
 #   install-deps.sh valgrind  that, plus valgrind for the memcheck run
 set -eu
 
-packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev locales"
+packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev libpugixml-dev locales"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
 # pkg-config for the consumer's second build; dpkg-shlibdeps (dpkg-dev, file)
