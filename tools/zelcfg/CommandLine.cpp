@@ -37,7 +37,7 @@ const char kUsage[] =
     "\n"
     "Without --block or --anonymous the name decides, as in the library: a name\n"
     "containing \".cfg\" is read in block mode, \".inf\" or \".cksum\" in anonymous\n"
-    "mode, \".xml\" through the XML plug-in (get only).\n"
+    "mode, \".xml\" through the XML plug-in (get, set of existing keys, list).\n"
     "\n"
     "set and unset save atomically: the new file is written beside the old one,\n"
     "flushed to disk and renamed over it, under a lock that makes concurrent\n"

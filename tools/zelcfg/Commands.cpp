@@ -16,6 +16,7 @@
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
 #include "Lint.h"
+#include "XmlCommands.h"
 #include "Zelcfg.h"
 #include "cfg/CFGLine.h"
 #include "frontend/Backend.h"
@@ -190,10 +191,7 @@ int Get(const Invocation& invocation)
     case Format::kXml:
         status = reader.Parse(path);
         if (status != 0) {
-            return Fail(kExitFailure, path, status == EINVAL && reader.GetDataPtr() == nullptr
-                                                ? "no XML back end: libZel_XMLConfigParser.so cannot be "
-                                                  "loaded or refused the file (-v tells more)"
-                                                : "the XML back end reports status " + std::to_string(status));
+            return Fail(kExitFailure, path, XmlParseFailure(status, reader.GetDataPtr() != nullptr));
         }
         break;
     case Format::kBlock:
@@ -225,6 +223,8 @@ int Get(const Invocation& invocation)
         return Fail(kExitFailure, path, key + ": status " + std::to_string(status));
     }
 }
+
+} // namespace
 
 // A value for set, checked against --type and written as the library's
 // setters write it.
@@ -268,6 +268,8 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     value = stream.str();
     return true;
 }
+
+namespace {
 
 // The key as the engine's editing operations take it; false with the reason
 // when no line of the file could hold it. Candidate lines go through the
@@ -454,6 +456,9 @@ int RunInvocation(const Invocation& invocation)
     }
     if (command == "get") {
         return Get(invocation);
+    }
+    if (FormatOf(invocation, invocation.operands[0]) == Format::kXml) {
+        return RunXmlCommand(invocation);
     }
     if (command == "set" || command == "unset") {
         return Edit(invocation);
