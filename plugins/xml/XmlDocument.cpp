@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <new>
+#include <sys/stat.h>
 #include <type_traits>
 #include <unistd.h>
 
@@ -127,11 +128,55 @@ int ReadWhole(const std::string& strPath, std::unique_ptr<char, void (*)(void*)>
     return status;
 }
 
-bool SameFile(const struct stat& a, const struct stat& b)
+// Both trees hold the same nodes with the same names and values at the same
+// offsets of their buffers: the files they came from differ, if at all, only
+// in bytes no value is read from.
+bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_document& b, const char* baseB,
+              size_t size)
 {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size
-           && a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec
-           && a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+    // Names and values outside the buffers are the parser's empty string.
+    const auto same = [&](const char* x, const char* y) {
+        const bool inA = x >= baseA && x < baseA + size, inB = y >= baseB && y < baseB + size;
+        return std::strcmp(x, y) == 0 && inA == inB && (!inA || x - baseA == y - baseB);
+    };
+    const auto sameNode = [&](pugi::xml_node x, pugi::xml_node y) {
+        if (x.type() != y.type() || !same(x.name(), y.name()) || !same(x.value(), y.value())) {
+            return false;
+        }
+        pugi::xml_attribute p = x.first_attribute(), q = y.first_attribute();
+        for (; p && q; p = p.next_attribute(), q = q.next_attribute()) {
+            if (!same(p.name(), q.name()) || !same(p.value(), q.value())) {
+                return false;
+            }
+        }
+        return !p && !q;
+    };
+    pugi::xml_node x = a, y = b;
+    for (;;) {
+        if (!sameNode(x, y) || !x.first_child() != !y.first_child()) {
+            return false;
+        }
+        if (x.first_child()) {
+            x = x.first_child();
+            y = y.first_child();
+            continue;
+        }
+        for (;;) {
+            if (x == a) {
+                return true;
+            }
+            if (!x.next_sibling() != !y.next_sibling()) {
+                return false;
+            }
+            if (x.next_sibling()) {
+                x = x.next_sibling();
+                y = y.next_sibling();
+                break;
+            }
+            x = x.parent();
+            y = y.parent();
+        }
+    }
 }
 
 bool WriteAll(int fd, const std::string& text)
@@ -150,9 +195,8 @@ bool WriteAll(int fd, const std::string& text)
 
 // Replaces the file at strPath (after symbolic links) by `text`: readers see
 // the old file or the new one, and the new one is on disk when this returns
-// true. `info` receives the new file's state, `strReal` its real path.
-bool ReplaceFile(const std::string& strPath, const std::string& text, struct stat& info,
-                 std::string& strReal, std::string& error)
+// true. `strReal` receives its real path.
+bool ReplaceFile(const std::string& strPath, const std::string& text, std::string& strReal, std::string& error)
 {
     char* real = ::realpath(strPath.c_str(), nullptr);
     struct stat old {};
@@ -183,7 +227,6 @@ bool ReplaceFile(const std::string& strPath, const std::string& text, struct sta
         ::unlink(temp.c_str());
         return false;
     }
-    ::fstat(fd, &info); // after the rename, which may touch the change time
     ::close(fd);
     const int dirFd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ok = dirFd >= 0 && ::fsync(dirFd) == 0;
@@ -228,7 +271,6 @@ int XmlDocument::LoadFile(const std::string& strPath, XmlError& error)
     }
     if (status == 0) {
         m_strSource = strPath;
-        m_sourceStat = info;
         m_bHasSource = true;
     }
     return status;
@@ -631,21 +673,33 @@ int XmlDocument::Save(const std::string& strTarget, XmlError& error)
     }
     std::unique_ptr<char, void (*)(void*)> original(nullptr, std::free);
     size_t size = 0;
-    struct stat now {};
-    const int read = ReadWhole(m_strSource, original, size, now, error.description);
-    if (read != 0) {
+    struct stat info {};
+    if (ReadWhole(m_strSource, original, size, info, error.description) != 0) {
         error.description = m_strSource + ": " + error.description;
         return -2;
     }
+    // The file again, parsed in a copy: the original bytes are spliced below.
+    std::unique_ptr<char, Buffer> copy(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    pugi::xml_document now;
+    if (!copy) {
+        error.description = "out of memory";
+        return -2;
+    }
+    if (size > 0) {
+        std::memcpy(copy.get(), original.get(), size);
+    }
     std::string text;
-    if (!SameFile(now, m_sourceStat) || !Render(std::string_view(original.get(), size), text)) {
+    if (!now.load_buffer_inplace(copy.get(), size, kParseOptions, pugi::encoding_utf8)
+        || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
+        || !Render(std::string_view(original.get(), size), text)) {
         error.description = m_strSource + " changed since it was loaded";
         return -2;
     }
+    now.reset();
+    copy.reset();
     original.reset();
-    struct stat saved {};
     std::string real;
-    if (!ReplaceFile(strTarget, text, saved, real, error.description)) {
+    if (!ReplaceFile(strTarget, text, real, error.description)) {
         return -2;
     }
     // The saved bytes are the document from now on: parse them, so that
@@ -657,7 +711,6 @@ int XmlDocument::Save(const std::string& strTarget, XmlError& error)
         std::memcpy(buffer.get(), text.data(), text.size());
         if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
             m_strSource = real;
-            m_sourceStat = saved;
             m_bHasSource = true;
         }
     }

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include <pugixml.hpp>
-#include <sys/stat.h>
 
 namespace zelconfig::xml {
 
@@ -60,9 +59,10 @@ public:
     // The file's bytes with the changed values replaced; `original` must be
     // the bytes the document was loaded from. False when they do not fit.
     bool Render(std::string_view original, std::string& out) const;
-    // Writes Render() of the loaded file to strTarget atomically and durably
-    // (temporary file, fsync, rename, directory fsync), then takes the result
-    // as the loaded file. 0, or -2 with error set; strTarget untouched then.
+    // Writes Render() of the loaded file, as it is on disk now, to strTarget
+    // atomically and durably (temporary file, fsync, rename, directory
+    // fsync), then takes the result as the loaded file. 0, or -2 with error
+    // set and strTarget untouched (also when the loaded file changed since).
     int Save(const std::string& strTarget, XmlError& error);
 
 private:
@@ -98,10 +98,9 @@ private:
     mutable std::vector<pugi::xml_node> m_level, m_next;
     // Children by name, built on first use for elements with many children.
     mutable std::unordered_map<const void*, std::unique_ptr<ChildIndex>> m_index;
-    // The file the tree was parsed from, and how it looked then: a save reads
-    // it again and refuses when it changed meanwhile.
+    // The file the tree was parsed from: a save reads it again, and refuses
+    // when it no longer parses into the same tree at the same offsets.
     std::string m_strSource;
-    struct stat m_sourceStat {};
     bool m_bHasSource = false;
 };
 

@@ -30,7 +30,7 @@ std::unique_ptr<XmlDocument> Load(const std::string& strPath, int& iStatus)
     case 0:
         break;
     case -2:
-        XML_LOG(kLogError, "ParseFile", "Error Opening File %s: %s", strPath.c_str(), error.description.c_str());
+        XML_LOG(kLogError, "ParseFile", "Error Opening File: %s", error.description.c_str());
         break;
     case -1:
         XML_LOG(kLogError, "ParseFile", "XML error at byte %zu: %s", error.offset, error.description.c_str());
