@@ -17,19 +17,13 @@ namespace {
 // between an element's start tag and its first child are known to be blanks.
 const unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi::parse_pi;
 // Below this many children a scan is as quick as a lookup table.
-const size_t kIndexFrom = 16;
+const size_t kIndexFrom = 32;
 const std::string_view kCdataOpen = "<![CDATA[";
 const std::string_view kCdataClose = "]]>";
 
 bool IsText(pugi::xml_node node)
 {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
-
-// Byte for byte; a part never holds NUL (keys with one match nothing).
-bool NameIs(const char* name, std::string_view part)
-{
-    return std::strncmp(name, part.data(), part.size()) == 0 && name[part.size()] == '\0';
 }
 
 // The parser's blanks: a text of these only is dropped as indentation.
@@ -320,52 +314,88 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         }
     }
     m_index.clear();
+    std::fill(std::begin(m_recent), std::end(m_recent), Recent());
     m_changed.clear();
+    m_root = doc->document_element();
     m_doc = std::move(doc);
     m_buffer = std::move(buffer);
     m_size = size;
     return 0;
 }
 
+// The parser's own searches run without a call per node; a parent with many
+// children gets a table by name on its first visit (null for a small one).
 template <class Visit>
 void XmlDocument::ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const
 {
-    const auto indexed = m_index.find(parent.internal_object());
-    if (indexed != m_index.end()) {
-        const auto entry = indexed->second->byName.find(name);
-        if (entry == indexed->second->byName.end()) {
+    // A few recently used parents (the root above all) skip the table's hash.
+    const void* const key = parent.internal_object();
+    Recent& recent = m_recent[(reinterpret_cast<uintptr_t>(key) >> 5) % kRecent];
+    if (recent.parent != key) {
+        recent.parent = key;
+        recent.info = &InfoOf(parent);
+    }
+    const ChildIndex* const index = recent.info->index.get();
+    if (index == nullptr) {
+        pugi::xml_node child = parent.child(name.data());
+        if (recent.info->unique) {
+            if (child) {
+                visit(child); // no sibling has the same name
+            }
             return;
         }
-        size_t left = entry->second.count;
-        for (pugi::xml_node child = entry->second.first; left > 0; child = child.next_sibling()) {
-            if (child.type() == pugi::node_element && NameIs(child.name(), name)) {
-                visit(child);
-                --left;
-            }
+        for (; child; child = child.next_sibling(name.data())) {
+            visit(child);
         }
         return;
     }
-    size_t elements = 0;
+    const auto entry = index->byName.find(name);
+    if (entry == index->byName.end()) {
+        return;
+    }
+    pugi::xml_node child = entry->second.first;
+    visit(child);
+    for (size_t left = entry->second.count - 1; left > 0; --left) {
+        child = child.next_sibling(name.data());
+        visit(child);
+    }
+}
+
+// What a parent's children are like, found out on its first visit: a table
+// by name for many children; for a few, whether their names are unique, so
+// that the first match is the only one.
+const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
+{
+    auto known = m_index.find(parent.internal_object());
+    if (known != m_index.end()) {
+        return known->second;
+    }
+    ParentInfo info;
+    std::vector<const char*> names;
     for (pugi::xml_node child = parent.first_child(); child; child = child.next_sibling()) {
-        if (child.type() == pugi::node_element) {
-            ++elements;
-            if (NameIs(child.name(), name)) {
-                visit(child);
-            }
+        if (child.type() == pugi::node_element && names.size() < kIndexFrom) {
+            names.push_back(child.name());
+        } else if (child.type() == pugi::node_element) {
+            info.index.reset(new ChildIndex);
+            break;
         }
     }
-    if (elements >= kIndexFrom) {
-        std::unique_ptr<ChildIndex> index(new ChildIndex);
+    if (info.index) {
         for (pugi::xml_node child : parent.children()) {
             if (child.type() == pugi::node_element) {
-                ChildIndex::Entry& entry = index->byName[child.name()];
+                ChildIndex::Entry& entry = info.index->byName[child.name()];
                 if (entry.count++ == 0) {
                     entry.first = child;
                 }
             }
         }
-        m_index.emplace(parent.internal_object(), std::move(index));
     }
+    for (size_t i = 0; i < names.size() && info.unique; ++i) {
+        for (size_t j = i + 1; j < names.size() && info.unique; ++j) {
+            info.unique = std::strcmp(names[i], names[j]) != 0;
+        }
+    }
+    return m_index.emplace(parent.internal_object(), std::move(info)).first->second;
 }
 
 // Calls visit(element) or visit(attribute) for every match of the key, in
@@ -376,43 +406,82 @@ bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
     if (!m_doc || key.empty() || key.find('\0') != std::string_view::npos) {
         return false;
     }
-    // Level by level: each level's elements stay in document order.
-    m_level.assign(1, m_doc->document_element());
-    bool found = false;
+    // The parts as C strings, for the parser's searches.
+    m_parts.assign(key.data(), key.size());
+    char* const begin = &m_parts[0];
+    char* const end = begin + m_parts.size();
+    for (char* dot = begin; (dot = static_cast<char*>(std::memchr(dot, '.', static_cast<size_t>(end - dot))));) {
+        *dot++ = '\0';
+    }
+    const char* part = begin;
+    // Level by level: each level's elements stay in document order. Most keys
+    // lead through one element a level, which needs no list.
+    pugi::xml_node one = m_root;
+    bool several = false;
     for (;;) {
-        const size_t dot = key.find('.');
-        const std::string_view part = key.substr(0, dot);
+        const size_t length = std::strlen(part);
+        if (length == 0) {
+            return false; // an empty part names nothing
+        }
+        const std::string_view name(part, length);
+        if (part + length == end) {
+            break;
+        }
+        part += length + 1;
         m_next.clear();
-        if (dot != std::string_view::npos) {
-            for (pugi::xml_node parent : m_level) {
-                ChildrenNamed(parent, part, [this](pugi::xml_node child) { m_next.push_back(child); });
-            }
-            m_level.swap(m_next);
-            key.remove_prefix(dot + 1);
-            if (m_level.empty()) {
+        if (!several) {
+            pugi::xml_node first;
+            ChildrenNamed(one, name, [&](pugi::xml_node child) {
+                if (!first) {
+                    first = child;
+                    return;
+                }
+                if (m_next.empty()) {
+                    m_next.push_back(first);
+                }
+                m_next.push_back(child);
+            });
+            if (!first) {
                 return false;
             }
-            continue;
-        }
-        for (pugi::xml_node parent : m_level) {
-            bool child = false;
-            ChildrenNamed(parent, part, [&](pugi::xml_node element) {
-                child = true;
-                visit(element);
-            });
-            if (!child) {
-                for (pugi::xml_attribute attribute : parent.attributes()) {
-                    if (NameIs(attribute.name(), part)) {
-                        visit(attribute);
-                        child = true;
-                        break;
-                    }
-                }
+            one = first;
+            several = !m_next.empty();
+        } else {
+            for (pugi::xml_node parent : m_level) {
+                ChildrenNamed(parent, name, [this](pugi::xml_node child) { m_next.push_back(child); });
             }
-            found = found || child;
+            if (m_next.empty()) {
+                return false;
+            }
         }
-        return found;
+        if (several) {
+            m_level.swap(m_next);
+        }
     }
+    // The last part: children of that name, or else the attribute.
+    const std::string_view name(part, static_cast<size_t>(end - part));
+    const auto last = [&](pugi::xml_node parent) {
+        bool child = false;
+        ChildrenNamed(parent, name, [&](pugi::xml_node element) {
+            child = true;
+            visit(element);
+        });
+        if (!child) {
+            if (const pugi::xml_attribute attribute = parent.attribute(part)) {
+                visit(attribute);
+                child = true;
+            }
+        }
+        return child;
+    };
+    if (!several) {
+        return last(one);
+    }
+    bool found = false;
+    for (pugi::xml_node parent : m_level) {
+        found = last(parent) || found;
+    }
+    return found;
 }
 
 std::string XmlDocument::TextOf(pugi::xml_node element) const
@@ -434,7 +503,8 @@ std::string XmlDocument::TextOf(pugi::xml_node element) const
 
 int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
 {
-    std::string joined = strValue;
+    // Only matches append, so a miss leaves strValue as it was.
+    std::string& joined = strValue;
     const bool found = Walk(strKey, [&](auto match) {
         // The engine's join: a line feed before a value when there is text.
         if (!joined.empty()) {
@@ -453,11 +523,7 @@ int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
             }
         }
     });
-    if (!found) {
-        return -2;
-    }
-    strValue.swap(joined);
-    return 0;
+    return found ? 0 : -2;
 }
 
 int XmlDocument::Set(const std::string& strKey, const std::string& strValue)
@@ -507,7 +573,7 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
             }
         }
     };
-    const pugi::xml_node root = m_doc->document_element();
+    const pugi::xml_node root = m_root;
     attributes(root, "");
     push(root, "");
     while (!stack.empty()) {

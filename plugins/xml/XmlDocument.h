@@ -2,6 +2,7 @@
 #define ZELCONFIG_PLUGINS_XML_XMLDOCUMENT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -83,6 +84,12 @@ private:
     bool Walk(std::string_view key, Visit&& visit) const;
     template <class Visit>
     void ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const;
+    struct ParentInfo
+    {
+        std::unique_ptr<ChildIndex> index; // for many children
+        bool unique = true;                // a few, each of its own name
+    };
+    const ParentInfo& InfoOf(pugi::xml_node parent) const;
     std::string TextOf(pugi::xml_node element) const;
     size_t OffsetOf(const char* p) const { return static_cast<size_t>(p - m_buffer.get()); }
     bool EditsOf(std::string_view original, const void* target, const Change& change,
@@ -92,12 +99,21 @@ private:
     std::unique_ptr<char, Buffer> m_buffer;
     size_t m_size = 0;
     std::unique_ptr<pugi::xml_document> m_doc;
+    pugi::xml_node m_root;
     // Changed values, by element or attribute.
     std::unordered_map<const void*, Change> m_changed;
     // Scratch for the level-by-level walk of a key.
+    mutable std::string m_parts;
     mutable std::vector<pugi::xml_node> m_level, m_next;
-    // Children by name, built on first use for elements with many children.
-    mutable std::unordered_map<const void*, std::unique_ptr<ChildIndex>> m_index;
+    // What each parent a key went through is like, made on first use.
+    mutable std::unordered_map<const void*, ParentInfo> m_index;
+    struct Recent
+    {
+        const void* parent = nullptr;
+        const ParentInfo* info = nullptr;
+    };
+    static constexpr size_t kRecent = 64;
+    mutable Recent m_recent[kRecent];
     // The file the tree was parsed from: a save reads it again, and refuses
     // when it no longer parses into the same tree at the same offsets.
     std::string m_strSource;
