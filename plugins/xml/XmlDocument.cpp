@@ -403,15 +403,19 @@ const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
 template <class Visit>
 bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
 {
-    if (!m_doc || key.empty() || key.find('\0') != std::string_view::npos) {
+    if (!m_doc || key.empty()) {
         return false;
     }
-    // The parts as C strings, for the parser's searches.
-    m_parts.assign(key.data(), key.size());
+    // The parts as C strings, for the parser's searches; no name holds NUL.
+    m_parts.resize(key.size());
     char* const begin = &m_parts[0];
     char* const end = begin + m_parts.size();
-    for (char* dot = begin; (dot = static_cast<char*>(std::memchr(dot, '.', static_cast<size_t>(end - dot))));) {
-        *dot++ = '\0';
+    char* out = begin;
+    for (const char c : key) {
+        if (c == '\0') {
+            return false;
+        }
+        *out++ = c == '.' ? '\0' : c;
     }
     const char* part = begin;
     // Level by level: each level's elements stay in document order. Most keys
