@@ -57,6 +57,8 @@ public:
     static std::string FormatValue(const std::string& strRaw);
 
 private:
+    friend class CZelConfigParser; // to tell the back ends that it connected them
+
     IConfigReader* m_pReader;
     // The XML plug-in, shared by every reader of the process; never closed.
     static std::atomic<void*> m_hZelXMLLibHandle;

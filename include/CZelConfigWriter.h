@@ -45,7 +45,7 @@ public:
     void SetDataPtr(void* pData);
 
 private:
-    friend class CZelConfigParser; // to detach only a writer that exists
+    friend class CZelConfigParser; // to detach only a writer that exists, and to connect it
 
     // What Create and Parse share; bCreate picks the factory and the call.
     int Bind(const std::string& strPath, bool bCreate);

@@ -7,9 +7,13 @@
 #   install-deps.sh cross   that, plus the aarch64 cross compiler and qemu to run its tests
 #   install-deps.sh fuzz    that, plus libFuzzer for clang
 #   install-deps.sh valgrind  that, plus valgrind for the memcheck run
+# Every set also gets the de_DE.UTF-8 locale, which the locale test runs under.
+# apt's and locale-gen's output goes to a log, shown only when they fail.
 set -eu
 
-packages="cmake make g++ clang libclang-rt-dev binutils libboost-dev libgtest-dev libpugixml-dev locales"
+# llvm puts llvm-symbolizer on the PATH, so that the sanitizers' reports name
+# functions and lines instead of bare addresses.
+packages="cmake make g++ clang libclang-rt-dev llvm binutils libboost-dev libgtest-dev libpugixml-dev locales"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
 # pkg-config for the consumer's second build; dpkg-shlibdeps (dpkg-dev, file)
@@ -38,18 +42,42 @@ for package in $packages; do
         missing="$missing $package"
     fi
 done
-[ -z "$missing" ] && exit 0
+# A system-wide locale rather than one built under LOCPATH: glibc keeps a
+# LOCPATH search list for good, which the leak checkers rightly report.
+test_locale="de_DE.UTF-8"
+need_locale=0
+locale -a 2>/dev/null | grep -qix 'de_DE\.utf-\?8' || need_locale=1
+[ -z "$missing" ] && [ $need_locale = 0 ] && exit 0
 
-echo "Installing missing packages:$missing"
 if [ "$(id -u)" -eq 0 ]; then
     sudo=""
 elif command -v sudo >/dev/null 2>&1; then
     sudo="sudo"
 else
-    echo "error: not root and no sudo; install these packages:$missing" >&2
+    [ -n "$missing" ] && echo "error: not root and no sudo; install these packages:$missing" >&2
+    [ $need_locale = 1 ] && echo "error: not root and no sudo; generate the $test_locale locale" >&2
     exit 1
 fi
-export DEBIAN_FRONTEND=noninteractive
-$sudo apt-get update -q
-# shellcheck disable=SC2086
-$sudo apt-get install -y -q --no-install-recommends $missing
+log=$(mktemp "${TMPDIR:-/tmp}/install-deps.XXXXXX")
+trap 'rm -f "$log"' EXIT
+quietly() {
+    "$@" >>"$log" 2>&1 || { cat "$log" >&2; echo "error: failed: $*" >&2; exit 1; }
+}
+
+if [ -n "$missing" ]; then
+    echo "Installing missing packages:$missing"
+    export DEBIAN_FRONTEND=noninteractive
+    quietly $sudo apt-get update -q
+    # shellcheck disable=SC2086
+    quietly $sudo apt-get install -y -q --no-install-recommends $missing
+fi
+if [ $need_locale = 1 ]; then
+    echo "Generating the $test_locale locale"
+    # Through /etc/locale.gen, so that a later locale-gen keeps it.
+    if grep -q "^# *$test_locale UTF-8\$" /etc/locale.gen; then
+        quietly $sudo sed -i "s/^# *\($test_locale UTF-8\)\$/\1/" /etc/locale.gen
+    elif ! grep -q "^$test_locale UTF-8\$" /etc/locale.gen; then
+        echo "$test_locale UTF-8" | quietly $sudo tee -a /etc/locale.gen
+    fi
+    quietly $sudo locale-gen
+fi

@@ -45,22 +45,27 @@ sample_xml=$source_dir/examples/data/sample.xml
 rm -rf "$work"
 mkdir -p "$work"
 
-# Runs a consumer: stdout must be exactly the value line, and stderr must show
-# the default logger at work (a CZelConfigParser logs its detach at level 9).
-# SAMPLE (default: the CFG sample) names another file, e.g. the XML one,
-# whose writer back end names itself in that line.
+# Runs a consumer: stdout must be exactly the value line, and stderr empty
+# (the default logger is quiet on a normal run); asked through
+# ZELCONFIG_LOG_MASK, it shows the detach of a CZelConfigParser at level 9.
+# SAMPLE (default: the CFG sample) names another file, e.g. the XML one, whose
+# writer back end names itself in that line.
 run_consumer() {
     local what=$1
     shift
     local file=${SAMPLE:-$sample} out err
     local backend=cfg
     [[ $file == *.xml ]] && backend=xml
-    out=$("$@" "$file" "$key" 2>"$work/stderr") || fail "$what: exit status $?: $(cat "$work/stderr")"
+    out=$(ZELCONFIG_LOG_MASK= "$@" "$file" "$key" 2>"$work/stderr") || fail "$what: exit status $?"
     err=$(cat "$work/stderr")
     [ "$out" = "$expected" ] || fail "$what: printed '$out', expected '$expected'"
+    [ -z "$err" ] || fail "$what: the default logger is not quiet: '$err'"
+    ZELCONFIG_LOG_MASK=0x200 "$@" "$file" "$key" >/dev/null 2>"$work/stderr" \
+        || fail "$what: exit status $? with ZELCONFIG_LOG_MASK"
+    err=$(cat "$work/stderr")
     grep -q "^ZelConfig\\[9\\] .*Data Pointer not set in $backend writer" <<<"$err" \
-        || fail "$what: no line from the default logger on stderr: '$err'"
-    pass "$what prints $expected${SAMPLE:+ from $(basename "$file")}"
+        || fail "$what: ZELCONFIG_LOG_MASK=0x200 shows no level-9 line on stderr: '$err'"
+    pass "$what prints $expected${SAMPLE:+ from $(basename "$file")}, its logger quiet unless asked"
 }
 
 # The installed plug-in: its exports, and the library it needs beside pugixml.
@@ -171,6 +176,31 @@ if [ -n "$plugin" ]; then
         pass "installed zelcfg sets and gets Net.Port in an XML copy, changing only its bytes"
     fi
 fi
+
+# An application with a logger of its own: the installed ZelConfigLog.h
+# declares what it defines, and zelconfig alone links the library.
+cat >"$work/own_log.cpp" <<'EOF_LOG'
+#include <cstdio>
+
+#include <ZelConfigLog.h>
+
+TovLogParams g_TovLogParams = {1u << 9};
+
+void ZelLog(int, int level, const char* function, const char* format, ...)
+{
+    std::fprintf(stderr, "own logger: %d %s %s\n", level, function, format);
+}
+EOF_LOG
+# shellcheck disable=SC2046
+g++ "${cxxflags[@]}" "$consumer/print_value.cpp" "$work/own_log.cpp" -o "$work/print_value-own-log" \
+    $(pkg-config --cflags --libs zelconfig) || fail "building a consumer with its own logger"
+out=$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir zelconfig) \
+      "$work/print_value-own-log" "$sample" "$key" 2>"$work/stderr") \
+    || fail "consumer with its own logger: exit status $?"
+[ "$out" = "$expected" ] || fail "consumer with its own logger printed '$out'"
+grep -qx 'own logger: 9 SetDataPtr Data Pointer not set in cfg writer' "$work/stderr" \
+    || fail "the library did not call the consumer's own logger: '$(cat "$work/stderr")'"
+pass "a consumer's own logger, declared by ZelConfigLog.h, receives the library's calls"
 unset PKG_CONFIG_PATH
 
 # --- 3. Debian package ------------------------------------------------------

@@ -40,6 +40,7 @@ TEST_P(IntTable, BothFormsConvertAlike)
     EXPECT_EQ(file.Reader().GetInt("V.k"), row.value);
     int value = 12345;
     EXPECT_EQ(file.Reader().GetInt("V.k", value), row.status);
+    EXPECT_EQ(errno, row.status != 0 ? ERANGE : 0) << "left by the conversion, not by the logger";
     EXPECT_EQ(value, row.value) << "delivered with status 1 too";
     const std::string once = row.status != 0 ? ConversionLog("GetInt", row.raw, "int", ERANGE) : "";
     EXPECT_EQ(capture_log::Text(), once + once);
@@ -57,6 +58,14 @@ INSTANTIATE_TEST_SUITE_P(Texts, IntTable, testing::Values(
     IntCase{"OverflowClampsAndReports", "4294967296", -1, 1},
     IntCase{"NegativeOverflowReports", "-4294967296", -1, 1},
     IntCase{"HexOverflowReports", "0x100000000", -1, 1},
+    // A minus sign negates the magnitude read; only the magnitude can overflow.
+    IntCase{"NegativeLargestMagnitude", "-4294967295", 1, 0},
+    IntCase{"NegativeWrapsIntoPositive", "-2147483649", 2147483647, 0},
+    IntCase{"NegativeZero", "-0", 0, 0},
+    IntCase{"NegativeMagnitudeOf64Bits", "-18446744073709551615", -1, 1},
+    IntCase{"NegativeMagnitudeBeyond32Bits", "-18446744069414584321", -1, 1},
+    IntCase{"NegativeMagnitudeBeyond64Bits", "-18446744073709551616", -1, 1},
+    IntCase{"MagnitudeOf64Bits", "18446744073709551615", -1, 1},
     IntCase{"ExponentStopsInteger", "1e3", 1, 0},
     IntCase{"NoNumberIsZero", "abc", 0, 0},
     IntCase{"CarriageReturnNotStripped", "7\r", 7, 0}),

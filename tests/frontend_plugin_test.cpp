@@ -164,6 +164,14 @@ TEST(MissingPlugin, EveryAttemptFailsAndTriesAgain)
         EXPECT_EQ(g_pluginOpens, 3 * round) << "a failed load is retried";
     }
 
+    // The loader's error is taken whether or not it is logged.
+    for (const unsigned mask : {0u, 1u << 31}) {
+        capture_log::Reset(mask);
+        CZelConfigReader reader;
+        EXPECT_EQ(reader.Parse("/data/a.xml"), EINVAL);
+        EXPECT_EQ(dlerror(), nullptr) << "mask " << mask;
+    }
+
     capture_log::Reset((1u << 9) | (1u << 31));
     CZelConfigParser parser("/data/a.xml");
     const std::string log = capture_log::Text();

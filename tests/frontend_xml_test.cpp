@@ -171,6 +171,31 @@ TEST(XmlParser, SharesOneDocumentAndFreesItOnce)
                                    "9 SetDataPtr: Data Pointer not set in xml writer\n");
 }
 
+TEST(XmlParser, WriterOutlivesOrRefusesTheReadersData)
+{
+    TempDir dir;
+    const std::string path = dir.Write("a.xml", "<r><a>1</a></r>");
+    {
+        CZelConfigParser parser(path);
+        // The reader side lets its document go; the writer side still has it.
+        EXPECT_EQ(parser.CZelConfigReader::Parse(dir.Write("b.xml", "<r><a>2</a></r>")), 0);
+        EXPECT_EQ(parser.Set("a", 3), 0);
+        EXPECT_EQ(parser.Save(), 0);
+        EXPECT_EQ(parser.GetInt("a"), 2);
+    }
+    EXPECT_EQ(ReadFile(path), "<r><a>3</a></r>");
+    // Read through the CFG engine, written through the plug-in: the engine's
+    // data is no XML document, and the writer side gets none.
+    const std::string mixed = dir.Write("c.xml.inf", "a=1\n");
+    capture_log::Reset(1u << 9);
+    CZelConfigParser parser(mixed);
+    EXPECT_EQ(parser.GetString("a"), "1");
+    EXPECT_EQ(parser.Set("a", 2), 7);
+    EXPECT_EQ(parser.Save(), EINVAL);
+    EXPECT_EQ(capture_log::Text(), "9 SetDataPtr: Data Pointer is not an XML document\n");
+    EXPECT_EQ(ReadFile(mixed), "a=1\n");
+}
+
 TEST(XmlWriter, SaveFailuresLeaveTheFile)
 {
     TempDir dir;

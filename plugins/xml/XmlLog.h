@@ -1,18 +1,16 @@
 #ifndef ZELCONFIG_PLUGINS_XML_XMLLOG_H
 #define ZELCONFIG_PLUGINS_XML_XMLLOG_H
 
-// The platform's logging interface, declared here as any plug-in declares
-// it: the application (or its platform library) defines both symbols, and the
-// plug-in logs into the same place as the library that loads it.
-extern "C" {
-struct TovLogParams { unsigned int uiEnableMask; };
-extern TovLogParams g_TovLogParams;
-void ZelLog(int line, int level, const char* function, const char* format, ...)
+// The plug-in logs as the library does: through the platform's ZelLog, gated
+// by g_TovLogParams, both declared by the library's public ZelConfigLog.h and
+// defined by the application (or its platform library).
+#include "ZelConfigLog.h"
+
 #if defined(__GNUC__) || defined(__clang__)
-    __attribute__((format(printf, 4, 5)))
+// Redeclared only so that the compiler checks the format strings.
+extern "C" void ZelLog(int line, int level, const char* function, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
 #endif
-    ;
-}
 
 namespace zelconfig::xml {
 

@@ -2,9 +2,11 @@
 // holding ".xml". Its reader and writer answer with the same statuses as the
 // library's CFG adaptors, so an application sees one set of codes.
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <unistd.h>
+#include <unordered_map>
 
 #include "IConfigReader.h"
 #include "IConfigWriter.h"
@@ -17,13 +19,45 @@ using namespace zelconfig::xml;
 
 namespace {
 
+using Document = std::shared_ptr<XmlDocument>;
+
+// The documents this plug-in's readers have handed out through GetDataPtr. A
+// writer takes only those, and shares them: a pointer from another back end
+// (a CZelConfigParser on "a.xml.inf" reads through the CFG engine but writes
+// through this plug-in) is refused, and a document lives until both its
+// reader and every writer given it let go, in whichever order.
+std::mutex g_lentMutex;
+std::unordered_map<const void*, std::weak_ptr<XmlDocument>> g_lent;
+
+void* Lend(const Document& document)
+{
+    std::lock_guard<std::mutex> lock(g_lentMutex);
+    g_lent[document.get()] = document;
+    return document.get();
+}
+
+void Unlend(const Document& document)
+{
+    if (document) {
+        std::lock_guard<std::mutex> lock(g_lentMutex);
+        g_lent.erase(document.get());
+    }
+}
+
+Document Borrow(void* pData)
+{
+    std::lock_guard<std::mutex> lock(g_lentMutex);
+    const auto lent = g_lent.find(pData);
+    return lent != g_lent.end() ? lent->second.lock() : Document();
+}
+
 // A new document loaded from strPath, or null with the failure logged and
 // its status in iStatus.
-std::unique_ptr<XmlDocument> Load(const std::string& strPath, int& iStatus)
+Document Load(const std::string& strPath, int& iStatus)
 {
     XML_LOG(kLogTrace, "ParseFile", "+");
     XML_LOG(kLogParams, "ParseFile", "File Path %s", strPath.c_str());
-    std::unique_ptr<XmlDocument> doc(new (std::nothrow) XmlDocument);
+    Document doc(new (std::nothrow) XmlDocument);
     XmlError error;
     iStatus = doc ? doc->LoadFile(strPath, error) : 22;
     switch (iStatus) {
@@ -50,10 +84,12 @@ class CXMLReader : public IConfigReader
 {
 public:
     explicit CXMLReader(const char* pszPath) : m_strFilePath(pszPath != nullptr ? pszPath : "") {}
+    ~CXMLReader() override { Unlend(m_pDocument); }
 
     int ParseFile(const std::string& strPath) override
     {
         m_strFilePath = strPath;
+        Unlend(m_pDocument);
         int iStatus;
         m_pDocument = Load(strPath, iStatus);
         return iStatus;
@@ -86,11 +122,11 @@ public:
     }
 
     // The document, for this plug-in's writer only.
-    void* GetDataPtr() override { return m_pDocument.get(); }
+    void* GetDataPtr() override { return m_pDocument ? Lend(m_pDocument) : nullptr; }
 
 private:
     std::string m_strFilePath;
-    std::unique_ptr<XmlDocument> m_pDocument;
+    Document m_pDocument;
 };
 
 class CXMLWriter : public IConfigWriter
@@ -102,14 +138,13 @@ public:
     {
         m_strFilePath = strPath;
         int iStatus;
-        m_pOwn = Load(strPath, iStatus);
-        m_pDocument = m_pOwn.get();
+        m_pDocument = Load(strPath, iStatus);
         return iStatus;
     }
 
     int SetValue(const std::string& strKey, std::string strValue) override
     {
-        if (m_pDocument == nullptr || strKey.empty()) {
+        if (!m_pDocument || strKey.empty()) {
             return 7;
         }
         return m_pDocument->Set(strKey, strValue);
@@ -117,7 +152,7 @@ public:
 
     int SaveData() override
     {
-        if (m_pDocument == nullptr) {
+        if (!m_pDocument) {
             return 22;
         }
         // As the CFG writer: only an existing, writable file is saved to.
@@ -142,20 +177,23 @@ public:
         return 0;
     }
 
-    // A document of this plug-in's reader, which keeps owning it; a document
-    // the writer loaded itself stays its own until the writer goes.
+    // A document of this plug-in's reader, shared with it; NULL detaches.
     void SetDataPtr(void* pData) override
     {
+        m_pDocument.reset();
         if (pData == nullptr) {
             XML_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
+            return;
         }
-        m_pDocument = static_cast<XmlDocument*>(pData);
+        m_pDocument = Borrow(pData);
+        if (!m_pDocument) {
+            XML_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
+        }
     }
 
 private:
     std::string m_strFilePath;
-    std::unique_ptr<XmlDocument> m_pOwn;
-    XmlDocument* m_pDocument = nullptr;
+    Document m_pDocument;
 };
 
 } // namespace

@@ -15,9 +15,9 @@
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/range/iterator_range.hpp>
 
-#include "CFGBlockBuilder.h"
 #include "CFGLine.h"
 #include "CFGLineReader.h"
+#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -67,21 +67,26 @@ CBlock* AddBlock(BlockMap& blocks, std::string_view name, std::string& pending, 
             return &discard;
         }
     }
-    // Insert the slot first, so that a failing allocation leaves no block unowned.
-    auto slot = blocks.emplace_hint(hint, std::move(key), nullptr);
-    slot->second = new CBlock;
-    TakeComment(slot->second->m_strComment, pending);
-    return slot->second;
+    // The block is complete before the map sees it, so that an allocation
+    // failing on the way leaves neither a NULL block nor a half-read one.
+    std::unique_ptr<CBlock> pBlock(new CBlock);
+    TakeComment(pBlock->m_strComment, pending);
+    blocks.emplace_hint(hint, std::move(key), pBlock.get());
+    return pBlock.release();
 }
 
-// Fills a new entry, handing it the pending comment. Each string is
-// constructed at its exact size: assign() into an empty string would round a
-// short one up to twice the inline capacity.
-void FillNode(CNode& node, std::string& pending, std::string_view key, std::string_view value)
+// Appends an entry to its block, handing it the pending comment. The entry is
+// complete before the block takes it, so an allocation that fails leaves the
+// block with exactly the entries before it. Each string is constructed at its
+// exact size: assign() into an empty string would round a short one up to
+// twice the inline capacity.
+void AppendNode(CBlock& block, std::string& pending, std::string_view key, std::string_view value)
 {
+    CNode node;
     TakeComment(node.m_strComment, pending);
     node.m_strKey = std::string(key);
     node.m_strValue = std::string(value);
+    block.m_vecNodes.push_back(std::move(node));
 }
 
 // White space as a locale's ctype facet classes it: boost's is_space(locale),
@@ -127,20 +132,24 @@ KeyParts SplitKey(const std::string& key, const char* anonymousBlock)
 // keys of the map, so its own search finds the one block a walk would.
 CBlock* FindBlock(BlockMap& blocks, std::string_view name)
 {
-    // The map's comparator takes only std::string. The name is copied into a
-    // string of this thread that keeps its room, so that a lookup allocates
-    // only when a name longer than any before it comes along.
+    // The map's comparator takes only std::string. A name of usual length is
+    // copied into a string of this thread that keeps its room, so that a
+    // lookup does not allocate; a longer one into a string of its own, so
+    // that one long lookup does not keep its room for the thread's life.
+    constexpr size_t kKeptRoom = 256;
     thread_local std::string t_name;
-    t_name.assign(name.data(), name.size());
-    const auto found = blocks.find(t_name);
+    std::string longName;
+    std::string& key = name.size() <= kKeptRoom ? t_name : longName;
+    key.assign(name.data(), name.size());
+    const auto found = blocks.find(key);
     if (found == blocks.end() || found->second == nullptr || found->second->m_vecNodes.empty()) {
         return nullptr;
     }
     return found->second;
 }
 
-// Writes one line from up to four pieces in a single system call, retrying
-// short writes. Write errors are deliberately not reported by a save.
+// Writes one line from up to four pieces in a single system call. Write
+// errors are deliberately not reported by a save.
 void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view c = {},
                std::string_view d = {})
 {
@@ -170,27 +179,7 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
             }
         }
     }
-    iovec* next = parts;
-    while (count > 0) {
-        const ssize_t written =
-            count == 1 ? ::write(fd, next->iov_base, next->iov_len) : ::writev(fd, next, count);
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return;
-        }
-        size_t left = static_cast<size_t>(written);
-        while (count > 0 && left >= next->iov_len) {
-            left -= next->iov_len;
-            ++next;
-            --count;
-        }
-        if (count > 0) {
-            next->iov_base = static_cast<char*>(next->iov_base) + left;
-            next->iov_len -= left;
-        }
-    }
+    WriteAll(fd, parts, count);
 }
 
 // The saved form of a model, one line at a time: each call of `emit` gets the
@@ -217,42 +206,73 @@ void ForEachSavedLine(const BlockMap& blocks, Emit emit)
     }
 }
 
-// How many entries the current block has still to come: the entry lines
-// after the reader's position, up to the next header in block mode or to the
-// end in anonymous mode, read ahead with the one classifier. 0 when the file
-// cannot be read ahead; the count only sizes a vector, so a file that changes
-// meanwhile costs a reallocation and nothing else.
+// One line of the count ahead: counts it when it is an entry, and says
+// whether it ends the current block (the next header in block mode; in both
+// modes a header without ']', where the parse stops).
+bool CountLine(std::string_view line, bool bAnonymous, size_t& count)
+{
+    switch (CFGClassifyLine(line).kind) {
+    case CFGLineKind::Entry:
+        ++count;
+        return false;
+    case CFGLineKind::Header:
+        return !bAnonymous;
+    case CFGLineKind::UnterminatedHeader:
+        return true;
+    case CFGLineKind::Comment:
+    case CFGLineKind::Ignored:
+        break;
+    }
+    return false;
+}
+
+// The count ahead over the bytes a reader holds. `lastIsWhole` says whether
+// bytes after the last line feed are a line or only its beginning. True when
+// the count is complete: the block ends within `text`, or the file does.
+bool CountEntries(std::string_view text, bool lastIsWhole, bool bAnonymous, size_t& count)
+{
+    for (;;) {
+        const size_t feed = text.find('\n');
+        if (feed == std::string_view::npos) {
+            if (lastIsWhole) {
+                CountLine(text, bAnonymous, count);
+            }
+            return lastIsWhole;
+        }
+        if (CountLine(text.substr(0, feed), bAnonymous, count)) {
+            return true;
+        }
+        text.remove_prefix(feed + 1);
+    }
+}
+
+// How many entries the current block has still to come, so that its vector
+// is allocated once at its exact size: a grown vector keeps up to half of
+// itself unused and moves its entries to fresh pages at every growth. Counted
+// in the bytes the reader holds, or, for a block that goes on beyond them, by
+// reading the rest of the file ahead with the one classifier; only as far
+// as it is buffered when the file cannot be read twice (a pipe). The count
+// only sizes a vector, so a file that changes meanwhile costs a reallocation
+// and nothing else.
 size_t CountEntriesAhead(const CFGLineReader& reader, bool bAnonymous)
 {
+    size_t count = 0;
+    if (CountEntries(reader.Unread(), reader.HoldsRest(), bAnonymous, count)) {
+        return count;
+    }
     CFGLineReader ahead;
     if (!ahead.OpenAhead(reader)) {
-        return 0;
+        return count;
     }
-    size_t count = 0;
-    std::string_view text;
-    while (ahead.Next(text)) {
-        switch (CFGClassifyLine(text).kind) {
-        case CFGLineKind::Entry:
-            ++count;
-            break;
-        case CFGLineKind::Header:
-            if (!bAnonymous) {
-                return count;
-            }
-            break;
-        case CFGLineKind::UnterminatedHeader:
-            return count;
-        case CFGLineKind::Comment:
-        case CFGLineKind::Ignored:
-            break;
-        }
+    count = 0;
+    std::string_view line;
+    while (ahead.Next(line) && !CountLine(line, bAnonymous, count)) {
     }
     return count;
 }
 
 // The lines of a file into the model: 0, or the status that ended the parse.
-int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool bAnonymous, IsSpace isSpace,
-               CFGBlockBuilder& builder)
+int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool bAnonymous, IsSpace isSpace)
 {
     std::string pending; // comment lines waiting for the next header or entry
     CBlock* pCurrent = nullptr;
@@ -269,12 +289,8 @@ int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool
             return -1;
         case CFGLineKind::Header:
             pCurrent = AddBlock(blocks, line.name, pending, discard);
-            if (!bAnonymous) {
-                if (pCurrent == &discard) {
-                    builder.Finish();
-                } else {
-                    builder.Begin(*pCurrent);
-                }
+            if (!bAnonymous && pCurrent != &discard) {
+                pCurrent->m_vecNodes.reserve(CountEntriesAhead(reader, false));
             }
             break;
         case CFGLineKind::Entry:
@@ -283,20 +299,14 @@ int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool
                     ZEL_LOG(kLogError, "CFGParseFile", "anonymous_pBlock is NULL");
                     return EINVAL;
                 }
-                FillNode(builder.Append(), pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
-                if (builder.WantsCount()) {
-                    builder.Expect(CountEntriesAhead(reader, true));
-                }
+                AppendNode(*pAnonymous, pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
             } else if (pCurrent == nullptr) {
                 ZEL_LOG(kLogError, "CFGParseFile", "l_pBlock is NULL");
                 return EINVAL;
             } else if (pCurrent == &discard) {
                 pending.clear();
             } else {
-                FillNode(builder.Append(), pending, line.key, line.value);
-                if (builder.WantsCount()) {
-                    builder.Expect(CountEntriesAhead(reader, false));
-                }
+                AppendNode(*pCurrent, pending, line.key, line.value);
             }
             break;
         case CFGLineKind::Ignored:
@@ -371,31 +381,15 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     const bool bAnonymous = m_uiAnonymousMode != 0;
     CBlock* pAnonymous = nullptr;
     if (bAnonymous) {
-        auto slot = pBlocks->emplace(kAnonymousBlock, nullptr).first;
-        slot->second = new CBlock;
-        pAnonymous = slot->second;
+        std::unique_ptr<CBlock> pBlock(new CBlock);
+        pBlock->m_vecNodes.reserve(CountEntriesAhead(reader, true));
+        pBlocks->emplace(kAnonymousBlock, pBlock.get());
+        pAnonymous = pBlock.release();
     }
     // Anonymous-mode trimming classes white space by the global locale of the moment.
     const std::locale locale;
     const IsSpace isSpace{&std::use_facet<std::ctype<char>>(locale)};
-
-    CFGBlockBuilder builder;
-    if (pAnonymous != nullptr) {
-        builder.Begin(*pAnonymous);
-    }
-    int status;
-    try {
-        status = ParseLines(reader, *pBlocks, pAnonymous, bAnonymous, isSpace, builder);
-        builder.Finish();
-    } catch (const std::bad_alloc&) {
-        // The entries read so far stay in the model, as they would without the builder.
-        try {
-            builder.Finish();
-        } catch (const std::bad_alloc&) {
-        }
-        throw;
-    }
-    return status;
+    return ParseLines(reader, *pBlocks, pAnonymous, bAnonymous, isSpace);
 }
 
 int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
@@ -457,12 +451,11 @@ int CCFGParser::CFGSaveData(const std::string& strPath)
         ZEL_LOG(kLogError, "CFGSaveData", "m_pmCFGData is NULL");
         return EINVAL;
     }
-    int fd = -1;
-    if (strPath.find('\0') == std::string::npos) {
-        do {
-            fd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-        } while (fd < 0 && errno == EINTR);
-    }
+    // The path is a C string: a NUL byte in it ends the name.
+    int fd;
+    do {
+        fd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    } while (fd < 0 && errno == EINTR);
     if (fd < 0) {
         ZEL_LOG(kLogError, "CFGSaveData", "Cannot Open File");
         return -2;

@@ -28,10 +28,7 @@ CFGLineReader::~CFGLineReader()
 
 bool CFGLineReader::Open(const std::string& strPath)
 {
-    // A path with an embedded NUL names no file; do not let open() see a shorter one.
-    if (strPath.find('\0') != std::string::npos) {
-        return false;
-    }
+    // The path is a C string: a NUL byte in it ends the name.
     do {
         m_fd = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
     } while (m_fd < 0 && errno == EINTR);
@@ -41,6 +38,9 @@ bool CFGLineReader::Open(const std::string& strPath)
     size_t chunk = kMaxChunk;
     struct stat status;
     m_bRegular = ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0;
+    if (m_bRegular) {
+        m_fileSize = static_cast<size_t>(status.st_size);
+    }
     if (m_bRegular && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
         // One byte more than the file, so that the second read sees the end.
         chunk = static_cast<size_t>(status.st_size) + 1;

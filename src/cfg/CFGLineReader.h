@@ -37,6 +37,16 @@ public:
     // True when reading stopped on an I/O error rather than at the end.
     bool Failed() const { return m_bFailed; }
 
+    // The bytes read from the file but not yet handed out as lines, valid
+    // until the next call of Next.
+    std::string_view Unread() const
+    {
+        return std::string_view(m_buffer.get() + m_begin, m_end - m_begin);
+    }
+    // True when Unread holds everything up to the end of the file, so that
+    // its last line is whole even without a line feed.
+    bool HoldsRest() const { return m_bEof || (m_position < 0 && m_bRegular && m_total >= m_fileSize); }
+
 private:
     bool Fill();
 
@@ -45,6 +55,7 @@ private:
     bool m_bRegular = false;  // a regular file, which can be read ahead
     off_t m_position = -1;    // where the next positional read starts; -1: plain reads
     size_t m_total = 0;       // bytes read from the file so far
+    size_t m_fileSize = 0;    // a regular file's size when it was opened
     std::unique_ptr<char[]> m_buffer;
     size_t m_capacity = 0;
     size_t m_begin = 0;    // first byte not yet handed out

@@ -52,8 +52,10 @@ void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory, const
     if (pLibrary == nullptr) {
         pLibrary = OpenLibraryNow("libZel_XMLConfigParser.so");
         if (pLibrary == nullptr) {
-            ZEL_LOG(kLogOperator, pszFunction, "Unable to open libZel_XMLConfigParser.so. %s",
-                    ErrorText(TakeLoaderError()));
+            // Taken whether or not it is logged, so that the caller's next
+            // dlerror() does not depend on the log mask.
+            const char* pszError = ErrorText(TakeLoaderError());
+            ZEL_LOG(kLogOperator, pszFunction, "Unable to open libZel_XMLConfigParser.so. %s", pszError);
             return nullptr;
         }
         handle.store(pLibrary, std::memory_order_relaxed);

@@ -1,5 +1,6 @@
 #include "CZelConfigParser.h"
 
+#include "frontend/ConnectedBackends.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -12,6 +13,7 @@ CZelConfigParser::CZelConfigParser(const std::string& strPath)
     ZEL_LOG(kLogTrace, "CZelConfigParser", "File Path %s", strPath.c_str());
     // Connected even after a failed parse: the writer then gets what there is.
     CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
+    Connect(m_pReader, m_pWriter);
 }
 
 CZelConfigParser::~CZelConfigParser()
@@ -36,6 +38,7 @@ int CZelConfigParser::Parse(const std::string& strPath)
         iResult = CZelConfigWriter::Create(strPath);
         if (iResult == 0) {
             CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
+            Connect(m_pReader, m_pWriter);
         }
     }
     ZEL_LOG(kLogTrace, "Parse", "-");

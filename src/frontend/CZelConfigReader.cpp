@@ -10,6 +10,7 @@
 #include "CCFGReader.h"
 #include "IConfigReader.h"
 #include "frontend/Backend.h"
+#include "frontend/ConnectedBackends.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -39,9 +40,9 @@ static IConfigReader* CreateReader(const std::string& strPath, std::atomic<void*
 {
     switch (ChooseBackend(strPath.c_str(), BackendUse::kRead)) {
     case Backend::kCfgBlock:
-        return new (std::nothrow) CCFGReader();
+        return new (std::nothrow) ConnectedCFGReader();
     case Backend::kCfgAnonymous:
-        return new (std::nothrow) CCFGReader(1u);
+        return new (std::nothrow) ConnectedCFGReader(1u);
     case Backend::kXml:
         if (void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kReader, "Parse")) {
             return reinterpret_cast<PFNGetCXMLReaderObject>(pFactory)(strPath.c_str());
@@ -103,24 +104,26 @@ std::string CZelConfigReader::FormatValue(const std::string& strRaw)
 // -1 for a boolean text that is neither "true" nor "false" (value untouched).
 
 // strtoul with the range of a 32-bit unsigned long, as on the ARM targets, so
-// that a host with 64-bit longs reports the same overflows (ERANGE, all ones).
+// that a host with 64-bit longs gives the same values and overflows. strtoul
+// reads a sign and a magnitude and negates the magnitude for "-"; it reports
+// ERANGE (all ones) exactly when the magnitude does not fit, whatever the sign.
 static unsigned int StrToU32(const char* pszText, int iBase)
 {
     const unsigned long ulValue = std::strtoul(pszText, nullptr, iBase);
 #if ULONG_MAX > UINT_MAX
-    if (errno == 0 && ulValue > UINT_MAX) {
-        // Beyond 32 bits: the magnitude overflowed, unless the text negated one
-        // that fits ("-1" is ULONG_MAX here and UINT_MAX there).
+    if (errno == 0) {
         const char* p = pszText;
         while (std::isspace(static_cast<unsigned char>(*p))) {
             ++p;
         }
-        const unsigned long ulMagnitude = 0ul - ulValue;
-        if (*p == '-' && ulMagnitude <= UINT_MAX) {
-            return 0u - static_cast<unsigned int>(ulMagnitude);
+        const bool bNegative = *p == '-';
+        const unsigned long ulMagnitude = bNegative ? 0ul - ulValue : ulValue;
+        if (ulMagnitude > UINT_MAX) {
+            errno = ERANGE;
+            return UINT_MAX;
         }
-        errno = ERANGE;
-        return UINT_MAX;
+        const unsigned int uiMagnitude = static_cast<unsigned int>(ulMagnitude);
+        return bNegative ? 0u - uiMagnitude : uiMagnitude;
     }
 #endif
     return static_cast<unsigned int>(ulValue); // ULONG_MAX after ERANGE becomes UINT_MAX

@@ -6,6 +6,7 @@
 #include "CCFGWriter.h"
 #include "IConfigWriter.h"
 #include "frontend/Backend.h"
+#include "frontend/ConnectedBackends.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -55,7 +56,7 @@ static IConfigWriter* CreateWriter(const std::string& strPath, bool bCreate,
     const char* pszFunction = bCreate ? "Create" : "Parse";
     switch (ChooseBackend(strPath.c_str(), BackendUse::kWrite)) {
     case Backend::kCfgBlock:
-        return new (std::nothrow) CCFGWriter();
+        return new (std::nothrow) ConnectedCFGWriter();
     case Backend::kXml:
         if (bCreate) {
             void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriterNoParam, pszFunction);

@@ -1,14 +1,13 @@
 #ifndef ZELCONFIG_PLATFORM_ZELLOG_H
 #define ZELCONFIG_PLATFORM_ZELLOG_H
 
+#include <cerrno>
+
 // The platform's logging library. The library calls ZelLog and reads
 // g_TovLogParams but defines neither: the application links an implementation
-// (on a host, the ZelLogDefault library; in the tests, a capturing one).
-extern "C" {
-struct TovLogParams { unsigned int uiEnableMask; };
-extern TovLogParams g_TovLogParams;
-void ZelLog(int line, int level, const char* function, const char* format, ...);
-}
+// (on a host, the ZelLogDefault library; in the tests, a capturing one). The
+// declarations are public, for applications that bring their own.
+#include "ZelConfigLog.h"
 
 #if defined(__GNUC__) || defined(__clang__)
 // Same function, redeclared only so that the compiler checks our format strings.
@@ -31,12 +30,15 @@ enum LogLevel : int
 } // namespace zelconfig
 
 // Every diagnostic goes through here: the call, and the formatting it implies,
-// happen only when the level's bit is set.
+// happen only when the level's bit is set, and leave errno as they found it,
+// so that nothing else depends on whether a call was made.
 #define ZEL_LOG(level, function, ...)                                            \
     do {                                                                         \
         if ((g_TovLogParams.uiEnableMask & (1u << static_cast<unsigned>(level))) \
             != 0u) {                                                             \
+            const int zelLogErrno = errno;                                       \
             ZelLog(__LINE__, (level), (function), __VA_ARGS__);                  \
+            errno = zelLogErrno;                                                 \
         }                                                                        \
     } while (0)
 

@@ -1,5 +1,6 @@
 #include "CaptureLog.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -24,6 +25,8 @@ void ZelLog(int /*line*/, int level, const char* function, const char* format, .
     va_end(args);
     std::lock_guard<std::mutex> lock(g_mutex);
     g_text += std::to_string(level) + " " + function + ": " + message + "\n";
+    // A platform's logger may well change errno; the library must not let it show.
+    errno = EILSEQ;
 }
 
 } // extern "C"

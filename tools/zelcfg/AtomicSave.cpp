@@ -10,6 +10,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "platform/FileIO.h"
+
 namespace zelcfg {
 
 namespace {
@@ -68,20 +70,8 @@ private:
     }
     bool WriteAll(const char* data, size_t size)
     {
-        while (size > 0 && m_error == 0) {
-            const ssize_t written = ::write(m_fd, data, size);
-            if (written < 0) {
-                if (errno != EINTR) {
-                    m_error = errno;
-                }
-                continue;
-            }
-            if (written == 0) { // no progress and no error: give up rather than spin
-                m_error = EIO;
-                continue;
-            }
-            data += written;
-            size -= static_cast<size_t>(written);
+        if (m_error == 0) {
+            m_error = zelconfig::WriteAll(m_fd, data, size);
         }
         return m_error == 0;
     }

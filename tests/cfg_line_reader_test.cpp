@@ -1,14 +1,12 @@
-// Block vectors of the exact size: the block builder, the reader's read-ahead
-// that tells it how many entries a huge block still has to come, and the
-// parser's model built with both.
+// Block vectors of the exact size: the reader's read-ahead that tells the
+// parser how many entries a block still has to come, and the model built
+// with it.
 #include <sys/stat.h>
 
 #include "CCFGParser.h"
 #include "TestFiles.h"
-#include "cfg/CFGBlockBuilder.h"
 #include "cfg/CFGLineReader.h"
 
-using zelconfig::CFGBlockBuilder;
 using zelconfig::CFGLineReader;
 
 namespace {
@@ -18,61 +16,6 @@ std::string Entry(size_t block, size_t entry)
 {
     return "entry " + std::to_string(block) + "." + std::to_string(entry) + " of a block";
 }
-
-constexpr long kIgnore = 1L << 40; // the row leaves WantsCount unanswered
-
-// `entries` of each block in turn; when the builder wants a count it is told
-// the true number of entries still to come plus `countError`.
-struct BlockPlan { size_t entries; long countError; };
-struct BuilderCase { const char* name; std::vector<BlockPlan> blocks; size_t blocksAsked; };
-
-using BuilderTable = testing::TestWithParam<BuilderCase>;
-
-TEST_P(BuilderTable, EveryBlockGetsItsEntriesInExactVectors)
-{
-    const BuilderCase& row = GetParam();
-    std::vector<CBlock> blocks(row.blocks.size());
-    CFGBlockBuilder builder;
-    size_t blocksAsked = 0;
-    for (size_t b = 0; b < blocks.size(); ++b) {
-        builder.Begin(blocks[b]);
-        bool asked = false;
-        const BlockPlan& plan = row.blocks[b];
-        for (size_t e = 0; e < plan.entries; ++e) {
-            builder.Append().m_strValue = Entry(b, e);
-            if (builder.WantsCount() && !asked) {
-                asked = true;
-                if (plan.countError != kIgnore) {
-                    const long toCome = static_cast<long>(plan.entries - e - 1);
-                    builder.Expect(static_cast<size_t>(toCome + plan.countError));
-                }
-            }
-        }
-        blocksAsked += asked ? 1 : 0;
-    }
-    builder.Finish();
-    EXPECT_EQ(blocksAsked, row.blocksAsked);
-    for (size_t b = 0; b < blocks.size(); ++b) {
-        const std::vector<CNode>& nodes = blocks[b].m_vecNodes;
-        ASSERT_EQ(nodes.size(), row.blocks[b].entries) << "block " << b;
-        EXPECT_EQ(nodes.capacity(), nodes.size()) << "block " << b;
-        for (size_t e = 0; e < nodes.size(); ++e) {
-            ASSERT_EQ(nodes[e].m_strValue, Entry(b, e)) << "block " << b;
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Blocks, BuilderTable, testing::Values(
-    BuilderCase{"NoBlockEntries", {{0, 0}, {0, 0}}, 0},
-    BuilderCase{"AlikeBlocks", {{50, 0}, {50, 0}, {50, 0}}, 0},
-    BuilderCase{"SizesUpAndDown", {{50, 0}, {10, 0}, {0, 0}, {70, 0}, {1, 0}}, 0},
-    BuilderCase{"HugeBlockCountedExactly", {{5000, 0}, {3, 0}}, 1},
-    BuilderCase{"CountTooLow", {{5000, -2000}}, 1},
-    BuilderCase{"CountTooHigh", {{3000, 500}, {2, 0}}, 1},
-    BuilderCase{"CountLeftUnanswered", {{3000, kIgnore}}, 1},
-    // Guesses come from the previous block: only outgrowing one asks.
-    BuilderCase{"OnlyOutgrownGuessesAsk", {{2000, 0}, {2000, 0}, {10, 0}, {1200, 0}}, 2}),
-    RowName());
 
 // The lines a file holds, as the reader hands them out.
 std::vector<std::string> Lines(const std::string& bytes)
@@ -156,8 +99,9 @@ TEST(ReadAhead, RefusedWhereBytesCannotBeReadTwice)
     EXPECT_FALSE(CFGLineReader().OpenAhead(done)) << "nothing left";
 }
 
-// Whole parses in both modes over blocks of every size the builder treats
-// apart: each block's vector is exactly as large as its entries.
+// Whole parses in both modes over blocks of every size, within the reader's
+// buffer and across its refills: each block's vector is exactly as large as
+// its entries.
 struct ModelCase
 {
     const char* name;
@@ -206,6 +150,9 @@ INSTANTIATE_TEST_SUITE_P(Files, ModelTable, testing::Values(
     ModelCase{"AlikeBlocks", 0, {40, 40, 40}, "", 0},
     ModelCase{"EverySize", 0, {1, 1500, 3, 0, 2600, 50, 49, 51}, "", 0},
     ModelCase{"EverySizeAnonymous", 1, {1, 1500, 3, 0, 2600, 50}, "", 0},
+    // Past the first read of 256 KB: blocks that end beyond what is buffered.
+    ModelCase{"BlocksAcrossRefills", 0, {3, 9000, 7, 9000, 2}, "", 0},
+    ModelCase{"BlocksAcrossRefillsAnonymous", 1, {3, 9000, 7, 9000, 2}, "", 0},
     // The count ahead stops where the parse does, at the header without ']'.
     ModelCase{"HugeBlockEndsAtBrokenHeader", 0, {10, 2500}, "[Broken\nk=lost\n", -1},
     ModelCase{"HugeAnonymousEndsAtBrokenHeader", 1, {2500}, "[Broken\nk=lost\n", -1},

@@ -1,0 +1,73 @@
+#include "frontend/ConnectedBackends.h"
+
+#include "CCFGParser.h"
+#include "adaptors/ParseIntoNewParser.h"
+
+namespace zelconfig {
+
+ConnectedCFGReader::~ConnectedCFGReader()
+{
+    if (m_pBorrower != nullptr) {
+        m_pBorrower->SetDataPtr(nullptr); // logs the detach, as every detach does
+    }
+}
+
+ConnectedCFGWriter::~ConnectedCFGWriter()
+{
+    if (m_pLender != nullptr) {
+        // The data is the reader's to free, not this writer's.
+        SetDataPtr(nullptr);
+    }
+}
+
+void ConnectedCFGWriter::Unlink()
+{
+    if (m_pLender != nullptr) {
+        m_pLender->m_pBorrower = nullptr;
+        m_pLender = nullptr;
+    }
+}
+
+int ConnectedCFGWriter::ParseFile(const std::string& strPath)
+{
+    // A front end calls this once, on a writer it has just made: the path
+    // is empty before, so SetPath leaves an empty path empty as the
+    // inherited ParseFile would; the parser is taken as ours.
+    Unlink();
+    SetPath(strPath);
+    CCFGParser* pParser = nullptr;
+    const int iResult = ParseIntoNewParser(strPath, 0u, pParser);
+    if (pParser != nullptr) {
+        CCFGWriter::SetDataPtr(pParser);
+        m_pOwn = pParser;
+    }
+    return iResult;
+}
+
+void ConnectedCFGWriter::SetDataPtr(void* pData)
+{
+    CCFGParser* pAbandoned = m_pOwn;
+    m_pOwn = nullptr;
+    Unlink();
+    CCFGWriter::SetDataPtr(pData);
+    if (pAbandoned != static_cast<CCFGParser*>(pData)) {
+        delete pAbandoned;
+    }
+}
+
+void Connect(IConfigReader* reader, IConfigWriter* writer)
+{
+    auto* pReader = dynamic_cast<ConnectedCFGReader*>(reader);
+    auto* pWriter = dynamic_cast<ConnectedCFGWriter*>(writer);
+    if (pReader == nullptr || pWriter == nullptr || pReader->GetDataPtr() == nullptr) {
+        return;
+    }
+    if (pReader->m_pBorrower != nullptr) {
+        pReader->m_pBorrower->Unlink();
+    }
+    pWriter->Unlink();
+    pReader->m_pBorrower = pWriter;
+    pWriter->m_pLender = pReader;
+}
+
+} // namespace zelconfig

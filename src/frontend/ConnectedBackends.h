@@ -1,0 +1,58 @@
+#ifndef ZELCONFIG_FRONTEND_CONNECTEDBACKENDS_H
+#define ZELCONFIG_FRONTEND_CONNECTEDBACKENDS_H
+
+#include <string>
+
+#include "CCFGReader.h"
+#include "CCFGWriter.h"
+
+class IConfigReader;
+class IConfigWriter;
+
+namespace zelconfig {
+
+class ConnectedCFGWriter;
+
+// The CFG back ends the front ends make. They behave exactly as CCFGReader
+// and CCFGWriter; in addition, a reader whose data a CZelConfigParser lent to
+// its writer side knows that writer, and the writer knows it, so that
+// whichever of the two is destroyed first detaches the writer: the data is
+// then neither used after it is freed nor freed twice, whatever the order in
+// which the front ends' Parse and Create replace them.
+class ConnectedCFGReader final : public CCFGReader
+{
+public:
+    using CCFGReader::CCFGReader;
+    ~ConnectedCFGReader() override;
+
+private:
+    friend class ConnectedCFGWriter;
+    friend void Connect(IConfigReader*, IConfigWriter*);
+    ConnectedCFGWriter* m_pBorrower = nullptr;
+};
+
+class ConnectedCFGWriter final : public CCFGWriter
+{
+public:
+    ConnectedCFGWriter() = default;
+    ~ConnectedCFGWriter() override;
+    int ParseFile(const std::string& strPath) override;
+    void SetDataPtr(void* pData) override;
+
+private:
+    friend void Connect(IConfigReader*, IConfigWriter*);
+    void Unlink();
+    ConnectedCFGReader* m_pLender = nullptr;
+    // The parser this writer's own ParseFile made. When the writer lets it
+    // go, nothing else can reach it any more, so it is freed.
+    CCFGParser* m_pOwn = nullptr;
+};
+
+// Records that `reader` lent its data to `writer` (a CZelConfigParser's two
+// sides, just connected); does nothing unless both are the library's own CFG
+// back ends sharing one parser.
+void Connect(IConfigReader* reader, IConfigWriter* writer);
+
+} // namespace zelconfig
+
+#endif

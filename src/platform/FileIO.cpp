@@ -1,0 +1,46 @@
+#include "FileIO.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+namespace zelconfig {
+
+int WriteAll(int fd, iovec* parts, int count)
+{
+    while (count > 0 && parts->iov_len == 0) {
+        ++parts;
+        --count;
+    }
+    while (count > 0) {
+        const ssize_t written =
+            count == 1 ? ::write(fd, parts->iov_base, parts->iov_len) : ::writev(fd, parts, count);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return errno;
+        }
+        if (written == 0) {
+            return EIO;
+        }
+        size_t left = static_cast<size_t>(written);
+        while (count > 0 && left >= parts->iov_len) {
+            left -= parts->iov_len;
+            ++parts;
+            --count;
+        }
+        if (count > 0) {
+            parts->iov_base = static_cast<char*>(parts->iov_base) + left;
+            parts->iov_len -= left;
+        }
+    }
+    return 0;
+}
+
+int WriteAll(int fd, const void* data, size_t size)
+{
+    iovec part{const_cast<void*>(data), size};
+    return WriteAll(fd, &part, 1);
+}
+
+} // namespace zelconfig
