@@ -26,7 +26,8 @@ struct XmlError
 // holds one copy of the file plus the tree; values are read from the tree.
 // Changes are kept beside the tree and written by replacing only the bytes of
 // the changed values in the file as it is on disk, which keeps everything
-// else byte for byte. Keys: see Find.
+// else byte for byte. Keys: see Find. Lookups keep scratch space and tables
+// in the object, so one object serves one thread at a time.
 class XmlDocument
 {
 public:
