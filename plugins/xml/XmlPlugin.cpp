@@ -27,12 +27,19 @@ using Document = std::shared_ptr<XmlDocument>;
 // through this plug-in) is refused, and a document lives until both its
 // reader and every writer given it let go, in whichever order.
 std::mutex g_lentMutex;
-std::unordered_map<const void*, std::weak_ptr<XmlDocument>> g_lent;
+
+// Never destroyed: a reader held by an application's static object may let
+// its document go after this library's own statics are gone, at exit.
+std::unordered_map<const void*, std::weak_ptr<XmlDocument>>& Lent()
+{
+    static auto* lent = new std::unordered_map<const void*, std::weak_ptr<XmlDocument>>;
+    return *lent;
+}
 
 void* Lend(const Document& document)
 {
     std::lock_guard<std::mutex> lock(g_lentMutex);
-    g_lent[document.get()] = document;
+    Lent()[document.get()] = document;
     return document.get();
 }
 
@@ -40,15 +47,15 @@ void Unlend(const Document& document)
 {
     if (document) {
         std::lock_guard<std::mutex> lock(g_lentMutex);
-        g_lent.erase(document.get());
+        Lent().erase(document.get());
     }
 }
 
 Document Borrow(void* pData)
 {
     std::lock_guard<std::mutex> lock(g_lentMutex);
-    const auto lent = g_lent.find(pData);
-    return lent != g_lent.end() ? lent->second.lock() : Document();
+    const auto lent = Lent().find(pData);
+    return lent != Lent().end() ? lent->second.lock() : Document();
 }
 
 // A new document loaded from strPath, or null with the failure logged and
