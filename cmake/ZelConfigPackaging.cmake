@@ -1,6 +1,7 @@
 # CPack settings: `cpack -G DEB` in the build directory makes one Debian
 # package with everything the install rules put in place (library, headers,
-# default logger, CMake and pkg-config files, the zelcfg tool). Configure with
+# default logger, CMake and pkg-config files, the zelcfg tool, the XML
+# plug-in; dpkg-shlibdeps adds pugixml's library to Depends). Configure with
 # -DCMAKE_INSTALL_PREFIX=/usr so that the library goes to Debian's multiarch
 # directory (lib/<triplet>).
 
@@ -19,7 +20,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
   "Reads and writes configuration files of blocks, entries and comments
 through reader, writer and parser classes; includes the headers, a default
-logger for hosts, CMake and pkg-config files and the zelcfg tool.")
+logger for hosts, CMake and pkg-config files, the zelcfg tool and the XML
+plug-in libZel_XMLConfigParser.so.")
 # A shlibs file and the ldconfig trigger for the shared library.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 

@@ -6,7 +6,10 @@
 #      through pkg-config with a plain g++ command line, and runs both on
 #      examples/data/sample.cfg;
 #   3. builds the .deb with CPack, checks its contents and builds the consumer
-#      against the unpacked package.
+#      against the unpacked package;
+#   and, when the tree builds the XML plug-in, that it is installed and
+#   shipped exporting its three factories only, and that the installed
+#   consumer and zelcfg read (and zelcfg changes) an XML file through it.
 # Usage: package-check.sh BUILD_DIR   (configured with -DCMAKE_INSTALL_PREFIX=/usr)
 set -euo pipefail
 
@@ -34,8 +37,10 @@ includedir=$(cache_value CMAKE_INSTALL_INCLUDEDIR)
 bindir=$(cache_value CMAKE_INSTALL_BINDIR)
 [ -n "$version" ] && [ -n "$libdir" ] || fail "no version or libdir in $build/CMakeCache.txt"
 major=${version%%.*}
-# The tool is checked only when this tree builds it.
+# The tool and the XML plug-in are checked only when this tree builds them.
 tool=$(find "$build" -path "$work" -prune -o -type f -name zelcfg -perm -u+x -print | head -n 1)
+plugin=$(find "$build" -path "$work" -prune -o -type f -name libZel_XMLConfigParser.so -print | head -n 1)
+sample_xml=$source_dir/examples/data/sample.xml
 
 rm -rf "$work"
 mkdir -p "$work"
@@ -43,20 +48,37 @@ mkdir -p "$work"
 # Runs a consumer: stdout must be exactly the value line, and stderr empty
 # (the default logger is quiet on a normal run); asked through
 # ZELCONFIG_LOG_MASK, it shows the detach of a CZelConfigParser at level 9.
+# SAMPLE (default: the CFG sample) names another file, e.g. the XML one, whose
+# writer back end names itself in that line.
 run_consumer() {
     local what=$1
     shift
-    local out err
-    out=$(ZELCONFIG_LOG_MASK= "$@" "$sample" "$key" 2>"$work/stderr") || fail "$what: exit status $?"
+    local file=${SAMPLE:-$sample} out err
+    local backend=cfg
+    [[ $file == *.xml ]] && backend=xml
+    out=$(ZELCONFIG_LOG_MASK= "$@" "$file" "$key" 2>"$work/stderr") || fail "$what: exit status $?"
     err=$(cat "$work/stderr")
     [ "$out" = "$expected" ] || fail "$what: printed '$out', expected '$expected'"
     [ -z "$err" ] || fail "$what: the default logger is not quiet: '$err'"
-    ZELCONFIG_LOG_MASK=0x200 "$@" "$sample" "$key" >/dev/null 2>"$work/stderr" \
+    ZELCONFIG_LOG_MASK=0x200 "$@" "$file" "$key" >/dev/null 2>"$work/stderr" \
         || fail "$what: exit status $? with ZELCONFIG_LOG_MASK"
     err=$(cat "$work/stderr")
-    grep -q '^ZelConfig\[9\] .*Data Pointer not set in cfg writer' <<<"$err" \
+    grep -q "^ZelConfig\\[9\\] .*Data Pointer not set in $backend writer" <<<"$err" \
         || fail "$what: ZELCONFIG_LOG_MASK=0x200 shows no level-9 line on stderr: '$err'"
-    pass "$what prints $expected, its logger quiet unless asked"
+    pass "$what prints $expected${SAMPLE:+ from $(basename "$file")}, its logger quiet unless asked"
+}
+
+# The installed plug-in: its exports, and the library it needs beside pugixml.
+check_plugin() {
+    local file=$1
+    [ -f "$file" ] || fail "no $file"
+    local exports
+    exports=$(nm -D --defined-only "$file" | awk '{print $3}' | sort | paste -sd' ')
+    [ "$exports" = "GetCXMLReaderObject GetCXMLWriterObject GetCXMLWriterObjectNoParam" ] \
+        || fail "$file exports '$exports', not the three factories"
+    readelf -d "$file" | grep -q "NEEDED.*\\[libZelConfig\\.so\\.$major\\]" \
+        || fail "$file does not need libZelConfig.so.$major"
+    ! readelf -d "$file" | grep -q "$build" || fail "$file keeps a run path into the build tree"
 }
 
 # --- 1. Staging install -----------------------------------------------------
@@ -94,6 +116,11 @@ pass "CMake package and pkg-config files installed"
 if [ -n "$tool" ]; then
     [ -x "$stage/$bindir/zelcfg" ] || fail "the build has zelcfg but $bindir/zelcfg is not installed"
     pass "zelcfg installed in $bindir"
+fi
+
+if [ -n "$plugin" ]; then
+    check_plugin "$lib/libZel_XMLConfigParser.so"
+    pass "XML plug-in installed in $libdir, exporting its three factories only"
 fi
 
 # --- 2. Consumers -----------------------------------------------------------
@@ -135,6 +162,20 @@ g++ "${cxxflags[@]}" "$consumer/print_value.cpp" -o "$work/print_value-pkgconfig
     $(pkg-config --cflags --libs zelconfig-logdefault) || fail "building the pkg-config consumer"
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir zelconfig) \
     run_consumer "pkg-config consumer" "$work/print_value-pkgconfig"
+if [ -n "$plugin" ]; then
+    # The plug-in is found through the library search path, as on the target.
+    LD_LIBRARY_PATH=$lib SAMPLE=$sample_xml run_consumer "CMake consumer" "$work/consumer-cmake/print_value"
+    if [ -n "$tool" ]; then
+        zelcfg_xml() { LD_LIBRARY_PATH=$lib "$stage/$bindir/zelcfg" "$@"; }
+        cp "$sample_xml" "$work/copy.xml"
+        zelcfg_xml set "$work/copy.xml" Net.Port 8080 || fail "installed zelcfg cannot set Net.Port in an XML copy"
+        [ "$(zelcfg_xml get --type int "$work/copy.xml" Net.Port)" = 8080 ] \
+            || fail "installed zelcfg does not read back Net.Port=8080"
+        [ "$(sed 's|<Port>8080</Port>|<Port>80</Port>|' "$work/copy.xml")" = "$(cat "$sample_xml")" ] \
+            || fail "the XML save changed more than the value"
+        pass "installed zelcfg sets and gets Net.Port in an XML copy, changing only its bytes"
+    fi
+fi
 
 # An application with a logger of its own: the installed ZelConfigLog.h
 # declares what it defines, and zelconfig alone links the library.
@@ -184,8 +225,12 @@ contains " $usr_lib/pkgconfig/zelconfig\.pc\$" "zelconfig.pc"
 if [ -n "$tool" ]; then
     contains "^-rwx.* \./usr/$bindir/zelcfg\$" "executable zelcfg"
 fi
+if [ -n "$plugin" ]; then
+    contains " $usr_lib/libZel_XMLConfigParser\\.so\$" "XML plug-in"
+    grep -q 'libpugixml' <<<"$(dpkg-deb -f "$deb" Depends)" || fail "Depends lacks pugixml's library"
+fi
 grep -q 'libstdc++6' <<<"$(dpkg-deb -f "$deb" Depends)" || fail "Depends lacks libstdc++6"
-pass "$(basename "$deb") holds the library with its links, headers, logger, package files${tool:+ and zelcfg}"
+pass "$(basename "$deb") holds the library with its links, headers, logger, package files${tool:+, zelcfg}${plugin:+, the XML plug-in}"
 
 # The unpacked package serves a consumer as well as the staging install did.
 dpkg-deb -x "$deb" "$work/deb-root"
@@ -193,5 +238,10 @@ cmake -S "$consumer" -B "$work/consumer-deb" -DCMAKE_PREFIX_PATH="$work/deb-root
     >"$work/consumer-deb.log" && cmake --build "$work/consumer-deb" >>"$work/consumer-deb.log" \
     || { cat "$work/consumer-deb.log"; fail "building the consumer against the unpacked .deb"; }
 run_consumer "consumer of the unpacked .deb" "$work/consumer-deb/print_value"
+if [ -n "$plugin" ]; then
+    check_plugin "$work/deb-root/usr/$libdir/libZel_XMLConfigParser.so"
+    LD_LIBRARY_PATH=$work/deb-root/usr/$libdir SAMPLE=$sample_xml \
+        run_consumer "consumer of the unpacked .deb" "$work/consumer-deb/print_value"
+fi
 
 echo "package-check: $checks passed, 0 failed"

@@ -119,7 +119,8 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"SetOnBrokenFile", "a.cfg", "[N\n", {"set", "a.cfg", "N.P", "1"}, 2, "",
              "zelcfg: a.cfg: a block header has no ']' ('zelcfg lint' shows where)\n"},
     ToolCase{"SetOnXml", "a.xml", "<a/>", {"set", "a.xml", "N.P", "1"}, 2, "",
-             "zelcfg: a.xml: set works on CFG files only; XML files are read by 'get' through the plug-in\n"},
+             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
+             "(-v tells more)\n"},
     ToolCase{"UnsetEveryEntry", "a.cfg", "[N]\n# c\nP=1\n\nQ=2\nP=3\n", {"unset", "a.cfg", "N.P"}, 0, "", "",
              "[N]\n\nQ=2\n"},
     ToolCase{"UnsetMissing", "a.cfg", "[N]\nP=1\n\n", {"unset", "a.cfg", "N.Q"}, 1, "",

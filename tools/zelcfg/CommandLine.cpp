@@ -40,7 +40,7 @@ const char kUsage[] =
     "\n"
     "Without --block or --anonymous the name decides, as in the library: a name\n"
     "containing \".cfg\" is read in block mode, \".inf\" or \".cksum\" in anonymous\n"
-    "mode, \".xml\" through the XML plug-in (get only).\n"
+    "mode, \".xml\" through the XML plug-in (get, set of existing keys, list).\n"
     "\n"
     "Edits change only the lines they must and keep every other byte. They\n"
     "save atomically: the new file is written beside the old one,\n"

@@ -15,6 +15,7 @@
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
 #include "Lint.h"
+#include "XmlCommands.h"
 #include "ZelConfigDocument.h"
 #include "Zelcfg.h"
 #include "cfg/CFGLine.h"
@@ -248,10 +249,7 @@ int Get(const Invocation& invocation)
         CZelConfigReader reader;
         status = reader.Parse(path);
         if (status != 0) {
-            return Fail(kExitFailure, path, status == EINVAL && reader.GetDataPtr() == nullptr
-                                                ? "no XML back end: libZel_XMLConfigParser.so cannot be "
-                                                  "loaded or refused the file (-v tells more)"
-                                                : "the XML back end reports status " + std::to_string(status));
+            return Fail(kExitFailure, path, XmlParseFailure(status, reader.GetDataPtr() != nullptr));
         }
         status = GetTyped(reader, invocation.type, key, text);
         break;
@@ -293,6 +291,8 @@ int Get(const Invocation& invocation)
         return Fail(kExitFailure, path, key + ": status " + std::to_string(status));
     }
 }
+
+} // namespace
 
 // A value for set, checked against --type and written as the library's
 // setters write it.
@@ -336,6 +336,8 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     value = stream.str();
     return true;
 }
+
+namespace {
 
 // The key as the engine's editing operations take it; false with the reason
 // when no line of the file could hold it. Candidate lines go through the
@@ -540,6 +542,12 @@ int RunInvocation(const Invocation& invocation)
     }
     if (command == "get") {
         return Get(invocation);
+    }
+    if (FormatOf(invocation, invocation.operands[0]) == Format::kXml) {
+        if (invocation.normalise) {
+            return Fail(kExitFailure, invocation.operands[0], "--normalise works on CFG files only");
+        }
+        return RunXmlCommand(invocation);
     }
     if (command == "set" || command == "unset" || command == "remove-block") {
         return Edit(invocation);

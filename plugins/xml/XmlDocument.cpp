@@ -1,0 +1,790 @@
+#include "XmlDocument.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <sys/stat.h>
+#include <type_traits>
+#include <unistd.h>
+
+namespace zelconfig::xml {
+
+namespace {
+
+// Comments and processing instructions become nodes, so that the bytes
+// between an element's start tag and its first child are known to be blanks.
+const unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi::parse_pi;
+// Below this many children a scan is as quick as a lookup table.
+const size_t kIndexFrom = 32;
+const std::string_view kCdataOpen = "<![CDATA[";
+const std::string_view kCdataClose = "]]>";
+
+bool IsText(pugi::xml_node node)
+{
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
+
+// The parser's blanks: a text of these only is dropped as indentation.
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+std::string EscapeText(const std::string& value)
+{
+    std::string out;
+    out.reserve(value.size());
+    for (char c : value) {
+        switch (c) {
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        case '\r': out += "&#13;"; break; // a raw one would be read as a line end
+        default: out += c; break;
+        }
+    }
+    // A text of blanks only would be dropped on reading: spell its first one.
+    if (!value.empty() && std::all_of(value.begin(), value.end(), IsBlank) && value[0] != '\r') {
+        out.replace(0, 1, "&#" + std::to_string(static_cast<int>(value[0])) + ";");
+    }
+    return out;
+}
+
+// Raw tabs and line ends in an attribute are read as spaces: spell them.
+std::string EscapeAttribute(const std::string& value, char quote)
+{
+    std::string out;
+    out.reserve(value.size());
+    for (char c : value) {
+        switch (c) {
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '\t': out += "&#9;"; break;
+        case '\n': out += "&#10;"; break;
+        case '\r': out += "&#13;"; break;
+        default:
+            if (c == quote) {
+                out += quote == '"' ? "&quot;" : "&apos;";
+            } else {
+                out += c;
+            }
+            break;
+        }
+    }
+    return out;
+}
+
+// Reads a whole file into a buffer of its own; 0, -2 or 22.
+int ReadWhole(const std::string& strPath, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
+              struct stat& info, std::string& error)
+{
+    const int fd = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 || ::fstat(fd, &info) != 0) {
+        error = std::strerror(errno);
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        return -2;
+    }
+    // Regular files are read in one go; others grow as they come.
+    size_t capacity = S_ISREG(info.st_mode) && info.st_size > 0 ? static_cast<size_t>(info.st_size) + 1 : 4096;
+    buffer.reset(static_cast<char*>(std::malloc(capacity)));
+    size = 0;
+    int status = buffer ? 0 : 22;
+    while (status == 0) {
+        if (size == capacity) {
+            char* grown = static_cast<char*>(std::realloc(buffer.get(), capacity * 2));
+            if (grown == nullptr) {
+                status = 22;
+                break;
+            }
+            buffer.release();
+            buffer.reset(grown);
+            capacity *= 2;
+        }
+        const ssize_t got = ::read(fd, buffer.get() + size, capacity - size);
+        if (got == 0) {
+            break;
+        }
+        if (got < 0 && errno != EINTR) {
+            error = std::strerror(errno);
+            status = -2;
+        } else if (got > 0) {
+            size += static_cast<size_t>(got);
+        }
+    }
+    ::close(fd);
+    if (status == 22) {
+        error = "out of memory";
+    }
+    return status;
+}
+
+// Both trees hold the same nodes with the same names and values at the same
+// offsets of their buffers: the files they came from differ, if at all, only
+// in bytes no value is read from.
+bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_document& b, const char* baseB,
+              size_t size)
+{
+    // Names and values outside the buffers are the parser's empty string.
+    const auto same = [&](const char* x, const char* y) {
+        const bool inA = x >= baseA && x < baseA + size, inB = y >= baseB && y < baseB + size;
+        return std::strcmp(x, y) == 0 && inA == inB && (!inA || x - baseA == y - baseB);
+    };
+    const auto sameNode = [&](pugi::xml_node x, pugi::xml_node y) {
+        if (x.type() != y.type() || !same(x.name(), y.name()) || !same(x.value(), y.value())) {
+            return false;
+        }
+        pugi::xml_attribute p = x.first_attribute(), q = y.first_attribute();
+        for (; p && q; p = p.next_attribute(), q = q.next_attribute()) {
+            if (!same(p.name(), q.name()) || !same(p.value(), q.value())) {
+                return false;
+            }
+        }
+        return !p && !q;
+    };
+    pugi::xml_node x = a, y = b;
+    for (;;) {
+        if (!sameNode(x, y) || !x.first_child() != !y.first_child()) {
+            return false;
+        }
+        if (x.first_child()) {
+            x = x.first_child();
+            y = y.first_child();
+            continue;
+        }
+        for (;;) {
+            if (x == a) {
+                return true;
+            }
+            if (!x.next_sibling() != !y.next_sibling()) {
+                return false;
+            }
+            if (x.next_sibling()) {
+                x = x.next_sibling();
+                y = y.next_sibling();
+                break;
+            }
+            x = x.parent();
+            y = y.parent();
+        }
+    }
+}
+
+bool WriteAll(int fd, const std::string& text)
+{
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t put = ::write(fd, text.data() + done, text.size() - done);
+        if (put > 0) {
+            done += static_cast<size_t>(put);
+        } else if (put == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Replaces the file at strPath (after symbolic links) by `text`: readers see
+// the old file or the new one, and the new one is on disk when this returns
+// true. `strReal` receives its real path.
+bool ReplaceFile(const std::string& strPath, const std::string& text, std::string& strReal, std::string& error)
+{
+    char* real = ::realpath(strPath.c_str(), nullptr);
+    struct stat old {};
+    if (real == nullptr || ::stat(real, &old) != 0) {
+        error = std::strerror(errno);
+        std::free(real);
+        return false;
+    }
+    strReal = real;
+    std::free(real);
+    const size_t slash = strReal.rfind('/');
+    const std::string dir = slash == 0 ? "/" : strReal.substr(0, slash);
+    std::string temp = strReal.substr(0, slash + 1) + "." + strReal.substr(slash + 1) + ".XXXXXX";
+    const int fd = ::mkstemp(&temp[0]);
+    if (fd < 0) {
+        error = std::string("cannot create a temporary file: ") + std::strerror(errno);
+        return false;
+    }
+    bool ok = WriteAll(fd, text) && ::fchmod(fd, old.st_mode & 07777) == 0;
+    if (ok) {
+        // Keep the owner where we may; a user's own copy stays theirs anyway.
+        (void)!::fchown(fd, old.st_uid, old.st_gid);
+        ok = ::fsync(fd) == 0 && ::rename(temp.c_str(), strReal.c_str()) == 0;
+    }
+    if (!ok) {
+        error = std::strerror(errno);
+        ::close(fd);
+        ::unlink(temp.c_str());
+        return false;
+    }
+    ::close(fd);
+    const int dirFd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ok = dirFd >= 0 && ::fsync(dirFd) == 0;
+    if (!ok) {
+        error = std::string("replaced, but the directory cannot be flushed: ") + std::strerror(errno);
+    }
+    if (dirFd >= 0) {
+        ::close(dirFd);
+    }
+    return ok;
+}
+
+} // namespace
+
+struct XmlDocument::ChildIndex
+{
+    struct Entry
+    {
+        pugi::xml_node first;
+        size_t count = 0;
+    };
+    std::unordered_map<std::string_view, Entry> byName;
+};
+
+struct XmlDocument::Edit
+{
+    size_t begin, end;
+    std::string text;
+};
+
+XmlDocument::XmlDocument() = default;
+XmlDocument::~XmlDocument() = default;
+
+int XmlDocument::LoadFile(const std::string& strPath, XmlError& error)
+{
+    std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
+    size_t size = 0;
+    struct stat info {};
+    int status = ReadWhole(strPath, buffer, size, info, error.description);
+    if (status == 0) {
+        status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
+    }
+    if (status == 0) {
+        m_strSource = strPath;
+        m_bHasSource = true;
+    }
+    return status;
+}
+
+int XmlDocument::LoadBuffer(const char* pData, size_t size, XmlError& error)
+{
+    std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    if (!buffer) {
+        error.description = "out of memory";
+        return 22;
+    }
+    if (size > 0) {
+        std::memcpy(buffer.get(), pData, size);
+    }
+    m_bHasSource = false;
+    return Adopt(std::move(buffer), size, error);
+}
+
+// Parses the buffer in place and, on success only, makes it the document.
+int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error)
+{
+    std::unique_ptr<pugi::xml_document> doc(new (std::nothrow) pugi::xml_document);
+    if (!doc) {
+        error.description = "out of memory";
+        return 22;
+    }
+    const pugi::xml_parse_result result =
+        doc->load_buffer_inplace(buffer.get(), size, kParseOptions, pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory) {
+        error.description = result.description();
+        return 22;
+    }
+    if (!result) {
+        error.offset = static_cast<size_t>(result.offset);
+        error.description = result.description();
+        return -1;
+    }
+    // The parser takes several top-level elements, or text beside the root.
+    size_t elements = 0;
+    for (pugi::xml_node node : doc->children()) {
+        if (IsText(node) || (node.type() == pugi::node_element && ++elements > 1)) {
+            const char* where = node.type() == pugi::node_element ? node.name() : node.value();
+            error.offset = static_cast<size_t>(where - buffer.get());
+            error.description = "Content outside the root element";
+            return -1;
+        }
+    }
+    m_index.clear();
+    std::fill(std::begin(m_recent), std::end(m_recent), Recent());
+    m_changed.clear();
+    m_root = doc->document_element();
+    m_doc = std::move(doc);
+    m_buffer = std::move(buffer);
+    m_size = size;
+    return 0;
+}
+
+// The parser's own searches run without a call per node; a parent with many
+// children gets a table by name on its first visit (null for a small one).
+template <class Visit>
+void XmlDocument::ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const
+{
+    // A few recently used parents (the root above all) skip the table's hash.
+    const void* const key = parent.internal_object();
+    Recent& recent = m_recent[(reinterpret_cast<uintptr_t>(key) >> 5) % kRecent];
+    if (recent.parent != key) {
+        recent.parent = key;
+        recent.info = &InfoOf(parent);
+    }
+    const ChildIndex* const index = recent.info->index.get();
+    if (index == nullptr) {
+        pugi::xml_node child = parent.child(name.data());
+        if (recent.info->unique) {
+            if (child) {
+                visit(child); // no sibling has the same name
+            }
+            return;
+        }
+        for (; child; child = child.next_sibling(name.data())) {
+            visit(child);
+        }
+        return;
+    }
+    const auto entry = index->byName.find(name);
+    if (entry == index->byName.end()) {
+        return;
+    }
+    pugi::xml_node child = entry->second.first;
+    visit(child);
+    for (size_t left = entry->second.count - 1; left > 0; --left) {
+        child = child.next_sibling(name.data());
+        visit(child);
+    }
+}
+
+// What a parent's children are like, found out on its first visit: a table
+// by name for many children; for a few, whether their names are unique, so
+// that the first match is the only one.
+const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
+{
+    auto known = m_index.find(parent.internal_object());
+    if (known != m_index.end()) {
+        return known->second;
+    }
+    ParentInfo info;
+    std::vector<const char*> names;
+    for (pugi::xml_node child = parent.first_child(); child; child = child.next_sibling()) {
+        if (child.type() == pugi::node_element && names.size() < kIndexFrom) {
+            names.push_back(child.name());
+        } else if (child.type() == pugi::node_element) {
+            info.index.reset(new ChildIndex);
+            break;
+        }
+    }
+    if (info.index) {
+        for (pugi::xml_node child : parent.children()) {
+            if (child.type() == pugi::node_element) {
+                ChildIndex::Entry& entry = info.index->byName[child.name()];
+                if (entry.count++ == 0) {
+                    entry.first = child;
+                }
+            }
+        }
+    }
+    for (size_t i = 0; i < names.size() && info.unique; ++i) {
+        for (size_t j = i + 1; j < names.size() && info.unique; ++j) {
+            info.unique = std::strcmp(names[i], names[j]) != 0;
+        }
+    }
+    return m_index.emplace(parent.internal_object(), std::move(info)).first->second;
+}
+
+// Calls visit(element) or visit(attribute) for every match of the key, in
+// document order; false when nothing matched.
+template <class Visit>
+bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
+{
+    if (!m_doc || key.empty()) {
+        return false;
+    }
+    // The parts as C strings, for the parser's searches; no name holds NUL.
+    m_parts.resize(key.size());
+    char* const begin = &m_parts[0];
+    char* const end = begin + m_parts.size();
+    char* out = begin;
+    for (const char c : key) {
+        if (c == '\0') {
+            return false;
+        }
+        *out++ = c == '.' ? '\0' : c;
+    }
+    const char* part = begin;
+    // Level by level: each level's elements stay in document order. Most keys
+    // lead through one element a level, which needs no list.
+    pugi::xml_node one = m_root;
+    bool several = false;
+    for (;;) {
+        const size_t length = std::strlen(part);
+        if (length == 0) {
+            return false; // an empty part names nothing
+        }
+        const std::string_view name(part, length);
+        if (part + length == end) {
+            break;
+        }
+        part += length + 1;
+        m_next.clear();
+        if (!several) {
+            pugi::xml_node first;
+            ChildrenNamed(one, name, [&](pugi::xml_node child) {
+                if (!first) {
+                    first = child;
+                    return;
+                }
+                if (m_next.empty()) {
+                    m_next.push_back(first);
+                }
+                m_next.push_back(child);
+            });
+            if (!first) {
+                return false;
+            }
+            one = first;
+            several = !m_next.empty();
+        } else {
+            for (pugi::xml_node parent : m_level) {
+                ChildrenNamed(parent, name, [this](pugi::xml_node child) { m_next.push_back(child); });
+            }
+            if (m_next.empty()) {
+                return false;
+            }
+        }
+        if (several) {
+            m_level.swap(m_next);
+        }
+    }
+    // The last part: children of that name, or else the attribute.
+    const std::string_view name(part, static_cast<size_t>(end - part));
+    const auto last = [&](pugi::xml_node parent) {
+        bool child = false;
+        ChildrenNamed(parent, name, [&](pugi::xml_node element) {
+            child = true;
+            visit(element);
+        });
+        if (!child) {
+            if (const pugi::xml_attribute attribute = parent.attribute(part)) {
+                visit(attribute);
+                child = true;
+            }
+        }
+        return child;
+    };
+    if (!several) {
+        return last(one);
+    }
+    bool found = false;
+    for (pugi::xml_node parent : m_level) {
+        found = last(parent) || found;
+    }
+    return found;
+}
+
+std::string XmlDocument::TextOf(pugi::xml_node element) const
+{
+    if (!m_changed.empty()) {
+        const auto changed = m_changed.find(element.internal_object());
+        if (changed != m_changed.end()) {
+            return changed->second.value;
+        }
+    }
+    std::string text;
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
+        if (IsText(child)) {
+            text += child.value();
+        }
+    }
+    return text;
+}
+
+int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
+{
+    // Only matches append, so a miss leaves strValue as it was.
+    std::string& joined = strValue;
+    const bool found = Walk(strKey, [&](auto match) {
+        // The engine's join: a line feed before a value when there is text.
+        if (!joined.empty()) {
+            joined += '\n';
+        }
+        const auto changed = m_changed.empty() ? m_changed.end() : m_changed.find(match.internal_object());
+        if (changed != m_changed.end()) {
+            joined += changed->second.value;
+        } else if constexpr (std::is_same_v<decltype(match), pugi::xml_attribute>) {
+            joined += match.value();
+        } else {
+            for (pugi::xml_node child = match.first_child(); child; child = child.next_sibling()) {
+                if (IsText(child)) {
+                    joined += child.value();
+                }
+            }
+        }
+    });
+    return found ? 0 : -2;
+}
+
+int XmlDocument::Set(const std::string& strKey, const std::string& strValue)
+{
+    if (strValue.find('\0') != std::string::npos) {
+        return 7;
+    }
+    std::vector<std::pair<const void*, bool>> targets;
+    Walk(strKey, [&](auto match) {
+        targets.emplace_back(match.internal_object(),
+                             std::is_same_v<decltype(match), pugi::xml_attribute>);
+    });
+    for (const auto& target : targets) {
+        m_changed[target.first] = Change{target.second, strValue};
+    }
+    return targets.empty() ? -2 : 0;
+}
+
+void XmlDocument::ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const
+{
+    if (!m_doc) {
+        return;
+    }
+    // Depth first, without recursion: a deep file must not exhaust the stack.
+    struct Frame
+    {
+        pugi::xml_node element;
+        std::string key;
+    };
+    std::vector<Frame> stack;
+    const auto push = [&](pugi::xml_node parent, const std::string& prefix) {
+        const size_t mark = stack.size();
+        for (pugi::xml_node child : parent.children()) {
+            // A name with a '.' cannot be reached by a key.
+            if (child.type() == pugi::node_element && std::strchr(child.name(), '.') == nullptr) {
+                stack.push_back(Frame{child, prefix + child.name()});
+            }
+        }
+        std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
+    };
+    const auto attributes = [&](pugi::xml_node element, const std::string& prefix) {
+        for (pugi::xml_attribute attribute : element.attributes()) {
+            if (std::strchr(attribute.name(), '.') == nullptr && !element.child(attribute.name())) {
+                const auto changed = m_changed.find(attribute.internal_object());
+                visit(prefix + attribute.name(),
+                      changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
+            }
+        }
+    };
+    const pugi::xml_node root = m_root;
+    attributes(root, "");
+    push(root, "");
+    while (!stack.empty()) {
+        Frame frame = std::move(stack.back());
+        stack.pop_back();
+        // Elements with text, and empty ones: those a value can be set on.
+        bool text = m_changed.count(frame.element.internal_object()) != 0, children = false;
+        for (pugi::xml_node child : frame.element.children()) {
+            text = text || IsText(child);
+            children = children || child.type() == pugi::node_element;
+        }
+        if (text || !children) {
+            visit(frame.key, TextOf(frame.element));
+        }
+        attributes(frame.element, frame.key + ".");
+        push(frame.element, frame.key + ".");
+    }
+}
+
+bool XmlDocument::EditsOf(std::string_view original, const void* target, const Change& change,
+                          std::vector<Edit>& edits) const
+{
+    const char* base = m_buffer.get();
+    const auto inside = [&](const char* p) { return p >= base && p < base + m_size; };
+    const auto at = [&](size_t offset, char c) { return offset < original.size() && original[offset] == c; };
+    if (change.attribute) {
+        const pugi::xml_attribute attribute(
+            static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(target)));
+        if (change.value == attribute.value()) {
+            return true;
+        }
+        const size_t begin = OffsetOf(attribute.value());
+        if (!inside(attribute.value()) || begin == 0 || !(at(begin - 1, '"') || at(begin - 1, '\''))) {
+            return false;
+        }
+        const size_t end = original.find(original[begin - 1], begin);
+        if (end == std::string_view::npos) {
+            return false;
+        }
+        edits.push_back(Edit{begin, end, EscapeAttribute(change.value, original[begin - 1])});
+        return true;
+    }
+
+    const pugi::xml_node element(static_cast<pugi::xml_node_struct*>(const_cast<void*>(target)));
+    std::string current;
+    for (pugi::xml_node child : element.children()) {
+        if (IsText(child)) {
+            current += child.value();
+        }
+    }
+    if (current == change.value) {
+        return true;
+    }
+    if (!inside(element.name())) {
+        return false;
+    }
+    bool first = true;
+    for (pugi::xml_node child : element.children()) {
+        if (!IsText(child)) {
+            continue;
+        }
+        const std::string text = first ? change.value : std::string();
+        const size_t begin = OffsetOf(child.value());
+        if (!inside(child.value())) {
+            return false;
+        }
+        if (child.type() == pugi::node_pcdata) {
+            const size_t end = original.find('<', begin);
+            if (end == std::string_view::npos) {
+                return false;
+            }
+            edits.push_back(Edit{begin, end, EscapeText(text)});
+        } else {
+            const size_t end = original.find(kCdataClose, begin);
+            if (end == std::string_view::npos || begin < kCdataOpen.size()
+                || original.substr(begin - kCdataOpen.size(), kCdataOpen.size()) != kCdataOpen) {
+                return false;
+            }
+            // Kept a CDATA section while the value can be one, as it reads back.
+            if (first && text.find(kCdataClose) == std::string::npos && text.find('\r') == std::string::npos) {
+                edits.push_back(Edit{begin, end, text});
+            } else {
+                edits.push_back(Edit{begin - kCdataOpen.size(), end + kCdataClose.size(), EscapeText(text)});
+            }
+        }
+        first = false;
+    }
+    if (!first) {
+        return true;
+    }
+    // No text yet: the value goes where the blanks after the start tag are.
+    size_t close;
+    if (const pugi::xml_attribute last = element.last_attribute()) {
+        const size_t value = OffsetOf(last.value());
+        if (!inside(last.value()) || value == 0 || value > original.size()) {
+            return false;
+        }
+        close = original.find(original[value - 1], value);
+        close = close == std::string_view::npos ? close : original.find('>', close + 1);
+    } else {
+        close = original.find('>', OffsetOf(element.name()) + std::strlen(element.name()));
+    }
+    if (close == std::string_view::npos) {
+        return false;
+    }
+    const std::string text = EscapeText(change.value);
+    if (const pugi::xml_node child = element.first_child()) {
+        size_t start;
+        switch (child.type()) {
+        case pugi::node_element: start = OffsetOf(child.name()) - 1; break;
+        case pugi::node_pi: start = OffsetOf(child.name()) - 2; break;
+        case pugi::node_comment: start = OffsetOf(child.value()) - 4; break;
+        default: return false;
+        }
+        if (start <= close || !at(start, '<')) {
+            return false;
+        }
+        edits.push_back(Edit{close + 1, start, text});
+    } else if (at(close - 1, '/')) {
+        edits.push_back(Edit{close - 1, close + 1, ">" + text + "</" + element.name() + ">"});
+    } else {
+        const size_t end = original.find('<', close + 1);
+        if (end == std::string_view::npos) {
+            return false;
+        }
+        edits.push_back(Edit{close + 1, end, text});
+    }
+    return true;
+}
+
+bool XmlDocument::Render(std::string_view original, std::string& out) const
+{
+    if (!m_doc || original.size() != m_size) {
+        return false;
+    }
+    std::vector<Edit> edits;
+    for (const auto& changed : m_changed) {
+        if (!EditsOf(original, changed.first, changed.second, edits)) {
+            return false;
+        }
+    }
+    std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.begin < b.begin; });
+    out.clear();
+    out.reserve(original.size());
+    size_t done = 0;
+    for (const Edit& edit : edits) {
+        if (edit.begin < done || edit.end < edit.begin || edit.end > original.size()) {
+            return false;
+        }
+        out.append(original.substr(done, edit.begin - done));
+        out += edit.text;
+        done = edit.end;
+    }
+    out.append(original.substr(done));
+    return true;
+}
+
+int XmlDocument::Save(const std::string& strTarget, XmlError& error)
+{
+    if (!m_bHasSource) {
+        error.description = "the document was not loaded from a file";
+        return -2;
+    }
+    std::unique_ptr<char, void (*)(void*)> original(nullptr, std::free);
+    size_t size = 0;
+    struct stat info {};
+    if (ReadWhole(m_strSource, original, size, info, error.description) != 0) {
+        error.description = m_strSource + ": " + error.description;
+        return -2;
+    }
+    // The file again, parsed in a copy: the original bytes are spliced below.
+    std::unique_ptr<char, Buffer> copy(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    pugi::xml_document now;
+    if (!copy) {
+        error.description = "out of memory";
+        return -2;
+    }
+    if (size > 0) {
+        std::memcpy(copy.get(), original.get(), size);
+    }
+    std::string text;
+    if (!now.load_buffer_inplace(copy.get(), size, kParseOptions, pugi::encoding_utf8)
+        || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
+        || !Render(std::string_view(original.get(), size), text)) {
+        error.description = m_strSource + " changed since it was loaded";
+        return -2;
+    }
+    now.reset();
+    copy.reset();
+    original.reset();
+    std::string real;
+    if (!ReplaceFile(strTarget, text, real, error.description)) {
+        return -2;
+    }
+    // The saved bytes are the document from now on: parse them, so that
+    // later saves start from them. Should that fail, later saves refuse.
+    m_bHasSource = false;
+    std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(text.size() + 1)));
+    XmlError ignored;
+    if (buffer) {
+        std::memcpy(buffer.get(), text.data(), text.size());
+        if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
+            m_strSource = real;
+            m_bHasSource = true;
+        }
+    }
+    return 0;
+}
+
+} // namespace zelconfig::xml

@@ -1,0 +1,126 @@
+#ifndef ZELCONFIG_PLUGINS_XML_XMLDOCUMENT_H
+#define ZELCONFIG_PLUGINS_XML_XMLDOCUMENT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include <pugixml.hpp>
+
+namespace zelconfig::xml {
+
+// Where and why a load or a save failed, for the caller's log line.
+struct XmlError
+{
+    size_t offset = 0;       // byte offset of a parse error
+    std::string description; // the parser's or the system's words
+};
+
+// One loaded XML file. The file's bytes are parsed in place, so the document
+// holds one copy of the file plus the tree; values are read from the tree.
+// Changes are kept beside the tree and written by replacing only the bytes of
+// the changed values in the file as it is on disk, which keeps everything
+// else byte for byte. Keys: see Find. Lookups keep scratch space and tables
+// in the object, so one object serves one thread at a time.
+class XmlDocument
+{
+public:
+    XmlDocument();
+    ~XmlDocument();
+    XmlDocument(const XmlDocument&) = delete;
+    XmlDocument& operator=(const XmlDocument&) = delete;
+
+    // 0; -2 when the file cannot be read; -1 when it is not well-formed
+    // (error.offset, error.description); 22 when memory runs out.
+    int LoadFile(const std::string& strPath, XmlError& error);
+    // The same from bytes in memory (a copy is taken); such a document has no
+    // file to save to, but Render works.
+    int LoadBuffer(const char* pData, size_t size, XmlError& error);
+
+    // A key is split at every '.': the first part names a child element of the
+    // root element, each further part a child of the element before it. When
+    // an element reached by the earlier parts has no child of the last part's
+    // name, its attribute of that name matches instead. Every match counts,
+    // in document order: its value is appended to strValue, after a line feed
+    // when strValue is not empty. 0 when something matched, else -2 and
+    // strValue untouched.
+    int Find(const std::string& strKey, std::string& strValue) const;
+    // Gives every match the value, in memory; 0, or -2 when nothing matches
+    // (nothing is added), 7 for a value XML cannot hold (a NUL byte).
+    int Set(const std::string& strKey, const std::string& strValue);
+    // Every element with text and every attribute, in document order, with
+    // its key and current value.
+    void ForEach(const std::function<void(const std::string& key, const std::string& value)>& visit) const;
+
+    // The file's bytes with the changed values replaced; `original` must be
+    // the bytes the document was loaded from. False when they do not fit.
+    bool Render(std::string_view original, std::string& out) const;
+    // Writes Render() of the loaded file, as it is on disk now, to strTarget
+    // atomically and durably (temporary file, fsync, rename, directory
+    // fsync), then takes the result as the loaded file. 0, or -2 with error
+    // set and strTarget untouched (also when the loaded file changed since).
+    int Save(const std::string& strTarget, XmlError& error);
+
+private:
+    struct Buffer
+    {
+        void operator()(char* p) const { std::free(p); }
+    };
+    struct ChildIndex;
+    struct Edit;
+    struct Change
+    {
+        bool attribute;
+        std::string value;
+    };
+
+    int Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error);
+    template <class Visit>
+    bool Walk(std::string_view key, Visit&& visit) const;
+    template <class Visit>
+    void ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const;
+    struct ParentInfo
+    {
+        std::unique_ptr<ChildIndex> index; // for many children
+        bool unique = true;                // a few, each of its own name
+    };
+    const ParentInfo& InfoOf(pugi::xml_node parent) const;
+    std::string TextOf(pugi::xml_node element) const;
+    size_t OffsetOf(const char* p) const { return static_cast<size_t>(p - m_buffer.get()); }
+    bool EditsOf(std::string_view original, const void* target, const Change& change,
+                 std::vector<Edit>& edits) const;
+
+    // The tree's text lives in m_buffer: declared first, destroyed last.
+    std::unique_ptr<char, Buffer> m_buffer;
+    size_t m_size = 0;
+    std::unique_ptr<pugi::xml_document> m_doc;
+    pugi::xml_node m_root;
+    // Changed values, by element or attribute.
+    std::unordered_map<const void*, Change> m_changed;
+    // Scratch for the level-by-level walk of a key.
+    mutable std::string m_parts;
+    mutable std::vector<pugi::xml_node> m_level, m_next;
+    // What each parent a key went through is like, made on first use.
+    mutable std::unordered_map<const void*, ParentInfo> m_index;
+    struct Recent
+    {
+        const void* parent = nullptr;
+        const ParentInfo* info = nullptr;
+    };
+    static constexpr size_t kRecent = 64;
+    mutable Recent m_recent[kRecent];
+    // The file the tree was parsed from: a save reads it again, and refuses
+    // when it no longer parses into the same tree at the same offsets.
+    std::string m_strSource;
+    bool m_bHasSource = false;
+};
+
+} // namespace zelconfig::xml
+
+#endif

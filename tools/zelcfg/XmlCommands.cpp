@@ -1,0 +1,105 @@
+#include "XmlCommands.h"
+
+#include <cerrno>
+#include <iostream>
+
+#include "CZelConfigParser.h"
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+#include "XmlDocument.h"
+#endif
+
+namespace zelcfg {
+
+namespace {
+
+int Fail(int status, const std::string& file, const std::string& message)
+{
+    std::cerr << "zelcfg: " << file << ": " << message << '\n';
+    return status;
+}
+
+int Set(const Invocation& invocation)
+{
+    const std::string& path = invocation.operands[0];
+    const std::string& key = invocation.operands[1];
+    std::string value, error;
+    if (!TypedValue(invocation.type, invocation.operands[2], value, error)) {
+        return Fail(kExitFailure, path, error);
+    }
+    CZelConfigParser parser;
+    int status = parser.Parse(path);
+    if (status != 0) {
+        return Fail(kExitFailure, path, XmlParseFailure(status, parser.GetDataPtr() != nullptr));
+    }
+    status = parser.Set(key, value);
+    if (status == -2) {
+        return Fail(kExitNotFound, path,
+                    "no key " + key + "; set changes the elements and attributes an XML file has, it adds none");
+    }
+    if (status != 0) {
+        return Fail(kExitFailure, path, status == 7 ? "an XML file cannot hold a NUL byte"
+                                                    : "the XML back end reports status " + std::to_string(status));
+    }
+    status = parser.Save();
+    if (status != 0) {
+        return Fail(kExitFailure, path, "cannot be saved (status " + std::to_string(status) + "; -v tells why)");
+    }
+    return kExitOk;
+}
+
+int List(const Invocation& invocation)
+{
+    const std::string& path = invocation.operands[0];
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+    zelconfig::xml::XmlDocument document;
+    zelconfig::xml::XmlError error;
+    const int status = document.LoadFile(path, error);
+    if (status != 0) {
+        return Fail(kExitFailure, path, status == -1 ? "not well-formed XML at byte " + std::to_string(error.offset)
+                                                           + ": " + error.description
+                                                     : error.description);
+    }
+    document.ForEach([](const std::string& key, const std::string& value) {
+        std::cout << key << '=' << value << '\n';
+    });
+    std::cout.flush();
+    return std::cout ? kExitOk : Fail(kExitFailure, path, "cannot write the output");
+#else
+    return Fail(kExitFailure, path, "this zelcfg was built without the XML plug-in");
+#endif
+}
+
+} // namespace
+
+std::string XmlParseFailure(int status, bool bHasBackEnd)
+{
+    switch (status) {
+    case -2:
+        return "cannot be read (-v tells why)";
+    case -1:
+        return "not well-formed XML (-v tells where)";
+    case EINVAL:
+        if (!bHasBackEnd) {
+            return "no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
+                   "(-v tells more)";
+        }
+        break;
+    default:
+        break;
+    }
+    return "the XML back end reports status " + std::to_string(status);
+}
+
+int RunXmlCommand(const Invocation& invocation)
+{
+    if (invocation.command == "set") {
+        return Set(invocation);
+    }
+    if (invocation.command == "list") {
+        return List(invocation);
+    }
+    return Fail(kExitFailure, invocation.operands[0],
+                invocation.command + " works on CFG files only; XML files take get, set and list");
+}
+
+} // namespace zelcfg

@@ -1,0 +1,23 @@
+#ifndef ZELCONFIG_TOOLS_XMLCOMMANDS_H
+#define ZELCONFIG_TOOLS_XMLCOMMANDS_H
+
+#include <string>
+
+#include "Zelcfg.h"
+
+namespace zelcfg {
+
+// set and list on an XML file, and a refusal for the commands that have no
+// meaning there; set goes through the front end and the plug-in.
+int RunXmlCommand(const Invocation& invocation);
+
+// A value for set, checked against --type and written as the library's
+// setters write it; false with the reason.
+bool TypedValue(ValueType type, const std::string& raw, std::string& value, std::string& error);
+
+// Why a front end's Parse of an XML file failed, in words.
+std::string XmlParseFailure(int status, bool bHasBackEnd);
+
+} // namespace zelcfg
+
+#endif
