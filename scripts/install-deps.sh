@@ -4,7 +4,8 @@
 #   install-deps.sh         what the library, its tests and examples need
 #   install-deps.sh bench   that, plus the benchmarks' peer libraries
 #   install-deps.sh package that, plus what checks the installed package and the .deb
-#   install-deps.sh cross   that, plus the aarch64 cross compiler and qemu to run its tests
+#   install-deps.sh cross   that, plus the aarch64 cross compiler, the target's
+#                           pugixml (dpkg's arm64 architecture) and qemu to run its tests
 #   install-deps.sh fuzz    that, plus libFuzzer for clang
 #   install-deps.sh valgrind  that, plus valgrind for the memcheck run
 # Every set also gets the de_DE.UTF-8 locale, which the locale test runs under.
@@ -19,8 +20,10 @@ bench_packages="pkgconf libinih-dev libsimpleini-dev"
 # pkg-config for the consumer's second build; dpkg-shlibdeps (dpkg-dev, file)
 # for the .deb's dependencies.
 package_packages="pkgconf dpkg-dev file"
-# GoogleTest is built from libgtest-dev's sources in the cross build.
-cross_packages="g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user"
+# GoogleTest is built from libgtest-dev's sources in the cross build; the XML
+# plug-in links the target's pugixml, from Debian's arm64 architecture.
+cross_packages="g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user
+    libpugixml-dev:arm64 libpugixml1v5:arm64"
 # libFuzzer's runtime comes with clang's runtime libraries.
 fuzz_packages="libclang-rt-14-dev libfuzzer-14-dev"
 valgrind_packages="valgrind"
@@ -67,6 +70,15 @@ quietly() {
 if [ -n "$missing" ]; then
     echo "Installing missing packages:$missing"
     export DEBIAN_FRONTEND=noninteractive
+    # A package of another architecture ("name:arm64") needs that architecture
+    # enabled before apt-get update fetches its lists.
+    for package in $missing; do
+        case "$package" in
+            *:*) arch=${package##*:}
+                 dpkg --print-foreign-architectures | grep -qx "$arch" ||
+                     quietly $sudo dpkg --add-architecture "$arch" ;;
+        esac
+    done
     quietly $sudo apt-get update -q
     # shellcheck disable=SC2086
     quietly $sudo apt-get install -y -q --no-install-recommends $missing

@@ -27,10 +27,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # /usr/include/boost joins the find root, so that the Boost lookup, confined
 # to the target's tree, finds it and the compile gets Boost without the rest
 # of /usr/include. (Debian's cross compiler still searches /usr/include after
-# its own directories; the cross_no_host_headers test checks that nothing but
-# Boost is taken from there.) CMAKE_BINARY_DIR is the build tree here, and a
-# scratch directory during CMake's own compiler checks, where the link is
-# harmless.
+# its own directories; the cross_no_host_headers test checks that only
+# Boost's headers are taken from there, and pugixml's, which its arm64 package
+# installs there too.) CMAKE_BINARY_DIR is the build tree here, and a scratch
+# directory during CMake's own compiler checks, where the link is harmless.
 if(EXISTS /usr/include/boost/version.hpp)
   set(_zelconfig_boost_root ${CMAKE_BINARY_DIR}/host-boost)
   if(NOT EXISTS ${_zelconfig_boost_root}/usr/include/boost)
@@ -40,9 +40,32 @@ if(EXISTS /usr/include/boost/version.hpp)
   list(APPEND CMAKE_FIND_ROOT_PATH ${_zelconfig_boost_root})
 endif()
 
+# Libraries of Debian's arm64 architecture (multiarch: libpugixml-dev:arm64,
+# from `install-deps.sh cross`) sit in /usr/lib/aarch64-linux-gnu beside the
+# host's. A link to that one directory joins the find root the same way, so
+# their CMake packages and libraries are found without the rest of /usr.
+set(_zelconfig_multiarch_dir /usr/lib/${ZELCONFIG_CROSS_TRIPLET})
+if(IS_DIRECTORY ${_zelconfig_multiarch_dir})
+  set(_zelconfig_multiarch_root ${CMAKE_BINARY_DIR}/target-multiarch)
+  if(NOT EXISTS ${_zelconfig_multiarch_root}${_zelconfig_multiarch_dir})
+    file(MAKE_DIRECTORY ${_zelconfig_multiarch_root}/usr/lib)
+    file(CREATE_LINK ${_zelconfig_multiarch_dir} ${_zelconfig_multiarch_root}${_zelconfig_multiarch_dir}
+         SYMBOLIC)
+  endif()
+  list(APPEND CMAKE_FIND_ROOT_PATH ${_zelconfig_multiarch_root})
+endif()
+
 # ctest and the test discovery run target programs through the user-mode
-# emulator, with the target's loader and libraries taken from the sysroot.
+# emulator. Debian's arm64 C and C++ libraries, which the arm64 pugixml
+# depends on, are another build than the sysroot's, and the sysroot's loader
+# would take their libc from the multiarch directory. So when they are
+# installed the programs run on them whole, loader included, as on a Debian
+# arm64 target; otherwise on the sysroot's.
 find_program(ZELCONFIG_QEMU qemu-${CMAKE_SYSTEM_PROCESSOR})
 if(ZELCONFIG_QEMU)
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${ZELCONFIG_QEMU} -L ${ZELCONFIG_CROSS_SYSROOT})
+  if(EXISTS ${_zelconfig_multiarch_dir}/ld-linux-aarch64.so.1)
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${ZELCONFIG_QEMU} -L /)
+  else()
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${ZELCONFIG_QEMU} -L ${ZELCONFIG_CROSS_SYSROOT})
+  endif()
 endif()
