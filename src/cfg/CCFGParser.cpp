@@ -75,20 +75,6 @@ CBlock* AddBlock(BlockMap& blocks, std::string_view name, std::string& pending, 
     return pBlock.release();
 }
 
-// Appends an entry to its block, handing it the pending comment. The entry is
-// complete before the block takes it, so an allocation that fails leaves the
-// block with exactly the entries before it. Each string is constructed at its
-// exact size: assign() into an empty string would round a short one up to
-// twice the inline capacity.
-void AppendNode(CBlock& block, std::string& pending, std::string_view key, std::string_view value)
-{
-    CNode node;
-    TakeComment(node.m_strComment, pending);
-    node.m_strKey = std::string(key);
-    node.m_strValue = std::string(value);
-    block.m_vecNodes.push_back(std::move(node));
-}
-
 // White space as a locale's ctype facet classes it: boost's is_space(locale),
 // but with the facet looked up once rather than for every character.
 struct IsSpace
@@ -222,14 +208,12 @@ bool CountEntries(std::string_view text, bool lastIsWhole, bool bAnonymous, size
     }
 }
 
-// How many entries the current block has still to come, so that its vector
-// is allocated once at its exact size: a grown vector keeps up to half of
-// itself unused and moves its entries to fresh pages at every growth. Counted
-// in the bytes the reader holds, or, for a block that goes on beyond them, by
-// reading the rest of the file ahead with the one classifier; only as far
-// as it is buffered when the file cannot be read twice (a pipe). The count
-// only sizes a vector, so a file that changes meanwhile costs a reallocation
-// and nothing else.
+// How many entries the current block has still to come. Counted in the bytes
+// the reader holds, or, for a block that goes on beyond them, by reading the
+// rest of the file ahead with the one classifier; only as far as it is
+// buffered when the file cannot be read twice (a pipe). The count only sizes
+// a vector, so a file that changes meanwhile costs a reallocation and
+// nothing else.
 size_t CountEntriesAhead(const CFGLineReader& reader, bool bAnonymous)
 {
     size_t count = 0;
@@ -247,11 +231,50 @@ size_t CountEntriesAhead(const CFGLineReader& reader, bool bAnonymous)
     return count;
 }
 
+// Appends an entry to its block, handing it the pending comment. An entry
+// whose strings cannot be allocated is taken out again, so that a failure
+// leaves the block with exactly the entries before it. Each string is
+// constructed at its exact size: assign() into an empty string would round a
+// short one up to twice the inline capacity. A block that outgrows the room
+// it was given counts the rest of its entries and grows once, to its exact
+// size: a vector grown by doubling keeps up to half of itself unused and
+// moves its entries to fresh pages at every growth.
+void AppendNode(CBlock& block, std::string& pending, std::string_view key, std::string_view value,
+                const CFGLineReader& reader, bool bAnonymous)
+{
+    std::vector<CNode>& nodes = block.m_vecNodes;
+    if (nodes.size() == nodes.capacity()) {
+        nodes.reserve(nodes.size() + 1 + CountEntriesAhead(reader, bAnonymous));
+    }
+    CNode& node = nodes.emplace_back();
+    try {
+        TakeComment(node.m_strComment, pending);
+        node.m_strKey = std::string(key);
+        node.m_strValue = std::string(value);
+    } catch (const std::bad_alloc&) {
+        nodes.pop_back();
+        throw;
+    }
+}
+
+// Gives a finished block's vector back the room its entries do not use.
+void FitEntries(CBlock* pBlock)
+{
+    if (pBlock != nullptr && pBlock->m_vecNodes.capacity() > pBlock->m_vecNodes.size()) {
+        pBlock->m_vecNodes.shrink_to_fit();
+    }
+}
+
 // The lines of a file into the model: 0, or the status that ended the parse.
-int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool bAnonymous, IsSpace isSpace)
+// `pFilling` is the block that entries went to last, for the caller to fit.
+int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool bAnonymous, IsSpace isSpace,
+               CBlock*& pFilling)
 {
     std::string pending; // comment lines waiting for the next header or entry
     CBlock* pCurrent = nullptr;
+    // Blocks of one file tend to be alike: each gets room for as many
+    // entries as the one before it had.
+    size_t guess = 0;
     CBlock discard; // stands for a block whose name was taken; never filled
     std::string_view text;
     while (reader.Next(text)) {
@@ -266,7 +289,12 @@ int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool
         case CFGLineKind::Header:
             pCurrent = AddBlock(blocks, line.name, pending, discard);
             if (!bAnonymous && pCurrent != &discard) {
-                pCurrent->m_vecNodes.reserve(CountEntriesAhead(reader, false));
+                if (pFilling != nullptr) {
+                    FitEntries(pFilling);
+                    guess = pFilling->m_vecNodes.size();
+                }
+                pCurrent->m_vecNodes.reserve(guess);
+                pFilling = pCurrent;
             }
             break;
         case CFGLineKind::Entry:
@@ -275,14 +303,15 @@ int ParseLines(CFGLineReader& reader, BlockMap& blocks, CBlock* pAnonymous, bool
                     ZEL_LOG(kLogError, "CFGParseFile", "anonymous_pBlock is NULL");
                     return EINVAL;
                 }
-                AppendNode(*pAnonymous, pending, Trim(line.key, isSpace), Trim(line.value, isSpace));
+                AppendNode(*pAnonymous, pending, Trim(line.key, isSpace), Trim(line.value, isSpace), reader,
+                           true);
             } else if (pCurrent == nullptr) {
                 ZEL_LOG(kLogError, "CFGParseFile", "l_pBlock is NULL");
                 return EINVAL;
             } else if (pCurrent == &discard) {
                 pending.clear();
             } else {
-                AppendNode(*pCurrent, pending, line.key, line.value);
+                AppendNode(*pCurrent, pending, line.key, line.value, reader, false);
             }
             break;
         case CFGLineKind::Ignored:
@@ -358,14 +387,16 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     CBlock* pAnonymous = nullptr;
     if (bAnonymous) {
         std::unique_ptr<CBlock> pBlock(new CBlock);
-        pBlock->m_vecNodes.reserve(CountEntriesAhead(reader, true));
         pBlocks->emplace(kAnonymousBlock, pBlock.get());
         pAnonymous = pBlock.release();
     }
     // Anonymous-mode trimming classes white space by the global locale of the moment.
     const std::locale locale;
     const IsSpace isSpace{&std::use_facet<std::ctype<char>>(locale)};
-    return ParseLines(reader, *pBlocks, pAnonymous, bAnonymous, isSpace);
+    CBlock* pFilling = pAnonymous;
+    const int iStatus = ParseLines(reader, *pBlocks, pAnonymous, bAnonymous, isSpace, pFilling);
+    FitEntries(pFilling);
+    return iStatus;
 }
 
 int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
