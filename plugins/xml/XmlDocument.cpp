@@ -660,7 +660,21 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
             if (first && text.find(kCdataClose) == std::string::npos && text.find('\r') == std::string::npos) {
                 edits.push_back(Edit{begin, end, text});
             } else {
-                edits.push_back(Edit{begin - kCdataOpen.size(), end + kCdataClose.size(), EscapeText(text)});
+                // Blanks around the section belong to no node (the parser drops
+                // them); once the section is plain text they would join it.
+                size_t from = begin - kCdataOpen.size();
+                size_t to = end + kCdataClose.size();
+                if (!IsText(child.previous_sibling())) {
+                    while (from > 0 && IsBlank(original[from - 1])) {
+                        --from;
+                    }
+                }
+                if (child.next_sibling().type() != pugi::node_pcdata) {
+                    while (to < original.size() && IsBlank(original[to])) {
+                        ++to;
+                    }
+                }
+                edits.push_back(Edit{from, to, EscapeText(text)});
             }
         }
         first = false;
