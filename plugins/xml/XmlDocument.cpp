@@ -26,6 +26,26 @@ bool IsText(pugi::xml_node node)
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
 }
 
+// The parser's searches by name also match processing instructions (their
+// target is their name); keys name elements only.
+pugi::xml_node NextElement(pugi::xml_node node, const char* name)
+{
+    while (node && node.type() != pugi::node_element) {
+        node = node.next_sibling(name);
+    }
+    return node;
+}
+
+pugi::xml_node FirstChildElement(pugi::xml_node parent, const char* name)
+{
+    return NextElement(parent.child(name), name);
+}
+
+pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
+{
+    return NextElement(node.next_sibling(name), name);
+}
+
 // The parser's blanks: a text of these only is dropped as indentation.
 bool IsBlank(char c)
 {
@@ -337,14 +357,14 @@ void XmlDocument::ChildrenNamed(pugi::xml_node parent, std::string_view name, Vi
     }
     const ChildIndex* const index = recent.info->index.get();
     if (index == nullptr) {
-        pugi::xml_node child = parent.child(name.data());
+        pugi::xml_node child = FirstChildElement(parent, name.data());
         if (recent.info->unique) {
             if (child) {
                 visit(child); // no sibling has the same name
             }
             return;
         }
-        for (; child; child = child.next_sibling(name.data())) {
+        for (; child; child = NextSiblingElement(child, name.data())) {
             visit(child);
         }
         return;
@@ -356,7 +376,7 @@ void XmlDocument::ChildrenNamed(pugi::xml_node parent, std::string_view name, Vi
     pugi::xml_node child = entry->second.first;
     visit(child);
     for (size_t left = entry->second.count - 1; left > 0; --left) {
-        child = child.next_sibling(name.data());
+        child = NextSiblingElement(child, name.data());
         visit(child);
     }
 }
@@ -570,7 +590,7 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
     };
     const auto attributes = [&](pugi::xml_node element, const std::string& prefix) {
         for (pugi::xml_attribute attribute : element.attributes()) {
-            if (std::strchr(attribute.name(), '.') == nullptr && !element.child(attribute.name())) {
+            if (std::strchr(attribute.name(), '.') == nullptr && !FirstChildElement(element, attribute.name())) {
                 const auto changed = m_changed.find(attribute.internal_object());
                 visit(prefix + attribute.name(),
                       changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
