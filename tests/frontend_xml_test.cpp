@@ -149,7 +149,8 @@ INSTANTIATE_TEST_SUITE_P(Layout, SaveTable, testing::Values(
     SaveCase{"CdataEnd", "<r><a><![CDATA[old]]></a></r>", "a", "]]>", 0, "<r><a>]]&gt;</a></r>"},
     SaveCase{"InstructionOfTheSameName", "<r><?a x?><a/></r>", "a", "1", 0, "<r><?a x?><a>1</a></r>"},
     SaveCase{"MissingKeyAddsNothing", "<r><a>1</a></r>", "b", "1", -2, "<r><a>1</a></r>"},
-    SaveCase{"NulRefused", "<r><a>1</a></r>", "a", std::string("x\0y", 3), 7, "<r><a>1</a></r>"}),
+    SaveCase{"NulRefused", "<r><a>1</a></r>", "a", std::string("x\0y", 3), 7, "<r><a>1</a></r>"},
+    SaveCase{"ControlRefused", "<r><a>1</a></r>", "a", "x\x1By", 7, "<r><a>1</a></r>"}),
     RowName());
 
 TEST(XmlParser, SharesOneDocumentAndFreesItOnce)

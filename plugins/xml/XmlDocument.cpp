@@ -72,6 +72,15 @@ std::string EscapeText(const std::string& value)
     return out;
 }
 
+// XML holds no NUL and no other control character but tab and line ends,
+// not even as a character reference.
+bool Holdable(const std::string& value)
+{
+    return std::none_of(value.begin(), value.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r';
+    });
+}
+
 // Raw tabs and line ends in an attribute are read as spaces: spell them.
 std::string EscapeAttribute(const std::string& value, char quote)
 {
@@ -552,7 +561,7 @@ int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
 
 int XmlDocument::Set(const std::string& strKey, const std::string& strValue)
 {
-    if (strValue.find('\0') != std::string::npos) {
+    if (!Holdable(strValue)) {
         return 7;
     }
     std::vector<std::pair<const void*, bool>> targets;

@@ -52,7 +52,8 @@ public:
     // strValue untouched.
     int Find(const std::string& strKey, std::string& strValue) const;
     // Gives every match the value, in memory; 0, or -2 when nothing matches
-    // (nothing is added), 7 for a value XML cannot hold (a NUL byte).
+    // (nothing is added), 7 for a value XML cannot hold (a NUL byte or another
+    // control character but tab and line ends).
     int Set(const std::string& strKey, const std::string& strValue);
     // Every element with text and every attribute, in document order, with
     // its key and current value.

@@ -37,7 +37,7 @@ int Set(const Invocation& invocation)
                     "no key " + key + "; set changes the elements and attributes an XML file has, it adds none");
     }
     if (status != 0) {
-        return Fail(kExitFailure, path, status == 7 ? "an XML file cannot hold a NUL byte"
+        return Fail(kExitFailure, path, status == 7 ? "an XML file cannot hold a NUL byte or another control character"
                                                     : "the XML back end reports status " + std::to_string(status));
     }
     status = parser.Save();
