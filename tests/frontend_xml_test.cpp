@@ -95,7 +95,10 @@ INSTANTIATE_TEST_SUITE_P(Files, LoadTable, testing::Values(
     LoadCase{"NoRoot", "<!-- only -->", -1, "9 ParseFile: XML error at byte 12: No document element found\n"},
     LoadCase{"TwoRoots", "<a/><b/>", -1, "9 ParseFile: XML error at byte 5: Content outside the root element\n"},
     LoadCase{"UnquotedAttribute", "<a x=1/>", -1, "9 ParseFile: XML error at byte 5: Error parsing element attribute\n"},
-    LoadCase{"Unclosed", "<a><b>", -1, "9 ParseFile: XML error at byte 5: Start-end tags mismatch\n"}),
+    LoadCase{"Unclosed", "<a><b>", -1, "9 ParseFile: XML error at byte 5: Start-end tags mismatch\n"},
+    LoadCase{"DeclaredEntity", "<!DOCTYPE a [<!ENTITY e 'v'>]><a><!--&e;--><b x='&amp;&e;'/></a>", -1,
+             "9 ParseFile: XML error at byte 54: Reference to an entity other than lt, gt, amp, apos, quot\n"},
+    LoadCase{"CharacterXmlLacks", "<a>x&#0;</a>", -1, "9 ParseFile: XML error at byte 4: Character reference to no character XML allows\n"}),
     RowName());
 
 struct SaveCase

@@ -1,6 +1,7 @@
 #include "XmlDocument.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -103,6 +104,109 @@ std::string EscapeAttribute(const std::string& value, char quote)
         }
     }
     return out;
+}
+
+bool IsNameByte(char c)
+{
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == ':' || c == '.' || c == '-'
+        || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// p follows a '&'. The parser decodes the predefined entities and character
+// references, and leaves any other reference as it stands, which would then
+// read as text: that is what a reference to an entity of the document type,
+// or to none, and a reference to a character XML does not allow look like.
+// Null when p starts no such reference, else the reason.
+const char* BadReference(const char* p, const char* end)
+{
+    if (p < end && *p == '#') {
+        const bool hex = p + 1 < end && p[1] == 'x';
+        const char* const first = p + (hex ? 2 : 1);
+        const char* digit = first;
+        unsigned long code = 0;
+        for (; digit < end; ++digit) {
+            const unsigned long lower = static_cast<unsigned char>(*digit) | 0x20u;
+            unsigned long value;
+            if (*digit >= '0' && *digit <= '9') {
+                value = static_cast<unsigned long>(*digit - '0');
+            } else if (hex && lower >= 'a' && lower <= 'f') {
+                value = lower - 'a' + 10;
+            } else {
+                break;
+            }
+            code = std::min(code * (hex ? 16 : 10) + value, 0x110000ul);
+        }
+        const bool allowed = code == 0x9 || code == 0xA || code == 0xD || (code >= 0x20 && code <= 0xD7FF)
+            || (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
+        return digit < end && *digit == ';' && digit > first && allowed
+            ? nullptr
+            : "Character reference to no character XML allows";
+    }
+    const char* name = p;
+    while (p < end && IsNameByte(*p)) {
+        ++p;
+    }
+    if (p == name || p == end || *p != ';') {
+        return nullptr; // a bare '&', which the parser takes as text
+    }
+    const std::string_view entity(name, static_cast<size_t>(p - name));
+    return entity == "lt" || entity == "gt" || entity == "amp" || entity == "apos" || entity == "quot"
+        ? nullptr
+        : "Reference to an entity other than lt, gt, amp, apos, quot";
+}
+
+// The first bad reference of the raw bytes, wherever it is (also in
+// comments, CDATA sections and the document type, where it is harmless).
+bool AnyBadReference(const char* p, size_t size)
+{
+    const char* const end = p + size;
+    while ((p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p)))) != nullptr) {
+        if (BadReference(++p, end) != nullptr) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A bad reference in a text or an attribute value of `raw`, a copy of the
+// file parsed as it stands; false when there is none.
+bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
+{
+    pugi::xml_document doc;
+    if (!doc.load_buffer_inplace(raw, size, pugi::parse_minimal | pugi::parse_cdata, pugi::encoding_utf8)) {
+        return false; // the real parse says why
+    }
+    const auto check = [&](const char* value) {
+        const char* const end = value + std::strlen(value);
+        for (const char* p = value; (p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p))));) {
+            if (const char* why = BadReference(++p, end)) {
+                error.offset = static_cast<size_t>(p - 1 - raw);
+                error.description = why;
+                return true;
+            }
+        }
+        return false;
+    };
+    // Depth first, in document order, without recursion.
+    for (pugi::xml_node node = doc.first_child(); node;) {
+        if (node.type() == pugi::node_pcdata && check(node.value())) {
+            return true;
+        }
+        for (pugi::xml_attribute attribute : node.attributes()) {
+            if (check(attribute.value())) {
+                return true;
+            }
+        }
+        if (node.first_child()) {
+            node = node.first_child();
+            continue;
+        }
+        while (node && !node.next_sibling()) {
+            node = node.parent();
+        }
+        node = node ? node.next_sibling() : node;
+    }
+    return false;
 }
 
 // Reads a whole file into a buffer of its own; 0, -2 or 22.
@@ -317,7 +421,17 @@ int XmlDocument::LoadBuffer(const char* pData, size_t size, XmlError& error)
 int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error)
 {
     std::unique_ptr<pugi::xml_document> doc(new (std::nothrow) pugi::xml_document);
-    if (!doc) {
+    // Only a file with a suspect '&' pays for a second look, at a copy as
+    // it stands: the parse below decodes in place.
+    std::unique_ptr<char, Buffer> raw;
+    const bool suspect = doc && AnyBadReference(buffer.get(), size);
+    if (suspect) {
+        raw.reset(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+        if (raw && size > 0) {
+            std::memcpy(raw.get(), buffer.get(), size);
+        }
+    }
+    if (!doc || (suspect && !raw)) {
         error.description = "out of memory";
         return 22;
     }
@@ -341,6 +455,9 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
             error.description = "Content outside the root element";
             return -1;
         }
+    }
+    if (raw && BadReferenceInValues(raw.get(), size, error)) {
+        return -1;
     }
     m_index.clear();
     std::fill(std::begin(m_recent), std::end(m_recent), Recent());
