@@ -98,6 +98,8 @@ INSTANTIATE_TEST_SUITE_P(Files, LoadTable, testing::Values(
     LoadCase{"Unclosed", "<a><b>", -1, "9 ParseFile: XML error at byte 5: Start-end tags mismatch\n"},
     LoadCase{"DeclaredEntity", "<!DOCTYPE a [<!ENTITY e 'v'>]><a><!--&e;--><b x='&amp;&e;'/></a>", -1,
              "9 ParseFile: XML error at byte 54: Reference to an entity other than lt, gt, amp, apos, quot\n"},
+    LoadCase{"Latin1", "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", -1,
+             "9 ParseFile: XML error at byte 46: Text other than ASCII in a file declared in ISO-8859-1\n"},
     LoadCase{"CharacterXmlLacks", "<a>x&#0;</a>", -1, "9 ParseFile: XML error at byte 4: Character reference to no character XML allows\n"}),
     RowName());
 
@@ -153,6 +155,8 @@ INSTANTIATE_TEST_SUITE_P(Layout, SaveTable, testing::Values(
     SaveCase{"InstructionOfTheSameName", "<r><?a x?><a/></r>", "a", "1", 0, "<r><?a x?><a>1</a></r>"},
     SaveCase{"MissingKeyAddsNothing", "<r><a>1</a></r>", "b", "1", -2, "<r><a>1</a></r>"},
     SaveCase{"NulRefused", "<r><a>1</a></r>", "a", std::string("x\0y", 3), 7, "<r><a>1</a></r>"},
+    SaveCase{"AsciiOnlyInLatin1", "<?xml version='1.0' encoding='latin1'?><r><a/></r>", "a", "\xC3\xA9", 7,
+             "<?xml version='1.0' encoding='latin1'?><r><a/></r>"},
     SaveCase{"ControlRefused", "<r><a>1</a></r>", "a", "x\x1By", 7, "<r><a>1</a></r>"}),
     RowName());
 

@@ -209,6 +209,45 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
     return false;
 }
 
+// The encoding the declaration names, or "" when it names none.
+std::string_view DeclaredEncoding(std::string_view text)
+{
+    if (text.substr(0, 3) == "\xEF\xBB\xBF") {
+        text.remove_prefix(3);
+    }
+    if (text.substr(0, 5) != "<?xml" || text.size() < 6 || !IsBlank(text[5])) {
+        return {};
+    }
+    text = text.substr(0, text.find("?>"));
+    const size_t name = text.find("encoding");
+    size_t p = name == std::string_view::npos ? text.size() : name + 8;
+    while (p < text.size() && (IsBlank(text[p]) || text[p] == '=')) {
+        ++p;
+    }
+    if (p >= text.size() || (text[p] != '"' && text[p] != '\'')) {
+        return {};
+    }
+    const size_t end = text.find(text[p], p + 1);
+    return end == std::string_view::npos ? std::string_view() : text.substr(p + 1, end - p - 1);
+}
+
+// UTF-8 in any case, also spelt without the hyphen.
+bool IsUtf8Name(std::string_view name)
+{
+    std::string folded;
+    for (char c : name) {
+        if (c != '-') {
+            folded += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        }
+    }
+    return folded == "utf8";
+}
+
+const char* FirstNonAscii(const char* p, size_t size)
+{
+    return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+}
+
 // Reads a whole file into a buffer of its own; 0, -2 or 22.
 int ReadWhole(const std::string& strPath, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
               struct stat& info, std::string& error)
@@ -420,6 +459,15 @@ int XmlDocument::LoadBuffer(const char* pData, size_t size, XmlError& error)
 // Parses the buffer in place and, on success only, makes it the document.
 int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error)
 {
+    // The bytes are read as UTF-8: in a file declared in another encoding
+    // only ASCII means the same, and only ASCII may be written to it.
+    const std::string_view encoding = DeclaredEncoding(std::string_view(buffer.get(), size));
+    const bool asciiOnly = !encoding.empty() && !IsUtf8Name(encoding);
+    if (asciiOnly && FirstNonAscii(buffer.get(), size) != buffer.get() + size) {
+        error.offset = static_cast<size_t>(FirstNonAscii(buffer.get(), size) - buffer.get());
+        error.description = "Text other than ASCII in a file declared in " + std::string(encoding);
+        return -1;
+    }
     std::unique_ptr<pugi::xml_document> doc(new (std::nothrow) pugi::xml_document);
     // Only a file with a suspect '&' pays for a second look, at a copy as
     // it stands: the parse below decodes in place.
@@ -466,6 +514,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     m_doc = std::move(doc);
     m_buffer = std::move(buffer);
     m_size = size;
+    m_bAsciiOnly = asciiOnly;
     return 0;
 }
 
@@ -678,7 +727,8 @@ int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
 
 int XmlDocument::Set(const std::string& strKey, const std::string& strValue)
 {
-    if (!Holdable(strValue)) {
+    if (!Holdable(strValue) || (m_bAsciiOnly && FirstNonAscii(strValue.data(), strValue.size())
+                                                    != strValue.data() + strValue.size())) {
         return 7;
     }
     std::vector<std::pair<const void*, bool>> targets;

@@ -36,7 +36,8 @@ public:
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
 
-    // 0; -2 when the file cannot be read; -1 when it is not well-formed
+    // 0; -2 when the file cannot be read; -1 when it is not well-formed, or
+    // declared in another encoding than UTF-8 and holds more than ASCII
     // (error.offset, error.description); 22 when memory runs out.
     int LoadFile(const std::string& strPath, XmlError& error);
     // The same from bytes in memory (a copy is taken); such a document has no
@@ -53,7 +54,8 @@ public:
     int Find(const std::string& strKey, std::string& strValue) const;
     // Gives every match the value, in memory; 0, or -2 when nothing matches
     // (nothing is added), 7 for a value XML cannot hold (a NUL byte or another
-    // control character but tab and line ends).
+    // control character but tab and line ends; anything but ASCII in a file
+    // declared in another encoding than UTF-8).
     int Set(const std::string& strKey, const std::string& strValue);
     // Every element with text and every attribute, in document order, with
     // its key and current value.
@@ -120,6 +122,8 @@ private:
     // when it no longer parses into the same tree at the same offsets.
     std::string m_strSource;
     bool m_bHasSource = false;
+    // Declared in an encoding other than UTF-8: ASCII only.
+    bool m_bAsciiOnly = false;
 };
 
 } // namespace zelconfig::xml
