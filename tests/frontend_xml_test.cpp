@@ -100,7 +100,8 @@ INSTANTIATE_TEST_SUITE_P(Files, LoadTable, testing::Values(
              "9 ParseFile: XML error at byte 54: Reference to an entity other than lt, gt, amp, apos, quot\n"},
     LoadCase{"Latin1", "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", -1,
              "9 ParseFile: XML error at byte 46: Text other than ASCII in a file declared in ISO-8859-1\n"},
-    LoadCase{"CharacterXmlLacks", "<a>x&#0;</a>", -1, "9 ParseFile: XML error at byte 4: Character reference to no character XML allows\n"}),
+    LoadCase{"CharacterXmlLacks", "<a>x&#0;</a>", -1,
+             "9 ParseFile: XML error at byte 4: Character reference to no character XML allows\n"}),
     RowName());
 
 struct SaveCase

@@ -155,8 +155,8 @@ const char* BadReference(const char* p, const char* end)
         : "Reference to an entity other than lt, gt, amp, apos, quot";
 }
 
-// The first bad reference of the raw bytes, wherever it is (also in
-// comments, CDATA sections and the document type, where it is harmless).
+// Whether the raw bytes hold a bad reference anywhere (also in comments,
+// CDATA sections and the document type, where it is harmless).
 bool AnyBadReference(const char* p, size_t size)
 {
     const char* const end = p + size;
@@ -178,7 +178,8 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
     }
     const auto check = [&](const char* value) {
         const char* const end = value + std::strlen(value);
-        for (const char* p = value; (p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p))));) {
+        const char* p = value;
+        while ((p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p)))) != nullptr) {
             if (const char* why = BadReference(++p, end)) {
                 error.offset = static_cast<size_t>(p - 1 - raw);
                 error.description = why;
