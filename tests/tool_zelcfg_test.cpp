@@ -53,6 +53,10 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"MissingKeyWithBlanksInTheFile", "pip.cfg", "[global]\ncert = a.pem\n", {"get", "pip.cfg", "global.cert"},
              1, "", "zelcfg: pip.cfg: no key global.cert; line 2 holds 'global.cert ': blanks around an entry name "
              "are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},
+    ToolCase{"TwoEntriesUnderOneRepeatedHeader", "l.cfg", "[D]\n[D]\nO=1\nO=2\n", {"get", "l.cfg", "D.O"}, 1, "",
+             "zelcfg: l.cfg: no key D.O; line 3 holds it under a repeated header (line 2), which the library does "
+             "not read: merge the two blocks; line 4 holds it under a repeated header (line 2), which the library "
+             "does not read: merge the two blocks\n"},
     ToolCase{"MissingFile", "a.cfg", "", {"get", "b.cfg", "A.b"}, 2, "",
              "zelcfg: b.cfg: No such file or directory\n"},
     ToolCase{"HeaderWithoutBracket", "a.cfg", "[A\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",

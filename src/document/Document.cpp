@@ -637,8 +637,11 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) co
         return number;
     };
     for (size_t i = 0; i < found.size(); ++i) {
+        // Several entries under one repeated header share it: counting
+        // runs forwards only, so its line is taken from the first of them.
         if (headerAt[i] != kNone) {
-            found[i].repeatedHeaderLine = lineOf(headerAt[i]);
+            found[i].repeatedHeaderLine = i > 0 && headerAt[i] == headerAt[i - 1] ? found[i - 1].repeatedHeaderLine
+                                                                                 : lineOf(headerAt[i]);
         }
         found[i].line = lineOf(at[i]);
     }
