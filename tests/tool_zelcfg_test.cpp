@@ -85,6 +85,8 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"SetKeepsCrlfInBlockMode", "a.cfg", "[N]\r\nP=1\r\n", {"set", "a.cfg", "N.Q", "2"}, 0, "", "",
              "[N]\r\nP=1\r\nQ=2\r\n"},
     ToolCase{"SetSameValueOnCrlfLastLineWithoutFeed", "a.cfg", "[N]\r\nP=1", {"set", "a.cfg", "N.P", "1"}, 0, "", ""},
+    ToolCase{"SetFileWithLongestName", std::string(251, 'n') + ".cfg", "[N]\nP=1\n",
+             {"set", std::string(251, 'n') + ".cfg", "N.P", "2"}, 0, "", "", "[N]\nP=2\n"},
     ToolCase{"SetRefusesNameWithBlanks", "pip.cfg", "[global]\ncert = a.pem\n", {"set", "pip.cfg", "global.cert", "b"},
              2, "", "zelcfg: pip.cfg: refusing to add global.cert; line 2 holds 'global.cert ': blanks around an "
              "entry name are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},

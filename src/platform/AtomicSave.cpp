@@ -122,7 +122,10 @@ bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& str
 bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
 {
     const std::string directory = DirectoryOf(m_strPath);
-    std::string temporary = directory + "/." + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1))
+    // The file's name, cut so that the temporary name fits where it does.
+    const size_t kNameRoom = NAME_MAX - std::strlen("..zelcfg-XXXXXX");
+    std::string temporary = directory + "/."
+                            + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1), kNameRoom)
                             + ".zelcfg-XXXXXX";
     const int fd = ::mkstemp(&temporary[0]);
     if (fd < 0) {
