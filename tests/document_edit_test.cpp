@@ -57,6 +57,7 @@ INSTANTIATE_TEST_SUITE_P(Set, EditTable, testing::Values(
     EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kSet, "A.k", "22", 0, "[A]\n# c\nk=22"},
     EditRow{"AnonymousKeepsTheBlanks", kAnonymous, " k = 1 \r\n[H]\nk=2\n", Op::kSet, "k", "3", 0,
             " k = 3 \r\n[H]\nk=3\n"},
+    EditRow{"AnonymousBlankValueBeforeCr", kAnonymous, "k= \r\nj=1\r\n", Op::kSet, "k", "3", 0, "k=3 \r\nj=1\r\n"},
     EditRow{"AnonymousRefusesBlanksAtEnds", kAnonymous, "k=1\n", Op::kSet, "k", " 3", 22, "k=1\n"},
     EditRow{"LineFeedRefused", kBlock, kFile, Op::kSet, "Net.Host", "a\n[X]", 22, kFile},
     EditRow{"FileReadOnlyInPart", kBlock, "[A]\nk=1\n[B\n", Op::kSet, "A.k", "2", 22, "[A]\nk=1\n[B\n"}),

@@ -61,6 +61,31 @@ TEST(AtomicSave, FollowsLinksAndKeepsPermissions)
     }
 }
 
+// Edited by a member of its group, the file keeps its owner and group, or
+// the edit is refused when the editor cannot give the new file its owner.
+TEST(AtomicSave, KeepsOwnerAndGroupOrRefuses)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to edit as another user";
+    }
+    TempDir dir;
+    ASSERT_EQ(::chmod(dir.Path().c_str(), 0777), 0);
+    for (const uid_t owner : {65534u, 0u}) {
+        SCOPED_TRACE(owner);
+        const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
+        ASSERT_EQ(::chown(path.c_str(), owner, 4), 0);
+        ASSERT_EQ(::chmod(path.c_str(), 0664), 0);
+        const ToolResult result = RunTool(dir.Path(), {ZELCFG_BINARY, "set", "a.cfg", "A.k", "2"},
+                                          "setpriv --reuid=65534 --regid=65534 --groups=4 ");
+        struct stat info {};
+        ASSERT_EQ(::stat(path.c_str(), &info), 0);
+        EXPECT_EQ(info.st_uid, owner);
+        EXPECT_EQ(info.st_gid, 4u);
+        EXPECT_EQ(result.status, owner == 0 ? 2 : 0) << result.err;
+        EXPECT_EQ(ReadFile(path), owner == 0 ? "[A]\nk=1\n" : "[A]\nk=2\n");
+    }
+}
+
 // set creates a missing file as an editor would, under the umask; the other
 // commands need the file.
 TEST(AtomicSave, SetCreatesAMissingFileUnsetDoesNot)

@@ -53,6 +53,10 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"MissingKeyWithBlanksInTheFile", "pip.cfg", "[global]\ncert = a.pem\n", {"get", "pip.cfg", "global.cert"},
              1, "", "zelcfg: pip.cfg: no key global.cert; line 2 holds 'global.cert ': blanks around an entry name "
              "are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},
+    ToolCase{"TwoEntriesUnderOneRepeatedHeader", "l.cfg", "[D]\n[D]\nO=1\nO=2\n", {"get", "l.cfg", "D.O"}, 1, "",
+             "zelcfg: l.cfg: no key D.O; line 3 holds it under a repeated header (line 2), which the library does "
+             "not read: merge the two blocks; line 4 holds it under a repeated header (line 2), which the library "
+             "does not read: merge the two blocks\n"},
     ToolCase{"MissingFile", "a.cfg", "", {"get", "b.cfg", "A.b"}, 2, "",
              "zelcfg: b.cfg: No such file or directory\n"},
     ToolCase{"HeaderWithoutBracket", "a.cfg", "[A\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
@@ -80,6 +84,9 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              {"set", "--normalise", "a.cfg", "B.b", "2"}, 0, "", "", "[A]\na = 1\n[B]\nb=2\n"},
     ToolCase{"SetKeepsCrlfInBlockMode", "a.cfg", "[N]\r\nP=1\r\n", {"set", "a.cfg", "N.Q", "2"}, 0, "", "",
              "[N]\r\nP=1\r\nQ=2\r\n"},
+    ToolCase{"SetSameValueOnCrlfLastLineWithoutFeed", "a.cfg", "[N]\r\nP=1", {"set", "a.cfg", "N.P", "1"}, 0, "", ""},
+    ToolCase{"SetFileWithLongestName", std::string(251, 'n') + ".cfg", "[N]\nP=1\n",
+             {"set", std::string(251, 'n') + ".cfg", "N.P", "2"}, 0, "", "", "[N]\nP=2\n"},
     ToolCase{"SetRefusesNameWithBlanks", "pip.cfg", "[global]\ncert = a.pem\n", {"set", "pip.cfg", "global.cert", "b"},
              2, "", "zelcfg: pip.cfg: refusing to add global.cert; line 2 holds 'global.cert ': blanks around an "
              "entry name are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},

@@ -190,16 +190,19 @@ struct Document::State
         }
     }
 
-    // The text at the ends of which anonymous mode trims white space.
+    // The text at the ends of which anonymous mode trims white space. Text
+    // that is all white space gives the empty run at its start, so that a
+    // value set there goes before a carriage return, not after it.
     std::string_view Trim(std::string_view bytes) const
     {
+        const std::string_view whole = bytes;
         while (!bytes.empty() && ctype->is(std::ctype_base::space, bytes.front())) {
             bytes.remove_prefix(1);
         }
         while (!bytes.empty() && ctype->is(std::ctype_base::space, bytes.back())) {
             bytes.remove_suffix(1);
         }
-        return bytes;
+        return bytes.empty() ? whole.substr(0, 0) : bytes;
     }
 
     bool HasSpaceAtEnds(std::string_view bytes) const { return Trim(bytes).size() != bytes.size(); }
@@ -637,8 +640,11 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) co
         return number;
     };
     for (size_t i = 0; i < found.size(); ++i) {
+        // Several entries under one repeated header share it: counting
+        // runs forwards only, so its line is taken from the first of them.
         if (headerAt[i] != kNone) {
-            found[i].repeatedHeaderLine = lineOf(headerAt[i]);
+            found[i].repeatedHeaderLine = i > 0 && headerAt[i] == headerAt[i - 1] ? found[i - 1].repeatedHeaderLine
+                                                                                 : lineOf(headerAt[i]);
         }
         found[i].line = lineOf(at[i]);
     }

@@ -122,7 +122,10 @@ bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& str
 bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
 {
     const std::string directory = DirectoryOf(m_strPath);
-    std::string temporary = directory + "/." + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1))
+    // The file's name, cut so that the temporary name fits where it does.
+    const size_t kNameRoom = NAME_MAX - std::strlen("..zelcfg-XXXXXX");
+    std::string temporary = directory + "/."
+                            + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1), kNameRoom)
                             + ".zelcfg-XXXXXX";
     const int fd = ::mkstemp(&temporary[0]);
     if (fd < 0) {
@@ -136,9 +139,11 @@ bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
     if (const int written = WriteAll(fd, pData, size)) {
         error = "cannot write " + temporary + ": " + ErrorText(written);
     }
-    // Root keeps the file's owner; others cannot give files away, and need not.
+    // The new file is the editor's: give it the file's owner and group. Root
+    // can, and so can an owner for a group it belongs to; anyone else would
+    // take the file over by renaming theirs into place, so that fails here.
     if (error.empty() && (m_stat.st_uid != ::geteuid() || m_stat.st_gid != ::getegid())
-        && ::geteuid() == 0 && ::fchown(fd, m_stat.st_uid, m_stat.st_gid) != 0) {
+        && ::fchown(fd, m_stat.st_uid, m_stat.st_gid) != 0) {
         error = "cannot give " + temporary + " the owner of the file: " + ErrorText(errno);
     }
     // After fchown, which may clear the set-id bits.

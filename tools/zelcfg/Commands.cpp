@@ -408,8 +408,13 @@ int Edit(const Invocation& invocation)
     const std::string& operand = invocation.operands[1];
     if (command == "set") {
         // In block mode a carriage return before the line feed belongs to the
-        // value: in a file with such line ends, the new value gets one too.
-        if (!anonymous && document.CrlfLineEnds() && (value.empty() || value.back() != '\r')) {
+        // value: in a file with such line ends, the new value gets one too,
+        // unless no entry it replaces has one (a last line without a line
+        // feed): a set to the value it holds must then write nothing.
+        std::string stored;
+        if (!anonymous && document.CrlfLineEnds() && (value.empty() || value.back() != '\r')
+            && (document.Get(key, stored) != 0 || stored.find("\r\n") != std::string::npos
+                || (!stored.empty() && stored.back() == '\r'))) {
             value += '\r';
         }
         status = document.Set(key, value);
