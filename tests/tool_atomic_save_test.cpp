@@ -70,13 +70,16 @@ TEST(AtomicSave, KeepsOwnerAndGroupOrRefuses)
     }
     TempDir dir;
     ASSERT_EQ(::chmod(dir.Path().c_str(), 0777), 0);
+    const std::string asNobody = "setpriv --reuid=65534 --regid=65534 --groups=4 ";
+    if (RunTool(dir.Path(), {ZELCFG_BINARY, "--version"}, asNobody).status != 0) {
+        GTEST_SKIP() << "the build tree is out of another user's reach";
+    }
     for (const uid_t owner : {65534u, 0u}) {
         SCOPED_TRACE(owner);
         const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
         ASSERT_EQ(::chown(path.c_str(), owner, 4), 0);
         ASSERT_EQ(::chmod(path.c_str(), 0664), 0);
-        const ToolResult result = RunTool(dir.Path(), {ZELCFG_BINARY, "set", "a.cfg", "A.k", "2"},
-                                          "setpriv --reuid=65534 --regid=65534 --groups=4 ");
+        const ToolResult result = RunTool(dir.Path(), {ZELCFG_BINARY, "set", "a.cfg", "A.k", "2"}, asNobody);
         struct stat info {};
         ASSERT_EQ(::stat(path.c_str(), &info), 0);
         EXPECT_EQ(info.st_uid, owner);
