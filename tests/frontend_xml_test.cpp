@@ -227,6 +227,21 @@ TEST(XmlWriter, SaveFailuresLeaveTheFile)
     EXPECT_NE(::access(path.c_str(), F_OK), 0);
 }
 
+// A member of the file's group saves, but cannot take root's file over.
+TEST(XmlWriter, KeepsTheOwnerOrRefuses)
+{
+    TempDir dir;
+    ASSERT_EQ(::chmod(dir.Path().c_str(), 0777), 0);
+    const std::string asNobody = AsGroupMember(dir.Path(), ZELCFG_BINARY);
+    if (asNobody.empty()) {
+        GTEST_SKIP() << "needs root, and the tool in another user's reach";
+    }
+    const std::string path = dir.Write("a.xml", "<r><a>1</a></r>");
+    ASSERT_EQ(::chown(path.c_str(), 0, 4) | ::chmod(path.c_str(), 0664), 0);
+    EXPECT_EQ(RunTool(dir.Path(), {ZELCFG_BINARY, "set", "a.xml", "a", "2"}, asNobody).status, 2);
+    EXPECT_EQ(ReadFile(path), "<r><a>1</a></r>");
+}
+
 struct ToolCase
 {
     const char* name;

@@ -365,6 +365,7 @@ bool WriteAll(int fd, const std::string& text)
 // true. `strReal` receives its real path.
 bool ReplaceFile(const std::string& strPath, const std::string& text, std::string& strReal, std::string& error)
 {
+    error.clear();
     char* real = ::realpath(strPath.c_str(), nullptr);
     struct stat old {};
     if (real == nullptr || ::stat(real, &old) != 0) {
@@ -382,14 +383,21 @@ bool ReplaceFile(const std::string& strPath, const std::string& text, std::strin
         error = std::string("cannot create a temporary file: ") + std::strerror(errno);
         return false;
     }
-    bool ok = WriteAll(fd, text) && ::fchmod(fd, old.st_mode & 07777) == 0;
-    if (ok) {
-        // Keep the owner where we may; a user's own copy stays theirs anyway.
-        (void)!::fchown(fd, old.st_uid, old.st_gid);
-        ok = ::fsync(fd) == 0 && ::rename(temp.c_str(), strReal.c_str()) == 0;
+    bool ok = WriteAll(fd, text);
+    // The new file is the saver's: it gets the file's owner and group, or the
+    // save fails, since renaming it into place would take the file over.
+    if (ok && (old.st_uid != ::geteuid() || old.st_gid != ::getegid())
+        && ::fchown(fd, old.st_uid, old.st_gid) != 0) {
+        error = std::string("cannot give the new file the owner of the file: ") + std::strerror(errno);
+        ok = false;
     }
+    // After fchown, which may clear the set-id bits.
+    ok = ok && ::fchmod(fd, old.st_mode & 07777) == 0 && ::fsync(fd) == 0
+        && ::rename(temp.c_str(), strReal.c_str()) == 0;
     if (!ok) {
-        error = std::strerror(errno);
+        if (error.empty()) {
+            error = std::strerror(errno);
+        }
         ::close(fd);
         ::unlink(temp.c_str());
         return false;

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "TestFiles.h"
 
@@ -35,4 +36,10 @@ ToolResult RunTool(const std::string& dir, const std::vector<std::string>& args,
     result.out = ReadFile(capture.Path() + "/out");
     result.err = ReadFile(capture.Path() + "/err");
     return result;
+}
+
+std::string AsGroupMember(const std::string& dir, const std::string& program)
+{
+    const std::string prefix = "setpriv --reuid=65534 --regid=65534 --groups=4 ";
+    return ::geteuid() == 0 && RunTool(dir, {program, "--version"}, prefix).status == 0 ? prefix : "";
 }

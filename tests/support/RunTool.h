@@ -16,4 +16,9 @@ struct ToolResult
 ToolResult RunTool(const std::string& dir, const std::vector<std::string>& args,
                    const std::string& shellPrefix = "");
 
+// A prefix for RunTool that runs the program as user 65534 with group 4
+// among its groups, in `dir`; "" when this process cannot (not root, or the
+// program out of that user's reach).
+std::string AsGroupMember(const std::string& dir, const std::string& program);
+
 #endif
