@@ -368,9 +368,10 @@ CCFGParser::~CCFGParser()
 int CCFGParser::CFGParseFile(const std::string& strPath)
 {
     // Every parse starts from a fresh map; the previous one is let go (and,
-    // since nothing can reach it any more, freed).
+    // since nothing can reach it any more, freed). The path may be a string
+    // of the previous map, which is therefore freed only after the opening.
     BlockMap* pBlocks = new (std::nothrow) BlockMap;
-    FreeBlockMap(m_pmCFGData);
+    std::unique_ptr<BlockMap, void (*)(BlockMap*)> pPrevious(m_pmCFGData, FreeBlockMap);
     m_pmCFGData = pBlocks;
     if (pBlocks == nullptr) {
         ZEL_LOG(kLogError, "CFGParseFile", "m_pmCFGData is NULL");
@@ -378,7 +379,9 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     }
 
     CFGLineReader reader;
-    if (!reader.Open(strPath)) {
+    const bool bOpened = reader.Open(strPath);
+    pPrevious.reset();
+    if (!bOpened) {
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
         return -2;
     }
