@@ -407,6 +407,10 @@ int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
     if (m_pmCFGData == nullptr || strKey.empty()) {
         return -2;
     }
+    if (&strKey == &strValue) {
+        // The names view into the key, which the values are appended to.
+        return CFGGetData(std::string(strKey), strValue);
+    }
     const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
     const CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
     if (pBlock == nullptr) {
