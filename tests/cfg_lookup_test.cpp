@@ -62,6 +62,10 @@ TEST(Lookup, AppendsToWhatTheCallerHolds)
     std::string both = "L.long entry name"; // the key is the output too
     EXPECT_EQ(parser.CFGGetData(both, both), 0);
     EXPECT_EQ(both, "L.long entry name\n1\n2");
+    std::string& first = parser.m_pmCFGData->at("L")->m_vecNodes[0].m_strValue;
+    first = both.substr(0, 17); // an update's key that is a value it overwrites
+    EXPECT_EQ(parser.CFGSetData(first, "new"), 0);
+    EXPECT_EQ(parser.CFGGetData("L.long entry name"), "new\nnew");
 }
 
 } // namespace

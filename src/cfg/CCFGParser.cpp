@@ -444,14 +444,19 @@ int CCFGParser::CFGSetData(const std::string& strKey, std::string strValue)
         return EINVAL;
     }
     // Unlike a lookup, a key without '.' never means the anonymous block.
-    const KeyParts parts = SplitKey(strKey, nullptr);
+    KeyParts parts = SplitKey(strKey, nullptr);
     CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
     if (pBlock == nullptr) {
         return -2;
     }
     int result = -2;
+    std::string entry; // the entry name, once the key is a value about to be overwritten
     for (CNode& node : pBlock->m_vecNodes) {
         if (node.m_strKey == parts.entry) {
+            if (&node.m_strValue == &strKey) {
+                entry.assign(parts.entry.data(), parts.entry.size());
+                parts.entry = entry;
+            }
             node.m_strValue = strValue;
             result = 0;
         }
