@@ -6,7 +6,7 @@
 namespace {
 
 const char kFile[] = "[A]\nb=1\nc=2\nb=3\nb.c=dotted\n[E]\nb=\nb=7\nonly=\n[]\n=root\n"
-                     "[a]\nb=lower\n[Empty]\n";
+                     "[a]\nb=lower\n[L]\nlong entry name=1\nlong entry name=2\n[Empty]\n";
 
 // `value` is what both overloads yield, starting from an empty string.
 struct LookupCase { const char* name; unsigned mode; std::string key; int status; std::string value; };
@@ -59,6 +59,13 @@ TEST(Lookup, AppendsToWhatTheCallerHolds)
         EXPECT_EQ(CCFGParser().CFGGetData(miss, value), -2) << "no model";
     }
     EXPECT_EQ(value, "x\n2");
+    std::string both = "L.long entry name"; // the key is the output too
+    EXPECT_EQ(parser.CFGGetData(both, both), 0);
+    EXPECT_EQ(both, "L.long entry name\n1\n2");
+    std::string& first = parser.m_pmCFGData->at("L")->m_vecNodes[0].m_strValue;
+    first = both.substr(0, 17); // an update's key that is a value it overwrites
+    EXPECT_EQ(parser.CFGSetData(first, "new"), 0);
+    EXPECT_EQ(parser.CFGGetData("L.long entry name"), "new\nnew");
 }
 
 } // namespace

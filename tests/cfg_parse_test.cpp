@@ -97,8 +97,9 @@ TEST(Parse, ReparseReplacesTheModelAndStatusIgnoresTheMask)
     TempDir dir;
     capture_log::Reset(0);
     CCFGParser parser;
-    ASSERT_EQ(parser.CFGParseFile(dir.Write("1.cfg", "[A]\na=1\n")), 0);
-    ASSERT_EQ(parser.CFGParseFile(dir.Write("2.cfg", "[B]\nb=2\n[C\n")), -1);
+    ASSERT_EQ(parser.CFGParseFile(dir.Write("1.cfg", "[A]\na=" + dir.Write("2.cfg", "[B]\nb=2\n[C\n"))), 0);
+    // The path may be a string of the model that the parse replaces.
+    ASSERT_EQ(parser.CFGParseFile(parser.m_pmCFGData->at("A")->m_vecNodes[0].m_strValue), -1);
     EXPECT_EQ(DumpModel(parser), "[B]\n  b=2\n");
     EXPECT_EQ(parser.CFGParseFile(dir.Path() + "/missing.cfg"), -2);
     EXPECT_EQ(DumpModel(parser), "");

@@ -368,9 +368,10 @@ CCFGParser::~CCFGParser()
 int CCFGParser::CFGParseFile(const std::string& strPath)
 {
     // Every parse starts from a fresh map; the previous one is let go (and,
-    // since nothing can reach it any more, freed).
+    // since nothing can reach it any more, freed). The path may be a string
+    // of the previous map, which is therefore freed only after the opening.
     BlockMap* pBlocks = new (std::nothrow) BlockMap;
-    FreeBlockMap(m_pmCFGData);
+    std::unique_ptr<BlockMap, void (*)(BlockMap*)> pPrevious(m_pmCFGData, FreeBlockMap);
     m_pmCFGData = pBlocks;
     if (pBlocks == nullptr) {
         ZEL_LOG(kLogError, "CFGParseFile", "m_pmCFGData is NULL");
@@ -378,7 +379,9 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     }
 
     CFGLineReader reader;
-    if (!reader.Open(strPath)) {
+    const bool bOpened = reader.Open(strPath);
+    pPrevious.reset();
+    if (!bOpened) {
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
         return -2;
     }
@@ -403,6 +406,10 @@ int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
 {
     if (m_pmCFGData == nullptr || strKey.empty()) {
         return -2;
+    }
+    if (&strKey == &strValue) {
+        // The names view into the key, which the values are appended to.
+        return CFGGetData(std::string(strKey), strValue);
     }
     const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kAnonymousBlock : nullptr);
     const CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
@@ -437,14 +444,19 @@ int CCFGParser::CFGSetData(const std::string& strKey, std::string strValue)
         return EINVAL;
     }
     // Unlike a lookup, a key without '.' never means the anonymous block.
-    const KeyParts parts = SplitKey(strKey, nullptr);
+    KeyParts parts = SplitKey(strKey, nullptr);
     CBlock* pBlock = FindBlock(*m_pmCFGData, parts.block);
     if (pBlock == nullptr) {
         return -2;
     }
     int result = -2;
+    std::string entry; // the entry name, once the key is a value about to be overwritten
     for (CNode& node : pBlock->m_vecNodes) {
         if (node.m_strKey == parts.entry) {
+            if (&node.m_strValue == &strKey) {
+                entry.assign(parts.entry.data(), parts.entry.size());
+                parts.entry = entry;
+            }
             node.m_strValue = strValue;
             result = 0;
         }
