@@ -1,5 +1,7 @@
 #include "frontend/ConnectedBackends.h"
 
+#include <utility>
+
 #include "CCFGParser.h"
 #include "adaptors/ParseIntoNewParser.h"
 
@@ -8,13 +10,16 @@ namespace zelconfig {
 ConnectedCFGReader::~ConnectedCFGReader()
 {
     if (m_pBorrower != nullptr) {
-        m_pBorrower->SetDataPtr(nullptr); // logs the detach, as every detach does
+        // Not a detach of the caller's: nothing is logged. The writer
+        // answers as one without data until it is given data again.
+        m_pBorrower->m_pLender = nullptr;
+        m_pBorrower->m_bLenderGone = true;
     }
 }
 
 ConnectedCFGWriter::~ConnectedCFGWriter()
 {
-    if (m_pLender != nullptr) {
+    if (m_pLender != nullptr || m_bLenderGone) {
         // The data is the reader's to free, not this writer's.
         SetDataPtr(nullptr);
     }
@@ -44,11 +49,22 @@ int ConnectedCFGWriter::ParseFile(const std::string& strPath)
     return iResult;
 }
 
+int ConnectedCFGWriter::SetValue(const std::string& strKey, std::string strValue)
+{
+    return m_bLenderGone ? 7 : CCFGWriter::SetValue(strKey, std::move(strValue));
+}
+
+int ConnectedCFGWriter::SaveData()
+{
+    return m_bLenderGone ? 22 : CCFGWriter::SaveData();
+}
+
 void ConnectedCFGWriter::SetDataPtr(void* pData)
 {
     CCFGParser* pAbandoned = m_pOwn;
     m_pOwn = nullptr;
     Unlink();
+    m_bLenderGone = false;
     CCFGWriter::SetDataPtr(pData);
     if (pAbandoned != static_cast<CCFGParser*>(pData)) {
         delete pAbandoned;
