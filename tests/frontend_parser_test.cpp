@@ -52,7 +52,9 @@ INSTANTIATE_TEST_SUITE_P(Values, SetTable, testing::Values(
     SetCase{"EmptyKey", [](CZelConfigWriter& w) { return w.Set("", 1.5); }, 7, "old", ""},
     SetCase{"ReaderSideReparsedQuietly", [](CZelConfigWriter& w) {
         return static_cast<CZelConfigParser&>(w).CZelConfigReader::Parse("x.ini"); }, 22, "",
-            "9 Parse: Neither XML nor CFG\n"}),
+            "9 Parse: Neither XML nor CFG\n"},
+    SetCase{"ReparsedWithoutDetach", [](CZelConfigWriter& w) {
+        return static_cast<CZelConfigParser&>(w).Parse("x.ini"); }, 22, "", "9 Parse: Neither XML nor CFG\n"}),
     RowName());
 
 TEST(WriterFrontEnd, WithoutBackEndEverythingIsEinval)

@@ -13,6 +13,7 @@ ConnectedCFGReader::~ConnectedCFGReader()
         // Not a detach of the caller's: nothing is logged. The writer
         // answers as one without data until it is given data again.
         m_pBorrower->m_pLender = nullptr;
+        m_pBorrower->m_pHeld = nullptr;
         m_pBorrower->m_bLenderGone = true;
     }
 }
@@ -45,6 +46,7 @@ int ConnectedCFGWriter::ParseFile(const std::string& strPath)
     if (pParser != nullptr) {
         CCFGWriter::SetDataPtr(pParser);
         m_pOwn = pParser;
+        m_pHeld = pParser;
     }
     return iResult;
 }
@@ -66,6 +68,7 @@ void ConnectedCFGWriter::SetDataPtr(void* pData)
     Unlink();
     m_bLenderGone = false;
     CCFGWriter::SetDataPtr(pData);
+    m_pHeld = static_cast<CCFGParser*>(pData);
     if (pAbandoned != static_cast<CCFGParser*>(pData)) {
         delete pAbandoned;
     }
@@ -75,7 +78,8 @@ void Connect(IConfigReader* reader, IConfigWriter* writer)
 {
     auto* pReader = dynamic_cast<ConnectedCFGReader*>(reader);
     auto* pWriter = dynamic_cast<ConnectedCFGWriter*>(writer);
-    if (pReader == nullptr || pWriter == nullptr || pReader->GetDataPtr() == nullptr) {
+    if (pReader == nullptr || pWriter == nullptr || pWriter->m_pHeld == nullptr
+        || pWriter->m_pHeld != pReader->GetDataPtr()) {
         return;
     }
     if (pReader->m_pBorrower != nullptr) {
@@ -84,6 +88,15 @@ void Connect(IConfigReader* reader, IConfigWriter* writer)
     pWriter->Unlink();
     pReader->m_pBorrower = pWriter;
     pWriter->m_pLender = pReader;
+}
+
+bool MustDetachBeforeReplacing(IConfigReader* reader, IConfigWriter* writer)
+{
+    if (dynamic_cast<ConnectedCFGWriter*>(writer) == nullptr) {
+        return writer != nullptr;
+    }
+    Connect(reader, writer);
+    return false;
 }
 
 } // namespace zelconfig
