@@ -47,9 +47,6 @@ public:
 private:
     friend class CZelConfigParser; // to detach only a writer that exists, and to connect it
 
-    // What Create and Parse share; bCreate picks the factory and the call.
-    int Bind(const std::string& strPath, bool bCreate);
-
     IConfigWriter* m_pWriter;
     // The XML plug-in, shared by every writer of the process (not with the
     // readers); never closed.

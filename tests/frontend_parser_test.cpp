@@ -49,7 +49,12 @@ INSTANTIATE_TEST_SUITE_P(Values, SetTable, testing::Values(
     SetCase{"BoolOther", [](CZelConfigWriter& w) { return w.SetBool("V.k", 7); }, 7, "old",
             "9 SetBool: received bool value is not proper:: 7\n"},
     SetCase{"MissingKey", [](CZelConfigWriter& w) { return w.Set("V.x", 1); }, -2, "old", ""},
-    SetCase{"EmptyKey", [](CZelConfigWriter& w) { return w.Set("", 1.5); }, 7, "old", ""}),
+    SetCase{"EmptyKey", [](CZelConfigWriter& w) { return w.Set("", 1.5); }, 7, "old", ""},
+    SetCase{"ReaderSideReparsedQuietly", [](CZelConfigWriter& w) {
+        return static_cast<CZelConfigParser&>(w).CZelConfigReader::Parse("x.ini"); }, 22, "",
+            "9 Parse: Neither XML nor CFG\n"},
+    SetCase{"ReparsedWithoutDetach", [](CZelConfigWriter& w) {
+        return static_cast<CZelConfigParser&>(w).Parse("x.ini"); }, 22, "", "9 Parse: Neither XML nor CFG\n"}),
     RowName());
 
 TEST(WriterFrontEnd, WithoutBackEndEverythingIsEinval)

@@ -29,8 +29,9 @@ int CZelConfigParser::Parse(const std::string& strPath)
     ZEL_LOG(kLogParams, "Parse", "File Path %s", strPath.c_str());
 
     // The reader's Parse frees the data the writer back end may still hold:
-    // detach first, so that nothing is freed twice or used after it is gone.
-    if (m_pWriter != nullptr) {
+    // nothing may be freed twice or used after it is gone. The CFG back ends
+    // see to it themselves; a writer of any other kind is detached first.
+    if (MustDetachBeforeReplacing(m_pReader, m_pWriter)) {
         CZelConfigWriter::SetDataPtr(nullptr);
     }
     int iResult = CZelConfigReader::Parse(strPath);

@@ -37,16 +37,6 @@ CZelConfigWriter::~CZelConfigWriter()
     m_pWriter = nullptr;
 }
 
-int CZelConfigWriter::Create(const std::string& strPath)
-{
-    return Bind(strPath, true);
-}
-
-int CZelConfigWriter::Parse(const std::string& strPath)
-{
-    return Bind(strPath, false);
-}
-
 // Makes the back end the path selects: for Create without reading the file
 // (the plug-in's factory without a path), for Parse with it. NULL when there
 // is none to make.
@@ -75,16 +65,28 @@ static IConfigWriter* CreateWriter(const std::string& strPath, bool bCreate,
     return nullptr;
 }
 
-int CZelConfigWriter::Bind(const std::string& strPath, bool bCreate)
+// What Create and Parse share; bCreate picks the factory and the call.
+static int Bind(IConfigWriter*& pWriter, std::atomic<void*>& xmlLibrary, const std::string& strPath,
+                bool bCreate)
 {
-    delete m_pWriter;
-    m_pWriter = nullptr;
-    m_pWriter = CreateWriter(strPath, bCreate, m_hZelXMLLibHandle);
-    if (m_pWriter == nullptr) {
+    delete pWriter;
+    pWriter = nullptr;
+    pWriter = CreateWriter(strPath, bCreate, xmlLibrary);
+    if (pWriter == nullptr) {
         return 22;
     }
     // The back end stays bound even when this fails.
-    return bCreate ? m_pWriter->SetPath(strPath) : m_pWriter->ParseFile(strPath);
+    return bCreate ? pWriter->SetPath(strPath) : pWriter->ParseFile(strPath);
+}
+
+int CZelConfigWriter::Create(const std::string& strPath)
+{
+    return Bind(m_pWriter, m_hZelXMLLibHandle, strPath, true);
+}
+
+int CZelConfigWriter::Parse(const std::string& strPath)
+{
+    return Bind(m_pWriter, m_hZelXMLLibHandle, strPath, false);
 }
 
 // What every setter and Save answer without a back end.

@@ -1,5 +1,7 @@
 #include "frontend/ConnectedBackends.h"
 
+#include <utility>
+
 #include "CCFGParser.h"
 #include "adaptors/ParseIntoNewParser.h"
 
@@ -8,13 +10,17 @@ namespace zelconfig {
 ConnectedCFGReader::~ConnectedCFGReader()
 {
     if (m_pBorrower != nullptr) {
-        m_pBorrower->SetDataPtr(nullptr); // logs the detach, as every detach does
+        // Not a detach of the caller's: nothing is logged. The writer
+        // answers as one without data until it is given data again.
+        m_pBorrower->m_pLender = nullptr;
+        m_pBorrower->m_pHeld = nullptr;
+        m_pBorrower->m_bLenderGone = true;
     }
 }
 
 ConnectedCFGWriter::~ConnectedCFGWriter()
 {
-    if (m_pLender != nullptr) {
+    if (m_pLender != nullptr || m_bLenderGone) {
         // The data is the reader's to free, not this writer's.
         SetDataPtr(nullptr);
     }
@@ -40,8 +46,19 @@ int ConnectedCFGWriter::ParseFile(const std::string& strPath)
     if (pParser != nullptr) {
         CCFGWriter::SetDataPtr(pParser);
         m_pOwn = pParser;
+        m_pHeld = pParser;
     }
     return iResult;
+}
+
+int ConnectedCFGWriter::SetValue(const std::string& strKey, std::string strValue)
+{
+    return m_bLenderGone ? 7 : CCFGWriter::SetValue(strKey, std::move(strValue));
+}
+
+int ConnectedCFGWriter::SaveData()
+{
+    return m_bLenderGone ? 22 : CCFGWriter::SaveData();
 }
 
 void ConnectedCFGWriter::SetDataPtr(void* pData)
@@ -49,7 +66,9 @@ void ConnectedCFGWriter::SetDataPtr(void* pData)
     CCFGParser* pAbandoned = m_pOwn;
     m_pOwn = nullptr;
     Unlink();
+    m_bLenderGone = false;
     CCFGWriter::SetDataPtr(pData);
+    m_pHeld = static_cast<CCFGParser*>(pData);
     if (pAbandoned != static_cast<CCFGParser*>(pData)) {
         delete pAbandoned;
     }
@@ -59,7 +78,8 @@ void Connect(IConfigReader* reader, IConfigWriter* writer)
 {
     auto* pReader = dynamic_cast<ConnectedCFGReader*>(reader);
     auto* pWriter = dynamic_cast<ConnectedCFGWriter*>(writer);
-    if (pReader == nullptr || pWriter == nullptr || pReader->GetDataPtr() == nullptr) {
+    if (pReader == nullptr || pWriter == nullptr || pWriter->m_pHeld == nullptr
+        || pWriter->m_pHeld != pReader->GetDataPtr()) {
         return;
     }
     if (pReader->m_pBorrower != nullptr) {
@@ -68,6 +88,15 @@ void Connect(IConfigReader* reader, IConfigWriter* writer)
     pWriter->Unlink();
     pReader->m_pBorrower = pWriter;
     pWriter->m_pLender = pReader;
+}
+
+bool MustDetachBeforeReplacing(IConfigReader* reader, IConfigWriter* writer)
+{
+    if (dynamic_cast<ConnectedCFGWriter*>(writer) == nullptr) {
+        return writer != nullptr;
+    }
+    Connect(reader, writer);
+    return false;
 }
 
 } // namespace zelconfig

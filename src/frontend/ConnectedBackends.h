@@ -18,7 +18,9 @@ class ConnectedCFGWriter;
 // its writer side knows that writer, and the writer knows it, so that
 // whichever of the two is destroyed first detaches the writer: the data is
 // then neither used after it is freed nor freed twice, whatever the order in
-// which the front ends' Parse and Create replace them.
+// which the front ends' Parse and Create replace them. A reader that goes
+// first leaves its writer without data quietly: only a detach the caller asks
+// for is logged.
 class ConnectedCFGReader final : public CCFGReader
 {
 public:
@@ -37,21 +39,36 @@ public:
     ConnectedCFGWriter() = default;
     ~ConnectedCFGWriter() override;
     int ParseFile(const std::string& strPath) override;
+    int SetValue(const std::string& strKey, std::string strValue) override;
+    int SaveData() override;
     void SetDataPtr(void* pData) override;
 
 private:
+    friend class ConnectedCFGReader;
     friend void Connect(IConfigReader*, IConfigWriter*);
     void Unlink();
     ConnectedCFGReader* m_pLender = nullptr;
     // The parser this writer's own ParseFile made. When the writer lets it
     // go, nothing else can reach it any more, so it is freed.
     CCFGParser* m_pOwn = nullptr;
+    // The parser last handed to CCFGWriter::SetDataPtr; NULL once its lender
+    // is gone.
+    CCFGParser* m_pHeld = nullptr;
+    // The lender was destroyed: the pointer CCFGWriter still holds is freed
+    // and must not be used (answers as without data) nor freed again.
+    bool m_bLenderGone = false;
 };
 
 // Records that `reader` lent its data to `writer` (a CZelConfigParser's two
-// sides, just connected); does nothing unless both are the library's own CFG
-// back ends sharing one parser.
+// sides); does nothing unless both are the library's own CFG back ends and
+// the writer holds the reader's parser.
 void Connect(IConfigReader* reader, IConfigWriter* writer);
+
+// Whether `writer` must be detached before `reader` is replaced: only a back
+// end of another kind, which may hold the reader's data unseen. A CFG writer
+// on the reader's parser is connected instead and learns of its end quietly;
+// one on other data (or none) is left as it is.
+bool MustDetachBeforeReplacing(IConfigReader* reader, IConfigWriter* writer);
 
 } // namespace zelconfig
 
