@@ -155,17 +155,16 @@ const char* BadReference(const char* p, const char* end)
         : "Reference to an entity other than lt, gt, amp, apos, quot";
 }
 
-// Whether the raw bytes hold a bad reference anywhere (also in comments,
-// CDATA sections and the document type, where it is harmless).
-bool AnyBadReference(const char* p, size_t size)
+// The '&' of the first bad reference in [p, end), with its reason in `why`;
+// null when there is none.
+const char* FindBadReference(const char* p, const char* end, const char*& why)
 {
-    const char* const end = p + size;
     while ((p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p)))) != nullptr) {
-        if (BadReference(++p, end) != nullptr) {
-            return true;
+        if ((why = BadReference(++p, end)) != nullptr) {
+            return p - 1;
         }
     }
-    return false;
+    return nullptr;
 }
 
 // A bad reference in a text or an attribute value of `raw`, a copy of the
@@ -177,16 +176,13 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
         return false; // the real parse says why
     }
     const auto check = [&](const char* value) {
-        const char* const end = value + std::strlen(value);
-        const char* p = value;
-        while ((p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p)))) != nullptr) {
-            if (const char* why = BadReference(++p, end)) {
-                error.offset = static_cast<size_t>(p - 1 - raw);
-                error.description = why;
-                return true;
-            }
+        const char* why = nullptr;
+        const char* const at = FindBadReference(value, value + std::strlen(value), why);
+        if (at != nullptr) {
+            error.offset = static_cast<size_t>(at - raw);
+            error.description = why;
         }
-        return false;
+        return at != nullptr;
     };
     // Depth first, in document order, without recursion.
     for (pugi::xml_node node = doc.first_child(); node;) {
@@ -472,16 +468,19 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     // only ASCII means the same, and only ASCII may be written to it.
     const std::string_view encoding = DeclaredEncoding(std::string_view(buffer.get(), size));
     const bool asciiOnly = !encoding.empty() && !IsUtf8Name(encoding);
-    if (asciiOnly && FirstNonAscii(buffer.get(), size) != buffer.get() + size) {
-        error.offset = static_cast<size_t>(FirstNonAscii(buffer.get(), size) - buffer.get());
+    const char* const nonAscii = asciiOnly ? FirstNonAscii(buffer.get(), size) : buffer.get() + size;
+    if (nonAscii != buffer.get() + size) {
+        error.offset = static_cast<size_t>(nonAscii - buffer.get());
         error.description = "Text other than ASCII in a file declared in " + std::string(encoding);
         return -1;
     }
     std::unique_ptr<pugi::xml_document> doc(new (std::nothrow) pugi::xml_document);
     // Only a file with a suspect '&' pays for a second look, at a copy as
-    // it stands: the parse below decodes in place.
+    // it stands: the parse below decodes in place. (A suspect may stand in a
+    // comment, a CDATA section or the document type, where it is harmless.)
     std::unique_ptr<char, Buffer> raw;
-    const bool suspect = doc && AnyBadReference(buffer.get(), size);
+    const char* why = nullptr;
+    const bool suspect = doc && FindBadReference(buffer.get(), buffer.get() + size, why) != nullptr;
     if (suspect) {
         raw.reset(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
         if (raw && size > 0) {
