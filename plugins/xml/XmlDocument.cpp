@@ -839,6 +839,7 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
         return false;
     }
     bool first = true;
+    size_t done = 0; // where the last text edit of this element ends
     for (pugi::xml_node child : element.children()) {
         if (!IsText(child)) {
             continue;
@@ -854,6 +855,7 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
                 return false;
             }
             edits.push_back(Edit{begin, end, EscapeText(text)});
+            done = end;
         } else {
             const size_t end = original.find(kCdataClose, begin);
             if (end == std::string_view::npos || begin < kCdataOpen.size()
@@ -863,22 +865,29 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
             // Kept a CDATA section while the value can be one, as it reads back.
             if (first && text.find(kCdataClose) == std::string::npos && text.find('\r') == std::string::npos) {
                 edits.push_back(Edit{begin, end, text});
+                done = end + kCdataClose.size();
             } else {
-                // Blanks around the section belong to no node (the parser drops
-                // them); once the section is plain text they would join it.
+                // A run of blanks between markup belongs to no node (the parser
+                // drops it); once the section is plain text it would join the
+                // text, so it goes too. Blanks next to text are that text's.
                 size_t from = begin - kCdataOpen.size();
                 size_t to = end + kCdataClose.size();
-                if (!IsText(child.previous_sibling())) {
-                    while (from > 0 && IsBlank(original[from - 1])) {
-                        --from;
-                    }
+                size_t before = from;
+                while (before > done && IsBlank(original[before - 1])) {
+                    --before;
                 }
-                if (child.next_sibling().type() != pugi::node_pcdata) {
-                    while (to < original.size() && IsBlank(original[to])) {
-                        ++to;
-                    }
+                if (before < from && before > 0 && original[before - 1] == '>') {
+                    from = before;
+                }
+                size_t after = to;
+                while (after < original.size() && IsBlank(original[after])) {
+                    ++after;
+                }
+                if (after < original.size() && original[after] == '<') {
+                    to = after;
                 }
                 edits.push_back(Edit{from, to, EscapeText(text)});
+                done = to;
             }
         }
         first = false;
