@@ -264,9 +264,20 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
         return "parse status differs from the engine's " + std::to_string(status);
     }
     std::vector<std::string> keys{"", ".", "none.none"};
+    std::vector<std::string> blockNames;
+    std::vector<Document::Entry> entries;
     for (const auto& [name, block] : *engine.m_pmCFGData) {
         keys.push_back(name + ".");
+        blockNames.push_back(name);
         for (const CNode& node : block->m_vecNodes) {
+            entries.push_back({name, node.m_strKey, node.m_strValue});
+            // A block and entry named apart read as their key does, where a key reaches them.
+            std::string value;
+            if (name.find('.') == std::string::npos
+                && (document.Get(name, node.m_strKey, value) != 0
+                    || value != engine.CFGGetData(name + "." + node.m_strKey))) {
+                return "block '" + name + "', entry '" + node.m_strKey + "' reads otherwise than its key";
+            }
             keys.push_back(name + "." + node.m_strKey);
             keys.push_back(node.m_strKey);
         }
@@ -278,6 +289,14 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
             || document.Get(key) != engine.CFGGetData(key)) {
             return "key '" + key + "' reads '" + fromDocument + "', the engine's '" + fromEngine + "'";
         }
+    }
+    const auto sameEntry = [](const Document::Entry& a, const Document::Entry& b) {
+        return a.block == b.block && a.name == b.name && a.value == b.value;
+    };
+    const std::vector<Document::Entry> listed = document.Entries();
+    if (document.BlockNames() != blockNames
+        || !std::equal(listed.begin(), listed.end(), entries.begin(), entries.end(), sameEntry)) {
+        return "the blocks or entries listed differ from the engine's model";
     }
     if (status == 0) {
         const std::string saved = scratch + ".saved";

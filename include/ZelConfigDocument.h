@@ -84,6 +84,17 @@ public:
     // The entry names of a block, as lookups match them, in file order.
     std::vector<std::string> EntryNames(const std::string& block) const;
 
+    // The model's blocks in the order a save writes them (by name, bytewise),
+    // those without entries included.
+    std::vector<std::string> BlockNames() const;
+    // Every entry of the model: blocks in that order, each block's entries in
+    // file order, names and values as lookups see them.
+    struct Entry
+    {
+        std::string block, name, value;
+    };
+    std::vector<Entry> Entries() const;
+
     // Entries a reader of the file could take for `key` but that no lookup of
     // it finds (block mode only): an entry of the block whose name differs
     // from the key's only by white space at its ends, or one under a later
@@ -95,6 +106,7 @@ public:
         size_t repeatedHeaderLine; // the repeated header above it, or 0
     };
     std::vector<Lookalike> Lookalikes(const std::string& key) const;
+    std::vector<Lookalike> Lookalikes(const std::string& block, const std::string& entry) const;
     // Entries under repeated headers, which no lookup sees and the normalised
     // form drops (block mode); 0 in anonymous mode.
     size_t UnreadEntries() const;
@@ -112,6 +124,16 @@ public:
     // Removes every entry of the key, with the comment lines above each that
     // belong to it: 0, -2, 22.
     int Remove(const std::string& key);
+
+    // Get, Set, Add and Remove for an entry named by its block and entry
+    // apart. These reach a block whose name holds '.', which no key can name;
+    // for other entries they do what the key "block.entry" does.
+    int Get(const std::string& block, const std::string& entry, std::string& value) const;
+    // Each value of the entry apart, in file order; empty when there is none.
+    std::vector<std::string> Values(const std::string& block, const std::string& entry) const;
+    int Set(const std::string& block, const std::string& entry, const std::string& value);
+    int Add(const std::string& block, const std::string& entry, const std::string& value);
+    int Remove(const std::string& block, const std::string& entry);
     // Removes every section of the block, its repeated headers included, with
     // the comment lines that belong to its headers; in anonymous mode only the
     // header lines (entries there belong to "anonymous", which cannot be

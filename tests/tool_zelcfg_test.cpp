@@ -66,8 +66,9 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
-    ToolCase{"UnknownName", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 2, "",
-             "zelcfg: a.conf: the name contains none of .cfg, .inf, .cksum, .xml; say --block or --anonymous\n"},
+    ToolCase{"UnknownNameReadInBlockMode", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 0, "1\n",
+             "zelcfg: a.conf: note: the name contains none of .cfg, .inf, .cksum, .xml; reading it in block mode "
+             "(--block or --anonymous says so and silences this)\n"},
     ToolCase{"XmlWithoutPlugin", "a.xml", "<a/>", {"get", "a.xml", "a"}, 2, "",
              "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the "
              "file (-v tells more)\n"}),
@@ -153,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              ""},
     ToolCase{"LintHeaderWithoutBracketStops", "a.cfg", "[A]\n# c\n[B\n# d\n", {"lint", "a.cfg"}, 1,
              "a.cfg:3: block header without ']': reading stops here and the rest of the file is lost\n", ""},
-    ToolCase{"LintDirectory", "a.cfg", "", {"lint", "/"}, 2, "",
+    ToolCase{"UnknownNameRefusedWhenStrict", "a.cfg", "", {"lint", "--strict-name", "/"}, 2, "",
              "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block or --anonymous\n"},
     ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
              "zelcfg: .: Is a directory\n"},
@@ -166,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     ToolCase{"UnknownType", "a.cfg", "", {"get", "--type", "long", "a.cfg", "A.b"}, 2, "",
              "zelcfg: unknown type 'long' (known: int, float, double, bool, string)\nTry 'zelcfg --help'.\n"},
     ToolCase{"WrongOperandCount", "a.cfg", "", {"set", "a.cfg", "A.b"}, 2, "",
-             "zelcfg: set takes 3 arguments, not 2\nTry 'zelcfg --help'.\n"}),
+             "zelcfg: set takes 3 or 4 arguments, not 2\nTry 'zelcfg --help'.\n"}),
     RowName());
 
 TEST(Tool, HelpNamesEveryCommandAndOption)

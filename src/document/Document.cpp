@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <locale>
+#include <map>
 #include <set>
 #include <string_view>
 #include <sys/stat.h>
@@ -573,8 +574,17 @@ int Document::Get(const std::string& key, std::string& value) const
     if (key.empty()) {
         return -2;
     }
+    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    return Get(std::string(parts.block), std::string(parts.entry), value);
+}
+
+int Document::Get(const std::string& block, const std::string& entry, std::string& value) const
+{
+    if (&value == &block || &value == &entry) {
+        return Get(std::string(block), std::string(entry), value); // the names must not grow while compared
+    }
     int result = -2;
-    m_state->ForEachMatch(SplitKey(key, m_state->Anonymous()),
+    m_state->ForEachMatch(KeyParts{block, entry},
                           [&](const Line&, std::string_view, std::string_view found) {
                               // The separator depends on what the caller's string holds.
                               if (!value.empty()) {
@@ -584,6 +594,15 @@ int Document::Get(const std::string& key, std::string& value) const
                               result = 0;
                           });
     return result;
+}
+
+std::vector<std::string> Document::Values(const std::string& block, const std::string& entry) const
+{
+    std::vector<std::string> values;
+    m_state->ForEachMatch(KeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view found) {
+        values.emplace_back(found);
+    });
+    return values;
 }
 
 std::string Document::Get(const std::string& key) const
@@ -602,14 +621,63 @@ std::vector<std::string> Document::EntryNames(const std::string& block) const
     return names;
 }
 
+std::vector<std::string> Document::BlockNames() const
+{
+    const State& s = *m_state;
+    std::set<std::string> names;
+    if (s.Anonymous() && s.loaded) {
+        names.emplace(kAnonymousBlock);
+    }
+    for (size_t i = 0; i < s.headers.size(); ++i) {
+        names.emplace(s.HeaderName(i));
+    }
+    return {names.begin(), names.end()};
+}
+
+std::vector<Document::Entry> Document::Entries() const
+{
+    const State& s = *m_state;
+    // Each name's first section, found in one pass rather than one search per block.
+    std::map<std::string_view, size_t> first;
+    for (size_t i = 0; i < s.headers.size(); ++i) {
+        first.emplace(s.HeaderName(i), i);
+    }
+    std::vector<Entry> entries;
+    if (s.Anonymous()) {
+        s.ForEachEntryOf(kAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
+            entries.push_back({kAnonymousBlock, std::string(name), std::string(value)});
+        });
+        return entries;
+    }
+    for (const auto& section : first) {
+        s.Walk(s.headers[section.second], s.SectionEnd(section.second), [&](const Line&, const CFGLine& classified) {
+            if (classified.kind == CFGLineKind::Entry) {
+                entries.push_back({std::string(section.first), std::string(classified.key),
+                                   std::string(classified.value)});
+            }
+            return true;
+        });
+    }
+    return entries;
+}
+
 std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) const
+{
+    if (key.find('.') == std::string::npos) {
+        return {};
+    }
+    const KeyParts parts = SplitKey(key, false);
+    return Lookalikes(std::string(parts.block), std::string(parts.entry));
+}
+
+std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, const std::string& entry) const
 {
     const State& s = *m_state;
     std::vector<Lookalike> found;
-    if (s.Anonymous() || !s.loaded || key.find('.') == std::string::npos) {
+    if (s.Anonymous() || !s.loaded) {
         return found;
     }
-    const KeyParts parts = SplitKey(key, false);
+    const KeyParts parts{block, entry};
     const std::string_view wanted = s.Trim(parts.entry);
     const size_t first = s.FindSection(parts.block);
     if (first == kNone) {
@@ -673,14 +741,22 @@ size_t Document::UnreadEntries() const
 
 int Document::Set(const std::string& key, const std::string& value)
 {
+    if (key.empty()) {
+        return EINVAL;
+    }
+    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    return Set(std::string(parts.block), std::string(parts.entry), value);
+}
+
+int Document::Set(const std::string& block, const std::string& entry, const std::string& value)
+{
     State& s = *m_state;
-    if (!s.Editable() || key.empty() || value.find('\n') != std::string::npos
-        || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
+    if (!s.Editable() || value.find('\n') != std::string::npos || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
         return EINVAL;
     }
     int result = -2;
     std::vector<Splice> splices;
-    s.ForEachMatch(SplitKey(key, s.Anonymous()), [&](const Line&, std::string_view, std::string_view stored) {
+    s.ForEachMatch(KeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
         result = 0;
         if (stored != value) {
             const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
@@ -693,11 +769,20 @@ int Document::Set(const std::string& key, const std::string& value)
 
 int Document::Add(const std::string& key, const std::string& value)
 {
-    State& s = *m_state;
-    if (!s.Editable() || key.empty()) {
+    if (key.empty()) {
         return EINVAL;
     }
-    const KeyParts parts = SplitKey(key, s.Anonymous());
+    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    return Add(std::string(parts.block), std::string(parts.entry), value);
+}
+
+int Document::Add(const std::string& block, const std::string& entryName, const std::string& value)
+{
+    State& s = *m_state;
+    if (!s.Editable()) {
+        return EINVAL;
+    }
+    const KeyParts parts{block, entryName};
     // The lines must read back as exactly this block, entry and value.
     const std::string header = "[" + std::string(parts.block) + "]";
     const CFGLine classifiedHeader = CFGClassifyLine(header);
@@ -748,11 +833,20 @@ int Document::Add(const std::string& key, const std::string& value)
 
 int Document::Remove(const std::string& key)
 {
-    State& s = *m_state;
-    if (!s.Editable() || key.empty()) {
+    if (key.empty()) {
         return EINVAL;
     }
-    const KeyParts parts = SplitKey(key, s.Anonymous());
+    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    return Remove(std::string(parts.block), std::string(parts.entry));
+}
+
+int Document::Remove(const std::string& block, const std::string& entry)
+{
+    State& s = *m_state;
+    if (!s.Editable()) {
+        return EINVAL;
+    }
+    const KeyParts parts{block, entry};
     // The block's first section, or the whole file for "anonymous".
     size_t from = 0, to = kNone;
     if (!s.Anonymous()) {

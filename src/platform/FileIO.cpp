@@ -43,4 +43,19 @@ int WriteAll(int fd, const void* data, size_t size)
     return WriteAll(fd, &part, 1);
 }
 
+int ReadAll(int fd, std::string& out)
+{
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, sizeof buffer);
+        if (got > 0) {
+            out.append(buffer, static_cast<size_t>(got));
+        } else if (got == 0) {
+            return 0;
+        } else if (errno != EINTR) {
+            return errno;
+        }
+    }
+}
+
 } // namespace zelconfig

@@ -2,6 +2,7 @@
 #define ZELCONFIG_PLATFORM_FILEIO_H
 
 #include <cstddef>
+#include <string>
 #include <sys/uio.h>
 
 namespace zelconfig {
@@ -13,6 +14,10 @@ int WriteAll(int fd, iovec* parts, int count);
 
 // The same for one buffer.
 int WriteAll(int fd, const void* data, size_t size);
+
+// Appends what `fd` holds from its position to its end (a pipe: until it
+// closes), resuming after interruptions: 0, or the errno that stopped it.
+int ReadAll(int fd, std::string& out);
 
 } // namespace zelconfig
 

@@ -1,69 +1,20 @@
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
 #include "Zelcfg.h"
 
 namespace zelcfg {
 
-const char kUsage[] =
-    "Usage: zelcfg [OPTION]... COMMAND FILE [ARGUMENT]...\n"
-    "Read, change and check a configuration file from the shell.\n"
-    "\n"
-    "Commands:\n"
-    "  get FILE KEY         print the value of KEY (several entries: one line each)\n"
-    "  set FILE KEY VALUE   give every entry KEY the value VALUE; when there is none,\n"
-    "                       add it at the end of its block, creating the block\n"
-    "                       (and the file)\n"
-    "  unset FILE KEY       remove every entry KEY, with its comment lines\n"
-    "  remove-block FILE BLOCK  remove the block, every header of that name\n"
-    "  list FILE            print every entry as BLOCK.ENTRY=VALUE, in saved order\n"
-    "  blocks FILE          print the block names, in saved order\n"
-    "  format FILE          print the file in the library's normalised form\n"
-    "  lint FILE            report what reading or saving the file drops or changes\n"
-    "\n"
-    "KEY is BLOCK.ENTRY, split at the first '.'. In anonymous mode a KEY without\n"
-    "'.' names an entry of the block \"anonymous\".\n"
-    "\n"
-    "Options:\n"
-    "  --type TYPE    int, float, double, bool or string (the default): get\n"
-    "                 converts the value as the library's typed getters do; set\n"
-    "                 checks VALUE and writes it as the library's setters do\n"
-    "  --block        read FILE in block mode, whatever its name\n"
-    "  --anonymous    read FILE in anonymous mode, whatever its name\n"
-    "  --normalise    set, unset, remove-block: write the whole file in the\n"
-    "                 library's normalised form (as format prints it)\n"
-    "  -v, -vv        show the library's errors (-v) and its traces too (-vv)\n"
-    "  -h, --help     show this help\n"
-    "  --version      show the version\n"
-    "  --             end of options (for values that begin with '-')\n"
-    "\n"
-    "Without --block or --anonymous the name decides, as in the library: a name\n"
-    "containing \".cfg\" is read in block mode, \".inf\" or \".cksum\" in anonymous\n"
-    "mode, \".xml\" through the XML plug-in (get, set of existing keys, list).\n"
-    "\n"
-    "Edits change only the lines they must and keep every other byte. They\n"
-    "save atomically: the new file is written beside the old one,\n"
-    "flushed to disk and renamed over it, under a lock that makes concurrent\n"
-    "edits take turns. Symbolic links are followed, and the file keeps its\n"
-    "permission bits. On any failure the file is left as it was.\n"
-    "\n"
-    "Exit status: 0 success; 1 no such key or block (get, unset, remove-block) or\n"
-    "findings (lint); 2 usage error, a file that cannot be read, parsed or saved,\n"
-    "or an edit refused because the file holds the key where the library does\n"
-    "not see it; 3 get --type: the value is out of range or not a boolean.\n";
-
 namespace {
 
-struct CommandShape
+// The options some commands refuse, with the names they are given by.
+const struct
 {
+    CommandOption option;
     const char* name;
-    size_t operands; // FILE included
-};
-
-const CommandShape kCommands[] = {
-    {"get", 2},    {"set", 3},    {"unset", 2}, {"remove-block", 2},
-    {"list", 1},   {"blocks", 1}, {"format", 1}, {"lint", 1},
+} kOptionNames[] = {
+    {kOptionType, "--type"}, {kOptionStrict, "--strict"},       {kOptionNull, "--null"},
+    {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"},
 };
 
 bool ParseType(const std::string& text, ValueType& type)
@@ -81,10 +32,59 @@ bool ParseType(const std::string& text, ValueType& type)
     return false;
 }
 
-// "-5" and "-.5" are values, not options.
-bool LooksNumeric(const char* arg)
+// "-5" and "-.5" are values, not options; "-" alone is standard input.
+bool IsOperand(const std::string& arg)
 {
-    return arg[0] == '-' && (std::isdigit(static_cast<unsigned char>(arg[1])) || arg[1] == '.');
+    return arg.size() < 2 || arg[0] != '-' || std::isdigit(static_cast<unsigned char>(arg[1])) || arg[1] == '.';
+}
+
+// "get, list and blocks": the commands that take the option.
+std::string CommandsTaking(unsigned option)
+{
+    std::vector<std::string> names;
+    for (const Command& command : AllCommands()) {
+        if ((command.options & option) != 0) {
+            names.emplace_back(command.name);
+        }
+    }
+    std::string text;
+    for (size_t i = 0; i < names.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+    }
+    return text;
+}
+
+// Checks the operands and options against what the command takes.
+bool CheckShape(const Command& command, Invocation& invocation, std::string& error)
+{
+    const size_t count = invocation.operands.size();
+    if (count < command.minOperands || count > command.maxOperands) {
+        std::string expected = std::to_string(command.minOperands);
+        if (command.maxOperands != command.minOperands) {
+            expected += " or " + std::to_string(command.maxOperands);
+        }
+        error = std::string(command.name) + " takes " + expected
+                + (command.maxOperands == 1 ? " argument" : " arguments") + ", not " + std::to_string(count);
+        return false;
+    }
+    for (const auto& known : kOptionNames) {
+        if (invocation.Has(known.option) && (command.options & known.option) == 0) {
+            error = std::string(known.name) + " goes with " + CommandsTaking(known.option);
+            return false;
+        }
+    }
+    if (invocation.Has(kOptionStrict) && invocation.type == ValueType::kString) {
+        error = "--strict needs --type int, float, double or bool";
+        return false;
+    }
+    if (invocation.operands.front() == "-") {
+        if ((command.options & kOptionStdin) == 0) {
+            error = std::string(command.name) + " cannot edit standard input; a file named '-' is './-'";
+            return false;
+        }
+        invocation.options |= kOptionStdin;
+    }
+    return true;
 }
 
 } // namespace
@@ -95,7 +95,7 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (optionsEnded || arg.size() < 2 || arg[0] != '-' || LooksNumeric(argv[i])) {
+        if (optionsEnded || IsOperand(arg)) {
             words.push_back(arg);
         } else if (arg == "--") {
             optionsEnded = true;
@@ -108,7 +108,15 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
         } else if (arg == "-v" || arg == "-vv") {
             invocation.verbosity = std::min(2, invocation.verbosity + static_cast<int>(arg.size()) - 1);
         } else if (arg == "--normalise") {
-            invocation.normalise = true;
+            invocation.options |= kOptionNormalise;
+        } else if (arg == "--strict") {
+            invocation.options |= kOptionStrict;
+        } else if (arg == "-z" || arg == "--null") {
+            invocation.options |= kOptionNull;
+        } else if (arg == "--diff") {
+            invocation.options |= kOptionDiff;
+        } else if (arg == "--strict-name") {
+            invocation.strictName = true;
         } else if (arg == "--block" || arg == "--anonymous") {
             invocation.mode = arg == "--block" ? ModeChoice::kBlock : ModeChoice::kAnonymous;
         } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
@@ -125,6 +133,7 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
                 error = "unknown type '" + name + "' (known: int, float, double, bool, string)";
                 return false;
             }
+            invocation.options |= kOptionType;
         } else {
             error = "unknown option '" + arg + "'";
             return false;
@@ -136,20 +145,9 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
     }
     invocation.command = words.front();
     invocation.operands.assign(words.begin() + 1, words.end());
-    if (invocation.normalise && invocation.command != "set" && invocation.command != "unset"
-        && invocation.command != "remove-block") {
-        error = "--normalise goes with set, unset and remove-block";
-        return false;
-    }
-    for (const CommandShape& shape : kCommands) {
-        if (invocation.command == shape.name) {
-            if (invocation.operands.size() != shape.operands) {
-                error = invocation.command + " takes " + std::to_string(shape.operands)
-                        + (shape.operands == 1 ? " argument" : " arguments") + ", not "
-                        + std::to_string(invocation.operands.size());
-                return false;
-            }
-            return true;
+    for (const Command& command : AllCommands()) {
+        if (invocation.command == command.name) {
+            return CheckShape(command, invocation, error);
         }
     }
     error = "unknown command '" + invocation.command + "'";

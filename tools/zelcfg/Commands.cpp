@@ -1,26 +1,14 @@
-#include <cerrno>
-#include <cmath>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <iostream>
-#include <limits>
-#include <sstream>
-#include <strings.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include "CCFGParser.h"
 #include "CZelConfigReader.h"
 #include "Lint.h"
+#include "TypedValues.h"
 #include "XmlCommands.h"
 #include "ZelConfigDocument.h"
 #include "Zelcfg.h"
 #include "cfg/CFGLine.h"
 #include "frontend/Backend.h"
-#include "frontend/ValueConversion.h"
+#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 #ifndef ZELCONFIG_VERSION
@@ -29,17 +17,26 @@
 
 namespace zelcfg {
 
-namespace {
-
+using zelconfig::Backend;
 using zelconfig::Document;
+
+// The FILE operand and the back end that reads it.
+struct Input
+{
+    std::string path; // as given; "-" is standard input
+    Backend backend;
+
+    bool Stdin() const { return path == "-"; }
+    bool Anonymous() const { return backend == Backend::kCfgAnonymous; }
+    Document::Mode Mode() const { return Anonymous() ? Document::Mode::kAnonymous : Document::Mode::kBlock; }
+};
+
+namespace {
 
 const char kAnonymousBlock[] = "anonymous";
 
 const char kCannotNormalise[] = "the normalised form would not read back: in anonymous mode an entry name "
                                 "begins with '#', ';' or '[' once trimmed";
-
-// How a file is read.
-enum class Format { kBlock, kAnonymous, kXml, kUnknown };
 
 // One line on stderr naming the file; returns the exit status to give.
 int Fail(int status, const std::string& file, const std::string& message)
@@ -48,51 +45,36 @@ int Fail(int status, const std::string& file, const std::string& message)
     return status;
 }
 
-// The forced mode, or the one the library's own chooser picks for the path.
-Format FormatOf(const Invocation& invocation, const std::string& path)
+// The back end for FILE: the forced mode; for standard input block mode
+// unless --anonymous; else the library's own chooser, and block mode with a
+// note for a name it does not know (an error with --strict-name).
+bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 {
+    input.path = invocation.operands.front();
     switch (invocation.mode) {
     case ModeChoice::kBlock:
-        return Format::kBlock;
+        input.backend = Backend::kCfgBlock;
+        return true;
     case ModeChoice::kAnonymous:
-        return Format::kAnonymous;
+        input.backend = Backend::kCfgAnonymous;
+        return true;
     case ModeChoice::kByPath:
         break;
     }
-    switch (zelconfig::ChooseBackend(path.c_str(), zelconfig::BackendUse::kRead)) {
-    case zelconfig::Backend::kCfgBlock:
-        return Format::kBlock;
-    case zelconfig::Backend::kCfgAnonymous:
-        return Format::kAnonymous;
-    case zelconfig::Backend::kXml:
-        return Format::kXml;
-    case zelconfig::Backend::kNone:
-        break;
+    input.backend = input.Stdin() ? Backend::kCfgBlock
+                                  : zelconfig::ChooseBackend(input.path.c_str(), zelconfig::BackendUse::kRead);
+    if (input.backend != Backend::kNone) {
+        return true;
     }
-    return Format::kUnknown;
-}
-
-// The CFG mode of a path, or a failure explained; false when not a CFG file.
-bool CfgMode(const Invocation& invocation, const std::string& path, bool& anonymous, int& status)
-{
-    switch (FormatOf(invocation, path)) {
-    case Format::kBlock:
-        anonymous = false;
-        return true;
-    case Format::kAnonymous:
-        anonymous = true;
-        return true;
-    case Format::kXml:
-        status = Fail(kExitFailure, path, invocation.command
-                                              + " works on CFG files only; XML files are read by 'get' "
-                                                "through the plug-in");
+    const char* const unknown = "the name contains none of .cfg, .inf, .cksum, .xml";
+    if (invocation.strictName) {
+        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block or --anonymous");
         return false;
-    case Format::kUnknown:
-        break;
     }
-    status = Fail(kExitFailure, path, "the name contains none of .cfg, .inf, .cksum, .xml; "
-                                      "say --block or --anonymous");
-    return false;
+    std::cerr << "zelcfg: " << input.path << ": note: " << unknown
+              << "; reading it in block mode (--block or --anonymous says so and silences this)\n";
+    input.backend = Backend::kCfgBlock;
+    return true;
 }
 
 // Why a CFG file could not be read or parsed, in words.
@@ -114,268 +96,199 @@ std::string LoadFailure(int status, const Document& document)
     return "cannot be parsed (status " + std::to_string(status) + ")";
 }
 
-// Reads a CFG file into `document`; false after reporting the failure.
-bool Load(Document& document, const std::string& path, unsigned options, int& exitStatus)
+// Reads the file, or standard input, into `document`: its status, with
+// -2 and Error() for what could not be read.
+int Read(Document& document, const Input& input, unsigned options)
 {
-    const int status = document.Load(path, options);
+    if (!input.Stdin()) {
+        return document.Load(input.path, options);
+    }
+    std::string text;
+    return zelconfig::ReadAll(0, text) == 0 ? document.Parse(text) : -2;
+}
+
+// Reads a CFG file into `document`; false after reporting the failure.
+bool Load(Document& document, const Input& input, unsigned options, int& exitStatus)
+{
+    const int status = Read(document, input, options);
     if (status != 0) {
-        exitStatus = Fail(kExitFailure, path, LoadFailure(status, document));
+        exitStatus = Fail(kExitFailure, input.path, LoadFailure(status, document));
         return false;
     }
     return true;
 }
 
-Document::Mode ModeOf(bool anonymous)
+// An entry as the command line names it: "BLOCK.ENTRY", or BLOCK and ENTRY
+// as two operands.
+struct EntryName
 {
-    return anonymous ? Document::Mode::kAnonymous : Document::Mode::kBlock;
+    std::string block, entry;
+    std::string shown; // for messages: as given, or as list prints it
+};
+
+// How list and messages show an entry: "[a.b]k" where no key reaches it.
+std::string Shown(const std::string& block, const std::string& entry)
+{
+    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
 }
 
-// What the file holds that looks like `key` but that the library does not
-// find under it, as a tail for a message; empty when there is nothing.
-std::string LookalikeHint(const Document& document, const std::string& key)
+// The names from operands[1] (and [2] when `apart`), split as the library's
+// lookups split a key: at the first '.'; without one, in anonymous mode the
+// entry of "anonymous", in block mode the empty names (which a lookup of
+// such a key also takes).
+EntryName NameOf(const Invocation& invocation, bool apart, bool anonymous)
+{
+    const std::vector<std::string>& operands = invocation.operands;
+    if (apart) {
+        return {operands[1], operands[2], Shown(operands[1], operands[2])};
+    }
+    const std::string& key = operands[1];
+    const size_t dot = key.find('.');
+    if (dot != std::string::npos) {
+        return {key.substr(0, dot), key.substr(dot + 1), key};
+    }
+    return {anonymous ? kAnonymousBlock : "", anonymous ? key : "", key};
+}
+
+// What the file holds that looks like the entry but that the library does
+// not find under it, as a tail for a message; empty when there is nothing.
+std::string LookalikeHint(const Document& document, const EntryName& name)
 {
     std::string hint;
-    for (const Document::Lookalike& found : document.Lookalikes(key)) {
+    for (const Document::Lookalike& found : document.Lookalikes(name.block, name.entry)) {
         const std::string line = std::to_string(found.line);
         if (found.key.empty()) {
             hint += "; line " + line + " holds it under a repeated header (line "
                     + std::to_string(found.repeatedHeaderLine)
                     + "), which the library does not read: merge the two blocks";
         } else {
-            hint += "; line " + line + " holds '" + found.key
-                    + "': blanks around an entry name are part of it in block mode, so address it as '"
-                    + found.key + "' (quoted)";
+            const std::string shown = Shown(name.block, found.key.substr(name.block.size() + 1));
+            hint += "; line " + line + " holds '" + shown
+                    + "': blanks around an entry name are part of it in block mode, so address it as '" + shown
+                    + "' (quoted)";
         }
     }
     return hint;
 }
 
-// Shortest text that reads back as the same number.
-template <class T>
-std::string NumberText(T value)
+// Writes the output, ending each piece with NUL under --null, else with a
+// line feed.
+void Emit(const Invocation& invocation, const std::string& text)
 {
-    char text[64];
-    for (int digits = std::numeric_limits<T>::digits10; digits <= std::numeric_limits<T>::max_digits10;
-         ++digits) {
-        std::snprintf(text, sizeof text, "%.*g", digits, static_cast<double>(value));
-        if (static_cast<T>(std::strtod(text, nullptr)) == value || std::isnan(value)) {
-            break;
-        }
-    }
-    return text;
+    std::cout << text << (invocation.Has(kOptionNull) ? '\0' : '\n');
 }
 
-// get through the front end's typed getters; `text` receives what to print.
-int GetTyped(CZelConfigReader& reader, ValueType type, const std::string& key, std::string& text)
+// After the output: 0, or 2 when it could not be written.
+int Flushed(const Input& input)
 {
-    int status = 0;
-    switch (type) {
-    case ValueType::kString:
-        status = reader.GetString(key, text);
-        break;
-    case ValueType::kInt: {
-        int value = 0;
-        status = reader.GetInt(key, value);
-        text = std::to_string(value);
-        break;
-    }
-    case ValueType::kFloat: {
-        float value = 0;
-        status = reader.GetFloat(key, value);
-        text = NumberText(value);
-        break;
-    }
-    case ValueType::kDouble: {
-        double value = 0;
-        status = reader.GetDouble(key, value);
-        text = NumberText(value);
-        break;
-    }
-    case ValueType::kBool: {
-        unsigned int value = 0;
-        status = reader.GetBool(key, value);
-        text = value != 0 ? "true" : "false";
-        break;
-    }
-    }
-    return status;
+    std::cout.flush();
+    return std::cout ? kExitOk : Fail(kExitFailure, input.path, "cannot write the output");
 }
 
-// A CFG value converted as the typed getters convert it: their status.
-int ConvertTyped(ValueType type, const std::string& raw, std::string& text)
+// An XML value through the front end, as the string getter reads it, with
+// the getter's status; false after reporting a file that cannot be read.
+bool GetXml(const Input& input, const std::string& key, std::string& raw, int& status)
 {
-    int status = 0;
-    switch (type) {
-    case ValueType::kString:
-        status = zelconfig::ConvertString(raw, text);
-        break;
-    case ValueType::kInt: {
-        int value = 0;
-        status = zelconfig::ConvertInt(raw, value);
-        text = std::to_string(value);
-        break;
-    }
-    case ValueType::kFloat: {
-        float value = 0;
-        status = zelconfig::ConvertFloat(raw, value);
-        text = NumberText(value);
-        break;
-    }
-    case ValueType::kDouble: {
-        double value = 0;
-        status = zelconfig::ConvertDouble(raw, value);
-        text = NumberText(value);
-        break;
-    }
-    case ValueType::kBool: {
-        unsigned int value = 0;
-        status = zelconfig::ConvertBool(raw, value);
-        text = value != 0 ? "true" : "false";
-        break;
-    }
-    }
-    return status;
-}
-
-int Get(const Invocation& invocation)
-{
-    const std::string& path = invocation.operands[0];
-    const std::string& key = invocation.operands[1];
-    std::string text, hint;
-    int status;
-    const Format format = FormatOf(invocation, path);
-    switch (format) {
-    case Format::kXml: {
-        CZelConfigReader reader;
-        status = reader.Parse(path);
-        if (status != 0) {
-            return Fail(kExitFailure, path, XmlParseFailure(status, reader.GetDataPtr() != nullptr));
-        }
-        status = GetTyped(reader, invocation.type, key, text);
-        break;
-    }
-    case Format::kBlock:
-    case Format::kAnonymous: {
-        Document document(ModeOf(format == Format::kAnonymous));
-        if (!Load(document, path, 0, status)) {
-            return status;
-        }
-        std::string raw;
-        status = document.Get(key, raw);
-        if (status == 0) {
-            status = ConvertTyped(invocation.type, raw, text);
-        } else {
-            hint = LookalikeHint(document, key);
-        }
-        break;
-    }
-    case Format::kUnknown:
-    default: {
-        bool anonymous;
-        CfgMode(invocation, path, anonymous, status);
-        return status;
-    }
-    }
-    switch (status) {
-    case 0:
-        std::cout << text << '\n';
-        return kExitOk;
-    case 1:
-        std::cout << text << '\n';
-        return Fail(kExitConversion, path, key + ": the value is out of range; printed as converted");
-    case -1:
-        return Fail(kExitConversion, path, key + ": the value is neither \"true\" nor \"false\"");
-    case -2:
-        return Fail(kExitNotFound, path, "no key " + key + hint);
-    default:
-        return Fail(kExitFailure, path, key + ": status " + std::to_string(status));
-    }
-}
-
-} // namespace
-
-// A value for set, checked against --type and written as the library's
-// setters write it.
-bool TypedValue(ValueType type, const std::string& raw, std::string& value, std::string& error)
-{
-    if (type == ValueType::kString) {
-        value = raw;
-        return true;
-    }
-    if (type == ValueType::kBool) {
-        if (strcasecmp(raw.c_str(), "true") == 0 || raw == "1") {
-            value = "TRUE";
-        } else if (strcasecmp(raw.c_str(), "false") == 0 || raw == "0") {
-            value = "FALSE";
-        } else {
-            error = "'" + raw + "' is no bool (true, false, 1 or 0)";
-            return false;
-        }
-        return true;
-    }
-    errno = 0;
-    char* end = nullptr;
-    std::ostringstream stream; // default formatting, as the library's Set
-    if (type == ValueType::kInt) {
-        const long number = std::strtol(raw.c_str(), &end, 0);
-        if (errno == 0 && number >= INT32_MIN && number <= INT32_MAX) {
-            stream << static_cast<int>(number);
-        }
-    } else {
-        const double number = std::strtod(raw.c_str(), &end);
-        if (errno == 0 && type == ValueType::kFloat) {
-            stream << static_cast<double>(static_cast<float>(number));
-        } else if (errno == 0) {
-            stream << number;
-        }
-    }
-    if (raw.empty() || end == nullptr || *end != '\0' || stream.str().empty()) {
-        error = "'" + raw + "' is no " + (type == ValueType::kInt ? "int" : "number") + " in range";
+    CZelConfigReader reader;
+    status = reader.Parse(input.path);
+    if (status != 0) {
+        status = Fail(kExitFailure, input.path, XmlParseFailure(status, reader.GetDataPtr() != nullptr));
         return false;
     }
-    value = stream.str();
+    status = reader.GetString(key, raw);
     return true;
 }
 
-namespace {
-
-// The key as the engine's editing operations take it; false with the reason
-// when no line of the file could hold it. Candidate lines go through the
-// parser's own classifier, so what is written is exactly what is read back.
-bool EditableKey(const std::string& key, const std::string& value, bool anonymous, std::string& full,
-                 std::string& error)
+int Get(const Invocation& invocation, const Input& input)
 {
-    full = key.find('.') == std::string::npos && anonymous ? kAnonymousBlock + ("." + key) : key;
-    const size_t dot = full.find('.');
-    if (key.empty() || dot == std::string::npos) {
-        error = "the key '" + key + "' is not BLOCK.ENTRY";
-        return false;
+    const bool apart = invocation.operands.size() == 3;
+    const EntryName name = NameOf(invocation, apart, input.Anonymous());
+    std::string raw, text, hint;
+    std::vector<std::string> values; // what to print
+    int status = kExitFailure;
+    if (input.backend == Backend::kXml) {
+        // XML keys are paths: BLOCK ENTRY is the path BLOCK.ENTRY.
+        const std::string key = apart ? name.block + "." + name.entry : name.shown;
+        if (!GetXml(input, key, raw, status)) {
+            return status;
+        }
+    } else {
+        Document document(input.Mode());
+        if (!Load(document, input, 0, status)) {
+            return status;
+        }
+        values = document.Values(name.block, name.entry);
+        status = values.empty() || invocation.operands[1].empty() ? -2 : 0;
+        for (const std::string& value : values) {
+            raw += (raw.empty() ? "" : "\n") + value; // joined as the library joins them
+        }
+        if (status != 0) {
+            hint = LookalikeHint(document, name);
+        }
     }
-    const std::string block = full.substr(0, dot);
-    const std::string entry = full.substr(dot + 1);
-    // The classifier's views point into its argument: keep the lines alive.
-    const std::string headerText = "[" + block + "]";
+    if (status == 0) {
+        status = ConvertTyped(invocation.type, raw, text);
+    }
+    // --null prints a CFG key's values one by one, each as the string getter
+    // would read it alone; otherwise what the getter reads for the key.
+    if (input.backend != Backend::kXml && invocation.type == ValueType::kString && invocation.Has(kOptionNull)) {
+        for (std::string& value : values) {
+            ConvertTyped(ValueType::kString, std::string(value), value);
+        }
+    } else {
+        values.assign(1, text);
+    }
+    if (status == -2) {
+        return Fail(kExitNotFound, input.path, "no key " + name.shown + hint);
+    }
+    if (invocation.Has(kOptionStrict)) {
+        const std::string problem = PartialRead(invocation.type, raw);
+        if (!problem.empty()) {
+            return Fail(kExitConversion, input.path, name.shown + ": " + problem);
+        }
+    }
+    if (status == -1) {
+        return Fail(kExitConversion, input.path, name.shown + ": the value is neither \"true\" nor \"false\"");
+    }
+    if (status != 0 && status != 1) {
+        return Fail(kExitFailure, input.path, name.shown + ": status " + std::to_string(status));
+    }
+    for (const std::string& value : values) {
+        Emit(invocation, value);
+    }
+    if (status == 1) {
+        return Fail(kExitConversion, input.path, name.shown + ": the value is out of range; printed as converted");
+    }
+    return Flushed(input);
+}
+
+// The names as the engine's editing operations take them; false with the
+// reason when no line of the file could hold them. Candidate lines go
+// through the parser's own classifier, so what is written is exactly what is
+// read back.
+bool Editable(const EntryName& name, const std::string& value, bool anonymous, std::string& error)
+{
+    const std::string headerText = "[" + name.block + "]";
     const zelconfig::CFGLine header = zelconfig::CFGClassifyLine(headerText);
-    if (header.kind != zelconfig::CFGLineKind::Header || header.name != block
-        || block.find('\n') != std::string::npos) {
+    if (header.kind != zelconfig::CFGLineKind::Header || header.name != name.block
+        || name.block.find('\n') != std::string::npos) {
         error = "a block name cannot hold ']' or a line feed";
         return false;
     }
-    const std::string text = entry + "=" + value;
+    const std::string text = name.entry + "=" + value;
     const zelconfig::CFGLine line = zelconfig::CFGClassifyLine(text);
-    if (line.kind != zelconfig::CFGLineKind::Entry || line.key != entry
-        || text.find('\n') != std::string::npos) {
+    if (line.kind != zelconfig::CFGLineKind::Entry || line.key != name.entry || text.find('\n') != std::string::npos) {
         error = "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
                 "a value cannot hold a line feed";
         return false;
     }
     if (anonymous) {
         const auto spaceAtEnds = [](const std::string& s) { return TrimAsAnonymous(s).size() != s.size(); };
-        if (block != kAnonymousBlock) {
+        if (name.block != kAnonymousBlock) {
             error = "in anonymous mode every entry is in the block \"anonymous\"";
             return false;
         }
-        if (spaceAtEnds(entry) || spaceAtEnds(value)) {
+        if (spaceAtEnds(name.entry) || spaceAtEnds(value)) {
             error = "anonymous mode trims white space at the ends of names and values";
             return false;
         }
@@ -385,27 +298,30 @@ bool EditableKey(const std::string& key, const std::string& value, bool anonymou
 
 // set, unset and remove-block: lock, read, edit the lines concerned, save
 // atomically.
-int Edit(const Invocation& invocation)
+int Edit(const Invocation& invocation, const Input& input)
 {
-    const std::string& path = invocation.operands[0];
     const std::string& command = invocation.command;
-    bool anonymous = false;
+    const bool anonymous = input.Anonymous();
+    const size_t named = invocation.operands.size() - (command == "set" ? 1 : 0);
+    const bool apart = command != "remove-block" && named == 3;
+    EntryName name = NameOf(invocation, apart, anonymous);
+    std::string value, error;
+    if (command == "set" && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
+        return Fail(kExitFailure, input.path, error);
+    }
+    if (command != "remove-block") {
+        if (!apart && (name.shown.empty() || (!anonymous && name.shown.find('.') == std::string::npos))) {
+            return Fail(kExitFailure, input.path, "the key '" + name.shown + "' is not BLOCK.ENTRY");
+        }
+        if (!Editable(name, value, anonymous, error)) {
+            return Fail(kExitFailure, input.path, error);
+        }
+    }
+    Document document(input.Mode());
     int status = kExitFailure;
-    if (!CfgMode(invocation, path, anonymous, status)) {
+    if (!Load(document, input, Document::kLock | (command == "set" ? Document::kCreate : 0u), status)) {
         return status;
     }
-    std::string value, key, error;
-    if (command == "set" && !TypedValue(invocation.type, invocation.operands[2], value, error)) {
-        return Fail(kExitFailure, path, error);
-    }
-    if (command != "remove-block" && !EditableKey(invocation.operands[1], value, anonymous, key, error)) {
-        return Fail(kExitFailure, path, error);
-    }
-    Document document(ModeOf(anonymous));
-    if (!Load(document, path, Document::kLock | (command == "set" ? Document::kCreate : 0u), status)) {
-        return status;
-    }
-    const std::string& operand = invocation.operands[1];
     if (command == "set") {
         // In block mode a carriage return before the line feed belongs to the
         // value: in a file with such line ends, the new value gets one too,
@@ -413,118 +329,122 @@ int Edit(const Invocation& invocation)
         // feed): a set to the value it holds must then write nothing.
         std::string stored;
         if (!anonymous && document.CrlfLineEnds() && (value.empty() || value.back() != '\r')
-            && (document.Get(key, stored) != 0 || stored.find("\r\n") != std::string::npos
+            && (document.Get(name.block, name.entry, stored) != 0 || stored.find("\r\n") != std::string::npos
                 || (!stored.empty() && stored.back() == '\r'))) {
             value += '\r';
         }
-        status = document.Set(key, value);
+        status = document.Set(name.block, name.entry, value);
         if (status == -2) {
-            const std::string hint = LookalikeHint(document, key);
+            const std::string hint = LookalikeHint(document, name);
             if (!hint.empty()) {
-                return Fail(kExitFailure, path, "refusing to add " + operand + hint);
+                return Fail(kExitFailure, input.path, "refusing to add " + name.shown + hint);
             }
-            status = document.Add(key, value);
+            status = document.Add(name.block, name.entry, value);
         }
     } else if (command == "unset") {
-        status = document.Remove(key);
+        status = document.Remove(name.block, name.entry);
         if (status == -2) {
-            return Fail(kExitNotFound, path, "no key " + operand + LookalikeHint(document, key));
+            return Fail(kExitNotFound, input.path, "no key " + name.shown + LookalikeHint(document, name));
         }
     } else {
-        status = document.RemoveBlock(operand);
+        const std::string& block = invocation.operands[1];
+        status = document.RemoveBlock(block);
         if (status == -2) {
-            return Fail(kExitNotFound, path, "no block " + operand);
+            return Fail(kExitNotFound, input.path, "no block " + block);
         }
         if (status == EINVAL && anonymous) {
-            return Fail(kExitFailure, path, "in anonymous mode the block \"anonymous\" holds every entry; "
-                                            "remove them one by one");
+            return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
+                                                  "remove them one by one");
         }
     }
     if (status != 0) {
-        return Fail(kExitFailure, path, "cannot edit the file (status " + std::to_string(status) + ")");
+        return Fail(kExitFailure, input.path, "cannot edit the file (status " + std::to_string(status) + ")");
     }
-    if (invocation.normalise) {
+    if (invocation.Has(kOptionNormalise)) {
         if (const size_t lost = document.UnreadEntries()) {
-            return Fail(kExitFailure, path, "refusing to normalise: " + std::to_string(lost)
-                                                + " entries under repeated block headers would be lost "
-                                                  "('zelcfg lint' shows where)");
+            return Fail(kExitFailure, input.path, "refusing to normalise: " + std::to_string(lost)
+                                                      + " entries under repeated block headers would be lost "
+                                                        "('zelcfg lint' shows where)");
         }
         if (document.Normalise() != 0) {
-            return Fail(kExitFailure, path, kCannotNormalise);
+            return Fail(kExitFailure, input.path, kCannotNormalise);
         }
     }
     if (document.Save() != 0) {
-        return Fail(kExitFailure, path, document.Error());
+        return Fail(kExitFailure, input.path, document.Error());
     }
     return kExitOk;
 }
 
-// list, blocks and format: print the model.
-int Show(const Invocation& invocation)
+// list and blocks: the model, in the order a save writes it.
+int Show(const Invocation& invocation, const Input& input)
 {
-    const std::string& path = invocation.operands[0];
-    bool anonymous = false;
+    Document document(input.Mode());
     int status = kExitFailure;
-    if (!CfgMode(invocation, path, anonymous, status)) {
+    if (!Load(document, input, 0, status)) {
         return status;
     }
-    if (invocation.command == "format") {
-        Document document(ModeOf(anonymous));
-        if (!Load(document, path, 0, status)) {
-            return status;
+    if (invocation.command == "blocks") {
+        for (const std::string& block : document.BlockNames()) {
+            Emit(invocation, block);
         }
-        if (document.Normalise() != 0) {
-            return Fail(kExitFailure, path, kCannotNormalise);
+    } else if (invocation.Has(kOptionNull)) {
+        for (const Document::Entry& entry : document.Entries()) {
+            std::cout << entry.block << '\0' << entry.name << '\0' << entry.value << '\0';
         }
-        std::cout << document.Text();
     } else {
-        // The model as the engine holds it, walked in its own order.
-        CCFGParser parser(anonymous ? 1u : 0u);
-        if (parser.CFGParseFile(path) != 0) {
-            Document document(ModeOf(anonymous)); // for the reason, in words
-            return Load(document, path, 0, status) ? Fail(kExitFailure, path, "cannot be read") : status;
-        }
-        for (const auto& block : *parser.m_pmCFGData) {
-            if (block.second == nullptr) {
-                continue;
-            }
-            if (invocation.command == "blocks") {
-                std::cout << block.first << '\n';
-                continue;
-            }
-            for (const CNode& node : block.second->m_vecNodes) {
-                std::cout << block.first << '.' << node.m_strKey << '=' << node.m_strValue << '\n';
-            }
+        for (const Document::Entry& entry : document.Entries()) {
+            std::cout << Shown(entry.block, entry.name) << '=' << entry.value << '\n';
         }
     }
-    std::cout.flush();
-    if (!std::cout) {
-        return Fail(kExitFailure, path, "cannot write the output");
-    }
-    return kExitOk;
+    return Flushed(input);
 }
 
-int Lint(const Invocation& invocation)
+int Format(const Invocation&, const Input& input)
 {
-    const std::string& path = invocation.operands[0];
-    bool anonymous = false;
+    Document document(input.Mode());
     int status = kExitFailure;
-    if (!CfgMode(invocation, path, anonymous, status)) {
+    if (!Load(document, input, 0, status)) {
         return status;
     }
+    if (document.Normalise() != 0) {
+        return Fail(kExitFailure, input.path, kCannotNormalise);
+    }
+    std::cout << document.Text();
+    return Flushed(input);
+}
+
+int Lint(const Invocation&, const Input& input)
+{
     // The bytes are kept whether or not they parse.
-    Document document(ModeOf(anonymous));
-    if (document.Load(path) == -2) {
-        return Fail(kExitFailure, path, LoadFailure(-2, document));
+    Document document(input.Mode());
+    if (Read(document, input, 0) == -2) {
+        return Fail(kExitFailure, input.path, LoadFailure(-2, document));
     }
-    const std::vector<LintFinding> findings = LintCFG(document.Text(), anonymous);
+    const std::vector<LintFinding> findings = LintCFG(document.Text(), input.Anonymous());
     for (const LintFinding& finding : findings) {
-        std::cout << path << ':' << finding.line << ": " << finding.message << '\n';
+        std::cout << input.path << ':' << finding.line << ": " << finding.message << '\n';
     }
-    return findings.empty() ? kExitOk : kExitNotFound;
+    const int written = Flushed(input);
+    return written != kExitOk ? written : findings.empty() ? kExitOk : kExitNotFound;
 }
 
 } // namespace
+
+const std::vector<Command>& AllCommands()
+{
+    static const std::vector<Command> commands = {
+        {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get},
+        {"set", 3, 4, kOptionType | kOptionNormalise, Edit},
+        {"unset", 2, 3, kOptionNormalise, Edit},
+        {"remove-block", 2, 2, kOptionNormalise, Edit},
+        {"list", 1, 1, kOptionNull | kOptionStdin, Show},
+        {"blocks", 1, 1, kOptionNull | kOptionStdin, Show},
+        {"format", 1, 1, kOptionStdin, Format},
+        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, Lint},
+    };
+    return commands;
+}
 
 int RunInvocation(const Invocation& invocation)
 {
@@ -536,31 +456,29 @@ int RunInvocation(const Invocation& invocation)
     };
     g_TovLogParams.uiEnableMask = kMasks[invocation.verbosity];
 
-    const std::string& command = invocation.command;
-    if (command == "help") {
+    if (invocation.command == "help") {
         std::cout << kUsage;
         return kExitOk;
     }
-    if (command == "version") {
+    if (invocation.command == "version") {
         std::cout << "zelcfg " << ZELCONFIG_VERSION << '\n';
         return kExitOk;
     }
-    if (command == "get") {
-        return Get(invocation);
-    }
-    if (FormatOf(invocation, invocation.operands[0]) == Format::kXml) {
-        if (invocation.normalise) {
-            return Fail(kExitFailure, invocation.operands[0], "--normalise works on CFG files only");
+    for (const Command& command : AllCommands()) {
+        if (invocation.command != command.name) {
+            continue;
         }
-        return RunXmlCommand(invocation);
+        Input input;
+        int status = kExitFailure;
+        if (!ChooseInput(invocation, input, status)) {
+            return status;
+        }
+        if (input.backend == Backend::kXml && command.run != Get) {
+            return RunXmlCommand(invocation);
+        }
+        return command.run(invocation, input);
     }
-    if (command == "set" || command == "unset" || command == "remove-block") {
-        return Edit(invocation);
-    }
-    if (command == "lint") {
-        return Lint(invocation);
-    }
-    return Show(invocation);
+    return Fail(kExitFailure, invocation.command, "unknown command");
 }
 
 } // namespace zelcfg

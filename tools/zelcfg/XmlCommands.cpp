@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "CZelConfigParser.h"
+#include "TypedValues.h"
 #ifdef ZELCFG_WITH_XML_DOCUMENT
 #include "XmlDocument.h"
 #endif
@@ -21,9 +22,11 @@ int Fail(int status, const std::string& file, const std::string& message)
 int Set(const Invocation& invocation)
 {
     const std::string& path = invocation.operands[0];
-    const std::string& key = invocation.operands[1];
+    // XML keys are paths: BLOCK ENTRY is the path BLOCK.ENTRY.
+    const std::vector<std::string>& operands = invocation.operands;
+    const std::string key = operands.size() == 4 ? operands[1] + "." + operands[2] : operands[1];
     std::string value, error;
-    if (!TypedValue(invocation.type, invocation.operands[2], value, error)) {
+    if (!TypedValue(invocation.type, operands.back(), value, error)) {
         return Fail(kExitFailure, path, error);
     }
     CZelConfigParser parser;
@@ -50,6 +53,10 @@ int Set(const Invocation& invocation)
 int List(const Invocation& invocation)
 {
     const std::string& path = invocation.operands[0];
+    if (invocation.Has(kOptionNull)) {
+        return Fail(kExitFailure, path, "list --null works on CFG files only; XML keys are paths (get --null "
+                                        "prints a value)");
+    }
 #ifdef ZELCFG_WITH_XML_DOCUMENT
     zelconfig::xml::XmlDocument document;
     zelconfig::xml::XmlError error;
@@ -92,6 +99,9 @@ std::string XmlParseFailure(int status, bool bHasBackEnd)
 
 int RunXmlCommand(const Invocation& invocation)
 {
+    if (invocation.Has(kOptionNormalise)) {
+        return Fail(kExitFailure, invocation.operands[0], "--normalise works on CFG files only");
+    }
     if (invocation.command == "set") {
         return Set(invocation);
     }

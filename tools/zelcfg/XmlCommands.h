@@ -11,10 +11,6 @@ namespace zelcfg {
 // meaning there; set goes through the front end and the plug-in.
 int RunXmlCommand(const Invocation& invocation);
 
-// A value for set, checked against --type and written as the library's
-// setters write it; false with the reason.
-bool TypedValue(ValueType type, const std::string& raw, std::string& value, std::string& error);
-
 // Why a front end's Parse of an XML file failed, in words.
 std::string XmlParseFailure(int status, bool bHasBackEnd);
 

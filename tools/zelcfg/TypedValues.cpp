@@ -1,0 +1,174 @@
+#include "TypedValues.h"
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <sstream>
+#include <strings.h>
+
+#include "frontend/ValueConversion.h"
+
+namespace zelcfg {
+
+namespace {
+
+// Shortest text that reads back as the same number.
+template <class T>
+std::string NumberText(T value)
+{
+    char text[64];
+    for (int digits = std::numeric_limits<T>::digits10; digits <= std::numeric_limits<T>::max_digits10;
+         ++digits) {
+        std::snprintf(text, sizeof text, "%.*g", digits, static_cast<double>(value));
+        if (static_cast<T>(std::strtod(text, nullptr)) == value || std::isnan(value)) {
+            break;
+        }
+    }
+    return text;
+}
+
+const char* Article(ValueType type)
+{
+    switch (type) {
+    case ValueType::kInt:
+        return "an int";
+    case ValueType::kFloat:
+        return "a float";
+    case ValueType::kDouble:
+        return "a double";
+    case ValueType::kBool:
+        return "a bool";
+    case ValueType::kString:
+        break;
+    }
+    return "a string";
+}
+
+} // namespace
+
+int ConvertTyped(ValueType type, const std::string& raw, std::string& text)
+{
+    int status = 0;
+    switch (type) {
+    case ValueType::kString:
+        status = zelconfig::ConvertString(raw, text);
+        break;
+    case ValueType::kInt: {
+        int value = 0;
+        status = zelconfig::ConvertInt(raw, value);
+        text = std::to_string(value);
+        break;
+    }
+    case ValueType::kFloat: {
+        float value = 0;
+        status = zelconfig::ConvertFloat(raw, value);
+        text = NumberText(value);
+        break;
+    }
+    case ValueType::kDouble: {
+        double value = 0;
+        status = zelconfig::ConvertDouble(raw, value);
+        text = NumberText(value);
+        break;
+    }
+    case ValueType::kBool: {
+        unsigned int value = 0;
+        status = zelconfig::ConvertBool(raw, value);
+        text = value != 0 ? "true" : "false";
+        break;
+    }
+    }
+    return status;
+}
+
+bool TypedValue(ValueType type, const std::string& raw, std::string& value, std::string& error)
+{
+    if (type == ValueType::kString) {
+        value = raw;
+        return true;
+    }
+    if (type == ValueType::kBool) {
+        if (strcasecmp(raw.c_str(), "true") == 0 || raw == "1") {
+            value = "TRUE";
+        } else if (strcasecmp(raw.c_str(), "false") == 0 || raw == "0") {
+            value = "FALSE";
+        } else {
+            error = "'" + raw + "' is no bool (true, false, 1 or 0)";
+            return false;
+        }
+        return true;
+    }
+    errno = 0;
+    char* end = nullptr;
+    std::ostringstream stream; // default formatting, as the library's Set
+    if (type == ValueType::kInt) {
+        const long number = std::strtol(raw.c_str(), &end, 0);
+        if (errno == 0 && number >= INT32_MIN && number <= INT32_MAX) {
+            stream << static_cast<int>(number);
+        }
+    } else {
+        const double number = std::strtod(raw.c_str(), &end);
+        if (errno == 0 && type == ValueType::kFloat) {
+            stream << static_cast<double>(static_cast<float>(number));
+        } else if (errno == 0) {
+            stream << number;
+        }
+    }
+    if (raw.empty() || end == nullptr || *end != '\0' || stream.str().empty()) {
+        error = "'" + raw + "' is no " + (type == ValueType::kInt ? "int" : "number") + " in range";
+        return false;
+    }
+    value = stream.str();
+    return true;
+}
+
+std::string PartialRead(ValueType type, const std::string& raw)
+{
+    if (type == ValueType::kString) {
+        return "";
+    }
+    std::string ignored;
+    if (type == ValueType::kBool) {
+        return ConvertTyped(type, raw, ignored) == 0 ? "" : "'" + raw + "' is neither true nor false";
+    }
+    const std::string text = zelconfig::TrimLineEnds(raw);
+    if (text.empty()) {
+        return std::string("the value is empty: ") + Article(type) + " reads it as 0";
+    }
+    // The getters' own parse, with the end it reached and the range it had.
+    const char* begin = text.c_str();
+    char* end = nullptr;
+    errno = 0;
+    bool inRange = true;
+    if (type == ValueType::kInt) {
+        // Hexadecimal after "0x" is a 32-bit pattern (0xffffffff is -1);
+        // decimal must fit an int.
+        const bool hex = text.size() >= 3 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+        if (hex) {
+            inRange = std::strtoull(begin, &end, 16) <= UINT32_MAX;
+        } else {
+            const long long number = std::strtoll(begin, &end, 10);
+            inRange = number >= INT_MIN && number <= INT_MAX;
+        }
+    } else if (type == ValueType::kFloat) {
+        std::strtof(begin, &end);
+    } else {
+        std::strtod(begin, &end);
+    }
+    if (end == begin) {
+        return "'" + text + "' holds no number: " + Article(type) + " reads it as 0";
+    }
+    if (errno == ERANGE || !inRange) {
+        return "'" + text + "' is out of range for " + Article(type);
+    }
+    if (*end != '\0') {
+        return std::string(Article(type)) + " reads only '" + std::string(begin, static_cast<const char*>(end)) + "' of '" + text + "'";
+    }
+    return "";
+}
+
+} // namespace zelcfg
