@@ -281,6 +281,12 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
              ""},
     ToolCase{"NotForXml", {"unset", "a.xml", "v"}, 2, "",
              "zelcfg: a.xml: unset works on CFG files only; XML files take get, set and list\n", ""},
+    ToolCase{"BlockAndEntryApartArePathSteps", {"get", "-z", "a.xml", "Net", "Port"}, 0, std::string("80\0", 3), "",
+             ""},
+    ToolCase{"StrictReadsTheWholeValue", {"get", "--strict", "--type", "int", "a.xml", "Net.Host"}, 3, "",
+             "zelcfg: a.xml: Net.Host: 'h\ni' holds no number: an int reads it as 0\n", ""},
+    ToolCase{"ListNullRefused", {"list", "-z", "a.xml"}, 2, "", "zelcfg: a.xml: list --null works on CFG files "
+             "only; XML keys are paths (get --null prints a value)\n", ""},
     ToolCase{"MissingFile", {"get", "b.xml", "v"}, 2, "", "zelcfg: b.xml: cannot be read (-v tells why)\n", ""}),
     RowName());
 

@@ -6,6 +6,8 @@
 
 namespace {
 
+using namespace std::string_literals; // NUL-separated outputs
+
 const std::string kSample = "# net\n[Net]\nHost=10.0.0.1\nPort=80\nPort=81\nRatio=0.1\nOn=True\n"
                             "Big=4294967296\nHex=0x1F\n[Log]\nLevel=warn\r\n";
 const std::string kUnchanged = "(unchanged)";
@@ -18,6 +20,7 @@ struct ToolCase
     int status;
     std::string out, err;
     std::string saved = kUnchanged; // the file afterwards
+    std::string shell = "";         // after the command line: "<file", "| xargs -0 ..."
 };
 
 using ToolTable = testing::TestWithParam<ToolCase>;
@@ -29,7 +32,7 @@ TEST_P(ToolTable, PrintsExitsAndSaves)
     const std::string path = dir.Write(row.file, row.content);
     std::vector<std::string> args{ZELCFG_BINARY};
     args.insert(args.end(), row.args.begin(), row.args.end());
-    const ToolResult result = RunTool(dir.Path(), args);
+    const ToolResult result = RunTool(dir.Path(), args, "", row.shell);
     EXPECT_EQ(result.status, row.status);
     EXPECT_EQ(result.out, row.out);
     EXPECT_EQ(result.err, row.err);
@@ -69,6 +72,36 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"UnknownNameReadInBlockMode", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 0, "1\n",
              "zelcfg: a.conf: note: the name contains none of .cfg, .inf, .cksum, .xml; reading it in block mode "
              "(--block or --anonymous says so and silences this)\n"},
+    ToolCase{"BlockAndEntryApartReachDottedBlock", "a.cfg", "[a.b]\nk=1\n", {"get", "a.cfg", "a.b", "k"}, 0,
+             "1\n", ""},
+    ToolCase{"NullEndsEveryValueEmptyOnesToo", "a.cfg", "[N]\nP=\nP=b\r\n", {"get", "-z", "a.cfg", "N.P"}, 0,
+             "\0b\0"s, ""},
+    ToolCase{"NullThroughXargs", "a.cfg", kSample, {"get", "--null", "a.cfg", "Net.Port"}, 0, "<80><81>", "",
+             kUnchanged, "| xargs -0 printf '<%s>'"},
+    ToolCase{"StandardInput", "in", "[N]\nP=1\n", {"get", "-", "N.P"}, 0, "1\n", "", kUnchanged, "<in"},
+    ToolCase{"StandardInputAnonymous", "in", " k = 1 \n", {"get", "--anonymous", "-", "k"}, 0, "1\n", "",
+             kUnchanged, "<in"},
+    ToolCase{"PartialIntPrintedWithoutStrict", "a.cfg", "[N]\nP=80abc\n", {"get", "--type", "int", "a.cfg", "N.P"},
+             0, "80\n", ""},
+    ToolCase{"StrictTrailingText", "a.cfg", "[N]\nP=80abc\n", {"get", "--strict", "--type", "int", "a.cfg", "N.P"},
+             3, "", "zelcfg: a.cfg: N.P: an int reads only '80' of '80abc'\n"},
+    ToolCase{"StrictExponentIsNoInt", "a.cfg", "[N]\nP=1e3\n", {"get", "--strict", "--type", "int", "a.cfg", "N.P"},
+             3, "", "zelcfg: a.cfg: N.P: an int reads only '1' of '1e3'\n"},
+    ToolCase{"StrictEmpty", "a.cfg", "[N]\nP=\n", {"get", "--strict", "--type", "double", "a.cfg", "N.P"}, 3, "",
+             "zelcfg: a.cfg: N.P: the value is empty: a double reads it as 0\n"},
+    ToolCase{"StrictNoNumber", "a.cfg", "[N]\nP=yes\n", {"get", "--strict", "--type", "int", "a.cfg", "N.P"}, 3,
+             "", "zelcfg: a.cfg: N.P: 'yes' holds no number: an int reads it as 0\n"},
+    ToolCase{"StrictDecimalBeyondInt", "a.cfg", "[N]\nP=4294967295\n",
+             {"get", "--strict", "--type", "int", "a.cfg", "N.P"}, 3, "",
+             "zelcfg: a.cfg: N.P: '4294967295' is out of range for an int\n"},
+    ToolCase{"StrictFloatOutOfRange", "a.cfg", "[N]\nP=1e39\n", {"get", "--strict", "--type", "float", "a.cfg", "N.P"},
+             3, "", "zelcfg: a.cfg: N.P: '1e39' is out of range for a float\n"},
+    ToolCase{"StrictSeveralEntries", "a.cfg", kSample, {"get", "--strict", "--type", "int", "a.cfg", "Net.Port"}, 3,
+             "", "zelcfg: a.cfg: Net.Port: an int reads only '80' of '80\n81'\n"},
+    ToolCase{"StrictWholeHexWithCrlf", "a.cfg", "[N]\r\nP=0xffffffff\r\n",
+             {"get", "--strict", "--type", "int", "a.cfg", "N.P"}, 0, "-1\n", ""},
+    ToolCase{"StrictWholeFloat", "a.cfg", "[N]\nP=1e3\n", {"get", "--strict", "--type", "float", "a.cfg", "N.P"},
+             0, "1000\n", ""},
     ToolCase{"XmlWithoutPlugin", "a.xml", "<a/>", {"get", "a.xml", "a"}, 2, "",
              "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the "
              "file (-v tells more)\n"}),
@@ -129,6 +162,16 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"SetOnXml", "a.xml", "<a/>", {"set", "a.xml", "N.P", "1"}, 2, "",
              "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
              "(-v tells more)\n"},
+    ToolCase{"SetBlockAndEntryApart", "a.cfg", "[a.b]\nk=1\n", {"set", "a.cfg", "a.b", "k", "2"}, 0, "", "",
+             "[a.b]\nk=2\n"},
+    ToolCase{"SetAddsDottedBlock", "a.cfg", "[N]\n", {"set", "a.cfg", "x.y", "k", "1"}, 0, "", "",
+             "[N]\n[x.y]\nk=1\n"},
+    ToolCase{"UnsetBlockAndEntryApart", "a.cfg", "[a.b]\nk=1\nj=2\n", {"unset", "a.cfg", "a.b", "k"}, 0, "", "",
+             "[a.b]\nj=2\n"},
+    ToolCase{"UnsetApartMissingShownAsListed", "a.cfg", "[a.b]\nk=1\n", {"unset", "a.cfg", "a.b", "j"}, 1, "",
+             "zelcfg: a.cfg: no key [a.b]j\n"},
+    ToolCase{"SetStandardInputRefused", "a.cfg", "", {"set", "-", "A.k", "1"}, 2, "",
+             "zelcfg: set cannot edit standard input; a file named '-' is './-'\nTry 'zelcfg --help'.\n"},
     ToolCase{"UnsetEveryEntry", "a.cfg", "[N]\n# c\nP=1\n\nQ=2\nP=3\n", {"unset", "a.cfg", "N.P"}, 0, "", "",
              "[N]\n\nQ=2\n"},
     ToolCase{"UnsetMissing", "a.cfg", "[N]\nP=1\n\n", {"unset", "a.cfg", "N.Q"}, 1, "",
@@ -158,6 +201,23 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block or --anonymous\n"},
     ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
              "zelcfg: .: Is a directory\n"},
+    ToolCase{"ListMarksEntriesNoKeyReaches", "a.cfg", "[a.b]\nk=v\n[c]\nd=e\n", {"list", "a.cfg"}, 0,
+             "[a.b]k=v\nc.d=e\n", ""},
+    ToolCase{"ListNullThreeFields", "a.cfg", "[a=b]\nk=v\n[c.d]\n=\n", {"list", "-z", "a.cfg"}, 0,
+             "a=b\0k\0v\0c.d\0\0\0"s, ""},
+    ToolCase{"ListNullThroughXargs", "in", "[a=b]\nk=v w\n", {"list", "--null", "-"}, 0, "<a=b><k><v w>", "",
+             kUnchanged, "<in | xargs -0 printf '<%s>'"},
+    ToolCase{"BlocksNull", "a.cfg", "[b]\n[a]\n", {"blocks", "--null", "a.cfg"}, 0, "a\0b\0"s, ""},
+    ToolCase{"BlocksAnonymousStandardInput", "in", "[H]\nx=1\n", {"blocks", "--anonymous", "-"}, 0,
+             "H\nanonymous\n", "", kUnchanged, "<in"},
+    ToolCase{"FormatStandardInput", "in", "[B]\nb=1\n\n[A]\n", {"format", "-"}, 0, "[A]\n[B]\nb=1\n", "",
+             kUnchanged, "<in"},
+    ToolCase{"LintStandardInput", "in", "[A]\nk=v\r\n", {"lint", "-"}, 1,
+             "-:2: carriage return kept at the end of the value\n", "", kUnchanged, "<in"},
+    ToolCase{"NullNotForFormat", "a.cfg", "", {"format", "-z", "a.cfg"}, 2, "",
+             "zelcfg: --null goes with get, list and blocks\nTry 'zelcfg --help'.\n"},
+    ToolCase{"StrictNeedsAType", "a.cfg", "", {"get", "--strict", "a.cfg", "A.b"}, 2, "",
+             "zelcfg: --strict needs --type int, float, double or bool\nTry 'zelcfg --help'.\n"},
     ToolCase{"Version", "a.cfg", "", {"--version"}, 0, "zelcfg " ZELCONFIG_VERSION "\n", ""},
     ToolCase{"NoCommand", "a.cfg", "", {}, 2, "", "zelcfg: no command given\nTry 'zelcfg --help'.\n"},
     ToolCase{"UnknownCommand", "a.cfg", "", {"show", "a.cfg"}, 2, "",
@@ -177,7 +237,7 @@ TEST(Tool, HelpNamesEveryCommandAndOption)
     EXPECT_EQ(result.status, 0);
     for (const char* word : {"get FILE KEY", "set FILE KEY VALUE", "unset FILE KEY", "remove-block FILE BLOCK",
                              "list FILE", "blocks FILE", "format FILE", "lint FILE", "--type", "--block",
-                             "--anonymous", "--normalise", "-vv", "--version",
+                             "--anonymous", "--normalise", "-vv", "--version", "--strict", "--null", "--diff", "--strict-name",
                              "Exit status"}) {
         EXPECT_NE(result.out.find(word), std::string::npos) << word;
     }

@@ -21,7 +21,7 @@ std::string Quote(const std::string& arg)
 } // namespace
 
 ToolResult RunTool(const std::string& dir, const std::vector<std::string>& args,
-                   const std::string& shellPrefix)
+                   const std::string& shellPrefix, const std::string& shellSuffix)
 {
     // The braces send the prefix's output, background jobs' included, to the capture too.
     std::string command = "cd " + Quote(dir) + " || exit 125; { " + shellPrefix;
@@ -29,7 +29,7 @@ ToolResult RunTool(const std::string& dir, const std::vector<std::string>& args,
         command += Quote(arg) + " ";
     }
     TempDir capture;
-    command += "; } >" + Quote(capture.Path() + "/out") + " 2>" + Quote(capture.Path() + "/err");
+    command += shellSuffix + "; } >" + Quote(capture.Path() + "/out") + " 2>" + Quote(capture.Path() + "/err");
     const int raw = std::system(command.c_str());
     ToolResult result;
     result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);

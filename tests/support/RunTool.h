@@ -12,9 +12,10 @@ struct ToolResult
 };
 
 // Runs `args` (the program first) through /bin/sh in `dir`, each argument
-// quoted; `shellPrefix` goes in front unquoted, e.g. "ulimit -f 1; ".
+// quoted; `shellPrefix` goes in front unquoted, e.g. "ulimit -f 1; ", and
+// `shellSuffix` behind, e.g. "<in" or "| xargs -0 printf '<%s>'".
 ToolResult RunTool(const std::string& dir, const std::vector<std::string>& args,
-                   const std::string& shellPrefix = "");
+                   const std::string& shellPrefix = "", const std::string& shellSuffix = "");
 
 // A prefix for RunTool that runs the program as user 65534 with group 4
 // among its groups, in `dir`; "" when this process cannot (not root, or the
