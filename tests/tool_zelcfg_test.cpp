@@ -74,6 +74,8 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              "(--block or --anonymous says so and silences this)\n"},
     ToolCase{"BlockAndEntryApartReachDottedBlock", "a.cfg", "[a.b]\nk=1\n", {"get", "a.cfg", "a.b", "k"}, 0,
              "1\n", ""},
+    ToolCase{"EmptyKeyNamesNothing", "a.cfg", "[]\n=v\n", {"get", "a.cfg", ""}, 1, "", "zelcfg: a.cfg: no key \n"},
+    ToolCase{"EmptyBlockAndEntryApart", "a.cfg", "[]\n=v\n", {"get", "a.cfg", "", ""}, 0, "v\n", ""},
     ToolCase{"NullEndsEveryValueEmptyOnesToo", "a.cfg", "[N]\nP=\nP=b\r\n", {"get", "-z", "a.cfg", "N.P"}, 0,
              "\0b\0"s, ""},
     ToolCase{"NullThroughXargs", "a.cfg", kSample, {"get", "--null", "a.cfg", "Net.Port"}, 0, "<80><81>", "",

@@ -218,7 +218,8 @@ int Get(const Invocation& invocation, const Input& input)
             return status;
         }
         values = document.Values(name.block, name.entry);
-        status = values.empty() || invocation.operands[1].empty() ? -2 : 0;
+        // The empty key names nothing; the empty block named apart is a block.
+        status = values.empty() || (!apart && invocation.operands[1].empty()) ? -2 : 0;
         for (const std::string& value : values) {
             raw += (raw.empty() ? "" : "\n") + value; // joined as the library joins them
         }
