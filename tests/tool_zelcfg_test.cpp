@@ -199,6 +199,16 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              ""},
     ToolCase{"LintHeaderWithoutBracketStops", "a.cfg", "[A]\n# c\n[B\n# d\n", {"lint", "a.cfg"}, 1,
              "a.cfg:3: block header without ']': reading stops here and the rest of the file is lost\n", ""},
+    ToolCase{"LintDiffNothingToNormalise", "a.cfg", "[A]\nk=v\n", {"lint", "--diff", "a.cfg"}, 0, "", ""},
+    ToolCase{"LintDiffRefusedAfterParseError", "a.cfg", "[A\n", {"lint", "--diff", "a.cfg"}, 2,
+             "a.cfg:1: block header without ']': reading stops here and the rest of the file is lost\n",
+             "zelcfg: a.cfg: no normalised form to compare: a block header has no ']' ('zelcfg lint' shows where)\n"},
+    ToolCase{"LintDiffCannotNormalise", "a.cksum", " #x=1\n", {"lint", "--diff", "a.cksum"}, 2,
+             "a.cksum:1: indented comment: only a line's first byte counts, so it is read as an entry\n",
+             "zelcfg: a.cksum: the normalised form would not read back: in anonymous mode an entry name begins "
+             "with '#', ';' or '[' once trimmed\n"},
+    ToolCase{"LintTypeBoolWholeValues", "a.cfg", "[A]\na=true\nb=1\n", {"lint", "--type", "bool", "a.cfg"}, 1,
+             "a.cfg:3: --type bool: '1' is neither true nor false\n", ""},
     ToolCase{"UnknownNameRefusedWhenStrict", "a.cfg", "", {"lint", "--strict-name", "/"}, 2, "",
              "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block or --anonymous\n"},
     ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
@@ -259,16 +269,29 @@ TEST(Tool, VerboseShowsTheLibraryLog)
     EXPECT_NE(traces.err.find("ZelConfig[29] Load:"), std::string::npos) << traces.err;
 }
 
-// One case of every finding, in both modes, against golden output.
+// One case of every finding, in both modes and with --type, and a --diff,
+// against golden output.
 TEST(Tool, LintReportsEveryFinding)
 {
-    const std::string data = ZELCONFIG_TEST_DATA;
-    for (const char* mode : {"block", "anonymous"}) {
-        SCOPED_TRACE(mode);
-        const ToolResult result =
-            RunTool(data + "/lint", {ZELCFG_BINARY, "lint", std::string("--") + mode, "every-finding.cfg"});
+    const std::string data = std::string(ZELCONFIG_TEST_DATA) + "/lint/";
+    const struct
+    {
+        std::vector<std::string> options;
+        std::string file, golden;
+    } kRuns[] = {
+        {{"--block"}, "every-finding.cfg", "every-finding.block.lint"},
+        {{"--anonymous"}, "every-finding.cfg", "every-finding.anonymous.lint"},
+        {{"--type", "int"}, "every-finding.cfg", "every-finding.int.lint"},
+        {{"--diff"}, "normalise.cfg", "normalise.diff"},
+    };
+    for (const auto& run : kRuns) {
+        SCOPED_TRACE(run.golden);
+        std::vector<std::string> args{ZELCFG_BINARY, "lint"};
+        args.insert(args.end(), run.options.begin(), run.options.end());
+        args.push_back(run.file);
+        const ToolResult result = RunTool(data, args);
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, ReadFile(data + "/lint/every-finding." + mode + ".lint"));
+        EXPECT_EQ(result.out, ReadFile(data + run.golden));
         EXPECT_EQ(result.err, "");
     }
 }

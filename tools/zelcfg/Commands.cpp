@@ -415,19 +415,34 @@ int Format(const Invocation&, const Input& input)
     return Flushed(input);
 }
 
-int Lint(const Invocation&, const Input& input)
+int Lint(const Invocation& invocation, const Input& input)
 {
     // The bytes are kept whether or not they parse.
     Document document(input.Mode());
-    if (Read(document, input, 0) == -2) {
+    const int status = Read(document, input, 0);
+    if (status == -2) {
         return Fail(kExitFailure, input.path, LoadFailure(-2, document));
     }
-    const std::vector<LintFinding> findings = LintCFG(document.Text(), input.Anonymous());
+    const std::vector<LintFinding> findings = LintCFG(document.Text(), input.Anonymous(), invocation.type);
     for (const LintFinding& finding : findings) {
         std::cout << input.path << ':' << finding.line << ": " << finding.message << '\n';
     }
+    bool changes = false;
+    if (invocation.Has(kOptionDiff)) {
+        // Only a model read to its end has a normalised form.
+        if (status != 0) {
+            return Fail(kExitFailure, input.path, "no normalised form to compare: " + LoadFailure(status, document));
+        }
+        const std::string text(document.Text());
+        if (document.Normalise() != 0) {
+            return Fail(kExitFailure, input.path, kCannotNormalise);
+        }
+        const std::string diff = UnifiedDiff(text, document.Text(), input.path, input.path + " (normalised)");
+        std::cout << diff;
+        changes = !diff.empty();
+    }
     const int written = Flushed(input);
-    return written != kExitOk ? written : findings.empty() ? kExitOk : kExitNotFound;
+    return written != kExitOk ? written : findings.empty() && !changes ? kExitOk : kExitNotFound;
 }
 
 } // namespace

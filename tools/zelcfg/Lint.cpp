@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "TypedValues.h"
 #include "cfg/CFGLine.h"
 
 namespace zelcfg {
@@ -27,11 +28,44 @@ bool IsBlank(char c)
     return c == ' ' || c == '\t';
 }
 
+bool BlankAtAnEnd(std::string_view text)
+{
+    return !text.empty() && (IsBlank(text.front()) || IsBlank(text.back()));
+}
+
+// The text without one carriage return at its end.
+std::string_view WithoutCr(std::string_view text)
+{
+    return !text.empty() && text.back() == '\r' ? text.substr(0, text.size() - 1) : text;
+}
+
+std::string Quoted(std::string_view text)
+{
+    return "'" + std::string(text) + "'";
+}
+
+const char* TypeName(ValueType type)
+{
+    switch (type) {
+    case ValueType::kInt:
+        return "int";
+    case ValueType::kFloat:
+        return "float";
+    case ValueType::kDouble:
+        return "double";
+    case ValueType::kBool:
+        return "bool";
+    case ValueType::kString:
+        break;
+    }
+    return "string";
+}
+
 // Walks the lines as the parser does and notes what it would lose.
 class Linter
 {
 public:
-    explicit Linter(bool anonymous) : m_anonymous(anonymous) {}
+    Linter(bool anonymous, ValueType type) : m_anonymous(anonymous), m_type(type) {}
 
     // False when the parser would stop at this line.
     bool Line(size_t number, std::string_view text)
@@ -50,7 +84,7 @@ public:
             m_commentLines = 0;
             return false;
         case CFGLineKind::Header:
-            Header(number, line.name);
+            Header(number, text, line.name);
             return true;
         case CFGLineKind::Entry:
             return Entry(number, line);
@@ -107,7 +141,7 @@ private:
         m_commentLines = 0;
     }
 
-    void Header(size_t number, std::string_view name)
+    void Header(size_t number, std::string_view text, std::string_view name)
     {
         EndRepeatedBlock();
         m_sawHeader = true;
@@ -118,7 +152,55 @@ private:
             m_repeatFirst = inserted.first->second;
             m_repeatEntries = 0;
         }
+        m_block = name;
+        // Blanks and a line end after the ']' are harmless; other text is not.
+        const std::string_view rest = WithoutCr(text.substr(name.size() + 2));
+        if (!TrimAsAnonymous(rest).empty()) {
+            Add(number, "text after the block name's first ']': the library's block name is " + Quoted(name)
+                            + ", and the rest of the line, " + Quoted(rest) + ", is ignored and a save drops it");
+        }
+        if (inserted.second && !m_anonymous && name.find('.') != std::string_view::npos) {
+            Add(number, "block name " + Quoted(name) + " holds '.': keys split at the first '.', so no "
+                            "BLOCK.ENTRY key reaches its entries, but zelcfg get FILE " + Quoted(name)
+                            + " ENTRY does");
+        }
         TakeComment(inserted.second);
+    }
+
+    // How messages name an entry: by the key that reads it, or, in a block
+    // that no key reaches, by its name and block.
+    std::string EntryShown(std::string_view name) const
+    {
+        if (m_anonymous) {
+            return Quoted(name);
+        }
+        if (m_block.find('.') != std::string::npos) {
+            return Quoted(name) + " of the block " + Quoted(m_block);
+        }
+        return Quoted(m_block + "." + std::string(name));
+    }
+
+    // Block mode keeps the bytes around '=': blanks there are part of the
+    // name or the value.
+    void CheckBlanks(size_t number, const CFGLine& line)
+    {
+        const std::string_view value = WithoutCr(line.value);
+        const bool name = BlankAtAnEnd(line.key), around = BlankAtAnEnd(value);
+        if (!name && !around) {
+            return;
+        }
+        const std::string key = m_block.find('.') == std::string::npos
+                                    ? "the library's key is " + EntryShown(line.key)
+                                    : "the entry is " + EntryShown(line.key);
+        const std::string shownValue = "the value is " + Quoted(value);
+        if (name && around) {
+            Add(number, "blanks around the entry name and around the value are part of them in block mode: " + key
+                            + " and " + shownValue);
+        } else if (name) {
+            Add(number, "blanks around the entry name are part of it in block mode: " + key);
+        } else {
+            Add(number, "blanks around the value are part of it in block mode: " + shownValue);
+        }
     }
 
     bool Entry(size_t number, const CFGLine& line)
@@ -134,10 +216,26 @@ private:
             return true;
         }
         TakeComment(true);
+        if (!m_anonymous) {
+            CheckBlanks(number, line);
+        }
         const std::string_view value = m_anonymous ? TrimAsAnonymous(line.value) : line.value;
         if (value.find('\r') != std::string_view::npos) {
             Add(number, value.back() == '\r' ? "carriage return kept at the end of the value"
                                              : "carriage return kept in the value");
+        }
+        // Anonymous mode has one block; block mode the current header's.
+        const std::string_view name = m_anonymous ? TrimAsAnonymous(line.key) : line.key;
+        const auto first = m_keys[m_anonymous ? std::string() : m_block].emplace(std::string(name), number);
+        if (!first.second) {
+            Add(number, "entry " + EntryShown(name) + " is also on line " + std::to_string(first.first->second)
+                            + ": reads join the values with a line feed, and a set changes all of them");
+        }
+        if (m_type != ValueType::kString) {
+            const std::string partly = PartialRead(m_type, std::string(value));
+            if (!partly.empty()) {
+                Add(number, std::string("--type ") + TypeName(m_type) + ": " + partly);
+            }
         }
         return true;
     }
@@ -153,8 +251,12 @@ private:
     }
 
     bool m_anonymous;
+    ValueType m_type;
     std::vector<LintFinding> m_findings;
     std::map<std::string, size_t> m_headers; // name -> line of its first header
+    std::string m_block;                     // the name of the last header
+    // block -> entry name -> line of its first entry (first sections only)
+    std::map<std::string, std::map<std::string, size_t>> m_keys;
     bool m_sawHeader = false;
     bool m_indentReported = false;
     size_t m_commentLines = 0, m_commentFirst = 0, m_commentLast = 0;
@@ -175,9 +277,9 @@ std::string_view TrimAsAnonymous(std::string_view text)
     return text;
 }
 
-std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous)
+std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous, ValueType type)
 {
-    Linter linter(anonymous);
+    Linter linter(anonymous, type);
     if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         linter.Add(1, "byte-order mark: its three bytes start the first line, which is therefore no "
                       "header or comment");
@@ -196,6 +298,145 @@ std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous)
         start = end + 1;
     }
     return linter.Finish();
+}
+
+namespace {
+
+using Lines = std::vector<std::string_view>;
+
+// The lines of a text, each with its line feed; the last may lack one.
+Lines SplitLines(std::string_view text)
+{
+    Lines lines;
+    while (!text.empty()) {
+        const size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
+        lines.push_back(text.substr(0, end));
+        text.remove_prefix(end);
+    }
+    return lines;
+}
+
+// One step of an edit script: keep a[from] (== b[to]), delete a[from] or
+// insert b[to].
+struct Step
+{
+    char op; // ' ', '-' or '+'
+    size_t from, to;
+};
+
+// A shortest edit script from a to b, by Myers' greedy search. Each round d
+// keeps its diagonals' furthest reach for the walk back; the rounds are as
+// many as the lines that differ, which a lint of a config file keeps small.
+std::vector<Step> EditScript(const Lines& a, const Lines& b)
+{
+    const long n = static_cast<long>(a.size()), m = static_cast<long>(b.size());
+    std::vector<long> reach(static_cast<size_t>(2 * (n + m) + 3), 0);
+    const auto at = [&reach, n, m](long k) -> long& { return reach[static_cast<size_t>(k + n + m + 1)]; };
+    std::vector<std::vector<long>> rounds; // rounds[d][k + d]: reach before round d
+    long d = 0;
+    for (;; ++d) {
+        rounds.emplace_back(&at(-d), &at(d) + 1);
+        bool done = false;
+        for (long k = -d; k <= d && !done; k += 2) {
+            long x = (k == -d || (k != d && at(k - 1) < at(k + 1))) ? at(k + 1) : at(k - 1) + 1;
+            long y = x - k;
+            while (x < n && y < m && a[static_cast<size_t>(x)] == b[static_cast<size_t>(y)]) {
+                ++x;
+                ++y;
+            }
+            at(k) = x;
+            done = x >= n && y >= m;
+        }
+        if (done) {
+            break;
+        }
+    }
+    std::vector<Step> steps;
+    long x = n, y = m;
+    for (; d >= 0; --d) {
+        const std::vector<long>& before = rounds[static_cast<size_t>(d)];
+        const auto was = [&before, d](long k) { return before[static_cast<size_t>(k + d)]; };
+        const long k = x - y;
+        // Round d's edit: an insertion (down from diagonal k + 1) or a
+        // deletion (right from k - 1); then its snake of kept lines.
+        const bool down = d == 0 || k == -d || (k != d && was(k - 1) < was(k + 1));
+        const long snakeX = d == 0 ? 0 : down ? was(k + 1) : was(k - 1) + 1;
+        while (x > snakeX) {
+            --x;
+            --y;
+            steps.push_back({' ', static_cast<size_t>(x), static_cast<size_t>(y)});
+        }
+        if (d > 0 && down) {
+            --y;
+            steps.push_back({'+', static_cast<size_t>(x), static_cast<size_t>(y)});
+        } else if (d > 0) {
+            --x;
+            steps.push_back({'-', static_cast<size_t>(x), static_cast<size_t>(y)});
+        }
+    }
+    std::reverse(steps.begin(), steps.end());
+    return steps;
+}
+
+// A line of a hunk: its mark, its text, and the note after a last line
+// without a line feed.
+void PutLine(std::string& out, char op, std::string_view line)
+{
+    out += op;
+    out.append(line.data(), line.size());
+    if (line.empty() || line.back() != '\n') {
+        out += "\n\\ No newline at end of file\n";
+    }
+}
+
+// "a,b" of a hunk header: an empty range starts at the line before it.
+std::string Range(size_t before, size_t count)
+{
+    return std::to_string(count == 0 ? before : before + 1) + "," + std::to_string(count);
+}
+
+} // namespace
+
+std::string UnifiedDiff(std::string_view from, std::string_view to, const std::string& fromName,
+                        const std::string& toName)
+{
+    const size_t kContext = 3;
+    const Lines a = SplitLines(from), b = SplitLines(to);
+    const std::vector<Step> steps = EditScript(a, b);
+    std::string out;
+    size_t i = 0;
+    while (true) {
+        while (i < steps.size() && steps[i].op == ' ') {
+            ++i;
+        }
+        if (i == steps.size()) {
+            break;
+        }
+        // A hunk: from kContext steps before its first change to kContext
+        // after its last, changes less than 2 * kContext + 1 apart joined.
+        const size_t begin = i >= kContext ? i - kContext : 0;
+        size_t last = i;
+        for (size_t j = i + 1; j < steps.size() && j - last <= 2 * kContext; ++j) {
+            if (steps[j].op != ' ') {
+                last = j;
+            }
+        }
+        const size_t end = std::min(steps.size(), last + 1 + kContext);
+        size_t fromCount = 0, toCount = 0;
+        for (size_t j = begin; j < end; ++j) {
+            fromCount += steps[j].op != '+';
+            toCount += steps[j].op != '-';
+        }
+        if (out.empty()) {
+            out = "--- " + fromName + "\n+++ " + toName + "\n";
+        }
+        out += "@@ -" + Range(steps[begin].from, fromCount) + " +" + Range(steps[begin].to, toCount) + " @@\n";
+        for (size_t j = begin; j < end; ++j) {
+            PutLine(out, steps[j].op, steps[j].op == '+' ? b[steps[j].to] : a[steps[j].from]);
+        }
+        i = end;
+    }
+    return out;
 }
 
 } // namespace zelcfg
