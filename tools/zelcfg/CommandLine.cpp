@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "TypedValues.h"
 #include "Zelcfg.h"
 
 namespace zelcfg {
@@ -19,13 +20,10 @@ const struct
 
 bool ParseType(const std::string& text, ValueType& type)
 {
-    static const struct { const char* name; ValueType type; } kTypes[] = {
-        {"string", ValueType::kString}, {"int", ValueType::kInt},   {"float", ValueType::kFloat},
-        {"double", ValueType::kDouble}, {"bool", ValueType::kBool},
-    };
-    for (const auto& known : kTypes) {
-        if (text == known.name) {
-            type = known.type;
+    for (ValueType known : {ValueType::kString, ValueType::kInt, ValueType::kFloat, ValueType::kDouble,
+                            ValueType::kBool}) {
+        if (text == TypeName(known)) {
+            type = known;
             return true;
         }
     }

@@ -44,23 +44,6 @@ std::string Quoted(std::string_view text)
     return "'" + std::string(text) + "'";
 }
 
-const char* TypeName(ValueType type)
-{
-    switch (type) {
-    case ValueType::kInt:
-        return "int";
-    case ValueType::kFloat:
-        return "float";
-    case ValueType::kDouble:
-        return "double";
-    case ValueType::kBool:
-        return "bool";
-    case ValueType::kString:
-        break;
-    }
-    return "string";
-}
-
 // Walks the lines as the parser does and notes what it would lose.
 class Linter
 {
@@ -329,12 +312,25 @@ struct Step
 // many as the lines that differ, which a lint of a config file keeps small.
 std::vector<Step> EditScript(const Lines& a, const Lines& b)
 {
+    const long kMaxRounds = 2048; // about 32 MiB of kept reaches
     const long n = static_cast<long>(a.size()), m = static_cast<long>(b.size());
     std::vector<long> reach(static_cast<size_t>(2 * (n + m) + 3), 0);
     const auto at = [&reach, n, m](long k) -> long& { return reach[static_cast<size_t>(k + n + m + 1)]; };
     std::vector<std::vector<long>> rounds; // rounds[d][k + d]: reach before round d
     long d = 0;
     for (;; ++d) {
+        if (d > kMaxRounds) {
+            // The kept rounds grow with the square of the changes: past a
+            // bound, every line of a is replaced by every line of b.
+            std::vector<Step> steps;
+            for (size_t i = 0; i < a.size(); ++i) {
+                steps.push_back({'-', i, 0});
+            }
+            for (size_t j = 0; j < b.size(); ++j) {
+                steps.push_back({'+', a.size(), j});
+            }
+            return steps;
+        }
         rounds.emplace_back(&at(-d), &at(d) + 1);
         bool done = false;
         for (long k = -d; k <= d && !done; k += 2) {

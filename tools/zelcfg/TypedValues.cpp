@@ -31,24 +31,30 @@ std::string NumberText(T value)
     return text;
 }
 
-const char* Article(ValueType type)
+// "an int", "a float": how messages name a value of the type.
+std::string Article(ValueType type)
 {
-    switch (type) {
-    case ValueType::kInt:
-        return "an int";
-    case ValueType::kFloat:
-        return "a float";
-    case ValueType::kDouble:
-        return "a double";
-    case ValueType::kBool:
-        return "a bool";
-    case ValueType::kString:
-        break;
-    }
-    return "a string";
+    return std::string(type == ValueType::kInt ? "an " : "a ") + TypeName(type);
 }
 
 } // namespace
+
+const char* TypeName(ValueType type)
+{
+    switch (type) {
+    case ValueType::kInt:
+        return "int";
+    case ValueType::kFloat:
+        return "float";
+    case ValueType::kDouble:
+        return "double";
+    case ValueType::kBool:
+        return "bool";
+    case ValueType::kString:
+        break;
+    }
+    return "string";
+}
 
 int ConvertTyped(ValueType type, const std::string& raw, std::string& text)
 {
@@ -166,7 +172,7 @@ std::string PartialRead(ValueType type, const std::string& raw)
         return "'" + text + "' is out of range for " + Article(type);
     }
     if (*end != '\0') {
-        return std::string(Article(type)) + " reads only '" + std::string(begin, static_cast<const char*>(end)) + "' of '" + text + "'";
+        return Article(type) + " reads only '" + std::string(begin, static_cast<const char*>(end)) + "' of '" + text + "'";
     }
     return "";
 }

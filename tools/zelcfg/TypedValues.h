@@ -7,6 +7,9 @@
 
 namespace zelcfg {
 
+// "int", "float", "double", "bool" or "string", as --type names it.
+const char* TypeName(ValueType type);
+
 // A CFG value converted as the library's typed getters convert it: their
 // status (0, 1 out of range, -1 no boolean), `text` what to print.
 int ConvertTyped(ValueType type, const std::string& raw, std::string& text);
