@@ -36,7 +36,7 @@ if(TARGET zelcfg)
 endif()
 
 # The guides: the tool's, the format's, the document API's and the others.
-file(GLOB _zelconfig_docs ${PROJECT_SOURCE_DIR}/docs/*.md)
+file(GLOB _zelconfig_docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${_zelconfig_docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # CMake package: ZelConfig::ZelConfig and ZelConfig::ZelLogDefault. The

@@ -35,9 +35,14 @@ version=$(cache_value CMAKE_PROJECT_VERSION)
 libdir=$(cache_value CMAKE_INSTALL_LIBDIR)
 includedir=$(cache_value CMAKE_INSTALL_INCLUDEDIR)
 bindir=$(cache_value CMAKE_INSTALL_BINDIR)
+# GNUInstallDirs leaves a directory empty in the cache when it derives it
+# from DATAROOTDIR.
+datarootdir=$(cache_value CMAKE_INSTALL_DATAROOTDIR)
+datadir=$(cache_value CMAKE_INSTALL_DATADIR)
 mandir=$(cache_value CMAKE_INSTALL_MANDIR)
 docdir=$(cache_value CMAKE_INSTALL_DOCDIR)
-completion=$(cache_value CMAKE_INSTALL_DATADIR)/bash-completion/completions/zelcfg
+completion=${datadir:-$datarootdir}/bash-completion/completions/zelcfg
+mandir=${mandir:-$datarootdir/man}
 # The manual page is made only when help2man was found.
 help2man=$(cache_value ZELCONFIG_HELP2MAN | grep -v NOTFOUND || true)
 [ -n "$version" ] && [ -n "$libdir" ] || fail "no version or libdir in $build/CMakeCache.txt"
