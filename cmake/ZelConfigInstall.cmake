@@ -1,6 +1,7 @@
 # Install rules: the library with its SONAME links, the public headers under
 # include/zelconfig, the host's default logger, the zelcfg tool when it is
-# built, a CMake package (find_package(ZelConfig)) and pkg-config files.
+# built (with its manual page and bash completion), the guides in docs/, a
+# CMake package (find_package(ZelConfig)) and pkg-config files.
 # Included from the top-level CMakeLists.txt after every target is defined.
 
 include(CMakePackageConfigHelpers)
@@ -25,7 +26,18 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/
 
 if(TARGET zelcfg)
   install(TARGETS zelcfg RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # Its manual page (built when help2man is there) and bash completion.
+  if(TARGET zelcfg_man)
+    get_target_property(_zelcfg_man_page zelcfg_man ZELCFG_MAN_PAGE)
+    install(FILES ${_zelcfg_man_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  endif()
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/zelcfg/zelcfg.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zelcfg)
 endif()
+
+# The guides: the tool's, the format's, the document API's and the others.
+file(GLOB _zelconfig_docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES ${_zelconfig_docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # CMake package: ZelConfig::ZelConfig and ZelConfig::ZelLogDefault. The
 # library has no public dependency, so the config file finds nothing else.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Checks the package as a user gets it, from a configured and built tree:
 #   1. installs it into a staging prefix and checks what landed there, each
-#      public header compiling on its own;
+#      public header compiling on its own, zelcfg's manual page rendering;
 #   2. builds examples/consumer through find_package(ZelConfig) and again
 #      through pkg-config with a plain g++ command line, and runs both on
 #      examples/data/sample.cfg;
@@ -35,6 +35,16 @@ version=$(cache_value CMAKE_PROJECT_VERSION)
 libdir=$(cache_value CMAKE_INSTALL_LIBDIR)
 includedir=$(cache_value CMAKE_INSTALL_INCLUDEDIR)
 bindir=$(cache_value CMAKE_INSTALL_BINDIR)
+# GNUInstallDirs leaves a directory empty in the cache when it derives it
+# from DATAROOTDIR.
+datarootdir=$(cache_value CMAKE_INSTALL_DATAROOTDIR)
+datadir=$(cache_value CMAKE_INSTALL_DATADIR)
+mandir=$(cache_value CMAKE_INSTALL_MANDIR)
+docdir=$(cache_value CMAKE_INSTALL_DOCDIR)
+completion=${datadir:-$datarootdir}/bash-completion/completions/zelcfg
+mandir=${mandir:-$datarootdir/man}
+# The manual page is made only when help2man was found.
+help2man=$(cache_value ZELCONFIG_HELP2MAN | grep -v NOTFOUND || true)
 [ -n "$version" ] && [ -n "$libdir" ] || fail "no version or libdir in $build/CMakeCache.txt"
 major=${version%%.*}
 # The tool and the XML plug-in are checked only when this tree builds them.
@@ -116,6 +126,34 @@ pass "CMake package and pkg-config files installed"
 if [ -n "$tool" ]; then
     [ -x "$stage/$bindir/zelcfg" ] || fail "the build has zelcfg but $bindir/zelcfg is not installed"
     pass "zelcfg installed in $bindir"
+    [ -f "$stage/$completion" ] || fail "no $completion"
+    bash -n "$stage/$completion" || fail "$completion is not valid bash"
+    pass "zelcfg's bash completion installed in $(dirname "$completion")"
+    [ -f "$stage/$docdir/cli.md" ] || fail "no $docdir/cli.md"
+    pass "the guides installed in $docdir"
+    if [ -n "$help2man" ]; then
+        page=$stage/$mandir/man1/zelcfg.1.gz
+        [ -f "$page" ] || fail "no $mandir/man1/zelcfg.1.gz"
+        gzip -t "$page" || fail "$mandir/man1/zelcfg.1.gz is not gzip data"
+        if command -v man >/dev/null 2>&1; then
+            MANWIDTH=80 man -l "$page" >"$work/man.txt" 2>"$work/man.err" \
+                || fail "man -l cannot render zelcfg.1.gz: $(cat "$work/man.err")"
+            grep -q 'zelcfg - read, change and check configuration files' "$work/man.txt" \
+                || fail "the manual page has no NAME line for zelcfg"
+            # Every command of --help is in the page, the one text of both.
+            for command in $(sed -n '/^Commands:/,/^$/s/^  \([a-z][a-z-]*\) .*/\1/p' \
+                                 "$source_dir/tools/zelcfg/usage.txt" | sort -u); do
+                grep -q "^ *$command FILE" "$work/man.txt" || fail "the manual page lacks '$command'"
+            done
+            [ "$(MANPATH=$stage/$mandir man -w zelcfg)" = "$page" ] \
+                || fail "man -w with MANPATH=$stage/$mandir does not find zelcfg.1.gz"
+            pass "man renders zelcfg.1.gz, with every command of usage.txt, and finds it through MANPATH"
+        else
+            pass "zelcfg.1.gz installed in $mandir/man1 (man is not installed: not rendered)"
+        fi
+    else
+        echo "package-check: note: the build found no help2man, so there is no manual page to check"
+    fi
 fi
 
 if [ -n "$plugin" ]; then
@@ -224,13 +262,16 @@ contains " $usr_lib/cmake/ZelConfig/ZelConfigConfig\.cmake\$" "CMake package"
 contains " $usr_lib/pkgconfig/zelconfig\.pc\$" "zelconfig.pc"
 if [ -n "$tool" ]; then
     contains "^-rwx.* \./usr/$bindir/zelcfg\$" "executable zelcfg"
+    contains " \./usr/$completion\$" "bash completion"
+    contains " \./usr/$docdir/cli\.md\$" "docs/cli.md"
+    [ -z "$help2man" ] || contains " \./usr/$mandir/man1/zelcfg\.1\.gz\$" "manual page"
 fi
 if [ -n "$plugin" ]; then
     contains " $usr_lib/libZel_XMLConfigParser\\.so\$" "XML plug-in"
     grep -q 'libpugixml' <<<"$(dpkg-deb -f "$deb" Depends)" || fail "Depends lacks pugixml's library"
 fi
 grep -q 'libstdc++6' <<<"$(dpkg-deb -f "$deb" Depends)" || fail "Depends lacks libstdc++6"
-pass "$(basename "$deb") holds the library with its links, headers, logger, package files${tool:+, zelcfg}${plugin:+, the XML plug-in}"
+pass "$(basename "$deb") holds the library with its links, headers, logger, package files${tool:+, zelcfg with its completion, guides${help2man:+ and manual page}}${plugin:+, the XML plug-in}"
 
 # The unpacked package serves a consumer as well as the staging install did.
 dpkg-deb -x "$deb" "$work/deb-root"

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# The bash completion of zelcfg, with the built tool first on PATH: one row
+# per case, the words on the line (the last one being completed) and the
+# completions expected, in the order offered.
+# Usage: tool_completion_test.sh ZELCFG COMPLETION_SCRIPT
+set -u
+[ "$(basename "$1")" = zelcfg ] || { echo "usage: $0 .../zelcfg zelcfg.bash" >&2; exit 2; }
+PATH=$(cd "$(dirname "$1")" && pwd):$PATH
+# shellcheck source=/dev/null
+source "$2"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 2
+printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.x]\nstrict=1\n' >device.cfg
+printf 'Version=2\nName = box\n' >build.conf
+
+failed=0 rows=0
+while IFS='|' read -r line expected; do
+    eval "COMP_WORDS=($line)"
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    _zelcfg
+    got="${COMPREPLY[*]}"
+    expected=${expected# }
+    rows=$((rows + 1))
+    if [ "$got" != "$expected" ]; then
+        echo "FAILED: $line: got '$got', expected '$expected'"
+        failed=$((failed + 1))
+    fi
+done <<'TABLE'
+zelcfg re                            | remove-block
+zelcfg --strict-n                    | --strict-name
+zelcfg get --type d                  | double
+zelcfg get --type = b                | bool
+zelcfg list dev                      | device.cfg
+zelcfg get device.cfg N              | Net.Host Net.Port
+zelcfg set device.cfg ''             | Logging.Level Net.Host Net.Port mypy-foo.x
+zelcfg unset device.cfg mypy-foo.x s | strict
+zelcfg remove-block device.cfg L     | Logging
+zelcfg --anonymous get build.conf '' | Version Name
+zelcfg get device.cfg Net.Port ''    |
+zelcfg list device.cfg ''            |
+TABLE
+echo "$rows rows, $failed failed"
+[ "$failed" = 0 ]
