@@ -22,7 +22,7 @@ run() {
 
 echo
 echo "zelcfg, the command-line tool of ZelConfig, on the example files"
-echo "(zelcfg here is $zelcfg; docs/cli.md has every command)."
+echo "(zelcfg here is $zelcfg; zelcfg --help lists every command)."
 
 heading "1. Read a value"
 echo "Net.Port, the entry Port of the block [Net] in examples/data/sample.cfg, as an integer:"
