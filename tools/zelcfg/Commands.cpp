@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <iostream>
 
 #include "CZelConfigReader.h"
@@ -96,8 +97,8 @@ std::string LoadFailure(int status, const Document& document)
     return "cannot be parsed (status " + std::to_string(status) + ")";
 }
 
-// Reads the file, or standard input, into `document`: its status, with
-// -2 and Error() for what could not be read.
+// Reads the file, or standard input, into `document`: its status; -2 for
+// what could not be read (Error() says why for a file).
 int Read(Document& document, const Input& input, unsigned options)
 {
     if (!input.Stdin()) {
@@ -305,7 +306,7 @@ int Edit(const Invocation& invocation, const Input& input)
     const bool anonymous = input.Anonymous();
     const size_t named = invocation.operands.size() - (command == "set" ? 1 : 0);
     const bool apart = command != "remove-block" && named == 3;
-    EntryName name = NameOf(invocation, apart, anonymous);
+    const EntryName name = NameOf(invocation, apart, anonymous);
     std::string value, error;
     if (command == "set" && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
         return Fail(kExitFailure, input.path, error);
