@@ -56,6 +56,9 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"MissingKeyWithBlanksInTheFile", "pip.cfg", "[global]\ncert = a.pem\n", {"get", "pip.cfg", "global.cert"},
              1, "", "zelcfg: pip.cfg: no key global.cert; line 2 holds 'global.cert ': blanks around an entry name "
              "are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},
+    ToolCase{"BlanksHintInDottedBlockNamesItApart", "a.cfg", "[a.b]\nk =1\n", {"get", "a.cfg", "a.b", "k"}, 1, "",
+             "zelcfg: a.cfg: no key [a.b]k; line 2 holds '[a.b]k ': blanks around an entry name are part of it in "
+             "block mode, so address it as 'a.b' 'k ' (quoted)\n"},
     ToolCase{"TwoEntriesUnderOneRepeatedHeader", "l.cfg", "[D]\n[D]\nO=1\nO=2\n", {"get", "l.cfg", "D.O"}, 1, "",
              "zelcfg: l.cfg: no key D.O; line 3 holds it under a repeated header (line 2), which the library does "
              "not read: merge the two blocks; line 4 holds it under a repeated header (line 2), which the library "
