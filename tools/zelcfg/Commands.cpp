@@ -442,7 +442,9 @@ int Lint(const Invocation& invocation, const Input& input)
         if (document.Normalise() != 0) {
             return Fail(kExitFailure, input.path, kCannotNormalise);
         }
-        const std::string diff = UnifiedDiff(text, document.Text(), input.path, input.path + " (normalised)");
+        // A tab ends each name, as patch reads them: a name may hold blanks.
+        const std::string diff
+            = UnifiedDiff(text, document.Text(), input.path + "\t(current)", input.path + "\t(normalised)");
         std::cout << diff;
         changes = !diff.empty();
     }
