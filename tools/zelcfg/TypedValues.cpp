@@ -149,7 +149,7 @@ std::string PartialRead(ValueType type, const std::string& raw)
     const std::string seen = text.substr(0, text.find('\0'));
     if (type == ValueType::kBool) {
         if (ConvertTyped(type, raw, ignored) != 0) {
-            return "'" + raw + "' is neither true nor false";
+            return "'" + text + "' is neither true nor false";
         }
         return seen.size() == text.size() ? "" : Article(type) + " reads only '" + seen + "' of '" + text + "'";
     }
