@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The bash completion of zelcfg, with the built tool first on PATH: one row
 # per case, the words on the line (the last one being completed) and the
-# completions expected, in the order offered.
+# completions expected, in the order offered. A row's quoting is undone once,
+# so "'a b'" stands for the word 'a b' as typed, quotes and all.
 # Usage: tool_completion_test.sh ZELCFG COMPLETION_SCRIPT
 set -u
 [ "$(basename "$1")" = zelcfg ] || { echo "usage: $0 .../zelcfg zelcfg.bash" >&2; exit 2; }
@@ -11,7 +12,7 @@ source "$2"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
-printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.x]\nstrict=1\n' >device.cfg
+printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.*]\nstrict=1\n' >device.cfg
 printf 'Version=2\nName = box\n' >build.conf
 
 failed=0 rows=0
@@ -33,8 +34,9 @@ zelcfg get --type d                  | double
 zelcfg get --type = b                | bool
 zelcfg list dev                      | device.cfg
 zelcfg get device.cfg N              | Net.Host Net.Port
-zelcfg set device.cfg ''             | Logging.Level Net.Host Net.Port mypy-foo.x
-zelcfg unset device.cfg mypy-foo.x s | strict
+zelcfg set device.cfg ''             | Logging.Level Net.Host Net.Port mypy-foo.\*
+zelcfg unset device.cfg "mypy-foo.\*" s | strict
+zelcfg get "'device.cfg'" "'mypy-foo.*'" '' | strict
 zelcfg remove-block device.cfg L     | Logging
 zelcfg --anonymous get build.conf '' | Version Name
 zelcfg get device.cfg Net.Port ''    |

@@ -56,6 +56,9 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"MissingKeyWithBlanksInTheFile", "pip.cfg", "[global]\ncert = a.pem\n", {"get", "pip.cfg", "global.cert"},
              1, "", "zelcfg: pip.cfg: no key global.cert; line 2 holds 'global.cert ': blanks around an entry name "
              "are part of it in block mode, so address it as 'global.cert ' (quoted)\n"},
+    ToolCase{"BlanksHintInDottedBlockNamesItApart", "a.cfg", "[a.b]\nk =1\n", {"get", "a.cfg", "a.b", "k"}, 1, "",
+             "zelcfg: a.cfg: no key [a.b]k; line 2 holds '[a.b]k ': blanks around an entry name are part of it in "
+             "block mode, so address it as 'a.b' 'k ' (quoted)\n"},
     ToolCase{"TwoEntriesUnderOneRepeatedHeader", "l.cfg", "[D]\n[D]\nO=1\nO=2\n", {"get", "l.cfg", "D.O"}, 1, "",
              "zelcfg: l.cfg: no key D.O; line 3 holds it under a repeated header (line 2), which the library does "
              "not read: merge the two blocks; line 4 holds it under a repeated header (line 2), which the library "
@@ -102,6 +105,15 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              "", "zelcfg: a.cfg: Net.Port: an int reads only '80' of '80\n81'\n"},
     ToolCase{"StrictWholeHexWithCrlf", "a.cfg", "[N]\r\nP=0xffffffff\r\n",
              {"get", "--strict", "--type", "int", "a.cfg", "N.P"}, 0, "-1\n", ""},
+    ToolCase{"StrictTextAfterNul", "a.cfg", "[N]\nP=80\0abc\n"s,
+             {"get", "--strict", "--type", "int", "a.cfg", "N.P"}, 3, "",
+             "zelcfg: a.cfg: N.P: an int reads only '80' of '80\0abc'\n"s},
+    ToolCase{"StrictBoolQuotedWithoutLineEnd", "a.cfg", "[N]\r\nB=yes\r\n",
+             {"get", "--strict", "--type", "bool", "a.cfg", "N.B"}, 3, "",
+             "zelcfg: a.cfg: N.B: 'yes' is neither true nor false\n"},
+    ToolCase{"StrictBoolTextAfterNul", "a.cfg", "[N]\nB=true\0x\n"s,
+             {"get", "--strict", "--type", "bool", "a.cfg", "N.B"}, 3, "",
+             "zelcfg: a.cfg: N.B: a bool reads only 'true' of 'true\0x'\n"s},
     ToolCase{"StrictWholeFloat", "a.cfg", "[N]\nP=1e3\n", {"get", "--strict", "--type", "float", "a.cfg", "N.P"},
              0, "1000\n", ""},
     ToolCase{"XmlWithoutPlugin", "a.xml", "<a/>", {"get", "a.xml", "a"}, 2, "",
@@ -140,6 +152,10 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              "[N]\nP=--x\n"},
     ToolCase{"SetIntWrittenAsLibrary", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "0x10", "--type", "int"}, 0,
              "", "", "[N]\nP=16\n"},
+    ToolCase{"SetIntHasNoOctal", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "010", "--type", "int"}, 0, "", "",
+             "[N]\nP=10\n"},
+    ToolCase{"SetFloatOutOfRange", "a.cfg", "[N]\n", {"set", "a.cfg", "N.F", "1e39", "--type", "float"}, 2, "",
+             "zelcfg: a.cfg: '1e39' is no number in range\n"},
     ToolCase{"SetFloatWrittenAsLibrary", "a.cfg", "[N]\n", {"set", "a.cfg", "N.F", "0.1", "--type", "float"},
              0, "", "", "[N]\nF=0.1\n"},
     ToolCase{"SetBool", "a.cfg", "[N]\n", {"set", "a.cfg", "N.B", "1", "--type", "bool"}, 0, "", "",

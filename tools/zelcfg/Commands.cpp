@@ -163,10 +163,14 @@ std::string LookalikeHint(const Document& document, const EntryName& name)
                     + std::to_string(found.repeatedHeaderLine)
                     + "), which the library does not read: merge the two blocks";
         } else {
-            const std::string shown = Shown(name.block, found.key.substr(name.block.size() + 1));
-            hint += "; line " + line + " holds '" + shown
-                    + "': blanks around an entry name are part of it in block mode, so address it as '" + shown
-                    + "' (quoted)";
+            const std::string entry = found.key.substr(name.block.size() + 1);
+            // No key reaches a block whose name holds '.': then BLOCK and ENTRY apart.
+            const std::string address = name.block.find('.') == std::string::npos
+                                            ? "'" + name.block + "." + entry + "'"
+                                            : "'" + name.block + "' '" + entry + "'";
+            hint += "; line " + line + " holds '" + Shown(name.block, entry)
+                    + "': blanks around an entry name are part of it in block mode, so address it as " + address
+                    + " (quoted)";
         }
     }
     return hint;
@@ -438,7 +442,9 @@ int Lint(const Invocation& invocation, const Input& input)
         if (document.Normalise() != 0) {
             return Fail(kExitFailure, input.path, kCannotNormalise);
         }
-        const std::string diff = UnifiedDiff(text, document.Text(), input.path, input.path + " (normalised)");
+        // A tab ends each name, as patch reads them: a name may hold blanks.
+        const std::string diff
+            = UnifiedDiff(text, document.Text(), input.path + "\t(current)", input.path + "\t(normalised)");
         std::cout << diff;
         changes = !diff.empty();
     }

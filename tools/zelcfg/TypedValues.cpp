@@ -112,15 +112,21 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     char* end = nullptr;
     std::ostringstream stream; // default formatting, as the library's Set
     if (type == ValueType::kInt) {
-        const long number = std::strtol(raw.c_str(), &end, 0);
+        // Decimal, or hexadecimal after "0x", as the getter reads: no octal.
+        const bool hex = raw.size() >= 3 && raw[0] == '0' && (raw[1] == 'x' || raw[1] == 'X');
+        const long number = std::strtol(raw.c_str(), &end, hex ? 16 : 10);
         if (errno == 0 && number >= INT32_MIN && number <= INT32_MAX) {
             stream << static_cast<int>(number);
         }
+    } else if (type == ValueType::kFloat) {
+        // strtof reports what does not fit a float, as the getter does.
+        const float number = std::strtof(raw.c_str(), &end);
+        if (errno == 0) {
+            stream << static_cast<double>(number);
+        }
     } else {
         const double number = std::strtod(raw.c_str(), &end);
-        if (errno == 0 && type == ValueType::kFloat) {
-            stream << static_cast<double>(static_cast<float>(number));
-        } else if (errno == 0) {
+        if (errno == 0) {
             stream << number;
         }
     }
@@ -138,10 +144,15 @@ std::string PartialRead(ValueType type, const std::string& raw)
         return "";
     }
     std::string ignored;
-    if (type == ValueType::kBool) {
-        return ConvertTyped(type, raw, ignored) == 0 ? "" : "'" + raw + "' is neither true nor false";
-    }
     const std::string text = zelconfig::TrimLineEnds(raw);
+    // The getters read a C string: a NUL ends what they see.
+    const std::string seen = text.substr(0, text.find('\0'));
+    if (type == ValueType::kBool) {
+        if (ConvertTyped(type, raw, ignored) != 0) {
+            return "'" + text + "' is neither true nor false";
+        }
+        return seen.size() == text.size() ? "" : Article(type) + " reads only '" + seen + "' of '" + text + "'";
+    }
     if (text.empty()) {
         return std::string("the value is empty: ") + Article(type) + " reads it as 0";
     }
@@ -171,7 +182,7 @@ std::string PartialRead(ValueType type, const std::string& raw)
     if (errno == ERANGE || !inRange) {
         return "'" + text + "' is out of range for " + Article(type);
     }
-    if (*end != '\0') {
+    if (end != begin + text.size()) {
         return Article(type) + " reads only '" + std::string(begin, static_cast<const char*>(end)) + "' of '" + text + "'";
     }
     return "";

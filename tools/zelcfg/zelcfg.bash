@@ -38,12 +38,38 @@ _zelcfg_offer() {
     done
 }
 
+# Sets REPLY to WORD as the shell will pass it: COMP_WORDS holds the words as
+# typed, quotes and backslashes included. Nothing is expanded (no eval).
+_zelcfg_dequote() {
+    local word=$1 quote='' c i
+    REPLY=
+    for ((i = 0; i < ${#word}; i++)); do
+        c=${word:i:1}
+        if [[ $quote == "'" ]]; then
+            [[ $c == "'" ]] && quote= || REPLY+=$c
+        elif [[ $c == '\' ]]; then
+            ((++i))
+            c=${word:i:1}
+            # Within double quotes a backslash escapes only \ " $ and `.
+            [[ $quote == '"' && $c != [\\\"\$\`] ]] && REPLY+='\'
+            REPLY+=$c
+        elif [[ $c == '"' ]]; then
+            [[ -n $quote ]] && quote= || quote='"'
+        elif [[ $c == "'" && -z $quote ]]; then
+            quote="'"
+        else
+            REPLY+=$c
+        fi
+    done
+}
+
 _zelcfg() {
     local tool=${COMP_WORDS[0]} cur=${COMP_WORDS[COMP_CWORD]}
     local prev= word i ended=
     local -a operands=() mode=()
     ((COMP_CWORD > 0)) && prev=${COMP_WORDS[COMP_CWORD - 1]}
     COMPREPLY=()
+    _zelcfg_dequote "$cur" && cur=$REPLY
 
     # What stands before the word: the operands, and the options that decide
     # how the file is read. A negative number is a value, not an option.
@@ -59,7 +85,8 @@ _zelcfg() {
                         ((i++)) ;;
             esac
         else
-            operands+=("$word")
+            _zelcfg_dequote "$word"
+            operands+=("$REPLY")
         fi
     done
     if [[ $prev == = && $COMP_CWORD -gt 1 ]]; then
