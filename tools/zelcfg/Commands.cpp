@@ -222,13 +222,11 @@ int Get(const Invocation& invocation, const Input& input)
         if (!Load(document, input, 0, status)) {
             return status;
         }
-        values = document.Values(name.block, name.entry);
         // The empty key names nothing; the empty block named apart is a block.
-        status = values.empty() || (!apart && invocation.operands[1].empty()) ? -2 : 0;
-        for (const std::string& value : values) {
-            raw += (raw.empty() ? "" : "\n") + value; // joined as the library joins them
-        }
-        if (status != 0) {
+        status = !apart && invocation.operands[1].empty() ? -2 : document.Get(name.block, name.entry, raw);
+        if (status == 0) {
+            values = document.Values(name.block, name.entry);
+        } else {
             hint = LookalikeHint(document, name);
         }
     }
