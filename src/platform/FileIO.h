@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <sys/uio.h>
 
 namespace zelconfig {
@@ -18,6 +19,15 @@ int WriteAll(int fd, const void* data, size_t size);
 // Appends what `fd` holds from its position to its end (a pipe: until it
 // closes), resuming after interruptions: 0, or the errno that stopped it.
 int ReadAll(int fd, std::string& out);
+
+// Appends the whole file at `path` to `out`: 0, or the errno of the open or
+// the read that failed.
+int ReadFile(const std::string& path, std::string& out);
+
+// Replaces the file at `path` (created with mode 0666 less the umask) with
+// `bytes`: 0, or the errno that stopped it. No fsync: for scratch files,
+// not for saves that must survive a power cut.
+int WriteFile(const std::string& path, std::string_view bytes);
 
 } // namespace zelconfig
 
