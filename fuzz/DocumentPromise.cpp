@@ -127,7 +127,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     const std::string& value = edit.value;
     const auto entryIs = [&](std::string_view line) {
         const auto classified = CFGClassifyLine(line);
-        return classified.kind == CFGLineKind::Entry
+        return classified.kind == CFGLineKind::kEntry
                && (anonymous ? Trimmed(classified.key) : std::string(classified.key)) == entry;
     };
 
@@ -218,7 +218,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         for (size_t i = 0; linesKept && i < before.size(); ++i) {
             if (before[i] != after[i]) {
                 const auto was = CFGClassifyLine(before[i]), now = CFGClassifyLine(after[i]);
-                linesKept = entryIs(before[i]) && now.kind == CFGLineKind::Entry && now.key == was.key
+                linesKept = entryIs(before[i]) && now.kind == CFGLineKind::kEntry && now.key == was.key
                             && (anonymous ? Trimmed(now.value) : std::string(now.value)) == value;
             }
         }
@@ -239,13 +239,13 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     }
     case Op::kRemove:
         linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
-            return CFGClassifyLine(line).kind == CFGLineKind::Comment || entryIs(line);
+            return CFGClassifyLine(line).kind == CFGLineKind::kComment || entryIs(line);
         });
         break;
     case Op::kRemoveBlock:
         linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
             const auto classified = CFGClassifyLine(line);
-            return !anonymous || classified.kind != CFGLineKind::Entry;
+            return !anonymous || classified.kind != CFGLineKind::kEntry;
         });
         break;
     case Op::kNormalise:

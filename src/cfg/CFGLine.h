@@ -10,11 +10,11 @@ namespace zelconfig {
 // not skipped, so an indented "[a]" or "# x" is no header and no comment.
 enum class CFGLineKind
 {
-    Comment,            // first byte '#' or ';'
-    Header,             // "[name]" followed by anything
-    UnterminatedHeader, // '[' without any ']': ends the parse
-    Entry,              // any other line holding '='
-    Ignored,            // any other line, the empty one included
+    kComment,            // first byte '#' or ';'
+    kHeader,             // "[name]" followed by anything
+    kUnterminatedHeader, // '[' without any ']': ends the parse
+    kEntry,              // any other line holding '='
+    kIgnored,            // any other line, the empty one included
 };
 
 struct CFGLine
@@ -38,30 +38,30 @@ inline bool CFGStartsHeader(std::string_view line)
 // it so that they can never disagree. Embedded NUL bytes are ordinary bytes.
 inline CFGLine CFGClassifyLine(std::string_view line)
 {
-    CFGLine result{CFGLineKind::Ignored, {}, {}, {}};
+    CFGLine result{CFGLineKind::kIgnored, {}, {}, {}};
     if (line.empty()) {
         return result;
     }
     const char first = line.front();
     if (first == '#' || first == ';') {
-        result.kind = CFGLineKind::Comment;
+        result.kind = CFGLineKind::kComment;
         return result;
     }
     if (CFGStartsHeader(line)) {
         const void* close = std::memchr(line.data(), ']', line.size());
         if (close == nullptr) {
-            result.kind = CFGLineKind::UnterminatedHeader;
+            result.kind = CFGLineKind::kUnterminatedHeader;
             return result;
         }
         const size_t end = static_cast<size_t>(static_cast<const char*>(close) - line.data());
-        result.kind = CFGLineKind::Header;
+        result.kind = CFGLineKind::kHeader;
         result.name = line.substr(1, end - 1);
         return result;
     }
     const void* equals = std::memchr(line.data(), '=', line.size());
     if (equals != nullptr) {
         const size_t at = static_cast<size_t>(static_cast<const char*>(equals) - line.data());
-        result.kind = CFGLineKind::Entry;
+        result.kind = CFGLineKind::kEntry;
         result.key = line.substr(0, at);
         result.value = line.substr(at + 1);
     }

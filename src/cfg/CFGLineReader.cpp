@@ -21,27 +21,27 @@ constexpr size_t kAheadChunk = size_t{64} * 1024;
 
 CFGLineReader::~CFGLineReader()
 {
-    if (m_fd >= 0 && m_bOwnsFd) {
+    if (m_fd >= 0 && m_ownsFd) {
         ::close(m_fd);
     }
 }
 
-bool CFGLineReader::Open(const std::string& strPath)
+bool CFGLineReader::Open(const std::string& path)
 {
     // The path is a C string: a NUL byte in it ends the name.
     do {
-        m_fd = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+        m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     } while (m_fd < 0 && errno == EINTR);
     if (m_fd < 0) {
         return false;
     }
     size_t chunk = kMaxChunk;
     struct stat status;
-    m_bRegular = ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0;
-    if (m_bRegular) {
+    m_regular = ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0;
+    if (m_regular) {
         m_fileSize = static_cast<size_t>(status.st_size);
     }
-    if (m_bRegular && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
+    if (m_regular && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
         // One byte more than the file, so that the second read sees the end.
         chunk = static_cast<size_t>(status.st_size) + 1;
         if (chunk < kMinChunk) {
@@ -55,12 +55,12 @@ bool CFGLineReader::Open(const std::string& strPath)
 
 bool CFGLineReader::OpenAhead(const CFGLineReader& source)
 {
-    if (source.m_fd < 0 || !source.m_bRegular || source.m_bDone) {
+    if (source.m_fd < 0 || !source.m_regular || source.m_done) {
         return false;
     }
     m_fd = source.m_fd;
-    m_bOwnsFd = false;
-    m_bRegular = true;
+    m_ownsFd = false;
+    m_regular = true;
     // The bytes not yet handed out are read again from the file.
     m_position = static_cast<off_t>(source.m_total - (source.m_end - source.m_begin));
     // Reading ahead usually stops at the next header: a modest chunk, grown
@@ -84,18 +84,18 @@ bool CFGLineReader::Next(std::string_view& line)
             }
             m_scanned = m_end;
         }
-        if (m_bEof) {
-            if (m_bDone) {
+        if (m_eof) {
+            if (m_done) {
                 return false;
             }
             // The bytes after the last line feed are the last line, even when empty.
-            m_bDone = true;
+            m_done = true;
             line = std::string_view(base + m_begin, m_end - m_begin);
             m_begin = m_scanned = m_end;
             return true;
         }
         if (!Fill()) {
-            m_bDone = true;
+            m_done = true;
             return false;
         }
     }
@@ -122,11 +122,11 @@ bool CFGLineReader::Fill()
                                : ::pread(m_fd, m_buffer.get() + m_end, m_capacity - m_end, m_position);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
-        m_bFailed = true;
+        m_failed = true;
         return false;
     }
     if (count == 0) {
-        m_bEof = true;
+        m_eof = true;
     } else {
         m_end += static_cast<size_t>(count);
         m_total += static_cast<size_t>(count);

@@ -23,7 +23,7 @@ public:
 
     // False when the path cannot be opened or its first read fails (a
     // directory, for one): either way there is no file to read.
-    bool Open(const std::string& strPath);
+    bool Open(const std::string& path);
 
     // Reads ahead of `source` without disturbing it: the lines from the one
     // `source` would hand out next, through positional reads of its file.
@@ -35,7 +35,7 @@ public:
     bool Next(std::string_view& line);
 
     // True when reading stopped on an I/O error rather than at the end.
-    bool Failed() const { return m_bFailed; }
+    bool Failed() const { return m_failed; }
 
     // The bytes read from the file but not yet handed out as lines, valid
     // until the next call of Next.
@@ -45,14 +45,14 @@ public:
     }
     // True when Unread holds everything up to the end of the file, so that
     // its last line is whole even without a line feed.
-    bool HoldsRest() const { return m_bEof || (m_position < 0 && m_bRegular && m_total >= m_fileSize); }
+    bool HoldsRest() const { return m_eof || (m_position < 0 && m_regular && m_total >= m_fileSize); }
 
 private:
     bool Fill();
 
     int m_fd = -1;
-    bool m_bOwnsFd = true;
-    bool m_bRegular = false;  // a regular file, which can be read ahead
+    bool m_ownsFd = true;
+    bool m_regular = false;  // a regular file, which can be read ahead
     off_t m_position = -1;    // where the next positional read starts; -1: plain reads
     size_t m_total = 0;       // bytes read from the file so far
     size_t m_fileSize = 0;    // a regular file's size when it was opened
@@ -61,9 +61,9 @@ private:
     size_t m_begin = 0;    // first byte not yet handed out
     size_t m_scanned = 0;  // bytes before this hold no line feed
     size_t m_end = 0;      // one past the last byte read
-    bool m_bEof = false;
-    bool m_bDone = false;
-    bool m_bFailed = false;
+    bool m_eof = false;
+    bool m_done = false;
+    bool m_failed = false;
 };
 
 } // namespace zelconfig

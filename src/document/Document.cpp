@@ -233,22 +233,22 @@ struct Document::State
             at = line.next;
             const CFGLine classified = CFGClassifyLine(View(line));
             switch (classified.kind) {
-            case CFGLineKind::Header:
+            case CFGLineKind::kHeader:
                 headers.push_back(line.begin);
                 continue;
-            case CFGLineKind::UnterminatedHeader:
+            case CFGLineKind::kUnterminatedHeader:
                 ZEL_LOG(kLogError, "Load", "End Tag missing");
                 readEnd = line.begin;
                 return -1;
-            case CFGLineKind::Entry:
+            case CFGLineKind::kEntry:
                 if (Anonymous() || !headers.empty()) {
                     continue;
                 }
                 ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
                 readEnd = line.begin;
                 return EINVAL;
-            case CFGLineKind::Comment:
-            case CFGLineKind::Ignored:
+            case CFGLineKind::kComment:
+            case CFGLineKind::kIgnored:
                 continue;
             }
         }
@@ -309,7 +309,7 @@ struct Document::State
                 return; // blocks of headers hold no entries in this mode
             }
             Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-                if (classified.kind == CFGLineKind::Entry) {
+                if (classified.kind == CFGLineKind::kEntry) {
                     found(line, Trim(classified.key), Trim(classified.value));
                 }
                 return true;
@@ -321,7 +321,7 @@ struct Document::State
             return;
         }
         Walk(headers[section], SectionEnd(section), [&](const Line& line, const CFGLine& classified) {
-            if (classified.kind == CFGLineKind::Entry) {
+            if (classified.kind == CFGLineKind::kEntry) {
                 found(line, classified.key, classified.value);
             }
             return true;
@@ -406,7 +406,7 @@ struct Document::State
         for (size_t line = 0; line < lines.size();) {
             const size_t feed = lines.find('\n', line);
             const size_t end = feed == std::string::npos ? lines.size() : feed;
-            if (CFGClassifyLine(std::string_view(lines).substr(line, end - line)).kind == CFGLineKind::Header) {
+            if (CFGClassifyLine(std::string_view(lines).substr(line, end - line)).kind == CFGLineKind::kHeader) {
                 added.push_back(at + line);
             }
             line = end + 1;
@@ -440,10 +440,10 @@ struct Document::State
         std::string pending;
         Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
             switch (classified.kind) {
-            case CFGLineKind::Comment:
+            case CFGLineKind::kComment:
                 pending += View(line);
                 break;
-            case CFGLineKind::Header: {
+            case CFGLineKind::kHeader: {
                 auto slot = model.blocks.emplace(std::string(classified.name), nullptr);
                 current = nullptr; // a repeated name: its entries are lost
                 if (slot.second) {
@@ -454,7 +454,7 @@ struct Document::State
                 pending.clear();
                 break;
             }
-            case CFGLineKind::Entry: {
+            case CFGLineKind::kEntry: {
                 CBlock* target = Anonymous() ? anonymous : current;
                 if (target != nullptr) {
                     CNode node;
@@ -466,8 +466,8 @@ struct Document::State
                 pending.clear();
                 break;
             }
-            case CFGLineKind::UnterminatedHeader:
-            case CFGLineKind::Ignored:
+            case CFGLineKind::kUnterminatedHeader:
+            case CFGLineKind::kIgnored:
                 break;
             }
             return true;
@@ -651,7 +651,7 @@ std::vector<Document::Entry> Document::Entries() const
     }
     for (const auto& section : first) {
         s.Walk(s.headers[section.second], s.SectionEnd(section.second), [&](const Line&, const CFGLine& classified) {
-            if (classified.kind == CFGLineKind::Entry) {
+            if (classified.kind == CFGLineKind::kEntry) {
                 entries.push_back({std::string(section.first), std::string(classified.key),
                                    std::string(classified.value)});
             }
@@ -690,7 +690,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
             continue;
         }
         s.Walk(s.headers[i], s.SectionEnd(i), [&](const Line& line, const CFGLine& classified) {
-            if (classified.kind == CFGLineKind::Entry && s.Trim(classified.key) == wanted
+            if (classified.kind == CFGLineKind::kEntry && s.Trim(classified.key) == wanted
                 && (i != first || classified.key != parts.entry)) {
                 found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(classified.key)
                                                : std::string(),
@@ -732,7 +732,7 @@ size_t Document::UnreadEntries() const
             continue;
         }
         s.Walk(s.headers[i], s.SectionEnd(i), [&](const Line&, const CFGLine& classified) {
-            count += classified.kind == CFGLineKind::Entry ? 1 : 0;
+            count += classified.kind == CFGLineKind::kEntry ? 1 : 0;
             return true;
         });
     }
@@ -788,8 +788,8 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     const CFGLine classifiedHeader = CFGClassifyLine(header);
     std::string entry = std::string(parts.entry) + "=" + value;
     const CFGLine classifiedEntry = CFGClassifyLine(entry);
-    if (classifiedHeader.kind != CFGLineKind::Header || classifiedHeader.name != parts.block
-        || classifiedEntry.kind != CFGLineKind::Entry || classifiedEntry.key != parts.entry
+    if (classifiedHeader.kind != CFGLineKind::kHeader || classifiedHeader.name != parts.block
+        || classifiedEntry.kind != CFGLineKind::kEntry || classifiedEntry.key != parts.entry
         || header.find('\n') != std::string::npos || entry.find('\n') != std::string::npos
         || (s.Anonymous()
             && (parts.block != kAnonymousBlock || s.HasSpaceAtEnds(parts.entry) || s.HasSpaceAtEnds(value)))) {
@@ -820,7 +820,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     // A new block (in anonymous mode, the first entry) goes after the last
     // header or entry of the file, or first when there is none.
     s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-        if (classified.kind == CFGLineKind::Header || classified.kind == CFGLineKind::Entry) {
+        if (classified.kind == CFGLineKind::kHeader || classified.kind == CFGLineKind::kEntry) {
             anchor = line;
             found = true;
         }
@@ -863,21 +863,21 @@ int Document::Remove(const std::string& block, const std::string& entry)
     std::vector<Line> removed, waiting;
     s.Walk(from, to, [&](const Line& line, const CFGLine& classified) {
         switch (classified.kind) {
-        case CFGLineKind::Comment:
+        case CFGLineKind::kComment:
             waiting.push_back(line);
             break;
-        case CFGLineKind::Entry:
+        case CFGLineKind::kEntry:
             if ((s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry) {
                 removed.insert(removed.end(), waiting.begin(), waiting.end());
                 removed.push_back(line);
             }
             waiting.clear();
             break;
-        case CFGLineKind::Header:
+        case CFGLineKind::kHeader:
             waiting.clear();
             break;
-        case CFGLineKind::UnterminatedHeader:
-        case CFGLineKind::Ignored:
+        case CFGLineKind::kUnterminatedHeader:
+        case CFGLineKind::kIgnored:
             break;
         }
         return true;
@@ -901,10 +901,10 @@ int Document::RemoveBlock(const std::string& name)
     bool inside = false;
     s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
         switch (classified.kind) {
-        case CFGLineKind::Comment:
+        case CFGLineKind::kComment:
             waiting.push_back(line);
             return true;
-        case CFGLineKind::Header:
+        case CFGLineKind::kHeader:
             inside = classified.name == name;
             if (inside) {
                 removed.insert(removed.end(), waiting.begin(), waiting.end());
@@ -913,21 +913,21 @@ int Document::RemoveBlock(const std::string& name)
             waiting.clear();
             inside = inside && !s.Anonymous();
             return true;
-        case CFGLineKind::Entry:
+        case CFGLineKind::kEntry:
             if (inside) {
                 removed.insert(removed.end(), waiting.begin(), waiting.end());
                 removed.push_back(line);
             }
             waiting.clear();
             return true;
-        case CFGLineKind::Ignored:
+        case CFGLineKind::kIgnored:
             if (inside && waiting.empty()) {
                 removed.push_back(line);
             } else if (inside) {
                 waiting.push_back(line); // goes if an entry of the section follows
             }
             return true;
-        case CFGLineKind::UnterminatedHeader:
+        case CFGLineKind::kUnterminatedHeader:
             break;
         }
         return true;

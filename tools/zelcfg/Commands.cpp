@@ -274,14 +274,14 @@ bool Editable(const EntryName& name, const std::string& value, bool anonymous, s
 {
     const std::string headerText = "[" + name.block + "]";
     const zelconfig::CFGLine header = zelconfig::CFGClassifyLine(headerText);
-    if (header.kind != zelconfig::CFGLineKind::Header || header.name != name.block
+    if (header.kind != zelconfig::CFGLineKind::kHeader || header.name != name.block
         || name.block.find('\n') != std::string::npos) {
         error = "a block name cannot hold ']' or a line feed";
         return false;
     }
     const std::string text = name.entry + "=" + value;
     const zelconfig::CFGLine line = zelconfig::CFGClassifyLine(text);
-    if (line.kind != zelconfig::CFGLineKind::Entry || line.key != name.entry || text.find('\n') != std::string::npos) {
+    if (line.kind != zelconfig::CFGLineKind::kEntry || line.key != name.entry || text.find('\n') != std::string::npos) {
         error = "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
                 "a value cannot hold a line feed";
         return false;

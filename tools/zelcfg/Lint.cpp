@@ -56,22 +56,22 @@ public:
         const CFGLine line = CFGClassifyLine(text);
         CheckIndent(number, text, line);
         switch (line.kind) {
-        case CFGLineKind::Comment:
+        case CFGLineKind::kComment:
             if (m_commentLines++ == 0) {
                 m_commentFirst = number;
             }
             m_commentLast = number;
             return true;
-        case CFGLineKind::UnterminatedHeader:
+        case CFGLineKind::kUnterminatedHeader:
             Add(number, "block header without ']': reading stops here and the rest of the file is lost");
             m_commentLines = 0;
             return false;
-        case CFGLineKind::Header:
+        case CFGLineKind::kHeader:
             Header(number, text, line.name);
             return true;
-        case CFGLineKind::Entry:
+        case CFGLineKind::kEntry:
             return Entry(number, line);
-        case CFGLineKind::Ignored:
+        case CFGLineKind::kIgnored:
             if (!m_indentReported && TrimAsAnonymous(text).size() > 0) {
                 Add(number, "line without '=': it is ignored and a save drops it");
             }
@@ -110,7 +110,7 @@ private:
         }
         const std::string what = text[first] == '[' ? "indented block header" : "indented comment";
         Add(number, what + ": only a line's first byte counts, so it is "
-                        + (line.kind == CFGLineKind::Entry ? "read as an entry" : "ignored"));
+                        + (line.kind == CFGLineKind::kEntry ? "read as an entry" : "ignored"));
         m_indentReported = true;
     }
 
