@@ -74,18 +74,18 @@ std::string CCFGReader::GetValue(const std::string& strKey)
 int CCFGReader::GetValue(const std::string& strKey, std::string& strValue)
 {
     ZEL_LOG(kLogTrace, "GetValue", "+");
-    int iResult;
+    int result;
     if (m_pCFGParser == nullptr) {
         ZEL_LOG(kLogError, "GetValue", "Parser object(m_pCFGParser) is NULL");
-        iResult = 22;
+        result = 22;
     } else if (strKey.empty()) {
         ZEL_LOG(kLogError, "GetValue", "Invalid Key");
-        iResult = 7;
+        result = 7;
     } else {
-        iResult = m_pCFGParser->CFGGetData(strKey, strValue);
+        result = m_pCFGParser->CFGGetData(strKey, strValue);
     }
     ZEL_LOG(kLogTrace, "GetValue", "-");
-    return iResult;
+    return result;
 }
 
 void* CCFGReader::GetDataPtr()

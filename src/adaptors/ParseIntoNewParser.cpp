@@ -7,21 +7,21 @@
 
 namespace zelconfig {
 
-int ParseIntoNewParser(const std::string& strPath, unsigned int uiMode, CCFGParser*& pParser)
+int ParseIntoNewParser(const std::string& path, unsigned int mode, CCFGParser*& parser)
 {
     ZEL_LOG(kLogTrace, "ParseFile", "+");
-    ZEL_LOG(kLogParams, "ParseFile", "File Path %s", strPath.c_str());
+    ZEL_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
 
-    int iResult;
-    pParser = new (std::nothrow) CCFGParser(uiMode);
-    if (pParser == nullptr) {
+    int result;
+    parser = new (std::nothrow) CCFGParser(mode);
+    if (parser == nullptr) {
         ZEL_LOG(kLogError, "ParseFile", "Memory allocation error for m_pCFGParser");
-        iResult = 22;
+        result = 22;
     } else {
-        iResult = pParser->CFGParseFile(strPath);
+        result = parser->CFGParseFile(path);
     }
     ZEL_LOG(kLogTrace, "ParseFile", "-");
-    return iResult;
+    return result;
 }
 
 } // namespace zelconfig

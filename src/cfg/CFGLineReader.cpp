@@ -11,7 +11,9 @@ namespace zelconfig {
 namespace {
 
 // A small file is read whole in one call; a large one in chunks of the
-// maximum size, so memory stays flat whatever the file's size. A line longer
+// maximum size, so memory stays flat whatever the file's size (which is why
+// the reader keeps its own read loop rather than FileIO's ReadAll, which
+// holds the whole file). A line longer
 // than a chunk doubles the buffer until it fits.
 constexpr size_t kMinChunk = size_t{4} * 1024;
 constexpr size_t kMaxChunk = size_t{256} * 1024;

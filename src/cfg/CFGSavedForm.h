@@ -17,15 +17,15 @@ template <typename Emit>
 void ForEachSavedLine(const std::map<std::string, CBlock*>& blocks, Emit emit)
 {
     for (const auto& entry : blocks) {
-        const CBlock* pBlock = entry.second;
-        if (pBlock == nullptr) {
+        const CBlock* block = entry.second;
+        if (block == nullptr) {
             continue;
         }
-        if (!pBlock->m_strComment.empty()) {
-            emit(pBlock->m_strComment, "\n", {}, {});
+        if (!block->m_strComment.empty()) {
+            emit(block->m_strComment, "\n", {}, {});
         }
         emit("[", entry.first, "]\n", {});
-        for (const CNode& node : pBlock->m_vecNodes) {
+        for (const CNode& node : block->m_vecNodes) {
             if (!node.m_strComment.empty()) {
                 emit(node.m_strComment, "\n", {}, {});
             }

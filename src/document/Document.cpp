@@ -91,7 +91,10 @@ public:
         m_size = size;
     }
 
-    // Reads a descriptor to its end: 0 or an errno value.
+    // Reads a descriptor to its end: 0 or an errno value. Its own loop rather
+    // than FileIO's ReadAll: it reads straight into this buffer, sized from
+    // the file and never zeroed, where ReadAll would copy every byte once more
+    // through a growing std::string on the path `zelcfg set` times.
     int Read(int fd)
     {
         struct stat info {};

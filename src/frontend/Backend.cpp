@@ -5,31 +5,35 @@
 
 namespace zelconfig {
 
+namespace {
+
 // The loader's error text for a message; never NULL, so that printf gets a string.
-static const char* ErrorText(const char* pszError)
+const char* ErrorText(const char* error)
 {
-    return pszError != nullptr ? pszError : "";
+    return error != nullptr ? error : "";
 }
 
 // Logs a missing factory; one literal format per symbol, as the platform's
 // logger may key on the format itself.
-static void LogMissingFactory(PluginFactory factory, const char* pszFunction, const char* pszError)
+void LogMissingFactory(PluginFactory factory, const char* function, const char* error)
 {
     switch (factory) {
     case PluginFactory::kReader:
-        ZEL_LOG(kLogOperator, pszFunction, "Unable to load symbol: GetCXMLReaderObject. %s", pszError);
+        ZEL_LOG(kLogOperator, function, "Unable to load symbol: GetCXMLReaderObject. %s", error);
         break;
     case PluginFactory::kWriter:
-        ZEL_LOG(kLogOperator, pszFunction, "Unable to load symbol: GetCXMLWriterObject. %s", pszError);
+        ZEL_LOG(kLogOperator, function, "Unable to load symbol: GetCXMLWriterObject. %s", error);
         break;
     case PluginFactory::kWriterNoParam:
-        ZEL_LOG(kLogOperator, pszFunction, "Unable to load symbol: GetCXMLWriterObjectNoParam. %s",
-                pszError);
+        ZEL_LOG(kLogOperator, function, "Unable to load symbol: GetCXMLWriterObjectNoParam. %s",
+                error);
         break;
     }
 }
 
-static const char* FactorySymbol(PluginFactory factory)
+// The name the plug-in exports a factory under; the switch makes the
+// compiler check that every factory has one.
+const char* FactorySymbol(PluginFactory factory)
 {
     switch (factory) {
     case PluginFactory::kReader:
@@ -42,31 +46,33 @@ static const char* FactorySymbol(PluginFactory factory)
     return "GetCXMLWriterObjectNoParam";
 }
 
-void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory, const char* pszFunction)
+} // namespace
+
+void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory, const char* function)
 {
     TakeLoaderError(); // forget an error left pending by someone else
 
     // Relaxed is enough: two threads loading at once only raise the
     // library's reference count, and the handle itself is all that is shared.
-    void* pLibrary = handle.load(std::memory_order_relaxed);
-    if (pLibrary == nullptr) {
-        pLibrary = OpenLibraryNow("libZel_XMLConfigParser.so");
-        if (pLibrary == nullptr) {
+    void* library = handle.load(std::memory_order_relaxed);
+    if (library == nullptr) {
+        library = OpenLibraryNow("libZel_XMLConfigParser.so");
+        if (library == nullptr) {
             // Taken whether or not it is logged, so that the caller's next
             // dlerror() does not depend on the log mask.
-            const char* pszError = ErrorText(TakeLoaderError());
-            ZEL_LOG(kLogOperator, pszFunction, "Unable to open libZel_XMLConfigParser.so. %s", pszError);
+            const char* error = ErrorText(TakeLoaderError());
+            ZEL_LOG(kLogOperator, function, "Unable to open libZel_XMLConfigParser.so. %s", error);
             return nullptr;
         }
-        handle.store(pLibrary, std::memory_order_relaxed);
+        handle.store(library, std::memory_order_relaxed);
     }
 
-    void* pFactory = FindSymbol(pLibrary, FactorySymbol(factory));
-    if (const char* pszError = TakeLoaderError()) {
-        LogMissingFactory(factory, pszFunction, pszError);
+    void* symbol = FindSymbol(library, FactorySymbol(factory));
+    if (const char* error = TakeLoaderError()) {
+        LogMissingFactory(factory, function, error);
         return nullptr;
     }
-    return pFactory;
+    return symbol;
 }
 
 } // namespace zelconfig

@@ -24,7 +24,7 @@ enum class BackendUse
 // The one routine that decides a path's back end: the first of ".cfg",
 // ".inf", ".cksum", ".xml" found anywhere in the path (case-sensitive) wins;
 // writers know only ".cfg" and ".xml".
-Backend ChooseBackend(const char* pszPath, BackendUse use);
+Backend ChooseBackend(const char* path, BackendUse use);
 
 // The XML plug-in's factories.
 enum class PluginFactory
@@ -36,9 +36,9 @@ enum class PluginFactory
 
 // Looks up a factory of the XML plug-in, loading the library into `handle`
 // when it is not loaded yet. Failures are logged at level 31 under
-// pszFunction; the result is then NULL. A null symbol is NULL silently.
+// function; the result is then NULL. A null symbol is NULL silently.
 void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory,
-                        const char* pszFunction);
+                        const char* function);
 
 } // namespace zelconfig
 

@@ -6,17 +6,17 @@
 
 namespace zelconfig {
 
-Backend ChooseBackend(const char* pszPath, BackendUse use)
+Backend ChooseBackend(const char* path, BackendUse use)
 {
     // A substring anywhere, not a suffix: "x.cfg.bak" and "a.cfg/b" are CFG.
-    if (std::strstr(pszPath, ".cfg") != nullptr) {
+    if (std::strstr(path, ".cfg") != nullptr) {
         return Backend::kCfgBlock;
     }
     if (use == BackendUse::kRead
-        && (std::strstr(pszPath, ".inf") != nullptr || std::strstr(pszPath, ".cksum") != nullptr)) {
+        && (std::strstr(path, ".inf") != nullptr || std::strstr(path, ".cksum") != nullptr)) {
         return Backend::kCfgAnonymous;
     }
-    if (std::strstr(pszPath, ".xml") != nullptr) {
+    if (std::strstr(path, ".xml") != nullptr) {
         return Backend::kXml;
     }
     return Backend::kNone;

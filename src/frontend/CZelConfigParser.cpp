@@ -34,14 +34,14 @@ int CZelConfigParser::Parse(const std::string& strPath)
     if (MustDetachBeforeReplacing(m_pReader, m_pWriter)) {
         CZelConfigWriter::SetDataPtr(nullptr);
     }
-    int iResult = CZelConfigReader::Parse(strPath);
-    if (iResult == 0) {
-        iResult = CZelConfigWriter::Create(strPath);
-        if (iResult == 0) {
+    int result = CZelConfigReader::Parse(strPath);
+    if (result == 0) {
+        result = CZelConfigWriter::Create(strPath);
+        if (result == 0) {
             CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
             Connect(m_pReader, m_pWriter);
         }
     }
     ZEL_LOG(kLogTrace, "Parse", "-");
-    return iResult;
+    return result;
 }

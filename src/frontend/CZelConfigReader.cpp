@@ -36,17 +36,19 @@ CZelConfigReader::~CZelConfigReader()
     m_pReader = nullptr;
 }
 
+namespace {
+
 // Makes the back end the path selects; NULL when there is none to make.
-static IConfigReader* CreateReader(const std::string& strPath, std::atomic<void*>& xmlLibrary)
+IConfigReader* CreateReader(const std::string& path, std::atomic<void*>& xmlLibrary)
 {
-    switch (ChooseBackend(strPath.c_str(), BackendUse::kRead)) {
+    switch (ChooseBackend(path.c_str(), BackendUse::kRead)) {
     case Backend::kCfgBlock:
         return new (std::nothrow) ConnectedCFGReader();
     case Backend::kCfgAnonymous:
         return new (std::nothrow) ConnectedCFGReader(1u);
     case Backend::kXml:
-        if (void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kReader, "Parse")) {
-            return reinterpret_cast<PFNGetCXMLReaderObject>(pFactory)(strPath.c_str());
+        if (void* factory = LoadPluginFactory(xmlLibrary, PluginFactory::kReader, "Parse")) {
+            return reinterpret_cast<PFNGetCXMLReaderObject>(factory)(path.c_str());
         }
         return nullptr;
     case Backend::kNone:
@@ -55,6 +57,8 @@ static IConfigReader* CreateReader(const std::string& strPath, std::atomic<void*
     ZEL_LOG(kLogError, "Parse", "Neither XML nor CFG");
     return nullptr;
 }
+
+} // namespace
 
 int CZelConfigReader::Parse(const std::string& strPath)
 {
@@ -67,9 +71,9 @@ int CZelConfigReader::Parse(const std::string& strPath)
     m_pReader = CreateReader(strPath, m_hZelXMLLibHandle);
 
     // A back end whose parse failed is kept: its answers are its business.
-    const int iResult = m_pReader != nullptr ? m_pReader->ParseFile(strPath) : 22;
+    const int result = m_pReader != nullptr ? m_pReader->ParseFile(strPath) : 22;
     ZEL_LOG(kLogTrace, "Parse", "-");
-    return iResult;
+    return result;
 }
 
 void* CZelConfigReader::GetDataPtr()
@@ -84,39 +88,41 @@ std::string CZelConfigReader::FormatValue(const std::string& strRaw)
 
 // --- The two shapes every getter takes.
 
+namespace {
+
 template <class T>
 using Conversion = int (*)(const std::string&, T&);
 
 // One-argument form: the converted value, T() when there is none or no back end.
 template <class T>
-static T GetOne(IConfigReader* pReader, const char* pszFunction, const std::string& strKey,
-                Conversion<T> convert)
+T GetOne(IConfigReader* reader, const char* function, const std::string& key, Conversion<T> convert)
 {
     T value{};
-    if (pReader == nullptr) {
-        ZEL_LOG(kLogError, pszFunction, "Config Reader (m_pReader) is NULL");
+    if (reader == nullptr) {
+        ZEL_LOG(kLogError, function, "Config Reader (m_pReader) is NULL");
         return value;
     }
-    convert(pReader->GetValue(strKey), value);
+    convert(reader->GetValue(key), value);
     return value;
 }
 
 // Two-argument form: a status; `value` changes only when there was a text.
 template <class T>
-static int GetTwo(IConfigReader* pReader, const char* pszFunction, const std::string& strKey,
-                  T& value, Conversion<T> convert)
+int GetTwo(IConfigReader* reader, const char* function, const std::string& key, T& value, Conversion<T> convert)
 {
-    std::string strRaw;
-    if (pReader == nullptr) {
-        ZEL_LOG(kLogError, pszFunction, "Config Reader (m_pReader) is NULL");
+    std::string raw;
+    if (reader == nullptr) {
+        ZEL_LOG(kLogError, function, "Config Reader (m_pReader) is NULL");
         return 22;
     }
-    const int iStatus = pReader->GetValue(strKey, strRaw);
-    if (iStatus != 0) {
-        return iStatus;
+    const int status = reader->GetValue(key, raw);
+    if (status != 0) {
+        return status;
     }
-    return convert(strRaw, value);
+    return convert(raw, value);
 }
+
+} // namespace
 
 int CZelConfigReader::GetInt(const std::string& strKey)
 {

@@ -37,47 +37,49 @@ CZelConfigWriter::~CZelConfigWriter()
     m_pWriter = nullptr;
 }
 
+namespace {
+
 // Makes the back end the path selects: for Create without reading the file
 // (the plug-in's factory without a path), for Parse with it. NULL when there
 // is none to make.
-static IConfigWriter* CreateWriter(const std::string& strPath, bool bCreate,
-                                   std::atomic<void*>& xmlLibrary)
+IConfigWriter* CreateWriter(const std::string& path, bool create, std::atomic<void*>& xmlLibrary)
 {
-    const char* pszFunction = bCreate ? "Create" : "Parse";
-    switch (ChooseBackend(strPath.c_str(), BackendUse::kWrite)) {
+    const char* function = create ? "Create" : "Parse";
+    switch (ChooseBackend(path.c_str(), BackendUse::kWrite)) {
     case Backend::kCfgBlock:
         return new (std::nothrow) ConnectedCFGWriter();
     case Backend::kXml:
-        if (bCreate) {
-            void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriterNoParam, pszFunction);
-            return pFactory != nullptr ? reinterpret_cast<PFNGetCXMLWriterObjectNoParam>(pFactory)()
+        if (create) {
+            void* factory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriterNoParam, function);
+            return factory != nullptr ? reinterpret_cast<PFNGetCXMLWriterObjectNoParam>(factory)()
                                        : nullptr;
         }
-        if (void* pFactory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriter, pszFunction)) {
-            return reinterpret_cast<PFNGetCXMLWriterObject>(pFactory)(strPath.c_str());
+        if (void* factory = LoadPluginFactory(xmlLibrary, PluginFactory::kWriter, function)) {
+            return reinterpret_cast<PFNGetCXMLWriterObject>(factory)(path.c_str());
         }
         return nullptr;
     case Backend::kCfgAnonymous: // not chosen for writers
     case Backend::kNone:
         break;
     }
-    ZEL_LOG(kLogError, pszFunction, "Neither XML nor CFG");
+    ZEL_LOG(kLogError, function, "Neither XML nor CFG");
     return nullptr;
 }
 
-// What Create and Parse share; bCreate picks the factory and the call.
-static int Bind(IConfigWriter*& pWriter, std::atomic<void*>& xmlLibrary, const std::string& strPath,
-                bool bCreate)
+// What Create and Parse share; create picks the factory and the call.
+int Bind(IConfigWriter*& writer, std::atomic<void*>& xmlLibrary, const std::string& path, bool create)
 {
-    delete pWriter;
-    pWriter = nullptr;
-    pWriter = CreateWriter(strPath, bCreate, xmlLibrary);
-    if (pWriter == nullptr) {
+    delete writer;
+    writer = nullptr;
+    writer = CreateWriter(path, create, xmlLibrary);
+    if (writer == nullptr) {
         return 22;
     }
     // The back end stays bound even when this fails.
-    return bCreate ? pWriter->SetPath(strPath) : pWriter->ParseFile(strPath);
+    return create ? writer->SetPath(path) : writer->ParseFile(path);
 }
+
+} // namespace
 
 int CZelConfigWriter::Create(const std::string& strPath)
 {
@@ -89,22 +91,26 @@ int CZelConfigWriter::Parse(const std::string& strPath)
     return Bind(m_pWriter, m_hZelXMLLibHandle, strPath, false);
 }
 
+namespace {
+
 // What every setter and Save answer without a back end.
-static int NoWriter(const char* pszFunction)
+int NoWriter(const char* function)
 {
-    ZEL_LOG(kLogError, pszFunction, "Config Writer (m_pWriter) is NULL");
+    ZEL_LOG(kLogError, function, "Config Writer (m_pWriter) is NULL");
     return 22;
 }
 
 // A number as a fresh, default-formatted stream writes it: the global
 // locale's decimal point and grouping, %g with 6 digits for floating point.
 template <class T>
-static std::string FormatNumber(T value)
+std::string FormatNumber(T value)
 {
     std::stringstream stream;
     stream << value;
     return stream.str();
 }
+
+} // namespace
 
 int CZelConfigWriter::Set(const std::string& strKey, const std::string& strValue)
 {

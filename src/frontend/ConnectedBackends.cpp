@@ -9,18 +9,18 @@ namespace zelconfig {
 
 ConnectedCFGReader::~ConnectedCFGReader()
 {
-    if (m_pBorrower != nullptr) {
+    if (m_borrower != nullptr) {
         // Not a detach of the caller's: nothing is logged. The writer
         // answers as one without data until it is given data again.
-        m_pBorrower->m_pLender = nullptr;
-        m_pBorrower->m_pHeld = nullptr;
-        m_pBorrower->m_bLenderGone = true;
+        m_borrower->m_lender = nullptr;
+        m_borrower->m_held = nullptr;
+        m_borrower->m_lenderGone = true;
     }
 }
 
 ConnectedCFGWriter::~ConnectedCFGWriter()
 {
-    if (m_pLender != nullptr || m_bLenderGone) {
+    if (m_lender != nullptr || m_lenderGone) {
         // The data is the reader's to free, not this writer's.
         SetDataPtr(nullptr);
     }
@@ -28,66 +28,66 @@ ConnectedCFGWriter::~ConnectedCFGWriter()
 
 void ConnectedCFGWriter::Unlink()
 {
-    if (m_pLender != nullptr) {
-        m_pLender->m_pBorrower = nullptr;
-        m_pLender = nullptr;
+    if (m_lender != nullptr) {
+        m_lender->m_borrower = nullptr;
+        m_lender = nullptr;
     }
 }
 
-int ConnectedCFGWriter::ParseFile(const std::string& strPath)
+int ConnectedCFGWriter::ParseFile(const std::string& path)
 {
     // A front end calls this once, on a writer it has just made: the path
     // is empty before, so SetPath leaves an empty path empty as the
     // inherited ParseFile would; the parser is taken as ours.
     Unlink();
-    SetPath(strPath);
-    CCFGParser* pParser = nullptr;
-    const int iResult = ParseIntoNewParser(strPath, 0u, pParser);
-    if (pParser != nullptr) {
-        CCFGWriter::SetDataPtr(pParser);
-        m_pOwn = pParser;
-        m_pHeld = pParser;
+    SetPath(path);
+    CCFGParser* parser = nullptr;
+    const int result = ParseIntoNewParser(path, 0u, parser);
+    if (parser != nullptr) {
+        CCFGWriter::SetDataPtr(parser);
+        m_own = parser;
+        m_held = parser;
     }
-    return iResult;
+    return result;
 }
 
-int ConnectedCFGWriter::SetValue(const std::string& strKey, std::string strValue)
+int ConnectedCFGWriter::SetValue(const std::string& key, std::string value)
 {
-    return m_bLenderGone ? 7 : CCFGWriter::SetValue(strKey, std::move(strValue));
+    return m_lenderGone ? 7 : CCFGWriter::SetValue(key, std::move(value));
 }
 
 int ConnectedCFGWriter::SaveData()
 {
-    return m_bLenderGone ? 22 : CCFGWriter::SaveData();
+    return m_lenderGone ? 22 : CCFGWriter::SaveData();
 }
 
-void ConnectedCFGWriter::SetDataPtr(void* pData)
+void ConnectedCFGWriter::SetDataPtr(void* data)
 {
-    CCFGParser* pAbandoned = m_pOwn;
-    m_pOwn = nullptr;
+    CCFGParser* abandoned = m_own;
+    m_own = nullptr;
     Unlink();
-    m_bLenderGone = false;
-    CCFGWriter::SetDataPtr(pData);
-    m_pHeld = static_cast<CCFGParser*>(pData);
-    if (pAbandoned != static_cast<CCFGParser*>(pData)) {
-        delete pAbandoned;
+    m_lenderGone = false;
+    CCFGWriter::SetDataPtr(data);
+    m_held = static_cast<CCFGParser*>(data);
+    if (abandoned != static_cast<CCFGParser*>(data)) {
+        delete abandoned;
     }
 }
 
 void Connect(IConfigReader* reader, IConfigWriter* writer)
 {
-    auto* pReader = dynamic_cast<ConnectedCFGReader*>(reader);
-    auto* pWriter = dynamic_cast<ConnectedCFGWriter*>(writer);
-    if (pReader == nullptr || pWriter == nullptr || pWriter->m_pHeld == nullptr
-        || pWriter->m_pHeld != pReader->GetDataPtr()) {
+    auto* lender = dynamic_cast<ConnectedCFGReader*>(reader);
+    auto* borrower = dynamic_cast<ConnectedCFGWriter*>(writer);
+    if (lender == nullptr || borrower == nullptr || borrower->m_held == nullptr
+        || borrower->m_held != lender->GetDataPtr()) {
         return;
     }
-    if (pReader->m_pBorrower != nullptr) {
-        pReader->m_pBorrower->Unlink();
+    if (lender->m_borrower != nullptr) {
+        lender->m_borrower->Unlink();
     }
-    pWriter->Unlink();
-    pReader->m_pBorrower = pWriter;
-    pWriter->m_pLender = pReader;
+    borrower->Unlink();
+    lender->m_borrower = borrower;
+    borrower->m_lender = lender;
 }
 
 bool MustDetachBeforeReplacing(IConfigReader* reader, IConfigWriter* writer)

@@ -30,7 +30,7 @@ public:
 private:
     friend class ConnectedCFGWriter;
     friend void Connect(IConfigReader*, IConfigWriter*);
-    ConnectedCFGWriter* m_pBorrower = nullptr;
+    ConnectedCFGWriter* m_borrower = nullptr;
 };
 
 class ConnectedCFGWriter final : public CCFGWriter
@@ -38,25 +38,25 @@ class ConnectedCFGWriter final : public CCFGWriter
 public:
     ConnectedCFGWriter() = default;
     ~ConnectedCFGWriter() override;
-    int ParseFile(const std::string& strPath) override;
-    int SetValue(const std::string& strKey, std::string strValue) override;
+    int ParseFile(const std::string& path) override;
+    int SetValue(const std::string& key, std::string value) override;
     int SaveData() override;
-    void SetDataPtr(void* pData) override;
+    void SetDataPtr(void* data) override;
 
 private:
     friend class ConnectedCFGReader;
     friend void Connect(IConfigReader*, IConfigWriter*);
     void Unlink();
-    ConnectedCFGReader* m_pLender = nullptr;
+    ConnectedCFGReader* m_lender = nullptr;
     // The parser this writer's own ParseFile made. When the writer lets it
     // go, nothing else can reach it any more, so it is freed.
-    CCFGParser* m_pOwn = nullptr;
+    CCFGParser* m_own = nullptr;
     // The parser last handed to CCFGWriter::SetDataPtr; NULL once its lender
     // is gone.
-    CCFGParser* m_pHeld = nullptr;
+    CCFGParser* m_held = nullptr;
     // The lender was destroyed: the pointer CCFGWriter still holds is freed
     // and must not be used (answers as without data) nor freed again.
-    bool m_bLenderGone = false;
+    bool m_lenderGone = false;
 };
 
 // Records that `reader` lent its data to `writer` (a CZelConfigParser's two

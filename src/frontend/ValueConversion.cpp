@@ -10,102 +10,106 @@
 
 namespace zelconfig {
 
-std::string TrimLineEnds(const std::string& strRaw)
+std::string TrimLineEnds(const std::string& raw)
 {
-    std::string::size_type length = strRaw.size();
-    while (length > 0 && (strRaw[length - 1] == '\r' || strRaw[length - 1] == '\n')) {
+    std::string::size_type length = raw.size();
+    while (length > 0 && (raw[length - 1] == '\r' || raw[length - 1] == '\n')) {
         --length;
     }
-    return strRaw.substr(0, length);
+    return raw.substr(0, length);
 }
+
+namespace {
 
 // strtoul with the range of a 32-bit unsigned long, as on the ARM targets, so
 // that a host with 64-bit longs gives the same values and overflows. strtoul
 // reads a sign and a magnitude and negates the magnitude for "-"; it reports
 // ERANGE (all ones) exactly when the magnitude does not fit, whatever the sign.
-static unsigned int StrToU32(const char* pszText, int iBase)
+unsigned int StrToU32(const char* text, int base)
 {
-    const unsigned long ulValue = std::strtoul(pszText, nullptr, iBase);
+    const unsigned long value = std::strtoul(text, nullptr, base);
 #if ULONG_MAX > UINT_MAX
     if (errno == 0) {
-        const char* p = pszText;
+        const char* p = text;
         while (std::isspace(static_cast<unsigned char>(*p))) {
             ++p;
         }
-        const bool bNegative = *p == '-';
-        const unsigned long ulMagnitude = bNegative ? 0ul - ulValue : ulValue;
-        if (ulMagnitude > UINT_MAX) {
+        const bool negative = *p == '-';
+        const unsigned long magnitude = negative ? 0ul - value : value;
+        if (magnitude > UINT_MAX) {
             errno = ERANGE;
             return UINT_MAX;
         }
-        const unsigned int uiMagnitude = static_cast<unsigned int>(ulMagnitude);
-        return bNegative ? 0u - uiMagnitude : uiMagnitude;
+        const unsigned int narrow = static_cast<unsigned int>(magnitude);
+        return negative ? 0u - narrow : narrow;
     }
 #endif
-    return static_cast<unsigned int>(ulValue); // ULONG_MAX after ERANGE becomes UINT_MAX
+    return static_cast<unsigned int>(value); // ULONG_MAX after ERANGE becomes UINT_MAX
 }
 
-int ConvertInt(const std::string& strRaw, int& iValue)
+} // namespace
+
+int ConvertInt(const std::string& raw, int& value)
 {
     errno = 0;
     // "0x1A" and "0X1a" are hexadecimal; there is no octal, so "010" is ten.
-    const bool bHex = strRaw.size() >= 3 && strRaw[0] == '0'
-                      && std::toupper(static_cast<unsigned char>(strRaw[1])) == 'X';
+    const bool hex = raw.size() >= 3 && raw[0] == '0'
+                      && std::toupper(static_cast<unsigned char>(raw[1])) == 'X';
     // Wrap-around into int is meant: "0xffffffff" and "-1" both give -1.
-    iValue = static_cast<int>(StrToU32(strRaw.c_str(), bHex ? 16 : 10));
-    const int iError = errno;
-    if (iError != 0) {
-        ZEL_LOG(kLogError, "GetInt", "Error converting string %s to int, errno=%d", strRaw.c_str(),
-                iError);
+    value = static_cast<int>(StrToU32(raw.c_str(), hex ? 16 : 10));
+    const int error = errno;
+    if (error != 0) {
+        ZEL_LOG(kLogError, "GetInt", "Error converting string %s to int, errno=%d", raw.c_str(),
+                error);
         return 1;
     }
     return 0;
 }
 
-int ConvertFloat(const std::string& strRaw, float& fValue)
+int ConvertFloat(const std::string& raw, float& value)
 {
     errno = 0;
-    fValue = std::strtof(strRaw.c_str(), nullptr);
-    const int iError = errno;
-    if (iError != 0) {
+    value = std::strtof(raw.c_str(), nullptr);
+    const int error = errno;
+    if (error != 0) {
         ZEL_LOG(kLogError, "GetFloat", "Error converting string %s to float, errno=%d",
-                strRaw.c_str(), iError);
+                raw.c_str(), error);
         return 1;
     }
     return 0;
 }
 
-int ConvertDouble(const std::string& strRaw, double& dValue)
+int ConvertDouble(const std::string& raw, double& value)
 {
     errno = 0;
-    dValue = std::strtod(strRaw.c_str(), nullptr);
-    const int iError = errno;
-    if (iError != 0) {
+    value = std::strtod(raw.c_str(), nullptr);
+    const int error = errno;
+    if (error != 0) {
         ZEL_LOG(kLogError, "GetDouble", "Error converting string %s to double, errno=%d",
-                strRaw.c_str(), iError);
+                raw.c_str(), error);
         return 1;
     }
     return 0;
 }
 
-// "true" and "false" in any case; anything else leaves uiValue alone, which
+// "true" and "false" in any case; anything else leaves value alone, which
 // the one-argument GetBool, starting from 0, reads as false.
-int ConvertBool(const std::string& strRaw, unsigned int& uiValue)
+int ConvertBool(const std::string& raw, unsigned int& value)
 {
-    const std::string strText = TrimLineEnds(strRaw);
-    if (strcasecmp(strText.c_str(), "true") == 0) {
-        uiValue = 1;
-    } else if (strcasecmp(strText.c_str(), "false") == 0) {
-        uiValue = 0;
+    const std::string text = TrimLineEnds(raw);
+    if (strcasecmp(text.c_str(), "true") == 0) {
+        value = 1;
+    } else if (strcasecmp(text.c_str(), "false") == 0) {
+        value = 0;
     } else {
         return -1;
     }
     return 0;
 }
 
-int ConvertString(const std::string& strRaw, std::string& strValue)
+int ConvertString(const std::string& raw, std::string& value)
 {
-    strValue = TrimLineEnds(strRaw);
+    value = TrimLineEnds(raw);
     return 0;
 }
 

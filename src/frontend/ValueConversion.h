@@ -12,15 +12,15 @@ namespace zelconfig {
 // value untouched).
 
 // The text without the carriage returns and line feeds at its end.
-std::string TrimLineEnds(const std::string& strRaw);
+std::string TrimLineEnds(const std::string& raw);
 
 // Decimal, or hexadecimal after "0x"/"0X"; wraps to int.
-int ConvertInt(const std::string& strRaw, int& iValue);
-int ConvertFloat(const std::string& strRaw, float& fValue);
-int ConvertDouble(const std::string& strRaw, double& dValue);
+int ConvertInt(const std::string& raw, int& value);
+int ConvertFloat(const std::string& raw, float& value);
+int ConvertDouble(const std::string& raw, double& value);
 // "true" in any case is 1, "false" 0; trailing CR and LF are ignored.
-int ConvertBool(const std::string& strRaw, unsigned int& uiValue);
-int ConvertString(const std::string& strRaw, std::string& strValue);
+int ConvertBool(const std::string& raw, unsigned int& value);
+int ConvertString(const std::string& raw, std::string& value);
 
 } // namespace zelconfig
 

@@ -68,49 +68,49 @@ LockedFile::~LockedFile()
     }
 }
 
-bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& strError)
+bool LockedFile::Lock(const std::string& path, bool create, std::string& message)
 {
-    if (strPath.find('\0') != std::string::npos) {
-        strError = ErrorText(ENOENT); // names no file; open() must not see a shorter one
+    if (path.find('\0') != std::string::npos) {
+        message = ErrorText(ENOENT); // names no file; open() must not see a shorter one
         return false;
     }
     // Edit the file that symbolic links lead to; the links themselves stay.
     char resolved[PATH_MAX];
-    while (::realpath(strPath.c_str(), resolved) == nullptr) {
-        if (errno != ENOENT || !bCreate) {
-            strError = ErrorText(errno);
+    while (::realpath(path.c_str(), resolved) == nullptr) {
+        if (errno != ENOENT || !create) {
+            message = ErrorText(errno);
             return false;
         }
         // O_EXCL: when another editor creates it first, edit theirs.
-        const int fd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd < 0 && errno != EEXIST) {
-            strError = ErrorText(errno);
+            message = ErrorText(errno);
             return false;
         }
         if (fd >= 0) {
             CloseRetrying(fd);
         }
-        bCreate = false; // once: a dangling link is reported, not chased
+        create = false; // once: a dangling link is reported, not chased
     }
-    m_strPath = resolved;
+    m_path = resolved;
     for (;;) {
-        m_fd = ::open(m_strPath.c_str(), O_RDONLY | O_CLOEXEC);
+        m_fd = ::open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
         if (m_fd < 0) {
-            strError = ErrorText(errno);
+            message = ErrorText(errno);
             return false;
         }
         if (::fstat(m_fd, &m_stat) != 0 || !S_ISREG(m_stat.st_mode)) {
-            strError = S_ISDIR(m_stat.st_mode) ? ErrorText(EISDIR) : "not a regular file";
+            message = S_ISDIR(m_stat.st_mode) ? ErrorText(EISDIR) : "not a regular file";
             return false;
         }
         if (LockRetrying(m_fd) != 0) {
-            strError = "cannot lock: " + ErrorText(errno);
+            message = "cannot lock: " + ErrorText(errno);
             return false;
         }
         // Whoever held the lock before may have renamed a new file into place:
         // then this lock guards a file nobody reads any more, so start again.
         struct stat now {};
-        if (::stat(m_strPath.c_str(), &now) == 0 && now.st_dev == m_stat.st_dev
+        if (::stat(m_path.c_str(), &now) == 0 && now.st_dev == m_stat.st_dev
             && now.st_ino == m_stat.st_ino) {
             return true;
         }
@@ -119,24 +119,24 @@ bool LockedFile::Lock(const std::string& strPath, bool bCreate, std::string& str
     }
 }
 
-bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
+bool LockedFile::Replace(const char* data, size_t size, std::string& message)
 {
-    const std::string directory = DirectoryOf(m_strPath);
+    const std::string directory = DirectoryOf(m_path);
     // The file's name, cut so that the temporary name fits where it does.
     const size_t kNameRoom = NAME_MAX - std::strlen("..zelcfg-XXXXXX");
     std::string temporary = directory + "/."
-                            + m_strPath.substr(directory.size() + (directory == "/" ? 0 : 1), kNameRoom)
+                            + m_path.substr(directory.size() + (directory == "/" ? 0 : 1), kNameRoom)
                             + ".zelcfg-XXXXXX";
     const int fd = ::mkstemp(&temporary[0]);
     if (fd < 0) {
-        strError = "cannot create a temporary file in " + directory + ": " + ErrorText(errno);
+        message = "cannot create a temporary file in " + directory + ": " + ErrorText(errno);
         return false;
     }
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);
 
     // Every step must succeed before the rename; the first failure is reported.
     std::string error;
-    if (const int written = WriteAll(fd, pData, size)) {
+    if (const int written = WriteAll(fd, data, size)) {
         error = "cannot write " + temporary + ": " + ErrorText(written);
     }
     // The new file is the editor's: give it the file's owner and group. Root
@@ -158,13 +158,13 @@ bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
     if (error.empty() && LockRetrying(fd) != 0) {
         error = "cannot lock " + temporary + ": " + ErrorText(errno);
     }
-    if (error.empty() && ::rename(temporary.c_str(), m_strPath.c_str()) != 0) {
+    if (error.empty() && ::rename(temporary.c_str(), m_path.c_str()) != 0) {
         error = "cannot rename " + temporary + " over the file: " + ErrorText(errno);
     }
     if (!error.empty()) {
         CloseRetrying(fd);
         ::unlink(temporary.c_str());
-        strError = error;
+        message = error;
         return false;
     }
     if (m_fd >= 0) {
@@ -174,7 +174,7 @@ bool LockedFile::Replace(const char* pData, size_t size, std::string& strError)
     ::fstat(m_fd, &m_stat);
     // The new contents are in place; only their durability is in question now.
     if (!SyncDirectory(directory, error)) {
-        strError = "the file was replaced, but " + error;
+        message = "the file was replaced, but " + error;
         return false;
     }
     return true;

@@ -21,11 +21,11 @@ public:
     LockedFile& operator=(const LockedFile&) = delete;
 
     // False with a message when the file cannot be found, opened or locked.
-    // With bCreate, a missing file is created empty first (mode 0666 less
+    // With create, a missing file is created empty first (mode 0666 less
     // the umask), as an editor creates the file it is asked to save.
-    bool Lock(const std::string& strPath, bool bCreate, std::string& strError);
+    bool Lock(const std::string& path, bool create, std::string& message);
     // The file the path led to, after every symbolic link.
-    const std::string& Path() const { return m_strPath; }
+    const std::string& Path() const { return m_path; }
     // The locked file, for reading it (Lock leaves it at its start); -1 before Lock.
     int Descriptor() const { return m_fd; }
 
@@ -35,11 +35,11 @@ public:
     // the new file, so that further saves stay guarded. False with a message
     // when any step fails; unless the message says the file was replaced, the
     // target is untouched and the temporary file removed.
-    bool Replace(const char* pData, size_t size, std::string& strError);
+    bool Replace(const char* data, size_t size, std::string& message);
 
 private:
     int m_fd = -1;
-    std::string m_strPath;
+    std::string m_path;
     struct stat m_stat {};
 };
 

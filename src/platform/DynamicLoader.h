@@ -9,14 +9,14 @@ namespace zelconfig {
 
 // Opens a library through the library search path, resolving every symbol at
 // once and keeping them out of the global scope; NULL on failure.
-inline void* OpenLibraryNow(const char* pszName)
+inline void* OpenLibraryNow(const char* name)
 {
-    return dlopen(pszName, RTLD_NOW);
+    return dlopen(name, RTLD_NOW);
 }
 
-inline void* FindSymbol(void* pLibrary, const char* pszSymbol)
+inline void* FindSymbol(void* library, const char* symbol)
 {
-    return dlsym(pLibrary, pszSymbol);
+    return dlsym(library, symbol);
 }
 
 // The loader's last error text, which it then forgets; NULL when none.
