@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "BenchFiles.h"
+#include "platform/FileIO.h"
 
 using namespace zelbench;
 
@@ -65,13 +66,9 @@ std::string Run(const std::string& command, bool& ok)
         ok = false;
         return output;
     }
-    char chunk[4096];
-    size_t count;
-    while ((count = std::fread(chunk, 1, sizeof chunk, pipe)) > 0) {
-        output.append(chunk, count);
-    }
+    const int readStatus = zelconfig::ReadAll(fileno(pipe), output);
     const int status = pclose(pipe);
-    ok = status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    ok = readStatus == 0 && status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return output;
 }
 
@@ -343,7 +340,7 @@ int main(int argc, char** argv)
     for (const std::string& name : options.files) {
         const FileShape* shape = FindShape(name);
         const std::string path = options.data + "/" + name + ".cfg";
-        if (shape == nullptr || !WriteFile(*shape, path, facts[name]) || !SaveFacts(facts[name], path)) {
+        if (shape == nullptr || !WriteShapedFile(*shape, path, facts[name]) || !SaveFacts(facts[name], path)) {
             std::fprintf(stderr, "cannot generate %s\n", path.c_str());
             return 1;
         }
