@@ -32,6 +32,7 @@ private:
 const char kLower[] = "abcdefghijklmnopqrstuvwxyz";
 const char kText[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:, ";
 
+// `count` random bytes of `alphabet`, for names and values.
 void AppendRandom(std::string& out, Random& random, const char* alphabet, size_t alphabetSize, size_t count)
 {
     for (size_t i = 0; i < count; ++i) {

@@ -46,6 +46,7 @@ using Clock = std::chrono::steady_clock;
 
 bool g_heapMode = false;
 
+// Seconds since `start`, for the timed loops.
 double Seconds(Clock::time_point start)
 {
     return std::chrono::duration<double>(Clock::now() - start).count();
@@ -91,7 +92,7 @@ Parsed Keep(std::unique_ptr<T> object)
 Parsed CountLines(const Input& in)
 {
     constexpr size_t kMaxChunk = size_t{256} * 1024;
-    static size_t s_lines = 0;
+    static size_t countedLines = 0;
     const int fd = ::open(in.path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat status;
     size_t chunk = kMaxChunk;
@@ -110,19 +111,20 @@ Parsed CountLines(const Input& in)
         }
     }
     ::close(fd);
-    s_lines = lines; // keeps the count from being optimised away
-    return Parsed(&s_lines, [](void*) {});
+    countedLines = lines; // keeps the count from being optimised away
+    return Parsed(&countedLines, [](void*) {});
 }
 
+// inih's callback that keeps nothing, so that only the parse is timed.
 int NoHandler(void*, const char*, const char*, const char*) { return 1; }
 
 Parsed InihParse(const Input& in)
 {
-    static int s_result = 0;
-    s_result = ini_parse(in.path.c_str(), NoHandler, nullptr);
+    static int parseResult = 0;
+    parseResult = ini_parse(in.path.c_str(), NoHandler, nullptr);
     // A positive result is the first line inih rejects: lines past its 200 bytes.
-    Check(s_result >= 0, "ini_parse");
-    return Parsed(&s_result, [](void*) {});
+    Check(parseResult >= 0, "ini_parse");
+    return Parsed(&parseResult, [](void*) {});
 }
 
 Parsed InihReader(const Input& in)
@@ -242,6 +244,7 @@ int RunLoop(const Input& in, const std::function<void(size_t)>& lookup)
     return 0;
 }
 
+// The lookup keys as BLOCK.ENTRY; `infix` makes them miss.
 std::vector<std::string> CfgKeys(const Input& in, const char* infix)
 {
     std::vector<std::string> keys;

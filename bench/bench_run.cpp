@@ -43,6 +43,7 @@ struct Options
     bool smoke = false;
 };
 
+// The parts between separators, empty ones included, for the cases' output.
 std::vector<std::string> Split(const std::string& text, char separator)
 {
     std::vector<std::string> parts;
@@ -72,6 +73,7 @@ std::string Run(const std::string& command, bool& ok)
     return output;
 }
 
+// A word for the shell that popen runs, whatever it holds.
 std::string Quote(const std::string& text)
 {
     std::string quoted = "'";
@@ -81,6 +83,7 @@ std::string Quote(const std::string& text)
     return quoted + "'";
 }
 
+// The middle value, which one slow round cannot move.
 double Median(std::vector<double> values)
 {
     if (values.empty()) {

@@ -22,6 +22,7 @@ const size_t kIndexFrom = 32;
 const std::string_view kCdataOpen = "<![CDATA[";
 const std::string_view kCdataClose = "]]>";
 
+// Character data of either form: what an element's value is made of.
 bool IsText(pugi::xml_node node)
 {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
@@ -37,11 +38,13 @@ pugi::xml_node NextElement(pugi::xml_node node, const char* name)
     return node;
 }
 
+// The first child element of that name, skipping processing instructions.
 pugi::xml_node FirstChildElement(pugi::xml_node parent, const char* name)
 {
     return NextElement(parent.child(name), name);
 }
 
+// The next sibling element of that name, skipping processing instructions.
 pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
 {
     return NextElement(node.next_sibling(name), name);
@@ -53,6 +56,7 @@ bool IsBlank(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+// A value as element text, escaped so that it reads back as the same value.
 std::string EscapeText(const std::string& value)
 {
     std::string out;
@@ -106,6 +110,7 @@ std::string EscapeAttribute(const std::string& value, char quote)
     return out;
 }
 
+// Bytes that may continue an XML name, so a reference's end is found.
 bool IsNameByte(char c)
 {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == ':' || c == '.' || c == '-'
@@ -240,6 +245,7 @@ bool IsUtf8Name(std::string_view name)
     return folded == "utf8";
 }
 
+// Where ASCII ends, for files that may hold nothing else.
 const char* FirstNonAscii(const char* p, size_t size)
 {
     return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
@@ -342,6 +348,8 @@ bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_do
     }
 }
 
+// Writes all of `text`; the plug-in sees only the public headers, so it
+// cannot share the library's own FileIO helpers.
 bool WriteAll(int fd, const std::string& text)
 {
     size_t done = 0;

@@ -18,6 +18,7 @@ const struct
     {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"},
 };
 
+// The type --type names, by the same names TypeName gives them.
 bool ParseType(const std::string& text, ValueType& type)
 {
     for (ValueType known : {ValueType::kString, ValueType::kInt, ValueType::kFloat, ValueType::kDouble,

@@ -190,6 +190,7 @@ bool GetXml(const Input& input, const std::string& key, std::string& raw, int& s
     return true;
 }
 
+// get: a value as the library's getter of --type reads it.
 int Get(const Invocation& invocation, const Input& input)
 {
     const bool apart = invocation.operands.size() == 3;
@@ -368,6 +369,7 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
     return kExitOk;
 }
 
+// set, unset and remove-block: the table's handlers for Edit.
 int Set(const Invocation& invocation, const Input& input)
 {
     return Edit(invocation, input, EditKind::kSet);
@@ -417,6 +419,7 @@ int List(const Invocation& invocation, const Input& input)
     return Flushed(input.path);
 }
 
+// format: the normalised text on stdout; the file is left as it is.
 int Format(const Invocation&, const Input& input)
 {
     Document document(input.Mode());
@@ -431,6 +434,7 @@ int Format(const Invocation&, const Input& input)
     return Flushed(input.path);
 }
 
+// lint: what reading the file would drop or change, and --diff's normalised form.
 int Lint(const Invocation& invocation, const Input& input)
 {
     // The bytes are kept whether or not they parse.
