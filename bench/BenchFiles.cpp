@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "platform/FileIO.h"
+
 namespace zelbench {
 
 namespace {
@@ -30,6 +32,7 @@ private:
 const char kLower[] = "abcdefghijklmnopqrstuvwxyz";
 const char kText[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./:, ";
 
+// `count` random bytes of `alphabet`, for names and values.
 void AppendRandom(std::string& out, Random& random, const char* alphabet, size_t alphabetSize, size_t count)
 {
     for (size_t i = 0; i < count; ++i) {
@@ -65,31 +68,23 @@ std::string Value(Random& random, size_t length)
     return value;
 }
 
+// The file's lines, gathered in memory and written in one go by Close.
 class Writer
 {
 public:
-    explicit Writer(const std::string& path) : m_file(std::fopen(path.c_str(), "wb")) {}
-    ~Writer() { Close(); }
-    bool Close()
-    {
-        bool ok = m_file != nullptr && std::ferror(m_file) == 0;
-        if (m_file != nullptr) {
-            ok = std::fclose(m_file) == 0 && ok;
-            m_file = nullptr;
-        }
-        return ok;
-    }
-    bool Opened() const { return m_file != nullptr; }
+    explicit Writer(const std::string& path) : m_path(path) {}
+    bool Close() { return zelconfig::WriteFile(m_path, m_text) == 0; }
     void Line(const std::string& text, FileFacts& facts)
     {
-        std::fwrite(text.data(), 1, text.size(), m_file);
-        std::fputc('\n', m_file);
+        m_text += text;
+        m_text += '\n';
         facts.bytes += text.size() + 1;
         ++facts.lines;
     }
 
 private:
-    std::FILE* m_file;
+    std::string m_path;
+    std::string m_text;
 };
 
 } // namespace
@@ -114,13 +109,10 @@ const FileShape* FindShape(const std::string& name)
     return nullptr;
 }
 
-bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts)
+bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts)
 {
     facts = FileFacts();
     Writer out(path);
-    if (!out.Opened()) {
-        return false;
-    }
     Random random(0x5EEDu + shape.blocks);
     // About 32 lookup keys, the same number of misses, spread evenly.
     const size_t totalEntries = shape.blocks * shape.entriesPerBlock;
@@ -162,15 +154,12 @@ bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts
 
 bool SaveFacts(const FileFacts& facts, const std::string& path)
 {
-    std::FILE* file = std::fopen((path + ".facts").c_str(), "w");
-    if (file == nullptr) {
-        return false;
-    }
-    std::fprintf(file, "%zu %zu %zu %zu\n", facts.bytes, facts.lines, facts.entries, facts.blocks);
+    std::string text = std::to_string(facts.bytes) + " " + std::to_string(facts.lines) + " "
+                       + std::to_string(facts.entries) + " " + std::to_string(facts.blocks) + "\n";
     for (size_t i = 0; i < facts.keyBlocks.size(); ++i) {
-        std::fprintf(file, "%s %s\n", facts.keyBlocks[i].c_str(), facts.keyEntries[i].c_str());
+        text += facts.keyBlocks[i] + " " + facts.keyEntries[i] + "\n";
     }
-    return std::fclose(file) == 0;
+    return zelconfig::WriteFile(path + ".facts", text) == 0;
 }
 
 bool LoadFacts(const std::string& path, FileFacts& facts)

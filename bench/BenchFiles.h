@@ -37,7 +37,7 @@ struct FileFacts
 };
 
 // Writes the file of that shape to `path`; false on an I/O error.
-bool WriteFile(const FileShape& shape, const std::string& path, FileFacts& facts);
+bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts);
 
 // The facts beside a file, as "<path>.facts": counts, then one key a line.
 bool SaveFacts(const FileFacts& facts, const std::string& path);

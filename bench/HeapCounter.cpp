@@ -21,6 +21,7 @@ namespace {
 zelbench::HeapState g_heap = {0, 0, 0};
 bool g_counting = false;
 
+// Counts a block the allocator just handed out.
 void* Counted(void* pointer)
 {
     if (g_counting && pointer != nullptr) {
@@ -33,6 +34,7 @@ void* Counted(void* pointer)
     return pointer;
 }
 
+// Takes a freed block off the live total.
 void Uncount(void* pointer)
 {
     if (g_counting && pointer != nullptr) {

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "BenchFiles.h"
+#include "platform/FileIO.h"
 
 using namespace zelbench;
 
@@ -42,6 +43,7 @@ struct Options
     bool smoke = false;
 };
 
+// The parts between separators, empty ones included, for the cases' output.
 std::vector<std::string> Split(const std::string& text, char separator)
 {
     std::vector<std::string> parts;
@@ -65,16 +67,13 @@ std::string Run(const std::string& command, bool& ok)
         ok = false;
         return output;
     }
-    char chunk[4096];
-    size_t count;
-    while ((count = std::fread(chunk, 1, sizeof chunk, pipe)) > 0) {
-        output.append(chunk, count);
-    }
+    const int readStatus = zelconfig::ReadAll(fileno(pipe), output);
     const int status = pclose(pipe);
-    ok = status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    ok = readStatus == 0 && status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return output;
 }
 
+// A word for the shell that popen runs, whatever it holds.
 std::string Quote(const std::string& text)
 {
     std::string quoted = "'";
@@ -84,6 +83,7 @@ std::string Quote(const std::string& text)
     return quoted + "'";
 }
 
+// The middle value, which one slow round cannot move.
 double Median(std::vector<double> values)
 {
     if (values.empty()) {
@@ -343,7 +343,7 @@ int main(int argc, char** argv)
     for (const std::string& name : options.files) {
         const FileShape* shape = FindShape(name);
         const std::string path = options.data + "/" + name + ".cfg";
-        if (shape == nullptr || !WriteFile(*shape, path, facts[name]) || !SaveFacts(facts[name], path)) {
+        if (shape == nullptr || !WriteShapedFile(*shape, path, facts[name]) || !SaveFacts(facts[name], path)) {
             std::fprintf(stderr, "cannot generate %s\n", path.c_str());
             return 1;
         }

@@ -22,6 +22,7 @@ const size_t kIndexFrom = 32;
 const std::string_view kCdataOpen = "<![CDATA[";
 const std::string_view kCdataClose = "]]>";
 
+// Character data of either form: what an element's value is made of.
 bool IsText(pugi::xml_node node)
 {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
@@ -37,11 +38,13 @@ pugi::xml_node NextElement(pugi::xml_node node, const char* name)
     return node;
 }
 
+// The first child element of that name, skipping processing instructions.
 pugi::xml_node FirstChildElement(pugi::xml_node parent, const char* name)
 {
     return NextElement(parent.child(name), name);
 }
 
+// The next sibling element of that name, skipping processing instructions.
 pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
 {
     return NextElement(node.next_sibling(name), name);
@@ -53,6 +56,7 @@ bool IsBlank(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+// A value as element text, escaped so that it reads back as the same value.
 std::string EscapeText(const std::string& value)
 {
     std::string out;
@@ -106,6 +110,7 @@ std::string EscapeAttribute(const std::string& value, char quote)
     return out;
 }
 
+// Bytes that may continue an XML name, so a reference's end is found.
 bool IsNameByte(char c)
 {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == ':' || c == '.' || c == '-'
@@ -240,16 +245,17 @@ bool IsUtf8Name(std::string_view name)
     return folded == "utf8";
 }
 
+// Where ASCII ends, for files that may hold nothing else.
 const char* FirstNonAscii(const char* p, size_t size)
 {
     return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
 }
 
 // Reads a whole file into a buffer of its own; 0, -2 or 22.
-int ReadWhole(const std::string& strPath, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
+int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
               struct stat& info, std::string& error)
 {
-    const int fd = ::open(strPath.c_str(), O_RDONLY | O_CLOEXEC);
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0 || ::fstat(fd, &info) != 0) {
         error = std::strerror(errno);
         if (fd >= 0) {
@@ -342,6 +348,8 @@ bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_do
     }
 }
 
+// Writes all of `text`; the plug-in sees only the public headers, so it
+// cannot share the library's own FileIO helpers.
 bool WriteAll(int fd, const std::string& text)
 {
     size_t done = 0;
@@ -356,24 +364,24 @@ bool WriteAll(int fd, const std::string& text)
     return true;
 }
 
-// Replaces the file at strPath (after symbolic links) by `text`: readers see
+// Replaces the file at `path` (after symbolic links) by `text`: readers see
 // the old file or the new one, and the new one is on disk when this returns
-// true. `strReal` receives its real path.
-bool ReplaceFile(const std::string& strPath, const std::string& text, std::string& strReal, std::string& error)
+// true. `realPath` receives its real path.
+bool ReplaceFile(const std::string& path, const std::string& text, std::string& realPath, std::string& error)
 {
     error.clear();
-    char* real = ::realpath(strPath.c_str(), nullptr);
+    char* real = ::realpath(path.c_str(), nullptr);
     struct stat old {};
     if (real == nullptr || ::stat(real, &old) != 0) {
         error = std::strerror(errno);
         std::free(real);
         return false;
     }
-    strReal = real;
+    realPath = real;
     std::free(real);
-    const size_t slash = strReal.rfind('/');
-    const std::string dir = slash == 0 ? "/" : strReal.substr(0, slash);
-    std::string temp = strReal.substr(0, slash + 1) + "." + strReal.substr(slash + 1) + ".XXXXXX";
+    const size_t slash = realPath.rfind('/');
+    const std::string dir = slash == 0 ? "/" : realPath.substr(0, slash);
+    std::string temp = realPath.substr(0, slash + 1) + "." + realPath.substr(slash + 1) + ".XXXXXX";
     const int fd = ::mkstemp(&temp[0]);
     if (fd < 0) {
         error = std::string("cannot create a temporary file: ") + std::strerror(errno);
@@ -389,7 +397,7 @@ bool ReplaceFile(const std::string& strPath, const std::string& text, std::strin
     }
     // After fchown, which may clear the set-id bits.
     ok = ok && ::fchmod(fd, old.st_mode & 07777) == 0 && ::fsync(fd) == 0
-        && ::rename(temp.c_str(), strReal.c_str()) == 0;
+        && ::rename(temp.c_str(), realPath.c_str()) == 0;
     if (!ok) {
         if (error.empty()) {
             error = std::strerror(errno);
@@ -431,23 +439,23 @@ struct XmlDocument::Edit
 XmlDocument::XmlDocument() = default;
 XmlDocument::~XmlDocument() = default;
 
-int XmlDocument::LoadFile(const std::string& strPath, XmlError& error)
+int XmlDocument::LoadFile(const std::string& path, XmlError& error)
 {
     std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
     size_t size = 0;
     struct stat info {};
-    int status = ReadWhole(strPath, buffer, size, info, error.description);
+    int status = ReadWhole(path, buffer, size, info, error.description);
     if (status == 0) {
         status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
     }
     if (status == 0) {
-        m_strSource = strPath;
-        m_bHasSource = true;
+        m_source = path;
+        m_hasSource = true;
     }
     return status;
 }
 
-int XmlDocument::LoadBuffer(const char* pData, size_t size, XmlError& error)
+int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
 {
     std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
     if (!buffer) {
@@ -455,9 +463,9 @@ int XmlDocument::LoadBuffer(const char* pData, size_t size, XmlError& error)
         return 22;
     }
     if (size > 0) {
-        std::memcpy(buffer.get(), pData, size);
+        std::memcpy(buffer.get(), data, size);
     }
-    m_bHasSource = false;
+    m_hasSource = false;
     return Adopt(std::move(buffer), size, error);
 }
 
@@ -522,7 +530,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     m_doc = std::move(doc);
     m_buffer = std::move(buffer);
     m_size = size;
-    m_bAsciiOnly = asciiOnly;
+    m_asciiOnly = asciiOnly;
     return 0;
 }
 
@@ -708,11 +716,11 @@ std::string XmlDocument::TextOf(pugi::xml_node element) const
     return text;
 }
 
-int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
+int XmlDocument::Find(const std::string& key, std::string& value) const
 {
-    // Only matches append, so a miss leaves strValue as it was.
-    std::string& joined = strValue;
-    const bool found = Walk(strKey, [&](auto match) {
+    // Only matches append, so a miss leaves `value` as it was.
+    std::string& joined = value;
+    const bool found = Walk(key, [&](auto match) {
         // The engine's join: a line feed before a value when there is text.
         if (!joined.empty()) {
             joined += '\n';
@@ -733,19 +741,19 @@ int XmlDocument::Find(const std::string& strKey, std::string& strValue) const
     return found ? 0 : -2;
 }
 
-int XmlDocument::Set(const std::string& strKey, const std::string& strValue)
+int XmlDocument::Set(const std::string& key, const std::string& value)
 {
-    if (!Holdable(strValue) || (m_bAsciiOnly && FirstNonAscii(strValue.data(), strValue.size())
-                                                    != strValue.data() + strValue.size())) {
+    if (!Holdable(value) || (m_asciiOnly && FirstNonAscii(value.data(), value.size())
+                                                    != value.data() + value.size())) {
         return 7;
     }
     std::vector<std::pair<const void*, bool>> targets;
-    Walk(strKey, [&](auto match) {
+    Walk(key, [&](auto match) {
         targets.emplace_back(match.internal_object(),
                              std::is_same_v<decltype(match), pugi::xml_attribute>);
     });
     for (const auto& target : targets) {
-        m_changed[target.first] = Change{target.second, strValue};
+        m_changed[target.first] = Change{target.second, value};
     }
     return targets.empty() ? -2 : 0;
 }
@@ -962,17 +970,17 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
     return true;
 }
 
-int XmlDocument::Save(const std::string& strTarget, XmlError& error)
+int XmlDocument::Save(const std::string& target, XmlError& error)
 {
-    if (!m_bHasSource) {
+    if (!m_hasSource) {
         error.description = "the document was not loaded from a file";
         return -2;
     }
     std::unique_ptr<char, void (*)(void*)> original(nullptr, std::free);
     size_t size = 0;
     struct stat info {};
-    if (ReadWhole(m_strSource, original, size, info, error.description) != 0) {
-        error.description = m_strSource + ": " + error.description;
+    if (ReadWhole(m_source, original, size, info, error.description) != 0) {
+        error.description = m_source + ": " + error.description;
         return -2;
     }
     // The file again, parsed in a copy: the original bytes are spliced below.
@@ -989,26 +997,26 @@ int XmlDocument::Save(const std::string& strTarget, XmlError& error)
     if (!now.load_buffer_inplace(copy.get(), size, kParseOptions, pugi::encoding_utf8)
         || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
         || !Render(std::string_view(original.get(), size), text)) {
-        error.description = m_strSource + " changed since it was loaded";
+        error.description = m_source + " changed since it was loaded";
         return -2;
     }
     now.reset();
     copy.reset();
     original.reset();
     std::string real;
-    if (!ReplaceFile(strTarget, text, real, error.description)) {
+    if (!ReplaceFile(target, text, real, error.description)) {
         return -2;
     }
     // The saved bytes are the document from now on: parse them, so that
     // later saves start from them. Should that fail, later saves refuse.
-    m_bHasSource = false;
+    m_hasSource = false;
     std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(text.size() + 1)));
     XmlError ignored;
     if (buffer) {
         std::memcpy(buffer.get(), text.data(), text.size());
         if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
-            m_strSource = real;
-            m_bHasSource = true;
+            m_source = real;
+            m_hasSource = true;
         }
     }
     return 0;

@@ -39,24 +39,24 @@ public:
     // 0; -2 when the file cannot be read; -1 when it is not well-formed, or
     // declared in another encoding than UTF-8 and holds more than ASCII
     // (error.offset, error.description); 22 when memory runs out.
-    int LoadFile(const std::string& strPath, XmlError& error);
+    int LoadFile(const std::string& path, XmlError& error);
     // The same from bytes in memory (a copy is taken); such a document has no
     // file to save to, but Render works.
-    int LoadBuffer(const char* pData, size_t size, XmlError& error);
+    int LoadBuffer(const char* data, size_t size, XmlError& error);
 
     // A key is split at every '.': the first part names a child element of the
     // root element, each further part a child of the element before it. When
     // an element reached by the earlier parts has no child of the last part's
     // name, its attribute of that name matches instead. Every match counts,
-    // in document order: its value is appended to strValue, after a line feed
-    // when strValue is not empty. 0 when something matched, else -2 and
-    // strValue untouched.
-    int Find(const std::string& strKey, std::string& strValue) const;
+    // in document order: its value is appended to `value`, after a line feed
+    // when `value` is not empty. 0 when something matched, else -2 and
+    // `value` untouched.
+    int Find(const std::string& key, std::string& value) const;
     // Gives every match the value, in memory; 0, or -2 when nothing matches
     // (nothing is added), 7 for a value XML cannot hold (a NUL byte or another
     // control character but tab and line ends; anything but ASCII in a file
     // declared in another encoding than UTF-8).
-    int Set(const std::string& strKey, const std::string& strValue);
+    int Set(const std::string& key, const std::string& value);
     // Every element with text and every attribute, in document order, with
     // its key and current value.
     void ForEach(const std::function<void(const std::string& key, const std::string& value)>& visit) const;
@@ -64,11 +64,11 @@ public:
     // The file's bytes with the changed values replaced; `original` must be
     // the bytes the document was loaded from. False when they do not fit.
     bool Render(std::string_view original, std::string& out) const;
-    // Writes Render() of the loaded file, as it is on disk now, to strTarget
+    // Writes Render() of the loaded file, as it is on disk now, to `target`
     // atomically and durably (temporary file, fsync, rename, directory
     // fsync), then takes the result as the loaded file. 0, or -2 with error
-    // set and strTarget untouched (also when the loaded file changed since).
-    int Save(const std::string& strTarget, XmlError& error);
+    // set and `target` untouched (also when the loaded file changed since).
+    int Save(const std::string& target, XmlError& error);
 
 private:
     struct Buffer
@@ -120,10 +120,10 @@ private:
     mutable Recent m_recent[kRecent];
     // The file the tree was parsed from: a save reads it again, and refuses
     // when it no longer parses into the same tree at the same offsets.
-    std::string m_strSource;
-    bool m_bHasSource = false;
+    std::string m_source;
+    bool m_hasSource = false;
     // Declared in an encoding other than UTF-8: ASCII only.
-    bool m_bAsciiOnly = false;
+    bool m_asciiOnly = false;
 };
 
 } // namespace zelconfig::xml

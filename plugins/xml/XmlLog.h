@@ -4,6 +4,9 @@
 // The plug-in logs as the library does: through the platform's ZelLog, gated
 // by g_TovLogParams, both declared by the library's public ZelConfigLog.h and
 // defined by the application (or its platform library).
+// The levels and the macro repeat the library's own (src/platform/ZelLog.h),
+// which is not installed: the plug-in also builds on its own against an
+// installed ZelConfig, seeing the public headers only.
 #include "ZelConfigLog.h"
 
 #if defined(__GNUC__) || defined(__clang__)

@@ -36,6 +36,7 @@ std::unordered_map<const void*, std::weak_ptr<XmlDocument>>& Lent()
     return *lent;
 }
 
+// Records the document as handed out and returns the handle for GetDataPtr.
 void* Lend(const Document& document)
 {
     std::lock_guard<std::mutex> lock(g_lentMutex);
@@ -43,6 +44,7 @@ void* Lend(const Document& document)
     return document.get();
 }
 
+// Forgets a reader's document when the reader lets it go.
 void Unlend(const Document& document)
 {
     if (document) {
@@ -51,23 +53,24 @@ void Unlend(const Document& document)
     }
 }
 
-Document Borrow(void* pData)
+// The handed-out document behind a SetDataPtr handle; null for any other pointer.
+Document Borrow(void* data)
 {
     std::lock_guard<std::mutex> lock(g_lentMutex);
-    const auto lent = Lent().find(pData);
+    const auto lent = Lent().find(data);
     return lent != Lent().end() ? lent->second.lock() : Document();
 }
 
-// A new document loaded from strPath, or null with the failure logged and
-// its status in iStatus.
-Document Load(const std::string& strPath, int& iStatus)
+// A new document loaded from `path`, or null with the failure logged and
+// its status in `status`.
+Document Load(const std::string& path, int& status)
 {
     XML_LOG(kLogTrace, "ParseFile", "+");
-    XML_LOG(kLogParams, "ParseFile", "File Path %s", strPath.c_str());
+    XML_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
     Document doc(new (std::nothrow) XmlDocument);
     XmlError error;
-    iStatus = doc ? doc->LoadFile(strPath, error) : 22;
-    switch (iStatus) {
+    status = doc ? doc->LoadFile(path, error) : 22;
+    switch (status) {
     case 0:
         break;
     case -2:
@@ -80,127 +83,127 @@ Document Load(const std::string& strPath, int& iStatus)
         XML_LOG(kLogError, "ParseFile", "Memory allocation error for the XML document");
         break;
     }
-    if (iStatus != 0) {
+    if (status != 0) {
         doc.reset();
     }
     XML_LOG(kLogTrace, "ParseFile", "-");
     return doc;
 }
 
-class CXMLReader : public IConfigReader
+class XmlReader : public IConfigReader
 {
 public:
-    explicit CXMLReader(const char* pszPath) : m_strFilePath(pszPath != nullptr ? pszPath : "") {}
-    ~CXMLReader() override { Unlend(m_pDocument); }
+    explicit XmlReader(const char* path) : m_path(path != nullptr ? path : "") {}
+    ~XmlReader() override { Unlend(m_document); }
 
-    int ParseFile(const std::string& strPath) override
+    int ParseFile(const std::string& path) override
     {
-        m_strFilePath = strPath;
-        Unlend(m_pDocument);
-        int iStatus;
-        m_pDocument = Load(strPath, iStatus);
-        return iStatus;
+        m_path = path;
+        Unlend(m_document);
+        int status;
+        m_document = Load(path, status);
+        return status;
     }
 
-    std::string GetValue(const std::string& strKey) override
+    std::string GetValue(const std::string& key) override
     {
         std::string value;
-        if (m_pDocument && !strKey.empty()) {
-            m_pDocument->Find(strKey, value);
+        if (m_document && !key.empty()) {
+            m_document->Find(key, value);
         }
         return value;
     }
 
-    int GetValue(const std::string& strKey, std::string& strValue) override
+    int GetValue(const std::string& key, std::string& value) override
     {
         XML_LOG(kLogTrace, "GetValue", "+");
-        int iResult;
-        if (!m_pDocument) {
+        int result;
+        if (!m_document) {
             XML_LOG(kLogError, "GetValue", "XML document is NULL");
-            iResult = 22;
-        } else if (strKey.empty()) {
+            result = 22;
+        } else if (key.empty()) {
             XML_LOG(kLogError, "GetValue", "Invalid Key");
-            iResult = 7;
+            result = 7;
         } else {
-            iResult = m_pDocument->Find(strKey, strValue);
+            result = m_document->Find(key, value);
         }
         XML_LOG(kLogTrace, "GetValue", "-");
-        return iResult;
+        return result;
     }
 
     // The document, for this plug-in's writer only.
-    void* GetDataPtr() override { return m_pDocument ? Lend(m_pDocument) : nullptr; }
+    void* GetDataPtr() override { return m_document ? Lend(m_document) : nullptr; }
 
 private:
-    std::string m_strFilePath;
-    Document m_pDocument;
+    std::string m_path;
+    Document m_document;
 };
 
-class CXMLWriter : public IConfigWriter
+class XmlWriter : public IConfigWriter
 {
 public:
-    explicit CXMLWriter(const char* pszPath) : m_strFilePath(pszPath != nullptr ? pszPath : "") {}
+    explicit XmlWriter(const char* path) : m_path(path != nullptr ? path : "") {}
 
-    int ParseFile(const std::string& strPath) override
+    int ParseFile(const std::string& path) override
     {
-        m_strFilePath = strPath;
-        int iStatus;
-        m_pDocument = Load(strPath, iStatus);
-        return iStatus;
+        m_path = path;
+        int status;
+        m_document = Load(path, status);
+        return status;
     }
 
-    int SetValue(const std::string& strKey, std::string strValue) override
+    int SetValue(const std::string& key, std::string value) override
     {
-        if (!m_pDocument || strKey.empty()) {
+        if (!m_document || key.empty()) {
             return 7;
         }
-        return m_pDocument->Set(strKey, strValue);
+        return m_document->Set(key, value);
     }
 
     int SaveData() override
     {
-        if (!m_pDocument) {
+        if (!m_document) {
             return 22;
         }
         // As the CFG writer: only an existing, writable file is saved to.
-        if (::access(m_strFilePath.c_str(), W_OK) != 0) {
+        if (::access(m_path.c_str(), W_OK) != 0) {
             return -2;
         }
         XmlError error;
-        const int iResult = m_pDocument->Save(m_strFilePath, error);
-        if (iResult != 0) {
-            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_strFilePath.c_str(),
+        const int result = m_document->Save(m_path, error);
+        if (result != 0) {
+            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(),
                     error.description.c_str());
         }
-        return iResult;
+        return result;
     }
 
-    int SetPath(const std::string& strPath) override
+    int SetPath(const std::string& path) override
     {
-        if (strPath.empty()) {
+        if (path.empty()) {
             return 7;
         }
-        m_strFilePath = strPath;
+        m_path = path;
         return 0;
     }
 
     // A document of this plug-in's reader, shared with it; NULL detaches.
-    void SetDataPtr(void* pData) override
+    void SetDataPtr(void* data) override
     {
-        m_pDocument.reset();
-        if (pData == nullptr) {
+        m_document.reset();
+        if (data == nullptr) {
             XML_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
             return;
         }
-        m_pDocument = Borrow(pData);
-        if (!m_pDocument) {
+        m_document = Borrow(data);
+        if (!m_document) {
             XML_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
         }
     }
 
 private:
-    std::string m_strFilePath;
-    Document m_pDocument;
+    std::string m_path;
+    Document m_document;
 };
 
 } // namespace
@@ -208,17 +211,17 @@ private:
 // The three factories, the plug-in's only exports.
 #define XML_PLUGIN_API extern "C" __attribute__((visibility("default")))
 
-XML_PLUGIN_API IConfigReader* GetCXMLReaderObject(const char* pszPath)
+XML_PLUGIN_API IConfigReader* GetCXMLReaderObject(const char* path)
 {
-    return new (std::nothrow) CXMLReader(pszPath);
+    return new (std::nothrow) XmlReader(path);
 }
 
-XML_PLUGIN_API IConfigWriter* GetCXMLWriterObject(const char* pszPath)
+XML_PLUGIN_API IConfigWriter* GetCXMLWriterObject(const char* path)
 {
-    return new (std::nothrow) CXMLWriter(pszPath);
+    return new (std::nothrow) XmlWriter(path);
 }
 
 XML_PLUGIN_API IConfigWriter* GetCXMLWriterObjectNoParam()
 {
-    return new (std::nothrow) CXMLWriter(nullptr);
+    return new (std::nothrow) XmlWriter(nullptr);
 }

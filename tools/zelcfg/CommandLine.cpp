@@ -18,6 +18,7 @@ const struct
     {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"},
 };
 
+// The type --type names, by the same names TypeName gives them.
 bool ParseType(const std::string& text, ValueType& type)
 {
     for (ValueType known : {ValueType::kString, ValueType::kInt, ValueType::kFloat, ValueType::kDouble,
@@ -36,22 +37,6 @@ bool IsOperand(const std::string& arg)
     return arg.size() < 2 || arg[0] != '-' || std::isdigit(static_cast<unsigned char>(arg[1])) || arg[1] == '.';
 }
 
-// "get, list and blocks": the commands that take the option.
-std::string CommandsTaking(unsigned option)
-{
-    std::vector<std::string> names;
-    for (const Command& command : AllCommands()) {
-        if ((command.options & option) != 0) {
-            names.emplace_back(command.name);
-        }
-    }
-    std::string text;
-    for (size_t i = 0; i < names.size(); ++i) {
-        text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
-    }
-    return text;
-}
-
 // Checks the operands and options against what the command takes.
 bool CheckShape(const Command& command, Invocation& invocation, std::string& error)
 {
@@ -67,7 +52,9 @@ bool CheckShape(const Command& command, Invocation& invocation, std::string& err
     }
     for (const auto& known : kOptionNames) {
         if (invocation.Has(known.option) && (command.options & known.option) == 0) {
-            error = std::string(known.name) + " goes with " + CommandsTaking(known.option);
+            const CommandOption option = known.option;
+            error = std::string(known.name) + " goes with "
+                    + CommandNames([option](const Command& other) { return (other.options & option) != 0; });
             return false;
         }
     }
@@ -98,10 +85,10 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
         } else if (arg == "--") {
             optionsEnded = true;
         } else if (arg == "-h" || arg == "--help") {
-            invocation.command = "help";
+            invocation.request = Request::kHelp;
             return true;
         } else if (arg == "--version") {
-            invocation.command = "version";
+            invocation.request = Request::kVersion;
             return true;
         } else if (arg == "-v" || arg == "-vv") {
             invocation.verbosity = std::min(2, invocation.verbosity + static_cast<int>(arg.size()) - 1);

@@ -39,13 +39,6 @@ const char kAnonymousBlock[] = "anonymous";
 const char kCannotNormalise[] = "the normalised form would not read back: in anonymous mode an entry name "
                                 "begins with '#', ';' or '[' once trimmed";
 
-// One line on stderr naming the file; returns the exit status to give.
-int Fail(int status, const std::string& file, const std::string& message)
-{
-    std::cerr << "zelcfg: " << file << ": " << message << '\n';
-    return status;
-}
-
 // The back end for FILE: the forced mode; for standard input block mode
 // unless --anonymous; else the library's own chooser, and block mode with a
 // note for a name it does not know (an error with --strict-name).
@@ -183,13 +176,6 @@ void Emit(const Invocation& invocation, const std::string& text)
     std::cout << text << (invocation.Has(kOptionNull) ? '\0' : '\n');
 }
 
-// After the output: 0, or 2 when it could not be written.
-int Flushed(const Input& input)
-{
-    std::cout.flush();
-    return std::cout ? kExitOk : Fail(kExitFailure, input.path, "cannot write the output");
-}
-
 // An XML value through the front end, as the string getter reads it, with
 // the getter's status; false after reporting a file that cannot be read.
 bool GetXml(const Input& input, const std::string& key, std::string& raw, int& status)
@@ -204,6 +190,7 @@ bool GetXml(const Input& input, const std::string& key, std::string& raw, int& s
     return true;
 }
 
+// get: a value as the library's getter of --type reads it.
 int Get(const Invocation& invocation, const Input& input)
 {
     const bool apart = invocation.operands.size() == 3;
@@ -263,7 +250,7 @@ int Get(const Invocation& invocation, const Input& input)
     if (status == 1) {
         return Fail(kExitConversion, input.path, name.shown + ": the value is out of range; printed as converted");
     }
-    return Flushed(input);
+    return Flushed(input.path);
 }
 
 // The names as the engine's editing operations take them; false with the
@@ -300,20 +287,22 @@ bool Editable(const EntryName& name, const std::string& value, bool anonymous, s
     return true;
 }
 
+// The three edits, as the table's handlers below pass them to Edit.
+enum class EditKind { kSet, kUnset, kRemoveBlock };
+
 // set, unset and remove-block: lock, read, edit the lines concerned, save
 // atomically.
-int Edit(const Invocation& invocation, const Input& input)
+int Edit(const Invocation& invocation, const Input& input, EditKind kind)
 {
-    const std::string& command = invocation.command;
     const bool anonymous = input.Anonymous();
-    const size_t named = invocation.operands.size() - (command == "set" ? 1 : 0);
-    const bool apart = command != "remove-block" && named == 3;
+    const size_t named = invocation.operands.size() - (kind == EditKind::kSet ? 1 : 0);
+    const bool apart = kind != EditKind::kRemoveBlock && named == 3;
     const EntryName name = NameOf(invocation, apart, anonymous);
     std::string value, error;
-    if (command == "set" && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
+    if (kind == EditKind::kSet && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
         return Fail(kExitFailure, input.path, error);
     }
-    if (command != "remove-block") {
+    if (kind != EditKind::kRemoveBlock) {
         if (!apart && (name.shown.empty() || (!anonymous && name.shown.find('.') == std::string::npos))) {
             return Fail(kExitFailure, input.path, "the key '" + name.shown + "' is not BLOCK.ENTRY");
         }
@@ -323,10 +312,10 @@ int Edit(const Invocation& invocation, const Input& input)
     }
     Document document(input.Mode());
     int status = kExitFailure;
-    if (!Load(document, input, Document::kLock | (command == "set" ? Document::kCreate : 0u), status)) {
+    if (!Load(document, input, Document::kLock | (kind == EditKind::kSet ? Document::kCreate : 0u), status)) {
         return status;
     }
-    if (command == "set") {
+    if (kind == EditKind::kSet) {
         // In block mode a carriage return before the line feed belongs to the
         // value: in a file with such line ends, the new value gets one too,
         // unless no entry it replaces has one (a last line without a line
@@ -345,7 +334,7 @@ int Edit(const Invocation& invocation, const Input& input)
             }
             status = document.Add(name.block, name.entry, value);
         }
-    } else if (command == "unset") {
+    } else if (kind == EditKind::kUnset) {
         status = document.Remove(name.block, name.entry);
         if (status == -2) {
             return Fail(kExitNotFound, input.path, "no key " + name.shown + LookalikeHint(document, name));
@@ -380,19 +369,45 @@ int Edit(const Invocation& invocation, const Input& input)
     return kExitOk;
 }
 
-// list and blocks: the model, in the order a save writes it.
-int Show(const Invocation& invocation, const Input& input)
+// set, unset and remove-block: the table's handlers for Edit.
+int Set(const Invocation& invocation, const Input& input)
+{
+    return Edit(invocation, input, EditKind::kSet);
+}
+
+int Unset(const Invocation& invocation, const Input& input)
+{
+    return Edit(invocation, input, EditKind::kUnset);
+}
+
+int RemoveBlock(const Invocation& invocation, const Input& input)
+{
+    return Edit(invocation, input, EditKind::kRemoveBlock);
+}
+
+// blocks: the block names, in the order a save writes them.
+int Blocks(const Invocation& invocation, const Input& input)
 {
     Document document(input.Mode());
     int status = kExitFailure;
     if (!Load(document, input, 0, status)) {
         return status;
     }
-    if (invocation.command == "blocks") {
-        for (const std::string& block : document.BlockNames()) {
-            Emit(invocation, block);
-        }
-    } else if (invocation.Has(kOptionNull)) {
+    for (const std::string& block : document.BlockNames()) {
+        Emit(invocation, block);
+    }
+    return Flushed(input.path);
+}
+
+// list: the model, in the order a save writes it.
+int List(const Invocation& invocation, const Input& input)
+{
+    Document document(input.Mode());
+    int status = kExitFailure;
+    if (!Load(document, input, 0, status)) {
+        return status;
+    }
+    if (invocation.Has(kOptionNull)) {
         for (const Document::Entry& entry : document.Entries()) {
             std::cout << entry.block << '\0' << entry.name << '\0' << entry.value << '\0';
         }
@@ -401,9 +416,10 @@ int Show(const Invocation& invocation, const Input& input)
             std::cout << Shown(entry.block, entry.name) << '=' << entry.value << '\n';
         }
     }
-    return Flushed(input);
+    return Flushed(input.path);
 }
 
+// format: the normalised text on stdout; the file is left as it is.
 int Format(const Invocation&, const Input& input)
 {
     Document document(input.Mode());
@@ -415,9 +431,10 @@ int Format(const Invocation&, const Input& input)
         return Fail(kExitFailure, input.path, kCannotNormalise);
     }
     std::cout << document.Text();
-    return Flushed(input);
+    return Flushed(input.path);
 }
 
+// lint: what reading the file would drop or change, and --diff's normalised form.
 int Lint(const Invocation& invocation, const Input& input)
 {
     // The bytes are kept whether or not they parse.
@@ -446,25 +463,53 @@ int Lint(const Invocation& invocation, const Input& input)
         std::cout << diff;
         changes = !diff.empty();
     }
-    const int written = Flushed(input);
+    const int written = Flushed(input.path);
     return written != kExitOk ? written : findings.empty() && !changes ? kExitOk : kExitNotFound;
 }
 
 } // namespace
 
+int Fail(int status, const std::string& file, const std::string& message)
+{
+    std::cerr << "zelcfg: " << file << ": " << message << '\n';
+    return status;
+}
+
+int Flushed(const std::string& file)
+{
+    std::cout.flush();
+    return std::cout ? kExitOk : Fail(kExitFailure, file, "cannot write the output");
+}
+
 const std::vector<Command>& AllCommands()
 {
+    // get reads XML files through the front end in its own code.
     static const std::vector<Command> commands = {
-        {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get},
-        {"set", 3, 4, kOptionType | kOptionNormalise, Edit},
-        {"unset", 2, 3, kOptionNormalise, Edit},
-        {"remove-block", 2, 2, kOptionNormalise, Edit},
-        {"list", 1, 1, kOptionNull | kOptionStdin, Show},
-        {"blocks", 1, 1, kOptionNull | kOptionStdin, Show},
-        {"format", 1, 1, kOptionStdin, Format},
-        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, Lint},
+        {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
+        {"set", 3, 4, kOptionType | kOptionNormalise, Set, XmlSet},
+        {"unset", 2, 3, kOptionNormalise, Unset, nullptr},
+        {"remove-block", 2, 2, kOptionNormalise, RemoveBlock, nullptr},
+        {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
+        {"blocks", 1, 1, kOptionNull | kOptionStdin, Blocks, nullptr},
+        {"format", 1, 1, kOptionStdin, Format, nullptr},
+        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, Lint, nullptr},
     };
     return commands;
+}
+
+std::string CommandNames(const std::function<bool(const Command&)>& test)
+{
+    std::vector<std::string> names;
+    for (const Command& command : AllCommands()) {
+        if (test(command)) {
+            names.emplace_back(command.name);
+        }
+    }
+    std::string text;
+    for (size_t i = 0; i < names.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+    }
+    return text;
 }
 
 int RunInvocation(const Invocation& invocation)
@@ -477,11 +522,11 @@ int RunInvocation(const Invocation& invocation)
     };
     g_TovLogParams.uiEnableMask = kMasks[invocation.verbosity];
 
-    if (invocation.command == "help") {
+    if (invocation.request == Request::kHelp) {
         std::cout << kUsage;
         return kExitOk;
     }
-    if (invocation.command == "version") {
+    if (invocation.request == Request::kVersion) {
         std::cout << "zelcfg " << ZELCONFIG_VERSION << '\n';
         return kExitOk;
     }
@@ -494,10 +539,18 @@ int RunInvocation(const Invocation& invocation)
         if (!ChooseInput(invocation, input, status)) {
             return status;
         }
-        if (input.backend == Backend::kXml && command.run != Get) {
-            return RunXmlCommand(invocation);
+        if (input.backend != Backend::kXml) {
+            return command.run(invocation, input);
         }
-        return command.run(invocation, input);
+        if (invocation.Has(kOptionNormalise)) {
+            return Fail(kExitFailure, input.path, "--normalise works on CFG files only");
+        }
+        if (command.runXml == nullptr) {
+            return Fail(kExitFailure, input.path,
+                        invocation.command + " works on CFG files only; XML files take "
+                            + CommandNames([](const Command& other) { return other.runXml != nullptr; }));
+        }
+        return command.runXml(invocation, input);
     }
     return Fail(kExitFailure, invocation.command, "unknown command");
 }

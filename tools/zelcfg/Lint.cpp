@@ -23,11 +23,13 @@ std::string LineRange(size_t first, size_t last)
                          : "lines " + std::to_string(first) + "-" + std::to_string(last);
 }
 
+// The blanks the engine keeps in block mode and lint warns about.
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t';
 }
 
+// Whether a name or value starts or ends with a blank, which is easy to miss.
 bool BlankAtAnEnd(std::string_view text)
 {
     return !text.empty() && (IsBlank(text.front()) || IsBlank(text.back()));
@@ -39,6 +41,7 @@ std::string_view WithoutCr(std::string_view text)
     return !text.empty() && text.back() == '\r' ? text.substr(0, text.size() - 1) : text;
 }
 
+// A text in quotes, so that blanks at its ends show in a message.
 std::string Quoted(std::string_view text)
 {
     return "'" + std::string(text) + "'";

@@ -11,15 +11,7 @@
 
 namespace zelcfg {
 
-namespace {
-
-int Fail(int status, const std::string& file, const std::string& message)
-{
-    std::cerr << "zelcfg: " << file << ": " << message << '\n';
-    return status;
-}
-
-int Set(const Invocation& invocation)
+int XmlSet(const Invocation& invocation, const Input&)
 {
     const std::string& path = invocation.operands[0];
     // XML keys are paths: BLOCK ENTRY is the path BLOCK.ENTRY.
@@ -50,7 +42,7 @@ int Set(const Invocation& invocation)
     return kExitOk;
 }
 
-int List(const Invocation& invocation)
+int XmlList(const Invocation& invocation, const Input&)
 {
     const std::string& path = invocation.operands[0];
     if (invocation.Has(kOptionNull)) {
@@ -69,16 +61,13 @@ int List(const Invocation& invocation)
     document.ForEach([](const std::string& key, const std::string& value) {
         std::cout << key << '=' << value << '\n';
     });
-    std::cout.flush();
-    return std::cout ? kExitOk : Fail(kExitFailure, path, "cannot write the output");
+    return Flushed(path);
 #else
     return Fail(kExitFailure, path, "this zelcfg was built without the XML plug-in");
 #endif
 }
 
-} // namespace
-
-std::string XmlParseFailure(int status, bool bHasBackEnd)
+std::string XmlParseFailure(int status, bool hasBackEnd)
 {
     switch (status) {
     case -2:
@@ -86,7 +75,7 @@ std::string XmlParseFailure(int status, bool bHasBackEnd)
     case -1:
         return "not well-formed XML (-v tells where)";
     case EINVAL:
-        if (!bHasBackEnd) {
+        if (!hasBackEnd) {
             return "no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
                    "(-v tells more)";
         }
@@ -95,21 +84,6 @@ std::string XmlParseFailure(int status, bool bHasBackEnd)
         break;
     }
     return "the XML back end reports status " + std::to_string(status);
-}
-
-int RunXmlCommand(const Invocation& invocation)
-{
-    if (invocation.Has(kOptionNormalise)) {
-        return Fail(kExitFailure, invocation.operands[0], "--normalise works on CFG files only");
-    }
-    if (invocation.command == "set") {
-        return Set(invocation);
-    }
-    if (invocation.command == "list") {
-        return List(invocation);
-    }
-    return Fail(kExitFailure, invocation.operands[0],
-                invocation.command + " works on CFG files only; XML files take get, set and list");
 }
 
 } // namespace zelcfg

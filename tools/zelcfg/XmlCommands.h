@@ -7,12 +7,16 @@
 
 namespace zelcfg {
 
-// set and list on an XML file, and a refusal for the commands that have no
-// meaning there; set goes through the front end and the plug-in.
-int RunXmlCommand(const Invocation& invocation);
+// set on an XML file, through the front end and the plug-in: it changes
+// existing elements and attributes only.
+int XmlSet(const Invocation& invocation, const Input& input);
+
+// list on an XML file, with the plug-in's own document code when the tool
+// is built with it.
+int XmlList(const Invocation& invocation, const Input& input);
 
 // Why a front end's Parse of an XML file failed, in words.
-std::string XmlParseFailure(int status, bool bHasBackEnd);
+std::string XmlParseFailure(int status, bool hasBackEnd);
 
 } // namespace zelcfg
 

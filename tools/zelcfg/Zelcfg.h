@@ -2,6 +2,7 @@
 #define ZELCONFIG_TOOLS_ZELCFG_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,8 @@ enum ExitStatus : int
 enum class ValueType { kString, kInt, kFloat, kDouble, kBool };
 
 // Which rules read the file: the path's, as the library's front end decides,
-// or those the user forces.
+// or those the user forces. Not zelconfig::Document::Mode: kByPath is no mode
+// but the absence of a forced one, and may end in the XML back end.
 enum class ModeChoice { kByPath, kBlock, kAnonymous };
 
 // The options that only some commands take, as bits.
@@ -37,22 +39,39 @@ struct Invocation;
 struct Input; // the FILE operand and the back end that reads it
 
 // One command: its name, how many operands it takes (FILE included), the
-// options it takes, and what runs it.
+// options it takes, and what runs it on a CFG file and on an XML file.
 struct Command
 {
     const char* name;
     size_t minOperands, maxOperands;
     unsigned options; // CommandOption bits
     int (*run)(const Invocation&, const Input&);
+    int (*runXml)(const Invocation&, const Input&); // null: CFG files only
 };
 
-// Every command, in the order of --help.
+// Every command, in the order of --help: the one list of them.
 const std::vector<Command>& AllCommands();
+
+// The names of the commands that pass `test`, as a message lists them:
+// "get, list and blocks".
+std::string CommandNames(const std::function<bool(const Command&)>& test);
+
+// One line on stderr naming the file; returns the exit status to give.
+int Fail(int status, const std::string& file, const std::string& message);
+
+// After the output: kExitOk, or kExitFailure (reported) when stdout could not
+// be written.
+int Flushed(const std::string& file);
+
+// What a command line asks for: a command of AllCommands(), or --help or
+// --version, which take no command.
+enum class Request { kCommand, kHelp, kVersion };
 
 // One command line, taken apart.
 struct Invocation
 {
-    std::string command; // "get", "set", ..., "help" or "version"
+    Request request = Request::kCommand;
+    std::string command; // "get", "set", ...: a name of AllCommands()
     std::vector<std::string> operands;
     ValueType type = ValueType::kString;
     ModeChoice mode = ModeChoice::kByPath;
