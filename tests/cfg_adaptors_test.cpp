@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <filesystem>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CCFGReader.h"
 #include "CCFGWriter.h"

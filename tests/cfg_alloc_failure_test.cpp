@@ -9,6 +9,8 @@
 #include <new>
 #include <set>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CCFGReader.h"
 #include "CCFGWriter.h"

@@ -4,6 +4,8 @@
 #include <locale>
 #include <random>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"

@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CCFGWriter.h"
 #include "CZelConfigParser.h"

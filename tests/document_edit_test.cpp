@@ -1,6 +1,8 @@
 // zelconfig::Document: every kind of edit, one row each, checked against the
 // whole resulting text (so every changed line shows) and against the model
 // the engine reads from it, which must be the one the edit promises.
+#include <gtest/gtest.h>
+
 #include "DocumentPromise.h"
 #include "TestFiles.h"
 #include "ZelConfigDocument.h"

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <sstream>
 
+#include <gtest/gtest.h>
+
 #include "CZelConfigReader.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <functional>
 
+#include <gtest/gtest.h>
+
 #include "CZelConfigParser.h"
 #include "CZelConfigReader.h"
 #include "CZelConfigWriter.h"

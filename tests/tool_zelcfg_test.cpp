@@ -1,6 +1,8 @@
 // zelcfg's outputs, exit statuses and saved files, one invocation per row.
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "RunTool.h"
 #include "TestFiles.h"
 
