@@ -19,14 +19,6 @@
 #include "CCFGParser.h"
 #include "TestFiles.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define ZELCONFIG_TEST_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ZELCONFIG_TEST_ASAN 1
-#endif
-#endif
-
 namespace {
 
 constexpr size_t kMiB = size_t{1} << 20;
