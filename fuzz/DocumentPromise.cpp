@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <map>
 #include <vector>
 
 #include "CCFGParser.h"
+#include "TestFiles.h"
 #include "cfg/CFGLine.h"
+#include "platform/FileIO.h"
 
 namespace docpromise {
 
@@ -27,7 +28,7 @@ using Model = std::map<std::string, Block>;
 // Parses the text with the engine, through a file as the engine needs.
 int Engine(const std::string& scratch, const std::string& text, bool anonymous, CCFGParser& parser)
 {
-    std::ofstream(scratch, std::ios::binary | std::ios::trunc) << text;
+    zelconfig::WriteFile(scratch, text);
     parser.m_uiAnonymousMode = anonymous ? 1u : 0u;
     return parser.CFGParseFile(scratch);
 }
@@ -53,15 +54,12 @@ std::string Dump(const Model& model)
     return out;
 }
 
-// Lines as compared here: split at line feeds, without the empty piece after a last one.
-std::vector<std::string> Lines(const std::string& text)
+// Lines as compared here: without the empty piece after a last line feed.
+std::vector<std::string> LinesOf(const std::string& text)
 {
-    std::vector<std::string> lines;
-    size_t at = 0;
-    while (at < text.size()) {
-        const size_t feed = std::min(text.find('\n', at), text.size());
-        lines.push_back(text.substr(at, feed - at));
-        at = feed + 1;
+    std::vector<std::string> lines = Lines(text);
+    if (lines.back().empty()) {
+        lines.pop_back();
     }
     return lines;
 }
@@ -210,7 +208,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     }
 
     // The lines the edit did not have to touch are unchanged, in place.
-    const std::vector<std::string> before = Lines(text), after = Lines(outcome.text);
+    const std::vector<std::string> before = LinesOf(text), after = LinesOf(outcome.text);
     bool linesKept = true;
     switch (edit.op) {
     case Op::kSet:
@@ -301,8 +299,7 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
     if (status == 0) {
         const std::string saved = scratch + ".saved";
         engine.CFGSaveData(saved);
-        std::ifstream file(saved, std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        const std::string bytes = ReadFile(saved);
         if (document.Normalise() == 0 && document.Text() != bytes) {
             return "normalised form differs from the engine's save:\n" + std::string(document.Text()) + "---\n" + bytes;
         }

@@ -3,29 +3,43 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
-#include <vector>
 
-// What every harness shares: a logger that keeps one input's messages, files
-// of this process to parse and save, and a way to stop on a broken property.
+#include "CaptureLog.h"
+#include "TestFiles.h"
+#include "platform/FileIO.h"
+
+// What the harnesses add to the test support: files of this process to parse
+// and save, and a way to stop on a broken property.
 namespace fuzz {
 
 // Prints what failed and aborts: libFuzzer keeps the input as a crash, the
 // corpus replay fails.
-[[noreturn]] void Fail(const char* condition, const std::string& detail);
+[[noreturn]] inline void Fail(const char* condition, const std::string& detail)
+{
+    std::fprintf(stderr, "property broken: %s\n%s\n", condition, detail.c_str());
+    std::abort();
+}
 
-// The log of the current input, one "level function: message" line per call;
-// every level is enabled so that every message is formatted.
-void ResetLog();
-const std::string& Log();
+// A file of this process in a directory of its own, the same for every input
+// and removed at exit (a crashed run leaves it in TMPDIR).
+inline std::string ScratchPath(const std::string& name)
+{
+    static const TempDir dir;
+    return dir.Path() + "/" + name;
+}
 
-// A file of this process in a directory of its own, the same for every input.
-std::string ScratchPath(const std::string& name);
-void WriteFile(const std::string& path, const std::string& bytes);
-std::string ReadFile(const std::string& path);
-
-// The input's lines as the parser splits them (at line feeds only), at most `limit`.
-std::vector<std::string> Lines(const std::string& text, size_t limit);
+// Writes `bytes` to the scratch file of that name; returns its path.
+inline std::string WriteScratch(const std::string& name, const std::string& bytes)
+{
+    const std::string path = ScratchPath(name);
+    if (zelconfig::WriteFile(path, bytes) != 0) {
+        Fail("WriteScratch", path);
+    }
+    return path;
+}
 
 } // namespace fuzz
 

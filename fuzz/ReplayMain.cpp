@@ -28,7 +28,7 @@ int main(int argc, char** argv)
         }
         std::sort(inputs.begin(), inputs.end());
         for (const fs::path& input : inputs) {
-            const std::string bytes = fuzz::ReadFile(input.string());
+            const std::string bytes = ReadFile(input.string());
             std::printf("%s (%zu bytes)\n", input.c_str(), bytes.size());
             std::fflush(stdout); // the name stands above whatever a failure prints
             LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());

@@ -26,13 +26,13 @@ const char kNowhere[] = "/nonexistent-zelconfig-fuzz/";
 
 bool Logged(const char* text)
 {
-    return fuzz::Log().find(text) != std::string::npos;
+    return capture_log::Text().find(text) != std::string::npos;
 }
 
 void CheckReader(const std::string& path, Backend chosen)
 {
     static CZelConfigReader reader;
-    fuzz::ResetLog();
+    capture_log::Reset();
     const int status = reader.Parse(path);
     const auto* parser = static_cast<const CCFGParser*>(reader.GetDataPtr());
     switch (chosen) {
@@ -54,7 +54,7 @@ void CheckReader(const std::string& path, Backend chosen)
 void CheckWriter(const std::string& path, Backend chosen)
 {
     static CZelConfigWriter writer;
-    fuzz::ResetLog();
+    capture_log::Reset();
     const int status = writer.Create(path);
     switch (chosen) {
     case Backend::kCfgBlock:

@@ -15,7 +15,7 @@ std::vector<std::string> Names(const std::string& text)
 {
     std::vector<std::string> names;
     std::string block;
-    for (const std::string& line : fuzz::Lines(text, 64)) {
+    for (const std::string& line : Lines(text, 64)) {
         const size_t close = line.find(']');
         if (!line.empty() && line[0] == '[' && close != std::string::npos) {
             block = line.substr(1, close - 1);

@@ -13,9 +13,8 @@ const char kKey[] = "A.v";
 CZelConfigParser& Config()
 {
     static CZelConfigParser* config = [] {
-        const std::string path = fuzz::ScratchPath("getters.cfg");
-        fuzz::WriteFile(path, "[A]\nv=\n");
-        return new CZelConfigParser(path); // lives as long as the process
+        // Lives as long as the process.
+        return new CZelConfigParser(fuzz::WriteScratch("getters.cfg", "[A]\nv=\n"));
     }();
     return *config;
 }
@@ -28,7 +27,7 @@ bool SameBits(T a, T b)
 
 bool Converted(const char* type)
 {
-    return fuzz::Log().find(std::string(" to ") + type + ", errno=") != std::string::npos;
+    return capture_log::Text().find(std::string(" to ") + type + ", errno=") != std::string::npos;
 }
 
 // A number as both forms of its getter read it: they convert alike, and a
@@ -44,10 +43,10 @@ struct Number
 template <class T, class One, class Two>
 Number<T> ReadNumber(const char* type, const std::string& value, One one, Two two)
 {
-    fuzz::ResetLog();
+    capture_log::Reset();
     Number<T> number{one(), 0};
     const bool logged = Converted(type);
-    fuzz::ResetLog();
+    capture_log::Reset();
     T second{};
     number.status = two(second);
     FUZZ_REQUIRE(SameBits(second, number.value) && (number.status == 0 || number.status == 1)

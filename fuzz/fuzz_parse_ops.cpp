@@ -64,19 +64,19 @@ void CheckKey(CCFGParser& parser, const std::string& key)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const std::string input(reinterpret_cast<const char*>(data), size);
-    const std::string path = fuzz::ScratchPath("input.cfg");
+    const std::string path = fuzz::WriteScratch("input.cfg", input);
     const std::string saved = fuzz::ScratchPath("saved.cfg");
-    fuzz::WriteFile(path, input);
-    const std::vector<std::string> lines = fuzz::Lines(input, 64);
+    const std::vector<std::string> lines = Lines(input, 64);
     for (const unsigned mode : {0u, 1u}) {
-        fuzz::ResetLog();
+        capture_log::Reset();
         CCFGParser parser(mode);
         const int status = parser.CFGParseFile(path);
         FUZZ_REQUIRE(status == 0 || status == -1 || status == EINVAL, std::to_string(status));
         FUZZ_REQUIRE(parser.m_pmCFGData != nullptr, "a parse that opened the file keeps a map");
         // A failed parse says why, once; a successful one says nothing.
-        const size_t messages = static_cast<size_t>(std::count(fuzz::Log().begin(), fuzz::Log().end(), '\n'));
-        FUZZ_REQUIRE(messages == (status == 0 ? 0u : 1u), fuzz::Log());
+        const std::string log = capture_log::Text();
+        const auto messages = static_cast<size_t>(std::count(log.begin(), log.end(), '\n'));
+        FUZZ_REQUIRE(messages == (status == 0 ? 0u : 1u), log);
 
         for (const std::string& key : KeysOf(parser, lines)) {
             CheckKey(parser, key);
@@ -85,7 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (mode == 0) {
             // The updates stored no line feed, so what was saved reads back whole.
             CCFGParser reread(0u);
-            FUZZ_REQUIRE(reread.CFGParseFile(saved) == 0, fuzz::ReadFile(saved));
+            FUZZ_REQUIRE(reread.CFGParseFile(saved) == 0, ReadFile(saved));
         }
     }
     return 0;

@@ -14,19 +14,6 @@
 
 namespace {
 
-// The model as text, comments included, so that two models compare whole.
-std::string Dump(const CCFGParser& parser)
-{
-    std::string out;
-    for (const auto& [name, block] : *parser.m_pmCFGData) {
-        out += "[" + name + "] <" + block->m_strComment + ">\n";
-        for (const CNode& node : block->m_vecNodes) {
-            out += "<" + node.m_strComment + "> " + node.m_strKey + "=" + node.m_strValue + "\n";
-        }
-    }
-    return out;
-}
-
 bool KeysReadBackAlike(const CCFGParser& parser)
 {
     for (const auto& entry : *parser.m_pmCFGData) {
@@ -47,14 +34,14 @@ void CheckFixedPoint(CCFGParser& parser, unsigned mode)
     const std::string second = fuzz::ScratchPath("second.cfg");
     FUZZ_REQUIRE(parser.CFGSaveData(first) == 0, first);
     CCFGParser reread(mode);
-    FUZZ_REQUIRE(reread.CFGParseFile(first) == 0, fuzz::ReadFile(first));
+    FUZZ_REQUIRE(reread.CFGParseFile(first) == 0, ReadFile(first));
     FUZZ_REQUIRE(reread.CFGSaveData(second) == 0, second);
-    const std::string bytes = fuzz::ReadFile(first);
-    FUZZ_REQUIRE(fuzz::ReadFile(second) == bytes, bytes);
+    const std::string bytes = ReadFile(first);
+    FUZZ_REQUIRE(ReadFile(second) == bytes, bytes);
     if (mode != 0) {
         return; // the saved "[anonymous]" block differs from the model by design
     }
-    FUZZ_REQUIRE(Dump(reread) == Dump(parser), bytes);
+    FUZZ_REQUIRE(DumpModel(reread) == DumpModel(parser), bytes);
     for (const auto& [name, block] : *parser.m_pmCFGData) {
         for (const CNode& node : block->m_vecNodes) {
             const std::string key = name + "." + node.m_strKey;
@@ -70,8 +57,7 @@ void CheckFixedPoint(CCFGParser& parser, unsigned mode)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const std::string input(reinterpret_cast<const char*>(data), size);
-    const std::string path = fuzz::ScratchPath("input.cfg");
-    fuzz::WriteFile(path, input);
+    const std::string path = fuzz::WriteScratch("input.cfg", input);
 
     CCFGParser blocks(0u);
     blocks.CFGParseFile(path); // any status: what was read up to a failure is saved

@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             keys.push_back(key);
         }
     });
-    for (const std::string& line : fuzz::Lines(input, 32)) {
+    for (const std::string& line : Lines(input, 32)) {
         std::string value;
         const int found = doc.Find(line, value);
         FUZZ_REQUIRE(found == 0 || (found == -2 && value.empty()), line);

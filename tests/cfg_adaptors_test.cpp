@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <filesystem>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CCFGReader.h"
 #include "CCFGWriter.h"
@@ -14,35 +16,34 @@ namespace {
 
 const char kFile[] = "[Net]\nPort=80\nPort=81\n[Log]\nLevel=info\n";
 
-TEST(CfgReader, LookupStatusesAndMessages)
+struct LookupCase { const char* name; bool loaded; const char* key; int status; const char* value, *log; };
+using LookupTable = testing::TestWithParam<LookupCase>;
+
+TEST_P(LookupTable, StatusesAndMessages)
 {
+    const LookupCase& row = GetParam();
     TempDir dir;
-    CCFGReader empty;
-    CCFGReader loaded;
-    ASSERT_EQ(loaded.ParseFile(dir.Write("a.cfg", kFile)), 0);
-
-    struct Row { CCFGReader* reader; const char* key; int status; const char* value; const char* log; };
-    const Row rows[] = {
-        {&empty, "Net.Port", EINVAL, "keep", "9 GetValue: Parser object(m_pCFGParser) is NULL\n"},
-        {&empty, "", EINVAL, "keep", "9 GetValue: Parser object(m_pCFGParser) is NULL\n"},
-        {&loaded, "", 7, "keep", "9 GetValue: Invalid Key\n"},
-        {&loaded, "Net.Host", -2, "keep", ""},
-        {&loaded, "Net.Port", 0, "keep\n80\n81", ""},
-    };
-    for (const Row& row : rows) {
-        capture_log::Reset(1u << 9);
-        std::string value = "keep";
-        EXPECT_EQ(row.reader->GetValue(row.key, value), row.status) << row.key;
-        EXPECT_EQ(value, row.value) << row.key;
-        EXPECT_EQ(capture_log::Text(), row.log) << row.key;
-    }
-
+    CCFGReader reader;
+    ASSERT_EQ(row.loaded ? reader.ParseFile(dir.Write("a.cfg", kFile)) : 0, 0);
+    capture_log::Reset(1u << 9);
+    std::string value = "keep";
+    EXPECT_EQ(reader.GetValue(row.key, value), row.status);
+    EXPECT_EQ(value, row.value);
+    EXPECT_EQ(capture_log::Text(), row.log);
     capture_log::Reset();
-    EXPECT_EQ(loaded.GetValue(""), "");
-    EXPECT_EQ(empty.GetValue("Log.Level"), "");
-    EXPECT_EQ(loaded.GetValue("Log.Level"), "info");
+    EXPECT_EQ(reader.GetValue(row.key), row.status == 0 ? "80\n81" : "");
     EXPECT_EQ(capture_log::Text(), "") << "the string form logs nothing";
 }
+
+const char kNoParser[] = "9 GetValue: Parser object(m_pCFGParser) is NULL\n";
+
+INSTANTIATE_TEST_SUITE_P(Keys, LookupTable, testing::Values(
+    LookupCase{"NoParser", false, "Net.Port", EINVAL, "keep", kNoParser},
+    LookupCase{"NoParserEmptyKey", false, "", EINVAL, "keep", kNoParser},
+    LookupCase{"EmptyKey", true, "", 7, "keep", "9 GetValue: Invalid Key\n"},
+    LookupCase{"Missing", true, "Net.Host", -2, "keep", ""},
+    LookupCase{"Appended", true, "Net.Port", 0, "keep\n80\n81", ""}),
+    RowName());
 
 TEST(CfgReader, ParseFileTracesAndKeepsAFailedParser)
 {

@@ -9,6 +9,8 @@
 #include <new>
 #include <set>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CCFGReader.h"
 #include "CCFGWriter.h"
@@ -89,16 +91,26 @@ void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); 
 
 namespace {
 
+// What the last call under WithoutNothrowNew logged.
+std::string g_failedCallLog;
+
+// Runs `call` while every non-throwing allocation fails.
+int WithoutNothrowNew(const std::function<int()>& call)
+{
+    g_failNothrowNew = true;
+    const int status = call();
+    g_failNothrowNew = false;
+    g_failedCallLog = capture_log::Text();
+    return status;
+}
+
 TEST(AllocationFailure, MapAllocationIsReportedAndOldModelReleased)
 {
     TempDir dir;
     const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
     CCFGParser parser(path);
     capture_log::Reset();
-    g_failNothrowNew = true;
-    const int status = parser.CFGParseFile(path);
-    g_failNothrowNew = false;
-    EXPECT_EQ(status, EINVAL);
+    EXPECT_EQ(WithoutNothrowNew([&] { return parser.CFGParseFile(path); }), EINVAL);
     EXPECT_EQ(parser.m_pmCFGData, nullptr); // LeakSanitizer: the old model was freed
     EXPECT_EQ(capture_log::Text(), "9 CFGParseFile: m_pmCFGData is NULL\n");
     EXPECT_EQ(parser.CFGParseFile(path), 0);
@@ -106,75 +118,87 @@ TEST(AllocationFailure, MapAllocationIsReportedAndOldModelReleased)
 }
 
 // The adaptors and the front ends report a failed allocation of their parser
-// or back end as EINVAL; only the adaptors log it.
-TEST(AllocationFailure, ParsersAndBackEndsThatCannotBeAllocated)
+// or back end as EINVAL and are left without one; only the adaptors log it.
+// `run` returns the statuses of the failed call and of a later one.
+struct NothrowCase { const char* name; std::function<std::string(const std::string&)> run; const char* log; };
+using NothrowTable = testing::TestWithParam<NothrowCase>;
+
+TEST_P(NothrowTable, ParserOrBackEndThatCannotBeAllocated)
 {
     TempDir dir;
-    const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
-    CCFGReader reader;
-    CCFGWriter writer;
-    CZelConfigReader frontReader;
-    CZelConfigWriter frontWriter;
-    struct Row { const char* name; std::function<int()> call; const char* log; };
-    const Row rows[] = {
-        {"CCFGReader::ParseFile", [&] { return reader.ParseFile(path); },
-         "9 ParseFile: Memory allocation error for m_pCFGParser\n"},
-        {"CCFGWriter::ParseFile", [&] { return writer.ParseFile(path); },
-         "9 ParseFile: Memory allocation error for m_pCFGParser\n"},
-        {"CZelConfigReader::Parse", [&] { return frontReader.Parse(path); }, ""},
-        {"CZelConfigWriter::Parse", [&] { return frontWriter.Parse(path); }, ""},
-        {"CZelConfigWriter::Create", [&] { return frontWriter.Create(path); }, ""},
-    };
-    for (const Row& row : rows) {
-        capture_log::Reset(1u << 9);
-        g_failNothrowNew = true;
-        const int status = row.call();
-        g_failNothrowNew = false;
-        EXPECT_EQ(status, EINVAL) << row.name;
-        EXPECT_EQ(capture_log::Text(), row.log) << row.name;
-    }
-    EXPECT_EQ(reader.GetDataPtr(), nullptr);
-    EXPECT_EQ(writer.SaveData(), EINVAL) << "no parser";
-    EXPECT_EQ(frontReader.GetDataPtr(), nullptr);
-    EXPECT_EQ(frontWriter.Save(), EINVAL) << "no back end";
+    capture_log::Reset(1u << 9);
+    EXPECT_EQ(GetParam().run(dir.Write("a.cfg", "[A]\nk=1\n")), "22 22");
+    EXPECT_EQ(g_failedCallLog, GetParam().log);
 }
+
+const char kNoParser[] = "9 ParseFile: Memory allocation error for m_pCFGParser\n";
+
+// The status of `failing` under WithoutNothrowNew, then that of `after`.
+std::string Statuses(const std::function<int()>& failing, const std::function<int()>& after)
+{
+    const int failed = WithoutNothrowNew(failing);
+    return std::to_string(failed) + " " + std::to_string(after());
+}
+
+// A data pointer as a status: EINVAL for none.
+int NoData(void* data)
+{
+    return data == nullptr ? EINVAL : 0;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, NothrowTable, testing::Values(
+    NothrowCase{"CCFGReaderParseFile", [](const std::string& path) { CCFGReader reader;
+        return Statuses([&] { return reader.ParseFile(path); }, [&] { return NoData(reader.GetDataPtr()); }); },
+        kNoParser},
+    NothrowCase{"CCFGWriterParseFile", [](const std::string& path) { CCFGWriter writer;
+        return Statuses([&] { return writer.ParseFile(path); }, [&] { return writer.SaveData(); }); },
+        kNoParser},
+    NothrowCase{"CZelConfigReaderParse", [](const std::string& path) { CZelConfigReader reader;
+        return Statuses([&] { return reader.Parse(path); }, [&] { return NoData(reader.GetDataPtr()); }); },
+        ""},
+    NothrowCase{"CZelConfigWriterParse", [](const std::string& path) { CZelConfigWriter writer;
+        return Statuses([&] { return writer.Parse(path); }, [&] { return writer.Save(); }); }, ""},
+    NothrowCase{"CZelConfigWriterCreate", [](const std::string& path) { CZelConfigWriter writer;
+        return Statuses([&] { return writer.Create(path); }, [&] { return writer.Save(); }); }, ""}),
+    RowName());
 
 // CZelConfigParser::Parse makes four non-throwing allocations in turn: the
 // reader back end, its parser, the block map, the writer back end. Failing
 // each one in turn gives its own status, message and state.
-TEST(AllocationFailure, EachAllocationOfTheParserFrontEnd)
+struct FrontEndCase { const char* name; long failing; int status; const char* log; int value, set; };
+using FrontEndTable = testing::TestWithParam<FrontEndCase>;
+
+TEST_P(FrontEndTable, EachAllocationOfTheParserFrontEnd)
 {
+    const FrontEndCase& row = GetParam();
     TempDir dir;
     const std::string path = dir.Write("a.cfg", "[A]\nk=1\n");
-    struct Row { long failing; int status; const char* log; int value, set; };
-    const char kNoWriter[] = "9 Set: Config Writer (m_pWriter) is NULL\n";
-    const Row rows[] = {
-        {1, EINVAL, "", 0, EINVAL},
-        {2, EINVAL, "9 ParseFile: Memory allocation error for m_pCFGParser\n", 0, EINVAL},
-        {3, EINVAL, "9 CFGParseFile: m_pmCFGData is NULL\n", 0, EINVAL},
-        {4, EINVAL, "", 1, EINVAL},
-        {5, 0, "", 1, 0}, // nothing fails
-    };
-    for (const Row& row : rows) {
-        CZelConfigParser config;
-        capture_log::Reset(1u << 9);
-        g_nothrowCountdown = row.failing;
-        const int status = config.Parse(path);
-        g_nothrowCountdown = 0;
-        EXPECT_EQ(status, row.status) << row.failing;
-        EXPECT_EQ(capture_log::Text(), row.log) << row.failing;
-        EXPECT_EQ(config.GetInt("A.k"), row.value) << row.failing;
-        capture_log::Reset(1u << 9);
-        EXPECT_EQ(config.Set("A.k", 2), row.set) << row.failing;
-        EXPECT_EQ(capture_log::Text(), row.set == EINVAL ? kNoWriter : "") << row.failing;
+    CZelConfigParser config;
+    capture_log::Reset(1u << 9);
+    g_nothrowCountdown = row.failing;
+    const int status = config.Parse(path);
+    g_nothrowCountdown = 0;
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(capture_log::Text(), row.log);
+    EXPECT_EQ(config.GetInt("A.k"), row.value);
+    capture_log::Reset(1u << 9);
+    EXPECT_EQ(config.Set("A.k", 2), row.set);
+    EXPECT_EQ(capture_log::Text(), row.set == EINVAL ? "9 Set: Config Writer (m_pWriter) is NULL\n" : "");
 
-        // The path constructor meets the same failures and reports none.
-        g_nothrowCountdown = row.failing;
-        CZelConfigParser constructed(path);
-        g_nothrowCountdown = 0;
-        EXPECT_EQ(constructed.GetInt("A.k"), row.value) << row.failing;
-    }
+    // The path constructor meets the same failures and reports none.
+    g_nothrowCountdown = row.failing;
+    CZelConfigParser constructed(path);
+    g_nothrowCountdown = 0;
+    EXPECT_EQ(constructed.GetInt("A.k"), row.value);
 }
+
+INSTANTIATE_TEST_SUITE_P(Rows, FrontEndTable, testing::Values(
+    FrontEndCase{"ReaderBackEnd", 1, EINVAL, "", 0, EINVAL},
+    FrontEndCase{"ReadersParser", 2, EINVAL, kNoParser, 0, EINVAL},
+    FrontEndCase{"BlockMap", 3, EINVAL, "9 CFGParseFile: m_pmCFGData is NULL\n", 0, EINVAL},
+    FrontEndCase{"WriterBackEnd", 4, EINVAL, "", 1, EINVAL},
+    FrontEndCase{"NothingFails", 5, 0, "", 1, 0}),
+    RowName());
 
 // True when no block of the model is NULL.
 bool NoNullBlock(const CCFGParser& parser)

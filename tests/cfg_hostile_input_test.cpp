@@ -7,22 +7,17 @@
 // bytes, no ']', noise, a directory) are rows of cfg_parse_test.
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "TestFiles.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define ZELCONFIG_TEST_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define ZELCONFIG_TEST_ASAN 1
-#endif
-#endif
 
 namespace {
 
@@ -89,7 +84,7 @@ TEST_P(HostileTable, StatusModelAndMemory)
         std::ofstream out(path, std::ios::binary);
         row.write(out);
     }
-    const double fileBytes = static_cast<double>(ReadFile(path).size());
+    const auto fileBytes = static_cast<double>(std::filesystem::file_size(path));
     int pipeEnds[2];
     ASSERT_EQ(pipe(pipeEnds), 0);
     const pid_t child = fork();

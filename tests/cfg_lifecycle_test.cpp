@@ -1,6 +1,8 @@
 // Construction, refused copying and destruction of the engine object.
 #include <cerrno>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"

@@ -3,6 +3,8 @@
 // with it.
 #include <sys/stat.h>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "TestFiles.h"
 #include "cfg/CFGLineReader.h"
@@ -15,18 +17,6 @@ namespace {
 std::string Entry(size_t block, size_t entry)
 {
     return "entry " + std::to_string(block) + "." + std::to_string(entry) + " of a block";
-}
-
-// The lines a file holds, as the reader hands them out.
-std::vector<std::string> Lines(const std::string& bytes)
-{
-    std::vector<std::string> lines;
-    size_t start = 0;
-    for (size_t at; (at = bytes.find('\n', start)) != std::string::npos; start = at + 1) {
-        lines.push_back(bytes.substr(start, at - start));
-    }
-    lines.push_back(bytes.substr(start));
-    return lines;
 }
 
 struct AheadCase { const char* name; std::string bytes; size_t consumed; };

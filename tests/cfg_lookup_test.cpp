@@ -1,4 +1,6 @@
 // Lookup: the key's split, every match appended, and the separator rule.
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"

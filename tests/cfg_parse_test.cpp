@@ -1,8 +1,10 @@
 // Parsing: the grammar in both modes, every status with its message, and
-// input that is broken, binary or large.
+// input that is broken or binary (random input: fuzz_parse_ops; large files:
+// cfg_line_reader_test and cfg_hostile_input_test).
 #include <cerrno>
 #include <locale>
-#include <random>
+
+#include <gtest/gtest.h>
 
 #include "CCFGParser.h"
 #include "CaptureLog.h"
@@ -104,37 +106,6 @@ TEST(Parse, ReparseReplacesTheModelAndStatusIgnoresTheMask)
     EXPECT_EQ(parser.CFGParseFile(dir.Path() + "/missing.cfg"), -2);
     EXPECT_EQ(DumpModel(parser), "");
     EXPECT_EQ(capture_log::Text(), "");
-}
-
-// Lines that straddle the reader's chunks, and a line longer than a chunk.
-TEST(Parse, LargeFilesAndLongLines)
-{
-    std::string input, expected;
-    for (int block = 10000; block < 15000; ++block) { // about 600 KB
-        const std::string name = "B" + std::to_string(block), line = "k=" + std::string(block % 97, 'v');
-        input += "# " + name + "\n[" + name + "]\n" + line + "\n" + line + "\n";
-        expected += "[" + name + "] <# " + name + ">\n  " + line + "\n  " + line + "\n";
-    }
-    const std::string huge(5 * 1024 * 1024 + 3, 'x');
-    input += "[Z]\nlong=" + huge + "\nafter=1";
-    expected += "[Z]\n  long=" + huge + "\n  after=1\n";
-    TempDir dir;
-    CCFGParser parser(dir.Write("large.cfg", input));
-    EXPECT_TRUE(DumpModel(parser) == expected);
-}
-
-TEST(Parse, BinaryNoiseGetsAStatus)
-{
-    TempDir dir;
-    std::mt19937 random(12345);
-    for (int round = 0; round < 100; ++round) {
-        std::string noise(random() % 20000, '\0');
-        for (char& c : noise) { // skewed towards the bytes that matter to the grammar
-            c = random() % 2 != 0 ? "\n[]=#;"[random() % 6] : static_cast<char>(random());
-        }
-        const int status = CCFGParser(round % 2).CFGParseFile(dir.Write("noise.cfg", noise));
-        EXPECT_TRUE(status == 0 || status == -1 || status == EINVAL) << status;
-    }
 }
 
 TEST(Parse, AnonymousTrimmingFollowsTheGlobalLocale)

@@ -4,9 +4,10 @@
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "CCFGParser.h"
 #include "CCFGWriter.h"
@@ -97,28 +98,32 @@ TEST(Save, GoldenFilesOfTheExample)
     EXPECT_EQ(ReadFile(out), ReadFile(data + "/example.anonymous.saved"));
 }
 
-TEST(Save, FailuresAndTheirMessages)
+// `path` is under the test's directory unless it is empty or absolute.
+struct SaveFailureCase { const char* name; bool parsed; std::string path; int status; std::string log; };
+using SaveFailureTable = testing::TestWithParam<SaveFailureCase>;
+
+TEST_P(SaveFailureTable, StatusAndMessage)
 {
+    const SaveFailureCase& row = GetParam();
     TempDir dir;
-    const std::string input = dir.Write("in.cfg", "[A]\nk=v\n");
-    const std::string cannotOpen = "9 CFGSaveData: Cannot Open File\n";
-    const struct { bool parsed; std::string path; int status; std::string log; } rows[] = {
-        {false, dir.Path() + "/a.cfg", EINVAL, "9 CFGSaveData: m_pmCFGData is NULL\n"},
-        {true, dir.Path() + "/none/a.cfg", -2, cannotOpen},
-        {true, dir.Path(), -2, cannotOpen},
-        {true, "", -2, cannotOpen},
-        {true, "/dev/full", 0, ""}, // write errors are not detected
-    };
-    for (const auto& row : rows) {
-        CCFGParser parser;
-        EXPECT_EQ(row.parsed ? parser.CFGParseFile(input) : 0, 0);
-        capture_log::Reset();
-        EXPECT_EQ(parser.CFGSaveData(row.path), row.status) << row.path;
-        EXPECT_EQ(capture_log::Text(), row.log) << row.path;
-    }
-    struct stat status;
-    EXPECT_NE(stat((dir.Path() + "/a.cfg").c_str(), &status), 0) << "no file without a model";
+    CCFGParser parser;
+    EXPECT_EQ(row.parsed ? parser.CFGParseFile(dir.Write("in.cfg", "[A]\nk=v\n")) : 0, 0);
+    const std::string path = row.path.empty() || row.path[0] == '/' ? row.path : dir.Path() + "/" + row.path;
+    capture_log::Reset();
+    EXPECT_EQ(parser.CFGSaveData(path), row.status);
+    EXPECT_EQ(capture_log::Text(), row.log);
+    EXPECT_TRUE(row.parsed || ::access(path.c_str(), F_OK) != 0) << "no file without a model";
 }
+
+const char kCannotOpen[] = "9 CFGSaveData: Cannot Open File\n";
+
+INSTANTIATE_TEST_SUITE_P(Rows, SaveFailureTable, testing::Values(
+    SaveFailureCase{"NoModel", false, "a.cfg", EINVAL, "9 CFGSaveData: m_pmCFGData is NULL\n"},
+    SaveFailureCase{"MissingDirectory", true, "none/a.cfg", -2, kCannotOpen},
+    SaveFailureCase{"Directory", true, ".", -2, kCannotOpen},
+    SaveFailureCase{"EmptyPath", true, "", -2, kCannotOpen},
+    SaveFailureCase{"WriteErrorsUndetected", true, "/dev/full", 0, ""}),
+    RowName());
 
 // A file that cannot grow past a limit (RLIMIT_FSIZE, with SIGXFSZ ignored,
 // in a child process): the save still reports 0 and logs nothing, and the

@@ -2,6 +2,8 @@
 // statuses. No XML plug-in can be found in this test's process.
 #include <cerrno>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
 #include "CZelConfigWriter.h"

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <sstream>
 
+#include <gtest/gtest.h>
+
 #include "CZelConfigReader.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"
@@ -126,23 +128,6 @@ INSTANTIATE_TEST_SUITE_P(Texts, BoolTable, testing::Values(
     BoolCase{"TrailingBlankIsNoBoolean", "True ", 0, -1, 9},
     BoolCase{"DigitIsNoBoolean", "1", 0, -1, 9},
     BoolCase{"EmptyIsNoBoolean", "", 0, -1, 9}),
-    RowName());
-
-struct FormatCase { const char* name; std::string raw; std::string formatted; };
-using FormatTable = testing::TestWithParam<FormatCase>;
-
-TEST_P(FormatTable, StripsOnlyTrailingLineBreaks)
-{
-    EXPECT_EQ(CZelConfigReader::FormatValue(GetParam().raw), GetParam().formatted);
-}
-
-INSTANTIATE_TEST_SUITE_P(Texts, FormatTable, testing::Values(
-    FormatCase{"MixedTrailingBreaks", "abc\r\n\r\n", "abc"},
-    FormatCase{"LfBeforeCr", "abc\n\r", "abc"},
-    FormatCase{"InnerBreaksStay", "a\r\nb\n", "a\r\nb"},
-    FormatCase{"BlanksAndQuotesStay", " \"a\"\t ", " \"a\"\t "},
-    FormatCase{"OnlyBreaks", "\r\n\n", ""},
-    FormatCase{"Empty", "", ""}),
     RowName());
 
 TEST(Getters, StringsAreFormattedNumbersAreNot)

@@ -4,6 +4,8 @@
 #include <functional>
 #include <locale>
 
+#include <gtest/gtest.h>
+
 #include "CZelConfigParser.h"
 #include "TestFiles.h"
 

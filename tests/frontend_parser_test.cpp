@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <functional>
 
+#include <gtest/gtest.h>
+
 #include "CZelConfigParser.h"
 #include "CZelConfigReader.h"
 #include "CZelConfigWriter.h"
@@ -167,39 +169,39 @@ TEST(ParserFrontEnd, ReaderOnlyPaths)
 // back end while the other still uses the shared data: nothing is used after
 // it is freed or freed twice (AddressSanitizer checks), and what each side
 // answers afterwards is what its own back end holds.
-TEST(ParserFrontEnd, InheritedRoutesNeverShareFreedData)
+struct RouteCase
 {
+    const char* name;
+    std::function<int(CZelConfigParser&, const std::string& path, const std::string& other)> route;
+    int status, set;    // the route's, then a Set through the writer side
+    const char* read;   // what the reader side reads after the Set
+    const char* saved;  // the first file after a Save
+};
+using RouteTable = testing::TestWithParam<RouteCase>;
+
+TEST_P(RouteTable, InheritedRoutesNeverShareFreedData)
+{
+    const RouteCase& row = GetParam();
     TempDir dir;
     const std::string path = dir.Write("a.cfg", "[V]\nk=first\n");
-    const std::string other = dir.Write("b.cfg", "[V]\nk=other\n");
-    struct Row
-    {
-        const char* name;
-        std::function<int(CZelConfigParser&)> route;
-        int status, set; // the route's, then a Set through the writer side
-        const char* read; // what the reader side reads after the Set
-        const char* saved;  // the first file after a Save
-    };
-    const Row rows[] = {
-        {"ReaderParse", [&](CZelConfigParser& p) { return p.CZelConfigReader::Parse(other); }, 0, 7, "other",
-         "[V]\nk=first\n"},
-        {"WriterCreate", [&](CZelConfigParser& p) { return p.CZelConfigWriter::Create(path); }, 0, 7, "first",
-         "[V]\nk=first\n"},
-        {"WriterParse", [&](CZelConfigParser& p) { return p.CZelConfigWriter::Parse(path); }, 0, 0, "first",
-         "[V]\nk=set\n"},
-    };
-    for (const Row& row : rows) {
-        dir.Write("a.cfg", "[V]\nk=first\n");
-        CZelConfigParser parser(path);
-        EXPECT_EQ(row.route(parser), row.status) << row.name;
-        EXPECT_EQ(parser.Set("V.k", std::string("set")), row.set) << row.name;
-        EXPECT_EQ(parser.GetString("V.k"), row.read) << row.name;
-        parser.Save();
-        EXPECT_EQ(ReadFile(path), row.saved) << row.name;
-        EXPECT_EQ(parser.Parse(path), 0) << row.name << ": connects again";
-        EXPECT_EQ(parser.Set("V.k", std::string("again")), 0) << row.name;
-        EXPECT_EQ(parser.GetString("V.k"), "again") << row.name;
-    }
+    CZelConfigParser parser(path);
+    EXPECT_EQ(row.route(parser, path, dir.Write("b.cfg", "[V]\nk=other\n")), row.status);
+    EXPECT_EQ(parser.Set("V.k", std::string("set")), row.set);
+    EXPECT_EQ(parser.GetString("V.k"), row.read);
+    parser.Save();
+    EXPECT_EQ(ReadFile(path), row.saved);
+    EXPECT_EQ(parser.Parse(path), 0) << "connects again";
+    EXPECT_EQ(parser.Set("V.k", std::string("again")), 0);
+    EXPECT_EQ(parser.GetString("V.k"), "again");
 }
+
+INSTANTIATE_TEST_SUITE_P(Routes, RouteTable, testing::Values(
+    RouteCase{"ReaderParse", [](CZelConfigParser& p, const std::string&, const std::string& other) {
+        return p.CZelConfigReader::Parse(other); }, 0, 7, "other", "[V]\nk=first\n"},
+    RouteCase{"WriterCreate", [](CZelConfigParser& p, const std::string& path, const std::string&) {
+        return p.CZelConfigWriter::Create(path); }, 0, 7, "first", "[V]\nk=first\n"},
+    RouteCase{"WriterParse", [](CZelConfigParser& p, const std::string& path, const std::string&) {
+        return p.CZelConfigWriter::Parse(path); }, 0, 0, "first", "[V]\nk=set\n"}),
+    RowName());
 
 } // namespace

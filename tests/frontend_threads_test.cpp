@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "CCFGParser.h"
 #include "CZelConfigParser.h"
 #include "CaptureLog.h"

@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "CZelConfigParser.h"
 #include "CZelConfigReader.h"
 #include "CZelConfigWriter.h"

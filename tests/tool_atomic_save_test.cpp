@@ -11,6 +11,8 @@
 #include <thread>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "RunTool.h"
 #include "TestFiles.h"
 

@@ -3,7 +3,8 @@
 
 #include <string>
 
-// The tests' logging library: records every ZelLog call instead of printing it.
+// The logging library of the tests and the fuzz harnesses: records every
+// ZelLog call, whole, instead of printing it.
 namespace capture_log {
 
 // Forgets what was recorded and sets the enable mask (all levels by default).

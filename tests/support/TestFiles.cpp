@@ -2,10 +2,9 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "CCFGParser.h"
+#include "platform/FileIO.h"
 
 TempDir::TempDir()
 {
@@ -25,15 +24,29 @@ TempDir::~TempDir()
 std::string TempDir::Write(const std::string& name, const std::string& bytes) const
 {
     const std::string path = m_path + "/" + name;
-    std::ofstream(path, std::ios::binary) << bytes;
+    zelconfig::WriteFile(path, bytes);
     return path;
 }
 
 std::string ReadFile(const std::string& path)
 {
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
+    std::string bytes;
+    return zelconfig::ReadFile(path, bytes) == 0 ? bytes : std::string();
+}
+
+std::vector<std::string> Lines(const std::string& text, size_t limit)
+{
+    std::vector<std::string> lines;
+    size_t begin = 0;
+    while (lines.size() < limit) {
+        const size_t end = text.find('\n', begin);
+        lines.push_back(text.substr(begin, end == std::string::npos ? std::string::npos : end - begin));
+        if (end == std::string::npos) {
+            break;
+        }
+        begin = end + 1;
+    }
+    return lines;
 }
 
 std::string DumpModel(const CCFGParser& parser)
