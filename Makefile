@@ -132,10 +132,11 @@ test-tsan: deps
 # error or definite leak fails. Label no-memcheck skips the test that replaces
 # operator new itself (valgrind's own replacement in libstdc++ would pair with
 # it wrongly; LeakSanitizer covers it) and the one whose memory bounds assume
-# glibc's allocator.
+# glibc's allocator. Dashboard mode (-T) takes the build directory from
+# --test-dir only.
 test-valgrind: test-build
 	@$(DEPS) valgrind
-	ctest --preset memcheck -j $(JOBS) -T memcheck \
+	ctest --preset memcheck --test-dir build-test -j $(JOBS) -T memcheck \
 	    --overwrite MemoryCheckCommand=$$(command -v valgrind) \
 	    --overwrite "MemoryCheckCommandOptions=--error-exitcode=99 --leak-check=full \
 	        --errors-for-leak-kinds=definite --suppressions=$(CURDIR)/tests/valgrind.supp"
