@@ -29,7 +29,7 @@ empty      :=
 space      := $(empty) $(empty)
 
 .PHONY: all deps deps-bench deps-package deps-cross build run test test-plain test-sanitize \
-        test-build test-slow bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
+        test-build sanitize-build test-slow bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
         test-valgrind package-check cross-test
 
 all: build
@@ -68,15 +68,15 @@ test-build: deps
 test-plain: test-build
 	ctest --preset test -j $(JOBS)
 
-test-sanitize: deps
+sanitize-build: deps
 	cmake --preset sanitize
 	cmake --build --preset sanitize -j $(JOBS)
+
+test-sanitize: sanitize-build
 	ctest --preset sanitize -j $(JOBS)
 
 # The resource checks that the everyday run leaves out, in both test builds.
-test-slow: test-build
-	cmake --preset sanitize
-	cmake --build --preset sanitize -j $(JOBS)
+test-slow: test-build sanitize-build
 	ctest --preset test-slow
 	ctest --preset sanitize-slow
 
