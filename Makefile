@@ -1,12 +1,12 @@
 # Short aliases over the presets of CMakePresets.json (cmake --preset,
 # cmake --build --preset, ctest --preset), one per everyday command:
 #   make run   install what is missing, build zelcfg, run it on the examples
-#   make test  build with -Werror and run the tests but the slow ones, plain
-#              (g++) and under AddressSanitizer and UndefinedBehaviorSanitizer (clang)
-#   make test-slow   the slow tests (label slow) of both test builds
+#   make test  build with -Werror and run the tests, plain (g++) and under
+#              AddressSanitizer and UndefinedBehaviorSanitizer (clang)
 #   make bench build in Release, install the peer libraries, run every
 #              benchmark and print the table (docs/performance.md)
-#   make bench-smoke  the same build, every benchmark once on the small file
+#   make bench-smoke  the same build, every benchmark once on the small file,
+#              and the memory bounds of hostile parses
 #   make package-check  install into a staging prefix, build and run the
 #              consumer example through CMake and pkg-config, build and check the .deb
 #   make cross-test  cross-build for aarch64 and run the tests under qemu
@@ -29,7 +29,7 @@ empty      :=
 space      := $(empty) $(empty)
 
 .PHONY: all deps deps-bench deps-package deps-cross build run test test-plain test-sanitize \
-        test-build sanitize-build test-slow bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
+        test-build bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
         test-valgrind package-check cross-test
 
 all: build
@@ -68,17 +68,10 @@ test-build: deps
 test-plain: test-build
 	ctest --preset test -j $(JOBS)
 
-sanitize-build: deps
+test-sanitize: deps
 	cmake --preset sanitize
 	cmake --build --preset sanitize -j $(JOBS)
-
-test-sanitize: sanitize-build
 	ctest --preset sanitize -j $(JOBS)
-
-# The resource checks that the everyday run leaves out, in both test builds.
-test-slow: test-build sanitize-build
-	ctest --preset test-slow
-	ctest --preset sanitize-slow
 
 bench-build: deps-bench
 	cmake --preset bench
@@ -87,9 +80,11 @@ bench-build: deps-bench
 # The synthetic files (about 100 MB) are written to build-bench/data.
 bench: bench-build
 	build-bench/bench/zelconfig_bench --rounds $(BENCH_ROUNDS) --files $(BENCH_FILES) --data build-bench/data
+	build-bench/bench/zelconfig_bench_memory build-bench/data
 
 bench-smoke: bench-build
 	build-bench/bench/zelconfig_bench --smoke --data build-bench/data
+	build-bench/bench/zelconfig_bench_memory build-bench/data
 
 clean:
 	rm -rf $(BUILD_DIRS)
