@@ -18,40 +18,12 @@ using zelconfig::CFGClassifyLine;
 using zelconfig::CFGLineKind;
 using zelconfig::Document;
 
-struct Block
-{
-    std::string comment;
-    std::vector<CNode> nodes;
-};
-using Model = std::map<std::string, Block>;
-
 // Parses the text with the engine, through a file as the engine needs.
 int Engine(const std::string& scratch, const std::string& text, bool anonymous, CCFGParser& parser)
 {
     zelconfig::WriteFile(scratch, text);
     parser.m_uiAnonymousMode = anonymous ? 1u : 0u;
     return parser.CFGParseFile(scratch);
-}
-
-Model ToModel(const CCFGParser& parser)
-{
-    Model model;
-    for (const auto& [name, block] : *parser.m_pmCFGData) {
-        model[name] = Block{block->m_strComment, block->m_vecNodes};
-    }
-    return model;
-}
-
-std::string Dump(const Model& model)
-{
-    std::string out;
-    for (const auto& [name, block] : model) {
-        out += "[" + name + "] <" + block.comment + ">\n";
-        for (const CNode& node : block.nodes) {
-            out += "  <" + node.m_strComment + "> " + node.m_strKey + "=" + node.m_strValue + "\n";
-        }
-    }
-    return out;
 }
 
 // Lines as compared here: without the empty piece after a last line feed.
@@ -114,9 +86,10 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     const bool anonymous = mode == Document::Mode::kAnonymous;
     Document document(mode);
     const int parsed = document.Parse(text);
+    // The engine's model of the text, edited below into the model the edit promises.
     CCFGParser engine;
     Engine(scratch, text, anonymous, engine);
-    Model promised = ToModel(engine);
+    std::map<std::string, CBlock*>& promised = *engine.m_pmCFGData;
 
     // The key's names, split as lookups split them.
     const size_t dot = edit.key.find('.');
@@ -136,8 +109,8 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         const std::string full = block + "." + entry;
         if (edit.key.empty() || value.find('\n') != std::string::npos || (anonymous && SpaceAtEnds(value))) {
             expected = EINVAL;
-        } else if ((expected = engine.CFGSetData(full, value)) == 0) {
-            promised = ToModel(engine);
+        } else {
+            expected = engine.CFGSetData(full, value);
         }
         break;
     }
@@ -150,7 +123,9 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
             || (anonymous && (block != "anonymous" || SpaceAtEnds(entry) || SpaceAtEnds(value)))) {
             expected = EINVAL;
         } else {
-            promised[block].nodes.push_back(CNode{"", entry, value});
+            CBlock*& added = promised[block];
+            added = added != nullptr ? added : new CBlock();
+            added->m_vecNodes.push_back(CNode{"", entry, value});
         }
         break;
     }
@@ -159,7 +134,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         expected = edit.key.empty() ? EINVAL : -2;
         auto found = promised.find(block);
         if (expected == -2 && found != promised.end()) {
-            std::vector<CNode>& nodes = found->second.nodes;
+            std::vector<CNode>& nodes = found->second->m_vecNodes;
             const size_t before = nodes.size();
             nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
                                        [&](const CNode& node) { return node.m_strKey == entry; }),
@@ -168,15 +143,21 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         }
         break;
     }
-    case Op::kRemoveBlock:
+    case Op::kRemoveBlock: {
         outcome.status = document.RemoveBlock(edit.key);
-        expected = anonymous && edit.key == "anonymous" ? EINVAL : promised.erase(edit.key) != 0 ? 0 : -2;
+        const auto found = promised.find(edit.key);
+        expected = anonymous && edit.key == "anonymous" ? EINVAL : found != promised.end() ? 0 : -2;
+        if (expected == 0) {
+            delete found->second;
+            promised.erase(found);
+        }
         break;
+    }
     case Op::kNormalise:
         outcome.status = document.Normalise();
         // A trimmed name may begin like a comment or a header and read back as one.
         for (const auto& named : promised) {
-            for (const CNode& node : named.second.nodes) {
+            for (const CNode& node : named.second->m_vecNodes) {
                 if (anonymous && !node.m_strKey.empty() && std::string("#;[").find(node.m_strKey[0]) != std::string::npos) {
                     expected = EINVAL;
                 }
@@ -202,9 +183,8 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     if (Engine(scratch, outcome.text, anonymous, reread) != 0) {
         return "the result does not parse";
     }
-    const Model got = ToModel(reread);
-    if (Dump(got) != Dump(promised)) {
-        return "model:\n" + Dump(got) + "promised:\n" + Dump(promised);
+    if (DumpModel(reread) != DumpModel(engine)) {
+        return "model:\n" + DumpModel(reread) + "promised:\n" + DumpModel(engine);
     }
 
     // The lines the edit did not have to touch are unchanged, in place.

@@ -1,7 +1,18 @@
 // Parses the input in both modes, then looks up, updates and saves keys
 // taken from the input: its lines as they stand, and the Block.Entry names
 // of what was parsed. Lookup and update split a key with a '.' alike, so
-// they must agree on which entries it names.
+// they must agree on which entries it names. The saved form is then a fixed
+// point: parse and save it again and the bytes are the same, and in block
+// mode so are the model and every key's answer.
+//
+// Where the format's own rules make it no fixed point, the property is
+// narrowed rather than the rules changed:
+// - A value holding a line feed is saved as it stands and comes back as
+//   several lines, so the updates made here hold none (in block mode, the
+//   input's last line and a count).
+// - In anonymous mode keys and values are trimmed, so a key may come to
+//   begin with '#', ';' or '[' and be read back as a comment or a header:
+//   the fixed point is checked there only for models without such keys.
 #include <algorithm>
 #include <cerrno>
 
@@ -32,7 +43,7 @@ std::string Repeated(const std::string& value, size_t count)
     return out;
 }
 
-void CheckKey(CCFGParser& parser, const std::string& key)
+void CheckKey(CCFGParser& parser, const std::string& key, const std::string& prefix)
 {
     std::string value;
     const int found = parser.CFGGetData(key, value);
@@ -40,7 +51,7 @@ void CheckKey(CCFGParser& parser, const std::string& key)
     FUZZ_REQUIRE(parser.CFGGetData(key) == value, key);
     FUZZ_REQUIRE(found == 0 || value.empty(), key);
 
-    const std::string update = "<" + std::to_string(key.size()) + ">";
+    const std::string update = prefix + "<" + std::to_string(key.size()) + ">";
     const int set = parser.CFGSetData(key, update);
     FUZZ_REQUIRE((set == EINVAL) == key.empty(), key);
     FUZZ_REQUIRE(set == 0 || set == -2 || set == EINVAL, key);
@@ -59,13 +70,51 @@ void CheckKey(CCFGParser& parser, const std::string& key)
     }
 }
 
+bool KeysReadBackAlike(const CCFGParser& parser)
+{
+    for (const auto& entry : *parser.m_pmCFGData) {
+        for (const CNode& node : entry.second->m_vecNodes) {
+            const char first = node.m_strKey.empty() ? '\0' : node.m_strKey[0];
+            if (first == '#' || first == ';' || first == '[') {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// Saves `parser`, parses what was saved in the same mode and saves that again.
+void CheckFixedPoint(CCFGParser& parser, unsigned mode)
+{
+    const std::string first = fuzz::ScratchPath("first.cfg");
+    const std::string second = fuzz::ScratchPath("second.cfg");
+    FUZZ_REQUIRE(parser.CFGSaveData(first) == 0, first);
+    CCFGParser reread(mode);
+    FUZZ_REQUIRE(reread.CFGParseFile(first) == 0, ReadFile(first));
+    FUZZ_REQUIRE(reread.CFGSaveData(second) == 0, second);
+    const std::string bytes = ReadFile(first);
+    FUZZ_REQUIRE(ReadFile(second) == bytes, bytes);
+    if (mode != 0) {
+        return; // the saved "[anonymous]" block differs from the model by design
+    }
+    FUZZ_REQUIRE(DumpModel(reread) == DumpModel(parser), bytes);
+    for (const auto& [name, block] : *parser.m_pmCFGData) {
+        for (const CNode& node : block->m_vecNodes) {
+            const std::string key = name + "." + node.m_strKey;
+            std::string before, after;
+            const int found = parser.CFGGetData(key, before);
+            FUZZ_REQUIRE(reread.CFGGetData(key, after) == found && after == before, key);
+        }
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const std::string input(reinterpret_cast<const char*>(data), size);
     const std::string path = fuzz::WriteScratch("input.cfg", input);
-    const std::string saved = fuzz::ScratchPath("saved.cfg");
+    const std::string lastLine = input.substr(input.rfind('\n') + 1);
     const std::vector<std::string> lines = Lines(input, 64);
     for (const unsigned mode : {0u, 1u}) {
         capture_log::Reset();
@@ -78,14 +127,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const auto messages = static_cast<size_t>(std::count(log.begin(), log.end(), '\n'));
         FUZZ_REQUIRE(messages == (status == 0 ? 0u : 1u), log);
 
+        // Whatever was read up to a failure is looked up, updated and saved.
         for (const std::string& key : KeysOf(parser, lines)) {
-            CheckKey(parser, key);
+            CheckKey(parser, key, mode == 0 ? lastLine : "");
         }
-        FUZZ_REQUIRE(parser.CFGSaveData(saved) == 0, saved);
-        if (mode == 0) {
-            // The updates stored no line feed, so what was saved reads back whole.
-            CCFGParser reread(0u);
-            FUZZ_REQUIRE(reread.CFGParseFile(saved) == 0, ReadFile(saved));
+        if (mode == 0 || KeysReadBackAlike(parser)) {
+            CheckFixedPoint(parser, mode);
         }
     }
     return 0;
