@@ -1,9 +1,7 @@
 // Updating values in memory and saving the model in its normalised form.
 #include <cerrno>
-#include <csignal>
 #include <sys/syscall.h>
 #include <sys/uio.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -124,37 +122,6 @@ INSTANTIATE_TEST_SUITE_P(Rows, SaveFailureTable, testing::Values(
     SaveFailureCase{"EmptyPath", true, "", -2, kCannotOpen},
     SaveFailureCase{"WriteErrorsUndetected", true, "/dev/full", 0, ""}),
     RowName());
-
-// A file that cannot grow past a limit (RLIMIT_FSIZE, with SIGXFSZ ignored,
-// in a child process): the save still reports 0 and logs nothing, and the
-// file holds exactly the bytes that fitted. Write errors are not detected.
-TEST(Save, FileThatCannotGrowIsPartlyWritten)
-{
-    TempDir dir;
-    const std::string input =
-        dir.Write("in.cfg", "# c\n[A]\nk=v\nlong=" + std::string(3000, 'x') + "\n[B]\nb=1\n");
-    const std::string full = dir.Path() + "/full.cfg";
-    ASSERT_EQ(CCFGParser(input).CFGSaveData(full), 0);
-    const std::string bytes = ReadFile(full);
-    for (const rlim_t limit : {rlim_t{0}, rlim_t{5}, rlim_t{600}, rlim_t{3010}}) {
-        const std::string out = dir.Write("out.cfg", "old");
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            std::signal(SIGXFSZ, SIG_IGN);
-            const rlimit cap{limit, limit};
-            CCFGParser parser(input);
-            capture_log::Reset();
-            const bool quiet = setrlimit(RLIMIT_FSIZE, &cap) == 0 && parser.CFGSaveData(out) == 0
-                               && capture_log::Text().empty();
-            _exit(quiet ? 0 : 1);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << limit;
-        EXPECT_TRUE(ReadFile(out) == bytes.substr(0, limit)) << limit;
-    }
-}
 
 // A write that makes no progress ends the save (still 0: write errors are
 // not reported) instead of looping; a watchdog ends a child that loops.

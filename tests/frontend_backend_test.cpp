@@ -1,72 +1,47 @@
 // Back-end selection by path, and the reader front end's own traces and
-// statuses. No XML plug-in can be found in this test's process.
+// statuses.
 #include <cerrno>
 
 #include <gtest/gtest.h>
 
-#include "CCFGParser.h"
 #include "CZelConfigReader.h"
-#include "CZelConfigWriter.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"
+#include "frontend/Backend.h"
 
 namespace {
 
-// What a reader's Parse chose for the path: "block", "anonymous", "xml" or "none".
-std::string ReaderChoice(const std::string& path)
-{
-    CZelConfigReader reader;
-    capture_log::Reset((1u << 9) | (1u << 31));
-    const int status = reader.Parse(path);
-    if (void* data = reader.GetDataPtr()) {
-        return static_cast<CCFGParser*>(data)->m_uiAnonymousMode != 0 ? "anonymous" : "block";
-    }
-    const std::string log = capture_log::Text();
-    if (status == EINVAL && log.rfind("31 Parse: Unable to open libZel_XMLConfigParser.so. ", 0) == 0) {
-        return "xml";
-    }
-    return status == EINVAL && log == "9 Parse: Neither XML nor CFG\n" ? "none" : "unexpected: " + log;
-}
+using zelconfig::Backend;
+using zelconfig::BackendUse;
 
-// What a writer's Create chose: "cfg", "xml" or "none".
-std::string WriterChoice(const std::string& path)
-{
-    CZelConfigWriter writer;
-    capture_log::Reset((1u << 9) | (1u << 31));
-    const int status = writer.Create(path);
-    const std::string log = capture_log::Text();
-    if (status == 0 && log.empty()) {
-        return "cfg";
-    }
-    if (status == EINVAL && log.rfind("31 Create: Unable to open libZel_XMLConfigParser.so. ", 0) == 0) {
-        return "xml";
-    }
-    return status == EINVAL && log == "9 Create: Neither XML nor CFG\n" ? "none" : "unexpected: " + log;
-}
-
-struct ChoiceCase { const char* name; std::string path; const char* reader; const char* writer; };
+// That the front ends act as the choice says is fuzz_backend's property, on
+// these same paths in its corpus.
+struct ChoiceCase { const char* name; std::string path; Backend reader, writer; };
 using ChoiceTable = testing::TestWithParam<ChoiceCase>;
 
 TEST_P(ChoiceTable, FirstKnownTextAnywhereInThePathWins)
 {
     const ChoiceCase& row = GetParam();
-    EXPECT_EQ(ReaderChoice(row.path), row.reader);
-    EXPECT_EQ(WriterChoice(row.path), row.writer);
+    EXPECT_EQ(zelconfig::ChooseBackend(row.path.c_str(), BackendUse::kRead), row.reader);
+    EXPECT_EQ(zelconfig::ChooseBackend(row.path.c_str(), BackendUse::kWrite), row.writer);
 }
 
+constexpr Backend kBlock = Backend::kCfgBlock, kAnonymous = Backend::kCfgAnonymous, kXml = Backend::kXml,
+                  kNone = Backend::kNone;
+
 INSTANTIATE_TEST_SUITE_P(Paths, ChoiceTable, testing::Values(
-    ChoiceCase{"Cfg", "/data/x.cfg", "block", "cfg"},
-    ChoiceCase{"CfgNotAsSuffix", "/data/x.cfg.bak", "block", "cfg"},
-    ChoiceCase{"CfgInDirectoryName", "/etc/a.cfg/readme", "block", "cfg"},
-    ChoiceCase{"CfgBeforeXml", "/data/x.xml.cfg", "block", "cfg"},
-    ChoiceCase{"CfgBeforeInf", "x.inf.cfg", "block", "cfg"},
-    ChoiceCase{"Inf", "x.inf", "anonymous", "none"},
-    ChoiceCase{"Cksum", "/boot/image.cksum", "anonymous", "none"},
-    ChoiceCase{"CksumBeforeXml", "backup.xml.cksum", "anonymous", "xml"},
-    ChoiceCase{"Xml", "/data/x.xml", "xml", "xml"},
-    ChoiceCase{"CaseSensitive", "settings.CFG", "none", "none"},
-    ChoiceCase{"NoKnownText", "/data/x.ini", "none", "none"},
-    ChoiceCase{"EmptyPath", "", "none", "none"}),
+    ChoiceCase{"Cfg", "/data/x.cfg", kBlock, kBlock},
+    ChoiceCase{"CfgNotAsSuffix", "/data/x.cfg.bak", kBlock, kBlock},
+    ChoiceCase{"CfgInDirectoryName", "/etc/a.cfg/readme", kBlock, kBlock},
+    ChoiceCase{"CfgBeforeXml", "/data/x.xml.cfg", kBlock, kBlock},
+    ChoiceCase{"CfgBeforeInf", "x.inf.cfg", kBlock, kBlock},
+    ChoiceCase{"Inf", "x.inf", kAnonymous, kNone},
+    ChoiceCase{"Cksum", "/boot/image.cksum", kAnonymous, kNone},
+    ChoiceCase{"CksumBeforeXml", "backup.xml.cksum", kAnonymous, kXml},
+    ChoiceCase{"Xml", "/data/x.xml", kXml, kXml},
+    ChoiceCase{"CaseSensitive", "settings.CFG", kNone, kNone},
+    ChoiceCase{"NoKnownText", "/data/x.ini", kNone, kNone},
+    ChoiceCase{"EmptyPath", "", kNone, kNone}),
     RowName());
 
 TEST(ReaderFrontEnd, ConstructorTracesAndReportsAFailedParse)

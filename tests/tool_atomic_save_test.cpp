@@ -1,9 +1,9 @@
 // zelcfg's atomic save: links followed, permissions kept, the original left
 // intact on every failure, and concurrent edits taking turns.
-#include <algorithm>
 #include <chrono>
-#include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
+#include <set>
 #include <sstream>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -21,16 +21,10 @@ namespace {
 // The names in a directory, sorted, so that a leftover temporary file shows.
 std::string Listing(const std::string& dir)
 {
-    std::vector<std::string> names;
-    if (DIR* stream = ::opendir(dir.c_str())) {
-        while (const dirent* entry = ::readdir(stream)) {
-            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..") {
-                names.push_back(entry->d_name);
-            }
-        }
-        ::closedir(stream);
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+        names.insert(entry.path().filename().string());
     }
-    std::sort(names.begin(), names.end());
     std::string text;
     for (const std::string& name : names) {
         text += name + " ";

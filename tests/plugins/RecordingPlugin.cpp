@@ -36,8 +36,9 @@ public:
     }
     std::string GetValue(const std::string& strKey) override
     {
-        const auto found = m_values.find(strKey);
-        return found != m_values.end() ? found->second : std::string();
+        std::string value;
+        GetValue(strKey, value);
+        return value;
     }
     int GetValue(const std::string& strKey, std::string& strValue) override
     {
