@@ -91,10 +91,10 @@ bool Run(const HostileCase& row, const std::string& dir)
         const Report report = ParseAndMeasure(row, path);
         _exit(write(pipeEnds[1], &report, sizeof report) == sizeof report ? 0 : 1);
     }
+    close(pipeEnds[1]); // so that a child that dies ends the read
     Report report{};
     const ssize_t got = child > 0 ? read(pipeEnds[0], &report, sizeof report) : -1;
     close(pipeEnds[0]);
-    close(pipeEnds[1]);
     int exitStatus = 0;
     if (child > 0) {
         waitpid(child, &exitStatus, 0);
