@@ -126,9 +126,9 @@ test-tsan: deps
 # The plain build's tests under memcheck (built, not run plain again): any
 # error or definite leak fails. Label no-memcheck skips the test that replaces
 # operator new itself (valgrind's own replacement in libstdc++ would pair with
-# it wrongly; LeakSanitizer covers it) and the bash completion's (it would
-# check bash). Dashboard mode (-T) takes the build directory from --test-dir
-# only.
+# it wrongly; LeakSanitizer covers it) and those whose process is a shell or
+# CMake (valgrind would check that program). Dashboard mode (-T) takes the
+# build directory from --test-dir only.
 test-valgrind: test-build
 	@$(DEPS) valgrind
 	ctest --preset memcheck --test-dir build-test -j $(JOBS) -T memcheck \
