@@ -80,9 +80,13 @@ if [ -n "$missing" ]; then
                      quietly $sudo dpkg --add-architecture "$arch" ;;
         esac
     done
-    quietly $sudo apt-get update -q
+    # Another install running beside this one (a second make target, say)
+    # holds apt's locks: wait for it rather than fail.
+    wait_lock="-o DPkg::Lock::Timeout=600"
     # shellcheck disable=SC2086
-    quietly $sudo apt-get install -y -q --no-install-recommends $missing
+    quietly $sudo apt-get $wait_lock update -q
+    # shellcheck disable=SC2086
+    quietly $sudo apt-get $wait_lock install -y -q --no-install-recommends $missing
 fi
 if [ $need_locale = 1 ]; then
     echo "Generating the $test_locale locale"
