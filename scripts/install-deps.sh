@@ -83,8 +83,12 @@ if [ -n "$missing" ]; then
     # Another install running beside this one (a second make target, say)
     # holds apt's locks: wait for it rather than fail.
     wait_lock="-o DPkg::Lock::Timeout=600"
+    # A mirror caught mid-sync fails one index (seen for a security suite of a
+    # foreign architecture) while the others are fine: go on with what was
+    # fetched and let the install say whether a package is really missing.
     # shellcheck disable=SC2086
-    quietly $sudo apt-get $wait_lock update -q
+    $sudo apt-get $wait_lock update -q >>"$log" 2>&1 ||
+        echo "warning: apt-get update failed in part; installing from the lists it has" >&2
     # shellcheck disable=SC2086
     quietly $sudo apt-get $wait_lock install -y -q --no-install-recommends $missing
 fi
