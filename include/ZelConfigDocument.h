@@ -59,10 +59,11 @@ public:
 
     // Reads the file: the status CCFGParser::CFGParseFile gives for it (0,
     // -1, -2 or 22). After -1 or 22 reads see what the engine's partial model
-    // holds and edits are refused; after -2 Error() says why.
+    // holds and edits are refused; Error() says why after each failure, with
+    // the number of the line that stopped the parse after -1 and 22.
     int Load(const std::string& path, unsigned options = 0);
-    // The same from bytes in memory: 0, -1 or 22. Such a document has no file
-    // to save to.
+    // The same from bytes in memory: 0, -1 or 22, with Error() as for Load.
+    // Such a document has no file to save to.
     int Parse(std::string_view text);
 
     // The bytes as they stand after the edits so far; valid until the next
@@ -74,7 +75,8 @@ public:
     // feed; lines that edits add then end so too, where the carriage return
     // cannot become part of a value (headers, and entries in anonymous mode).
     bool CrlfLineEnds() const;
-    // Why the last Load or Save failed, in words; empty after a success.
+    // Why the last Load, Parse or Save failed, in words ("line 3: a block
+    // header has no ']'"); empty after a success.
     const std::string& Error() const;
 
     // Appends every value of the key to `value` exactly as
@@ -150,7 +152,8 @@ public:
     // permission bits and owner, rename over the file (through symbolic
     // links), fsync of the directory.
     // 0; -2 with Error() saying why (the file keeps its bytes unless it says
-    // the file was replaced); 22 without a loaded file.
+    // the file was replaced); 22, with Error() saying why, without a file
+    // loaded to its end.
     int Save();
 
 private:

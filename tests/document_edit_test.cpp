@@ -2,6 +2,7 @@
 // whole resulting text (so every changed line shows) and against the model
 // the engine reads from it, which must be the one the edit promises. That
 // reads agree with the engine is checked on fuzz_document's corpus.
+#include <cerrno>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -138,6 +139,42 @@ INSTANTIATE_TEST_SUITE_P(Normalise, EditTable, testing::Values(
     EditRow{"AsTheEngineSaves", kBlock, kFile, Op::kNormalise, "", "", 0,
             "# about log\n[Log]\nLevel=warn\n# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
     EditRow{"Anonymous", kAnonymous, " k = 1\n", Op::kNormalise, "", "", 0, "[anonymous]\nk=1\n"}),
+    RowName());
+
+// Every failed load, parse and save says why, naming the line that stopped a parse.
+struct FailureRow
+{
+    const char* name;
+    Document::Mode mode;
+    std::string text;
+    bool fromFile; // Load a file holding the text, else Parse it
+    int status;
+    std::string error, saveError; // Error() after the read, and after Save()
+};
+
+using FailureTable = testing::TestWithParam<FailureRow>;
+
+TEST_P(FailureTable, ErrorSaysWhy)
+{
+    const FailureRow& row = GetParam();
+    TempDir dir;
+    Document document(row.mode);
+    EXPECT_EQ(row.fromFile ? document.Load(dir.Write("f.cfg", row.text)) : document.Parse(row.text), row.status);
+    EXPECT_EQ(document.Error(), row.error);
+    EXPECT_EQ(document.Save(), row.status == 0 && row.fromFile ? 0 : EINVAL);
+    EXPECT_EQ(document.Error(), row.saveError);
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, FailureTable, testing::Values(
+    FailureRow{"HeaderWithoutBracket", kBlock, "[A]\nk=1\n\n[B\n", true, -1, "line 4: a block header has no ']'",
+               "line 4: a block header has no ']'"},
+    FailureRow{"HeaderWithoutBracketAnonymous", kAnonymous, "k=1\r\n[B\r\n", false, -1,
+               "line 2: a block header has no ']'", "no file to save to: nothing was loaded from one"},
+    FailureRow{"EntryAboveHeader", kBlock, "# c\nk=1\n[A]\n", true, EINVAL,
+               "line 2: an entry stands above the first block header",
+               "line 2: an entry stands above the first block header"},
+    FailureRow{"ParsedHasNoFile", kBlock, "[A]\n", false, 0, "", "no file to save to: nothing was loaded from one"},
+    FailureRow{"LoadedSavesNothingUnchanged", kBlock, "[A]\n", true, 0, "", ""}),
     RowName());
 
 // Loading with the lock, and saving only what changed, through links.

@@ -241,21 +241,29 @@ struct Document::State
                 continue;
             case CFGLineKind::kUnterminatedHeader:
                 ZEL_LOG(kLogError, "Load", "End Tag missing");
-                readEnd = line.begin;
-                return -1;
+                return Stop(line.begin, -1, "a block header has no ']'");
             case CFGLineKind::kEntry:
                 if (Anonymous() || !headers.empty()) {
                     continue;
                 }
                 ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
-                readEnd = line.begin;
-                return EINVAL;
+                return Stop(line.begin, EINVAL, "an entry stands above the first block header");
             case CFGLineKind::kComment:
             case CFGLineKind::kIgnored:
                 continue;
             }
         }
         return 0;
+    }
+
+    // Ends the parse at the line that begins at `at`: the status, with the
+    // line's number and what is wrong with it in `error`.
+    int Stop(size_t at, int result, const char* what)
+    {
+        readEnd = at;
+        const auto number = 1 + std::count(text.data(), text.data() + at, '\n');
+        error = "line " + std::to_string(number) + ": " + what;
+        return result;
     }
 
     // Indexes the bytes just read.
@@ -965,6 +973,10 @@ int Document::Save()
 {
     State& s = *m_state;
     if (!s.hasFile || !s.Editable()) {
+        // A failed load keeps its own reason.
+        if (!s.hasFile) {
+            s.error = "no file to save to: nothing was loaded from one";
+        }
         return EINVAL;
     }
     if (!s.changed) {

@@ -71,23 +71,14 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
     return true;
 }
 
-// Why a CFG file could not be read or parsed, in words.
+// Why a CFG file could not be read or parsed, in words: the document's own
+// reason, which names the line that stopped a parse.
 std::string LoadFailure(int status, const Document& document)
 {
-    switch (status) {
-    case -1:
-        return "a block header has no ']' ('zelcfg lint' shows where)";
-    case -2:
-        return document.Error().empty() ? "cannot be read" : document.Error();
-    case EINVAL:
-        if (document.GetMode() == Document::Mode::kBlock) {
-            return "an entry stands above the first block header ('zelcfg lint' shows where)";
-        }
-        break;
-    default:
-        break;
+    if (!document.Error().empty()) {
+        return document.Error();
     }
-    return "cannot be parsed (status " + std::to_string(status) + ")";
+    return status == -2 ? "cannot be read" : "cannot be parsed (status " + std::to_string(status) + ")";
 }
 
 // Reads the file, or standard input, into `document`: its status; -2 for
