@@ -123,8 +123,10 @@ public:
     // last header or entry. In anonymous mode only the block "anonymous"
     // takes entries. 0 or 22.
     int Add(const std::string& key, const std::string& value);
-    // Removes every entry of the key, with the comment lines above each that
-    // belong to it: 0, -2, 22.
+    // Removes every entry of the key, with the comment lines that belong to
+    // each: those directly above it, no blank line between. Every other line
+    // stays; a comment kept so joins the comment of what follows it in the
+    // model. 0, -2, 22.
     int Remove(const std::string& key);
 
     // Get, Set, Add and Remove for an entry named by its block and entry
@@ -136,10 +138,11 @@ public:
     int Set(const std::string& block, const std::string& entry, const std::string& value);
     int Add(const std::string& block, const std::string& entry, const std::string& value);
     int Remove(const std::string& block, const std::string& entry);
-    // Removes every section of the block, its repeated headers included, with
-    // the comment lines that belong to its headers; in anonymous mode only the
-    // header lines (entries there belong to "anonymous", which cannot be
-    // removed): 0, -2, 22.
+    // Removes the headers of the block, its repeated headers included, and
+    // the entries of their sections, each with the comment lines that belong
+    // to it as for Remove; blank lines and other comments stay. In anonymous
+    // mode only the header lines and their comments go (entries there belong
+    // to "anonymous", which cannot be removed): 0, -2, 22.
     int RemoveBlock(const std::string& name);
     // Rewrites the whole text in the normalised form CCFGParser::CFGSaveData
     // writes for the model read from it: 0, or 22 when that form would not

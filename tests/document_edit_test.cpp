@@ -41,6 +41,7 @@ const std::string kFile = "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\
 const std::string kRepeated = "[D]\nB=80\n[D]\nO=land\n# end\n";
 const std::string kCrlf = "[A]\r\nk=1\r\n\r\n[B]\r\nb=2\r\n";
 const std::string kNoFinalFeed = "[A]\n# c\nk=1";
+const std::string kBanner = "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\ny=2\n[b]\nk=v\n";
 
 struct EditRow
 {
@@ -112,6 +113,10 @@ INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
             "# top\n[Net]\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n"},
     EditRow{"EveryEntryOfTheKey", kBlock, "[A]\n# one\nk=1\nj=0\n\n# two\nk=2\n# end\n", Op::kRemove, "A.k", "", 0,
             "[A]\nj=0\n\n# end\n"},
+    EditRow{"CommentAboveABlankLineStays", kBlock, kBanner, Op::kRemove, "a.y", "", 0,
+            "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\n[b]\nk=v\n"},
+    EditRow{"CrlfBlankLineKeepsTheComment", kBlock, "[A]\r\n# c\r\n\r\nk=1\r\n", Op::kRemove, "A.k", "", 0,
+            "[A]\r\n# c\r\n\r\n"},
     EditRow{"NotUnderARepeatedHeader", kBlock, "[D]\nO=1\n[D]\nO=2\n", Op::kRemove, "D.O", "", 0, "[D]\n[D]\nO=2\n"},
     EditRow{"OnlyUnderARepeatedHeader", kBlock, kRepeated, Op::kRemove, "D.O", "", -2, kRepeated},
     EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kRemove, "A.k", "", 0, "[A]"},
@@ -122,13 +127,15 @@ INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
 
 INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
     EditRow{"SectionWithItsHeadersComment", kBlock, kFile, Op::kRemoveBlock, "Net", "", 0,
-            "# about log\n[Log]\nLevel=warn\n"},
+            "\n# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"CommentsAboveABlankLineStay", kBlock, kBanner, Op::kRemoveBlock, "a", "", 0,
+            "# banner\n# more banner\n\n# about the y group\n\n[b]\nk=v\n"},
     EditRow{"LastBlockKeepsTrailingComments", kBlock, kFile + "# the end\n", Op::kRemoveBlock, "Log", "", 0,
             "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n# the end\n"},
     EditRow{"EveryRepeatedHeader", kBlock, "[D]\nB=1\n# e\n[E]\ne=1\n[D]\nO=2\n# end\n", Op::kRemoveBlock, "D", "",
             0, "# e\n[E]\ne=1\n# end\n"},
     EditRow{"LastLineWithoutFeed", kBlock, "[A]\na=1\n[B]\nb=1", Op::kRemoveBlock, "B", "", 0, "[A]\na=1"},
-    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "[B]\r\nb=2\r\n"},
+    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "\r\n[B]\r\nb=2\r\n"},
     EditRow{"Missing", kBlock, kFile, Op::kRemoveBlock, "None", "", -2, kFile},
     EditRow{"AnonymousOnlyTheHeaders", kAnonymous, "# h\n[H]\nk=1\n[H]\nj=2\n", Op::kRemoveBlock, "H", "", 0,
             "k=1\nj=2\n"},

@@ -190,6 +190,10 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              "zelcfg: a.cfg: no key N.Q\n"},
     ToolCase{"RemoveBlock", "a.cfg", "# n\n[N]\nP=1\n# m\n[M]\n[N]\nQ=2\n", {"remove-block", "a.cfg", "N"}, 0, "",
              "", "# m\n[M]\n"},
+    ToolCase{"UnsetKeepsCommentAboveBlankLine", "f.cfg", "[a]\nx=1\n# about y\n\ny=2\n# z\nz=3\n",
+             {"unset", "f.cfg", "a.y"}, 0, "", "", "[a]\nx=1\n# about y\n\n# z\nz=3\n"},
+    ToolCase{"RemoveBlockKeepsBanner", "f.cfg", "# banner\n\n[a]\nx=1\n[b]\nk=v\n", {"remove-block", "f.cfg", "a"},
+             0, "", "", "# banner\n\n[b]\nk=v\n"},
     ToolCase{"RemoveBlockMissing", "a.cfg", "[N]\n", {"remove-block", "a.cfg", "M"}, 1, "",
              "zelcfg: a.cfg: no block M\n"}),
     RowName());

@@ -57,6 +57,13 @@ KeyParts SplitKey(const std::string& key, bool anonymous)
     return {};
 }
 
+// A line of white space only: it ends the run of comment lines above it, which
+// then belong to nothing below.
+bool IsBlankLine(std::string_view line)
+{
+    return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
+}
+
 // The file's bytes: a std::string would first zero the memory that the
 // read fills, a pass over the whole file for nothing.
 class Bytes
@@ -337,6 +344,40 @@ struct Document::State
             }
             return true;
         });
+    }
+
+    // The lines of the headers and entries in [from, to) that `takes`
+    // accepts, each with the comment lines that belong to it: those directly
+    // above it, with no blank line between. `takes` sees every header and
+    // entry in file order. Other lines, blank ones included, are not taken.
+    template <typename Takes>
+    std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
+    {
+        std::vector<Line> taken, waiting;
+        Walk(from, to, [&](const Line& line, const CFGLine& classified) {
+            switch (classified.kind) {
+            case CFGLineKind::kComment:
+                waiting.push_back(line);
+                break;
+            case CFGLineKind::kHeader:
+            case CFGLineKind::kEntry:
+                if (takes(classified)) {
+                    taken.insert(taken.end(), waiting.begin(), waiting.end());
+                    taken.push_back(line);
+                }
+                waiting.clear();
+                break;
+            case CFGLineKind::kIgnored:
+                if (IsBlankLine(View(line))) {
+                    waiting.clear();
+                }
+                break;
+            case CFGLineKind::kUnterminatedHeader:
+                break;
+            }
+            return true;
+        });
+        return taken;
     }
 
     // Edits are allowed on a document whose whole file was read.
@@ -870,28 +911,9 @@ int Document::Remove(const std::string& block, const std::string& entry)
     } else if (parts.block != kAnonymousBlock) {
         return -2;
     }
-    // Comment lines wait for the next header or entry, which takes them.
-    std::vector<Line> removed, waiting;
-    s.Walk(from, to, [&](const Line& line, const CFGLine& classified) {
-        switch (classified.kind) {
-        case CFGLineKind::kComment:
-            waiting.push_back(line);
-            break;
-        case CFGLineKind::kEntry:
-            if ((s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry) {
-                removed.insert(removed.end(), waiting.begin(), waiting.end());
-                removed.push_back(line);
-            }
-            waiting.clear();
-            break;
-        case CFGLineKind::kHeader:
-            waiting.clear();
-            break;
-        case CFGLineKind::kUnterminatedHeader:
-        case CFGLineKind::kIgnored:
-            break;
-        }
-        return true;
+    const std::vector<Line> removed = s.Owned(from, to, [&](const CFGLine& classified) {
+        return classified.kind == CFGLineKind::kEntry
+               && (s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry;
     });
     if (removed.empty()) {
         return -2;
@@ -906,47 +928,19 @@ int Document::RemoveBlock(const std::string& name)
     if (!s.Editable() || (s.Anonymous() && name == kAnonymousBlock)) {
         return EINVAL;
     }
-    // A header goes with the comment lines that wait for it; in block mode its
-    // section goes too, up to the comment lines that wait for what follows.
-    std::vector<Line> removed, waiting;
+    // Its headers go, and in block mode the entries of their sections, each
+    // with the comment lines that belong to it; every other line stays.
     bool inside = false;
-    s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-        switch (classified.kind) {
-        case CFGLineKind::kComment:
-            waiting.push_back(line);
-            return true;
-        case CFGLineKind::kHeader:
+    const std::vector<Line> removed = s.Owned(0, kNone, [&](const CFGLine& classified) {
+        if (classified.kind == CFGLineKind::kHeader) {
             inside = classified.name == name;
-            if (inside) {
-                removed.insert(removed.end(), waiting.begin(), waiting.end());
-                removed.push_back(line);
-            }
-            waiting.clear();
-            inside = inside && !s.Anonymous();
-            return true;
-        case CFGLineKind::kEntry:
-            if (inside) {
-                removed.insert(removed.end(), waiting.begin(), waiting.end());
-                removed.push_back(line);
-            }
-            waiting.clear();
-            return true;
-        case CFGLineKind::kIgnored:
-            if (inside && waiting.empty()) {
-                removed.push_back(line);
-            } else if (inside) {
-                waiting.push_back(line); // goes if an entry of the section follows
-            }
-            return true;
-        case CFGLineKind::kUnterminatedHeader:
-            break;
+            return inside;
         }
-        return true;
+        return inside && !s.Anonymous();
     });
     if (removed.empty()) {
         return -2;
     }
-    std::sort(removed.begin(), removed.end(), [](const Line& a, const Line& b) { return a.begin < b.begin; });
     s.RemoveLines(removed);
     return 0;
 }
