@@ -250,6 +250,11 @@ int Get(const Invocation& invocation, const Input& input)
 // read back.
 bool Editable(const EntryName& name, const std::string& value, bool anonymous, std::string& error)
 {
+    // "[]" and "=v" read back, but hardly as anyone meant them.
+    if (name.block.empty() || name.entry.empty()) {
+        error = name.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
+        return false;
+    }
     const std::string headerText = "[" + name.block + "]";
     const zelconfig::CFGLine header = zelconfig::CFGClassifyLine(headerText);
     if (header.kind != zelconfig::CFGLineKind::kHeader || header.name != name.block
@@ -292,6 +297,9 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
     std::string value, error;
     if (kind == EditKind::kSet && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
         return Fail(kExitFailure, input.path, error);
+    }
+    if (kind == EditKind::kRemoveBlock && invocation.operands[1].empty()) {
+        return Fail(kExitFailure, input.path, "a block name cannot be empty");
     }
     if (kind != EditKind::kRemoveBlock) {
         if (!apart && (name.shown.empty() || (!anonymous && name.shown.find('.') == std::string::npos))) {
