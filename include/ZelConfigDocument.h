@@ -97,15 +97,18 @@ public:
     };
     std::vector<Entry> Entries() const;
 
-    // Entries a reader of the file could take for `key` but that no lookup of
+    // Lines a reader of the file could take for `key` but that no lookup of
     // it finds (block mode only): an entry of the block whose name differs
     // from the key's only by white space at its ends, or one under a later
-    // header repeating the block's name, whose entries the engine drops.
+    // header repeating the block's name, whose entries the engine drops;
+    // when the file has no block of the key's name, the header of a block
+    // whose name differs from it only by white space at its ends.
     struct Lookalike
     {
-        size_t line;      // the entry's line, counted from 1
-        std::string key;  // the key that finds it; empty when none does
-        size_t repeatedHeaderLine; // the repeated header above it, or 0
+        size_t line;      // the entry's line, counted from 1 (the header's for a block)
+        std::string key;  // the key that finds the entry; empty when none does, and for a block
+        size_t repeatedHeaderLine; // the repeated header above the entry, or 0
+        std::string block; // a block: its name as lookups match it; empty for an entry
     };
     std::vector<Lookalike> Lookalikes(const std::string& key) const;
     std::vector<Lookalike> Lookalikes(const std::string& block, const std::string& entry) const;

@@ -67,6 +67,12 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              "zelcfg: l.cfg: no key D.O; line 3 holds it under a repeated header (line 2), which the library does "
              "not read: merge the two blocks; line 4 holds it under a repeated header (line 2), which the library "
              "does not read: merge the two blocks\n"},
+    ToolCase{"MissingKeyInBlockWithBlanks", "a.cfg", "[ s ]\na=1\n[t.u ]\n", {"get", "a.cfg", "s.a"}, 1, "",
+             "zelcfg: a.cfg: no key s.a; line 1 holds the block ' s ': blanks around a block name are part of it, "
+             "so address it as ' s .a' (quoted)\n"},
+    ToolCase{"MissingKeyInDottedBlockWithBlanks", "a.cfg", "[ s ]\na=1\n[t.u ]\n", {"get", "a.cfg", "t.u", "a"},
+             1, "", "zelcfg: a.cfg: no key [t.u]a; line 3 holds the block 't.u ': blanks around a block name are "
+             "part of it, so address it as 't.u ' 'a' (quoted)\n"},
     ToolCase{"MissingFile", "a.cfg", "", {"get", "b.cfg", "A.b"}, 2, "",
              "zelcfg: b.cfg: No such file or directory\n"},
     ToolCase{"HeaderWithoutBracket", "a.cfg", "[A\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
@@ -142,6 +148,9 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"NormaliseRefusedWhenItWouldLoseEntries", "l.cfg", "[D]\nB=80\n[D]\nO=land\n",
              {"set", "--normalise", "l.cfg", "D.B", "90"}, 2, "", "zelcfg: l.cfg: refusing to normalise: 1 entries "
              "under repeated block headers would be lost ('zelcfg lint' shows where)\n"},
+    ToolCase{"SetRefusesBlockWithBlanks", "a.cfg", "[ s ]\na=1\n", {"set", "a.cfg", "s.a", "2"}, 2, "",
+             "zelcfg: a.cfg: refusing to add s.a; line 1 holds the block ' s ': blanks around a block name are part "
+             "of it, so address it as ' s .a' (quoted)\n"},
     ToolCase{"SetNegativeValue", "a.cfg", "[N]\nP=1\n", {"set", "a.cfg", "N.P", "-5", "--type", "int"}, 0,
              "", "", "[N]\nP=-5\n"},
     ToolCase{"SetOptionLikeValue", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "--", "--x"}, 0, "", "",
@@ -203,7 +212,10 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"RemoveBlockKeepsBanner", "f.cfg", "# banner\n\n[a]\nx=1\n[b]\nk=v\n", {"remove-block", "f.cfg", "a"},
              0, "", "", "# banner\n\n[b]\nk=v\n"},
     ToolCase{"RemoveBlockMissing", "a.cfg", "[N]\n", {"remove-block", "a.cfg", "M"}, 1, "",
-             "zelcfg: a.cfg: no block M\n"}),
+             "zelcfg: a.cfg: no block M\n"},
+    ToolCase{"RemoveBlockMissingWithBlanks", "a.cfg", "[N ]\n", {"remove-block", "a.cfg", "N"}, 1, "",
+             "zelcfg: a.cfg: no block N; line 1 holds the block 'N ': blanks around a block name are part of it, "
+             "so address it as 'N ' (quoted)\n"}),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
@@ -219,6 +231,9 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              ""},
     ToolCase{"LintHeaderWithoutBracketStops", "a.cfg", "[A]\n# c\n[B\n# d\n", {"lint", "a.cfg"}, 1,
              "a.cfg:3: block header without ']': reading stops here and the rest of the file is lost\n", ""},
+    ToolCase{"LintBlockNameWithBlanks", "a.cfg", "[ s ]\na=1\n[ s ]\nb=2\n", {"lint", "a.cfg"}, 1,
+             "a.cfg:1: blanks around the block name are part of it: the library's block name is ' s '\n"
+             "a.cfg:3: block header repeats line 1: its 1 entry is lost\n", ""},
     ToolCase{"LintDiffNothingToNormalise", "a.cfg", "[A]\nk=v\n", {"lint", "--diff", "a.cfg"}, 0, "", ""},
     ToolCase{"LintDiffRefusedAfterParseError", "a.cfg", "[A\n", {"lint", "--diff", "a.cfg"}, 2,
              "a.cfg:1: block header without ']': reading stops here and the rest of the file is lost\n",

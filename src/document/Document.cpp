@@ -268,8 +268,7 @@ struct Document::State
     int Stop(size_t at, int result, const char* what)
     {
         readEnd = at;
-        const auto number = 1 + std::count(text.data(), text.data() + at, '\n');
-        error = "line " + std::to_string(number) + ": " + what;
+        error = "line " + std::to_string(LineNumber(at)) + ": " + what;
         return result;
     }
 
@@ -378,6 +377,29 @@ struct Document::State
             return true;
         });
         return taken;
+    }
+
+    // The line, counted from 1, that begins at `at`.
+    size_t LineNumber(size_t at) const
+    {
+        return 1 + static_cast<size_t>(std::count(text.data(), text.data() + at, '\n'));
+    }
+
+    // The blocks a reader could take for `name`, which the file lacks: the
+    // first header of each name that differs from it only by white space at
+    // its ends.
+    std::vector<Document::Lookalike> BlockLookalikes(std::string_view name) const
+    {
+        std::vector<Document::Lookalike> found;
+        std::set<std::string_view> seen;
+        const std::string_view wanted = Trim(name);
+        for (size_t i = 0; i < headers.size(); ++i) {
+            const std::string_view held = HeaderName(i);
+            if (seen.insert(held).second && held != name && Trim(held) == wanted) {
+                found.push_back({LineNumber(headers[i]), {}, 0, std::string(held)});
+            }
+        }
+        return found;
     }
 
     // Edits are allowed on a document whose whole file was read.
@@ -733,7 +755,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
     const std::string_view wanted = s.Trim(parts.entry);
     const size_t first = s.FindSection(parts.block);
     if (first == kNone) {
-        return found;
+        return s.BlockLookalikes(parts.block);
     }
     // Offsets first: lines are counted only when something was found.
     std::vector<size_t> at, headerAt;
@@ -746,7 +768,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
                 && (i != first || classified.key != parts.entry)) {
                 found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(classified.key)
                                                : std::string(),
-                                 0});
+                                 0, {}});
                 at.push_back(line.begin);
                 headerAt.push_back(i == first ? kNone : s.headers[i]);
             }

@@ -135,6 +135,18 @@ EntryName NameOf(const Invocation& invocation, bool apart, bool anonymous)
     return {anonymous ? kAnonymousBlock : "", anonymous ? key : "", key};
 }
 
+// How to name an entry on the command line, quoted: as a KEY, or as BLOCK and
+// ENTRY apart for a block whose name holds '.', which no key reaches; the
+// block alone when there is no entry (remove-block).
+std::string Address(const std::string& block, const std::string& entry)
+{
+    if (entry.empty()) {
+        return "'" + block + "'";
+    }
+    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
+                                                : "'" + block + "' '" + entry + "'";
+}
+
 // What the file holds that looks like the entry but that the library does
 // not find under it, as a tail for a message; empty when there is nothing.
 std::string LookalikeHint(const Document& document, const EntryName& name)
@@ -142,19 +154,19 @@ std::string LookalikeHint(const Document& document, const EntryName& name)
     std::string hint;
     for (const Document::Lookalike& found : document.Lookalikes(name.block, name.entry)) {
         const std::string line = std::to_string(found.line);
-        if (found.key.empty()) {
+        if (!found.block.empty()) {
+            hint += "; line " + line + " holds the block '" + found.block
+                    + "': blanks around a block name are part of it, so address it as "
+                    + Address(found.block, name.entry) + " (quoted)";
+        } else if (found.key.empty()) {
             hint += "; line " + line + " holds it under a repeated header (line "
                     + std::to_string(found.repeatedHeaderLine)
                     + "), which the library does not read: merge the two blocks";
         } else {
             const std::string entry = found.key.substr(name.block.size() + 1);
-            // No key reaches a block whose name holds '.': then BLOCK and ENTRY apart.
-            const std::string address = name.block.find('.') == std::string::npos
-                                            ? "'" + name.block + "." + entry + "'"
-                                            : "'" + name.block + "' '" + entry + "'";
             hint += "; line " + line + " holds '" + Shown(name.block, entry)
-                    + "': blanks around an entry name are part of it in block mode, so address it as " + address
-                    + " (quoted)";
+                    + "': blanks around an entry name are part of it in block mode, so address it as "
+                    + Address(name.block, entry) + " (quoted)";
         }
     }
     return hint;
@@ -342,7 +354,7 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         const std::string& block = invocation.operands[1];
         status = document.RemoveBlock(block);
         if (status == -2) {
-            return Fail(kExitNotFound, input.path, "no block " + block);
+            return Fail(kExitNotFound, input.path, "no block " + block + LookalikeHint(document, {block, "", block}));
         }
         if (status == EINVAL && anonymous) {
             return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
