@@ -82,9 +82,10 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
-    ToolCase{"UnknownNameReadInBlockMode", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 0, "1\n",
+    ToolCase{"UnknownNameReadInBlockModeQuietly", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 0, "1\n", ""},
+    ToolCase{"UnknownNameNotedWithVerbose", "a.conf", "[X]\nk=1\n", {"get", "-v", "a.conf", "X.k"}, 0, "1\n",
              "zelcfg: a.conf: note: the name contains none of .cfg, .inf, .cksum, .xml; reading it in block mode "
-             "(--block or --anonymous says so and silences this)\n"},
+             "(--block or --anonymous says so)\n"},
     ToolCase{"BlockAndEntryApartReachDottedBlock", "a.cfg", "[a.b]\nk=1\n", {"get", "a.cfg", "a.b", "k"}, 0,
              "1\n", ""},
     ToolCase{"EmptyKeyNamesNothing", "a.cfg", "[]\n=v\n", {"get", "a.cfg", ""}, 1, "", "zelcfg: a.cfg: no key \n"},

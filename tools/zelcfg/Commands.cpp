@@ -40,8 +40,8 @@ const char kCannotNormalise[] = "the normalised form would not read back: in ano
                                 "begins with '#', ';' or '[' once trimmed";
 
 // The back end for FILE: the forced mode; for standard input block mode
-// unless --anonymous; else the library's own chooser, and block mode with a
-// note for a name it does not know (an error with --strict-name).
+// unless --anonymous; else the library's own chooser, and block mode for a
+// name it does not know, with a note under -v (an error with --strict-name).
 bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 {
     input.path = invocation.operands.front();
@@ -65,8 +65,11 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
         status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block or --anonymous");
         return false;
     }
-    std::cerr << "zelcfg: " << input.path << ": note: " << unknown
-              << "; reading it in block mode (--block or --anonymous says so and silences this)\n";
+    // Scripts editing /etc/foo.conf would get it on every call: -v asks for it.
+    if (invocation.verbosity > 0) {
+        std::cerr << "zelcfg: " << input.path << ": note: " << unknown
+                  << "; reading it in block mode (--block or --anonymous says so)\n";
+    }
     input.backend = Backend::kCfgBlock;
     return true;
 }
