@@ -289,6 +289,15 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
         || !std::equal(listed.begin(), listed.end(), entries.begin(), entries.end(), sameEntry)) {
         return "the blocks or entries listed differ from the engine's model";
     }
+    // In file order: the same blocks and entries, only ordered otherwise.
+    std::vector<std::string> inFileOrder = document.BlockNames(Document::Order::kFile);
+    const std::vector<Document::Entry> listedInFileOrder = document.Entries(Document::Order::kFile);
+    std::sort(inFileOrder.begin(), inFileOrder.end());
+    if (inFileOrder != blockNames
+        || !std::is_permutation(listedInFileOrder.begin(), listedInFileOrder.end(), entries.begin(), entries.end(),
+                                sameEntry)) {
+        return "the blocks or entries listed in file order differ from the engine's model";
+    }
     if (status == 0) {
         const std::string saved = scratch + ".saved";
         engine.CFGSaveData(saved);

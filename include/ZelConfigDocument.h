@@ -86,16 +86,24 @@ public:
     // The entry names of a block, as lookups match them, in file order.
     std::vector<std::string> EntryNames(const std::string& block) const;
 
-    // The model's blocks in the order a save writes them (by name, bytewise),
-    // those without entries included.
+    // Orders of the model's blocks in listings.
+    enum class Order
+    {
+        kSaved, // as a save writes them: by name, bytewise
+        kFile,  // as their first headers stand in the file ("anonymous" first)
+    };
+    // The model's blocks, those without entries included: in saved order, or
+    // in the order given.
     std::vector<std::string> BlockNames() const;
-    // Every entry of the model: blocks in that order, each block's entries in
-    // file order, names and values as lookups see them.
+    std::vector<std::string> BlockNames(Order order) const;
+    // Every entry of the model: blocks in saved order, or in the order given,
+    // each block's entries in file order, names and values as lookups see them.
     struct Entry
     {
         std::string block, name, value;
     };
     std::vector<Entry> Entries() const;
+    std::vector<Entry> Entries(Order order) const;
 
     // Lines a reader of the file could take for `key` but that no lookup of
     // it finds (block mode only): an entry of the block whose name differs

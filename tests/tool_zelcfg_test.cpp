@@ -220,10 +220,12 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
-    ToolCase{"ListInSavedOrder", "a.cfg", "[B]\nb=1\nb=2\n[A]\n[C]\n=c\n", {"list", "a.cfg"}, 0,
+    ToolCase{"ListInFileOrder", "a.cfg", "[B]\nb=1\nb=2\n[A]\n[C]\n=c\n[B]\nx=1\n", {"list", "a.cfg"}, 0,
              "B.b=1\nB.b=2\nC.=c\n", ""},
+    ToolCase{"ListValuesAsGetPrintsThem", "a.cfg", "[s]\r\na=1\r\nb=\r\n", {"list", "a.cfg"}, 0, "s.a=1\ns.b=\n", ""},
+    ToolCase{"ListNullKeepsTheBytes", "a.cfg", "[s]\r\na=1\r\n", {"list", "-z", "a.cfg"}, 0, "s\0a\0001\r\0"s, ""},
     ToolCase{"ListAnonymous", "a.cksum", "[H]\nx = 1\n", {"list", "a.cksum"}, 0, "anonymous.x=1\n", ""},
-    ToolCase{"Blocks", "a.cfg", "[b]\n[B]\n[a]\n", {"blocks", "a.cfg"}, 0, "B\na\nb\n", ""},
+    ToolCase{"Blocks", "a.cfg", "[b]\n[B]\n[a]\n[b]\n", {"blocks", "a.cfg"}, 0, "b\nB\na\n", ""},
     ToolCase{"FormatLeavesFileAlone", "a.cfg", "# c\n\n[B]\nb=1\n[A]\n# x\n", {"format", "a.cfg"}, 0,
              "[A]\n# c\n[B]\nb=1\n", ""},
     ToolCase{"LintClean", "a.cfg", "# c\n[A]\n\nk=v\n", {"lint", "a.cfg"}, 0, "", ""},
@@ -253,9 +255,9 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              "[a.b]k=v\nc.d=e\n", ""},
     ToolCase{"ListNullThreeFields", "a.cfg", "[a=b]\nk=v\n[c.d]\n=\n", {"list", "-z", "a.cfg"}, 0,
              "a=b\0k\0v\0c.d\0\0\0"s, ""},
-    ToolCase{"BlocksNull", "a.cfg", "[b]\n[a]\n", {"blocks", "--null", "a.cfg"}, 0, "a\0b\0"s, ""},
-    ToolCase{"BlocksAnonymousStandardInput", "in", "[H]\nx=1\n", {"blocks", "--anonymous", "-"}, 0,
-             "H\nanonymous\n", "", kUnchanged, "<in"},
+    ToolCase{"BlocksNull", "a.cfg", "[b]\n[a]\n", {"blocks", "--null", "a.cfg"}, 0, "b\0a\0"s, ""},
+    ToolCase{"BlocksAnonymousStandardInput", "in", "[H]\nx=1\n[anonymous]\n[A]\n", {"blocks", "--anonymous", "-"}, 0,
+             "anonymous\nH\nA\n", "", kUnchanged, "<in"},
     ToolCase{"FormatStandardInput", "in", "[B]\nb=1\n\n[A]\n", {"format", "-"}, 0, "[A]\n[B]\nb=1\n", "",
              kUnchanged, "<in"},
     ToolCase{"LintStandardInput", "in", "[A]\nk=v\r\n", {"lint", "-"}, 1,

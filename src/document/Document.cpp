@@ -288,6 +288,24 @@ struct Document::State
         return CFGClassifyLine(View(LineAt(headers[index]))).name;
     }
 
+    // Each block name's first section (the block a lookup finds), found in
+    // one pass rather than one search per block: by name (bytewise) or in
+    // the order of the headers in the file.
+    std::vector<std::pair<std::string_view, size_t>> FirstSections(Document::Order order) const
+    {
+        std::vector<std::pair<std::string_view, size_t>> sections;
+        std::map<std::string_view, size_t> first;
+        for (size_t i = 0; i < headers.size(); ++i) {
+            if (first.emplace(HeaderName(i), i).second && order == Document::Order::kFile) {
+                sections.emplace_back(HeaderName(i), i);
+            }
+        }
+        if (order == Document::Order::kSaved) {
+            sections.assign(first.begin(), first.end());
+        }
+        return sections;
+    }
+
     // Where the section of header `index` ends.
     size_t SectionEnd(size_t index) const { return index + 1 < headers.size() ? headers[index + 1] : kNone; }
 
@@ -697,25 +715,35 @@ std::vector<std::string> Document::EntryNames(const std::string& block) const
 
 std::vector<std::string> Document::BlockNames() const
 {
+    return BlockNames(Order::kSaved);
+}
+
+std::vector<std::string> Document::BlockNames(Order order) const
+{
     const State& s = *m_state;
-    std::set<std::string> names;
+    std::vector<std::string> names;
     if (s.Anonymous() && s.loaded) {
-        names.emplace(kAnonymousBlock);
+        names.emplace_back(kAnonymousBlock); // the engine makes it before reading a line
     }
-    for (size_t i = 0; i < s.headers.size(); ++i) {
-        names.emplace(s.HeaderName(i));
+    for (const auto& section : s.FirstSections(order)) {
+        if (!s.Anonymous() || section.first != kAnonymousBlock) {
+            names.emplace_back(section.first);
+        }
     }
-    return {names.begin(), names.end()};
+    if (order == Order::kSaved) {
+        std::sort(names.begin(), names.end());
+    }
+    return names;
 }
 
 std::vector<Document::Entry> Document::Entries() const
 {
+    return Entries(Order::kSaved);
+}
+
+std::vector<Document::Entry> Document::Entries(Order order) const
+{
     const State& s = *m_state;
-    // Each name's first section, found in one pass rather than one search per block.
-    std::map<std::string_view, size_t> first;
-    for (size_t i = 0; i < s.headers.size(); ++i) {
-        first.emplace(s.HeaderName(i), i);
-    }
     std::vector<Entry> entries;
     if (s.Anonymous()) {
         s.ForEachEntryOf(kAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
@@ -723,7 +751,7 @@ std::vector<Document::Entry> Document::Entries() const
         });
         return entries;
     }
-    for (const auto& section : first) {
+    for (const auto& section : s.FirstSections(order)) {
         s.Walk(s.headers[section.second], s.SectionEnd(section.second), [&](const Line&, const CFGLine& classified) {
             if (classified.kind == CFGLineKind::kEntry) {
                 entries.push_back({std::string(section.first), std::string(classified.key),

@@ -399,7 +399,7 @@ int RemoveBlock(const Invocation& invocation, const Input& input)
     return Edit(invocation, input, EditKind::kRemoveBlock);
 }
 
-// blocks: the block names, in the order a save writes them.
+// blocks: the block names, in the order of their first headers in the file.
 int Blocks(const Invocation& invocation, const Input& input)
 {
     Document document(input.Mode());
@@ -407,13 +407,13 @@ int Blocks(const Invocation& invocation, const Input& input)
     if (!Load(document, input, 0, status)) {
         return status;
     }
-    for (const std::string& block : document.BlockNames()) {
+    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
         Emit(invocation, block);
     }
     return Flushed(input.path);
 }
 
-// list: the model, in the order a save writes it.
+// list: the model, blocks in the order of their first headers in the file.
 int List(const Invocation& invocation, const Input& input)
 {
     Document document(input.Mode());
@@ -421,13 +421,17 @@ int List(const Invocation& invocation, const Input& input)
     if (!Load(document, input, 0, status)) {
         return status;
     }
+    const std::vector<Document::Entry> entries = document.Entries(Document::Order::kFile);
     if (invocation.Has(kOptionNull)) {
-        for (const Document::Entry& entry : document.Entries()) {
+        for (const Document::Entry& entry : entries) {
             std::cout << entry.block << '\0' << entry.name << '\0' << entry.value << '\0';
         }
     } else {
-        for (const Document::Entry& entry : document.Entries()) {
-            std::cout << Shown(entry.block, entry.name) << '=' << entry.value << '\n';
+        // Each value as get prints it: without the line end a CR LF file leaves in it.
+        std::string value;
+        for (const Document::Entry& entry : entries) {
+            ConvertTyped(ValueType::kString, entry.value, value);
+            std::cout << Shown(entry.block, entry.name) << '=' << value << '\n';
         }
     }
     return Flushed(input.path);
