@@ -164,6 +164,15 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              "zelcfg: a.cfg: '1e39' is no number in range\n"},
     ToolCase{"SetFloatWrittenAsLibrary", "a.cfg", "[N]\n", {"set", "a.cfg", "N.F", "0.1", "--type", "float"},
              0, "", "", "[N]\nF=0.1\n"},
+    ToolCase{"SetDoubleLossyWarns", "a.cfg", "[N]\n", {"set", "--type", "double", "a.cfg", "N.F", "3.14159265358979"},
+             0, "", "zelcfg: a.cfg: warning: '3.14159265358979' is written as '3.14159', which reads back as another "
+             "double (the library's setters keep six significant digits)\n", "[N]\nF=3.14159\n"},
+    ToolCase{"SetFloatLossyStrictRefused", "a.cfg", "[N]\n",
+             {"set", "--strict", "--type", "float", "a.cfg", "N.F", "1234567"}, 3, "",
+             "zelcfg: a.cfg: '1234567' is written as '1.23457e+06', which reads back as another float (the "
+             "library's setters keep six significant digits)\n"},
+    ToolCase{"SetDoubleExactStrict", "a.cfg", "[N]\n", {"set", "--strict", "--type", "double", "a.cfg", "N.F", "2.5"},
+             0, "", "", "[N]\nF=2.5\n"},
     ToolCase{"SetBool", "a.cfg", "[N]\n", {"set", "a.cfg", "N.B", "1", "--type", "bool"}, 0, "", "",
              "[N]\nB=TRUE\n"},
     ToolCase{"SetBadInt", "a.cfg", "[N]\n", {"set", "a.cfg", "N.P", "12x", "--type", "int"}, 2, "",

@@ -310,8 +310,9 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
     const bool apart = kind != EditKind::kRemoveBlock && named == 3;
     const EntryName name = NameOf(invocation, apart, anonymous);
     std::string value, error;
-    if (kind == EditKind::kSet && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
-        return Fail(kExitFailure, input.path, error);
+    int status = kExitFailure;
+    if (kind == EditKind::kSet && !ValueToSet(invocation, input.path, value, status)) {
+        return status;
     }
     if (kind == EditKind::kRemoveBlock && invocation.operands[1].empty()) {
         return Fail(kExitFailure, input.path, "a block name cannot be empty");
@@ -325,7 +326,6 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         }
     }
     Document document(input.Mode());
-    int status = kExitFailure;
     if (!Load(document, input, Document::kLock | (kind == EditKind::kSet ? Document::kCreate : 0u), status)) {
         return status;
     }
@@ -504,7 +504,7 @@ const std::vector<Command>& AllCommands()
     // get reads XML files through the front end in its own code.
     static const std::vector<Command> commands = {
         {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
-        {"set", 3, 4, kOptionType | kOptionNormalise, Set, XmlSet},
+        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise, Set, XmlSet},
         {"unset", 2, 3, kOptionNormalise, Unset, nullptr},
         {"remove-block", 2, 2, kOptionNormalise, RemoveBlock, nullptr},
         {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
