@@ -184,6 +184,69 @@ INSTANTIATE_TEST_SUITE_P(Document, FailureTable, testing::Values(
     FailureRow{"LoadedSavesNothingUnchanged", kBlock, "[A]\n", true, 0, "", ""}),
     RowName());
 
+// A large file loaded to be edited is mapped, and its edits kept beside the
+// mapping until the text is read again: what it saves, and what it reads
+// after edits, must be exactly what the same edits give on the text parsed
+// from memory.
+struct MappedRow
+{
+    const char* name;
+    std::vector<docpromise::Edit> edits;
+};
+
+using MappedTable = testing::TestWithParam<MappedRow>;
+
+// Applies an edit as the promise table does.
+int Apply(Document& document, const docpromise::Edit& edit)
+{
+    switch (edit.op) {
+    case Op::kSet:
+        return document.Set(edit.key, edit.value);
+    case Op::kAdd:
+        return document.Add(edit.key, edit.value);
+    case Op::kRemove:
+        return document.Remove(edit.key);
+    case Op::kRemoveBlock:
+        return document.RemoveBlock(edit.key);
+    case Op::kNormalise:
+        break;
+    }
+    return document.Normalise();
+}
+
+TEST_P(MappedTable, SavesWhatTheEditsGiveInMemory)
+{
+    // Large enough to be mapped: blocks B0 to B9999, each "k=<n>" and a comment.
+    std::string text = "# top\n";
+    for (int block = 0; block < 10000; ++block) {
+        const std::string n = std::to_string(block);
+        text += "[B" + n + "]\n# about k\nk=" + n + "\nj=value of " + n + "\n";
+    }
+    TempDir dir;
+    const std::string path = dir.Write("big.cfg", text);
+    Document mapped, inMemory;
+    ASSERT_EQ(mapped.Load(path, Document::kLock), 0);
+    ASSERT_EQ(inMemory.Parse(text), 0);
+    for (const docpromise::Edit& edit : GetParam().edits) {
+        EXPECT_EQ(Apply(mapped, edit), Apply(inMemory, edit));
+    }
+    EXPECT_EQ(mapped.Save(), 0) << mapped.Error();
+    EXPECT_EQ(ReadFile(path), inMemory.Text());
+    EXPECT_EQ(mapped.Text(), inMemory.Text());
+    EXPECT_EQ(mapped.Get("B5000.k"), inMemory.Get("B5000.k"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, MappedTable, testing::Values(
+    MappedRow{"NoEdit", {}},
+    MappedRow{"SetOne", {{Op::kSet, "B5000.k", "changed"}}},
+    MappedRow{"SetFirstAndLast", {{Op::kSet, "B0.k", ""}, {Op::kSet, "B9999.j", "last"}}},
+    MappedRow{"AddToABlock", {{Op::kAdd, "B7.n", "new"}}},
+    MappedRow{"AddABlockAtTheEnd", {{Op::kAdd, "New.n", "new"}}},
+    MappedRow{"RemoveWithItsComment", {{Op::kRemove, "B5000.k", ""}}},
+    MappedRow{"RemoveBlockThenSetBefore", {{Op::kRemoveBlock, "B5000", ""}, {Op::kSet, "B4999.k", "x"}}},
+    MappedRow{"SetThenNormalise", {{Op::kSet, "B1.k", "y"}, {Op::kNormalise, "", ""}}}),
+    RowName());
+
 // Loading with the lock, and saving only what changed, through links.
 TEST(DocumentFile, LoadsLockedAndSavesOnlyAChange)
 {

@@ -12,6 +12,14 @@
 #include <unistd.h>
 #include <utility>
 
+// Large files are mapped where the system has mmap; elsewhere they are read.
+#if defined(_POSIX_MAPPED_FILES) && _POSIX_MAPPED_FILES > 0
+#include <sys/mman.h>
+#define ZELCONFIG_DOCUMENT_MAPS 1
+#else
+#define ZELCONFIG_DOCUMENT_MAPS 0
+#endif
+
 #include "CBlock.h"
 #include "cfg/CFGLine.h"
 #include "cfg/CFGSavedForm.h"
@@ -64,27 +72,65 @@ bool IsBlankLine(std::string_view line)
     return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
 }
 
-// The file's bytes: a std::string would first zero the memory that the
-// read fills, a pass over the whole file for nothing.
+// Files at least this large are mapped rather than read when loaded for an
+// edit: below it a read costs less than setting up and tearing down a mapping.
+constexpr size_t kMapAtLeast = 256 * 1024;
+
+// Unmaps a file mapping of the size it holds.
+struct Unmapper
+{
+    size_t size = 0;
+    void operator()(char* bytes) const
+    {
+#if ZELCONFIG_DOCUMENT_MAPS
+        ::munmap(bytes, size);
+#else
+        static_cast<void>(bytes);
+#endif
+    }
+};
+
+// The file's bytes, in a buffer of their own or, for a large file loaded for
+// an edit, in a read-only mapping of the file with the edits made since kept
+// beside it as splices. Those are applied to a copy only when the text is
+// read again; a save writes the unchanged ranges straight from the mapping,
+// so that no buffer of the file's size is faulted in page by page (and
+// zeroed) before anything is written. A std::string would zero its memory
+// before a read fills it, a pass over the whole file for nothing.
 class Bytes
 {
 public:
-    const char* data() const { return m_data ? m_data.get() : ""; } // never NULL, for memchr
+    // Never NULL, for memchr. Reading settles the splices into a buffer.
+    const char* data() const
+    {
+        Settle();
+        return m_data ? m_data.get() : m_map ? m_map.get() : "";
+    }
     size_t size() const { return m_size; }
     bool empty() const { return m_size == 0; }
-    char operator[](size_t at) const { return m_data[at]; }
-    char back() const { return m_data[m_size - 1]; }
+    char operator[](size_t at) const { return data()[at]; }
+    char back() const { return data()[m_size - 1]; }
     operator std::string_view() const { return std::string_view(data(), m_size); }
 
     void Assign(std::string_view bytes)
     {
+        Own();
         m_size = 0;
         Replace(0, 0, bytes);
     }
 
-    // [begin, end) becomes `with`; the bytes after it move.
+    // [begin, end) becomes `with`; the bytes after it move. On a mapping, a
+    // splice before every splice kept so far is kept too (there the offsets
+    // of the text and of the mapping agree), as an edit's splices come back
+    // to front; any other settles them first.
     void Replace(size_t begin, size_t end, std::string_view with)
     {
+        if (m_map && (m_splices.empty() || end <= m_splices.front().begin)) {
+            m_splices.insert(m_splices.begin(), Spliced{begin, end, std::string(with)});
+            m_size = m_size - (end - begin) + with.size();
+            return;
+        }
+        Own();
         const size_t size = m_size - (end - begin) + with.size();
         if (size > m_capacity) {
             Grow(size + size / 8);
@@ -98,21 +144,45 @@ public:
         m_size = size;
     }
 
-    // Reads a descriptor to its end: 0 or an errno value. Its own loop rather
-    // than FileIO's ReadAll: it reads straight into this buffer, sized from
-    // the file and never zeroed, where ReadAll would copy every byte once more
-    // through a growing std::string on the path `zelcfg set` times.
-    int Read(int fd)
+    // The text as runs to write one after the other: the mapping's unchanged
+    // ranges and the splices' bytes; one run for a buffer.
+    std::vector<std::string_view> Pieces() const
     {
+        if (!m_map) {
+            return {std::string_view(data(), m_size)};
+        }
+        std::vector<std::string_view> pieces;
+        size_t at = 0;
+        for (const Spliced& splice : m_splices) {
+            pieces.emplace_back(m_map.get() + at, splice.begin - at);
+            pieces.emplace_back(splice.with);
+            at = splice.end;
+        }
+        pieces.emplace_back(m_map.get() + at, m_map.get_deleter().size - at);
+        return pieces;
+    }
+
+    // Reads a descriptor to its end, or maps it when `mayMap` and it is a
+    // large regular file: 0 or an errno value. Its own loop rather than
+    // FileIO's ReadAll: it reads straight into this buffer, sized from the
+    // file and never zeroed, where ReadAll would copy every byte once more
+    // through a growing std::string.
+    int Read(int fd, bool mayMap)
+    {
+        m_map.reset();
+        m_splices.clear();
         struct stat info {};
         size_t size = 0;
         if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
             size = static_cast<size_t>(info.st_size);
         }
+        m_size = 0;
+        if (mayMap && size >= kMapAtLeast && Map(fd, size)) {
+            return 0;
+        }
         // One byte more than the file, so that the read that sees its end
         // needs no growth, and room for edits, so that an added line moves
         // the text after it rather than all of it to fresh memory.
-        m_size = 0;
         Grow(std::max<size_t>(size + 64 * 1024, 4096));
         for (;;) {
             if (m_size == m_capacity) {
@@ -134,6 +204,66 @@ public:
     }
 
 private:
+    // A splice kept beside the mapping: [begin, end) of the mapping becomes `with`.
+    struct Spliced
+    {
+        size_t begin, end;
+        std::string with;
+    };
+
+    // Maps the file, its pages brought in at once where the system can:
+    // false where it cannot map it, for the read to take over.
+    bool Map(int fd, size_t size)
+    {
+#if ZELCONFIG_DOCUMENT_MAPS
+        int flags = MAP_PRIVATE;
+#ifdef MAP_POPULATE
+        flags |= MAP_POPULATE;
+#endif
+        void* mapped = ::mmap(nullptr, size, PROT_READ, flags, fd, 0);
+        if (mapped == MAP_FAILED) {
+            return false;
+        }
+        m_data.reset();
+        m_capacity = 0;
+        m_map = std::unique_ptr<char, Unmapper>(static_cast<char*>(mapped), Unmapper{size});
+        m_size = size;
+        return true;
+#else
+        static_cast<void>(fd);
+        static_cast<void>(size);
+        return false;
+#endif
+    }
+
+    // Applies the kept splices, for a reader of the text.
+    void Settle() const
+    {
+        if (m_map && !m_splices.empty()) {
+            Own();
+        }
+    }
+
+    // The text in a buffer of its own, with room for edits, the mapping gone.
+    void Own() const
+    {
+        if (!m_map) {
+            return;
+        }
+        std::unique_ptr<char[]> own(new char[m_size + 64 * 1024]);
+        size_t at = 0;
+        for (std::string_view piece : Pieces()) {
+            if (!piece.empty()) {
+                std::memcpy(own.get() + at, piece.data(), piece.size());
+            }
+            at += piece.size();
+        }
+        m_data = std::move(own);
+        m_capacity = m_size + 64 * 1024;
+        m_map.reset();
+        m_splices.clear();
+    }
+
     void Grow(size_t capacity)
     {
         std::unique_ptr<char[]> larger(new char[capacity]);
@@ -144,9 +274,13 @@ private:
         m_capacity = capacity;
     }
 
-    std::unique_ptr<char[]> m_data;
+    // Mutable: a reader's first look after edits settles them, which changes
+    // where the bytes are, not what they are.
+    mutable std::unique_ptr<char[]> m_data;
+    mutable size_t m_capacity = 0;
+    mutable std::unique_ptr<char, Unmapper> m_map;
+    mutable std::vector<Spliced> m_splices; // in the mapping's offsets, in order
     size_t m_size = 0;
-    size_t m_capacity = 0;
 };
 
 } // namespace
@@ -619,7 +753,9 @@ int Document::Load(const std::string& path, unsigned options)
     } else {
         s.error = std::strerror(ENOENT);
     }
-    int error = fd < 0 ? -1 : s.text.Read(fd);
+    // A file loaded locked is one to edit: mapped, when large, so that its
+    // save writes what did not change straight from the mapping.
+    int error = fd < 0 ? -1 : s.text.Read(fd, s.lock != nullptr);
     if (fd >= 0 && !s.lock) {
         ::close(fd);
     }
@@ -1035,7 +1171,8 @@ int Document::Save()
             return -2;
         }
     }
-    if (!file->Replace(s.text.data(), s.text.size(), s.error)) {
+    const std::vector<std::string_view> pieces = s.text.Pieces();
+    if (!file->Replace(pieces.data(), pieces.size(), s.error)) {
         return -2;
     }
     s.changed = false;
