@@ -44,7 +44,9 @@ public:
     {
         kLock = 1u,   // follow symbolic links and hold an exclusive flock() on the
                       // file until the document is destroyed or loads again, so
-                      // that editors using it take turns
+                      // that editors using it take turns; a file of 256 KiB
+                      // or more is then mapped, not read, and must not be
+                      // shortened in place meanwhile (SIGBUS)
         kCreate = 2u, // with kLock: create a missing file, empty, first
     };
 
