@@ -112,9 +112,11 @@ public:
     char back() const { return data()[m_size - 1]; }
     operator std::string_view() const { return std::string_view(data(), m_size); }
 
+    // Replaces the whole text with bytes from elsewhere (never from this text).
     void Assign(std::string_view bytes)
     {
-        Own();
+        m_map.reset();
+        m_splices.clear();
         m_size = 0;
         Replace(0, 0, bytes);
     }
