@@ -73,7 +73,8 @@ bool IsBlankLine(std::string_view line)
 }
 
 // Files at least this large are mapped rather than read when loaded for an
-// edit: below it a read costs less than setting up and tearing down a mapping.
+// edit; smaller ones are read, since a mapping saves little on them and has
+// a setup and teardown of its own.
 constexpr size_t kMapAtLeast = 256 * 1024;
 
 // Unmaps a file mapping of the size it holds.
