@@ -9,6 +9,7 @@
 //
 // The driver (zelconfig_bench) runs every case in rounds and prints the table.
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -17,7 +18,9 @@
 #include <functional>
 #include <memory>
 #include <ostream>
+#include <spawn.h>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -562,6 +565,40 @@ int ZelcfgSet(const Input& in, bool newKey)
     });
 }
 
+// Runs a program to its end, as a shell runs a command: false unless it
+// exited with 0. posix_spawn, so that the parent's heap is not copied.
+bool RunProcess(const std::vector<std::string>& args)
+{
+    std::vector<char*> argv;
+    for (const std::string& arg : args) {
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    }
+    argv.push_back(nullptr);
+    pid_t child = 0;
+    if (::posix_spawn(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) {
+        return false;
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// The durable replacement by shell tools, each a process of its own: cat to a
+// temporary file, sync it, mv it over the file, sync -f the directory.
+void ShellReplace(const std::string& target)
+{
+    const std::string script = "cat \"$1\" > \"$1.tmp\" && sync \"$1.tmp\" && mv \"$1.tmp\" \"$1\" && sync -f \"${1%/*}\"";
+    Check(RunProcess({"/bin/sh", "-c", script, "sh", target}), "shell replacement");
+}
+
+// zelcfg set as a process of its own: what a script pays for one edit.
+void ZelcfgProcess(const Input& in, const std::string& target)
+{
+    const std::string key = in.facts.keyBlocks[0] + "." + in.facts.keyEntries[0];
+    Check(RunProcess({ZELCFG_PROGRAM, "set", target, key, "424242"}), "zelcfg set process");
+}
+
 int CfgSave(const Input& in)
 {
     CCFGParser parser;
@@ -653,6 +690,13 @@ const std::vector<Case>& Cases()
         {"save", "zelcfg-set", "zelcfg set, existing value", nullptr,
          [](const Input& in) { return ZelcfgSet(in, false); }},
         {"save", "zelcfg-set-new", "zelcfg set, new key", nullptr, [](const Input& in) { return ZelcfgSet(in, true); }},
+        // Whole processes, process starts included, measured in the same rounds.
+        {"save", "shell-durable", "cat+sync+mv+sync -f, processes", "shell floor",
+         [](const Input& in) { return TimeEdit(in, ShellReplace); }},
+        {"save", "zelcfg-process", "zelcfg set process, existing value", nullptr,
+         [](const Input& in) {
+             return TimeEdit(in, [&in](const std::string& target) { ZelcfgProcess(in, target); });
+         }},
     };
     return cases;
 }

@@ -183,6 +183,18 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     if (Engine(scratch, outcome.text, anonymous, reread) != 0) {
         return "the result does not parse";
     }
+    // A removal keeps the comments that are not its own; they then join the
+    // comment of what follows them, so only blocks, keys and values are promised.
+    if (edit.op == Op::kRemove || edit.op == Op::kRemoveBlock) {
+        for (CCFGParser* parser : {&reread, &engine}) {
+            for (auto& named : *parser->m_pmCFGData) {
+                named.second->m_strComment.clear();
+                for (CNode& node : named.second->m_vecNodes) {
+                    node.m_strComment.clear();
+                }
+            }
+        }
+    }
     if (DumpModel(reread) != DumpModel(engine)) {
         return "model:\n" + DumpModel(reread) + "promised:\n" + DumpModel(engine);
     }
@@ -222,8 +234,9 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         break;
     case Op::kRemoveBlock:
         linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
-            const auto classified = CFGClassifyLine(line);
-            return !anonymous || classified.kind != CFGLineKind::kEntry;
+            const auto kind = CFGClassifyLine(line).kind;
+            return kind == CFGLineKind::kComment || kind == CFGLineKind::kHeader
+                   || (!anonymous && kind == CFGLineKind::kEntry);
         });
         break;
     case Op::kNormalise:
@@ -275,6 +288,15 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
     if (document.BlockNames() != blockNames
         || !std::equal(listed.begin(), listed.end(), entries.begin(), entries.end(), sameEntry)) {
         return "the blocks or entries listed differ from the engine's model";
+    }
+    // In file order: the same blocks and entries, only ordered otherwise.
+    std::vector<std::string> inFileOrder = document.BlockNames(Document::Order::kFile);
+    const std::vector<Document::Entry> listedInFileOrder = document.Entries(Document::Order::kFile);
+    std::sort(inFileOrder.begin(), inFileOrder.end());
+    if (inFileOrder != blockNames
+        || !std::is_permutation(listedInFileOrder.begin(), listedInFileOrder.end(), entries.begin(), entries.end(),
+                                sameEntry)) {
+        return "the blocks or entries listed in file order differ from the engine's model";
     }
     if (status == 0) {
         const std::string saved = scratch + ".saved";

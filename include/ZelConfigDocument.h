@@ -44,7 +44,9 @@ public:
     {
         kLock = 1u,   // follow symbolic links and hold an exclusive flock() on the
                       // file until the document is destroyed or loads again, so
-                      // that editors using it take turns
+                      // that editors using it take turns; a file of 256 KiB
+                      // or more is then mapped, not read, and must not be
+                      // shortened in place meanwhile (SIGBUS)
         kCreate = 2u, // with kLock: create a missing file, empty, first
     };
 
@@ -59,10 +61,11 @@ public:
 
     // Reads the file: the status CCFGParser::CFGParseFile gives for it (0,
     // -1, -2 or 22). After -1 or 22 reads see what the engine's partial model
-    // holds and edits are refused; after -2 Error() says why.
+    // holds and edits are refused; Error() says why after each failure, with
+    // the number of the line that stopped the parse after -1 and 22.
     int Load(const std::string& path, unsigned options = 0);
-    // The same from bytes in memory: 0, -1 or 22. Such a document has no file
-    // to save to.
+    // The same from bytes in memory: 0, -1 or 22, with Error() as for Load.
+    // Such a document has no file to save to.
     int Parse(std::string_view text);
 
     // The bytes as they stand after the edits so far; valid until the next
@@ -74,7 +77,8 @@ public:
     // feed; lines that edits add then end so too, where the carriage return
     // cannot become part of a value (headers, and entries in anonymous mode).
     bool CrlfLineEnds() const;
-    // Why the last Load or Save failed, in words; empty after a success.
+    // Why the last Load, Parse or Save failed, in words ("line 3: a block
+    // header has no ']'"); empty after a success.
     const std::string& Error() const;
 
     // Appends every value of the key to `value` exactly as
@@ -84,26 +88,37 @@ public:
     // The entry names of a block, as lookups match them, in file order.
     std::vector<std::string> EntryNames(const std::string& block) const;
 
-    // The model's blocks in the order a save writes them (by name, bytewise),
-    // those without entries included.
+    // Orders of the model's blocks in listings.
+    enum class Order
+    {
+        kSaved, // as a save writes them: by name, bytewise
+        kFile,  // as their first headers stand in the file ("anonymous" first)
+    };
+    // The model's blocks, those without entries included: in saved order, or
+    // in the order given.
     std::vector<std::string> BlockNames() const;
-    // Every entry of the model: blocks in that order, each block's entries in
-    // file order, names and values as lookups see them.
+    std::vector<std::string> BlockNames(Order order) const;
+    // Every entry of the model: blocks in saved order, or in the order given,
+    // each block's entries in file order, names and values as lookups see them.
     struct Entry
     {
         std::string block, name, value;
     };
     std::vector<Entry> Entries() const;
+    std::vector<Entry> Entries(Order order) const;
 
-    // Entries a reader of the file could take for `key` but that no lookup of
+    // Lines a reader of the file could take for `key` but that no lookup of
     // it finds (block mode only): an entry of the block whose name differs
     // from the key's only by white space at its ends, or one under a later
-    // header repeating the block's name, whose entries the engine drops.
+    // header repeating the block's name, whose entries the engine drops;
+    // when the file has no block of the key's name, the header of a block
+    // whose name differs from it only by white space at its ends.
     struct Lookalike
     {
-        size_t line;      // the entry's line, counted from 1
-        std::string key;  // the key that finds it; empty when none does
-        size_t repeatedHeaderLine; // the repeated header above it, or 0
+        size_t line;      // the entry's line, counted from 1 (the header's for a block)
+        std::string key;  // the key that finds the entry; empty when none does, and for a block
+        size_t repeatedHeaderLine; // the repeated header above the entry, or 0
+        std::string block; // a block: its name as lookups match it; empty for an entry
     };
     std::vector<Lookalike> Lookalikes(const std::string& key) const;
     std::vector<Lookalike> Lookalikes(const std::string& block, const std::string& entry) const;
@@ -121,8 +136,10 @@ public:
     // last header or entry. In anonymous mode only the block "anonymous"
     // takes entries. 0 or 22.
     int Add(const std::string& key, const std::string& value);
-    // Removes every entry of the key, with the comment lines above each that
-    // belong to it: 0, -2, 22.
+    // Removes every entry of the key, with the comment lines that belong to
+    // each: those directly above it, no blank line between. Every other line
+    // stays; a comment kept so joins the comment of what follows it in the
+    // model. 0, -2, 22.
     int Remove(const std::string& key);
 
     // Get, Set, Add and Remove for an entry named by its block and entry
@@ -134,10 +151,11 @@ public:
     int Set(const std::string& block, const std::string& entry, const std::string& value);
     int Add(const std::string& block, const std::string& entry, const std::string& value);
     int Remove(const std::string& block, const std::string& entry);
-    // Removes every section of the block, its repeated headers included, with
-    // the comment lines that belong to its headers; in anonymous mode only the
-    // header lines (entries there belong to "anonymous", which cannot be
-    // removed): 0, -2, 22.
+    // Removes the headers of the block, its repeated headers included, and
+    // the entries of their sections, each with the comment lines that belong
+    // to it as for Remove; blank lines and other comments stay. In anonymous
+    // mode only the header lines and their comments go (entries there belong
+    // to "anonymous", which cannot be removed): 0, -2, 22.
     int RemoveBlock(const std::string& name);
     // Rewrites the whole text in the normalised form CCFGParser::CFGSaveData
     // writes for the model read from it: 0, or 22 when that form would not
@@ -150,7 +168,8 @@ public:
     // permission bits and owner, rename over the file (through symbolic
     // links), fsync of the directory.
     // 0; -2 with Error() saying why (the file keeps its bytes unless it says
-    // the file was replaced); 22 without a loaded file.
+    // the file was replaced); 22, with Error() saying why, without a file
+    // loaded to its end.
     int Save();
 
 private:

@@ -27,6 +27,8 @@ TEST(Lifecycle, CopyingIsRefusedAndEmptiesTheTarget)
     capture_log::Reset();
 
     CCFGParser copy(source);
+    CCFGParser abandoned; // assignment abandons the target's map: this frees it
+    abandoned.m_pmCFGData = target.m_pmCFGData;
     CCFGParser& assigned = (target = source);
     EXPECT_EQ(&assigned, &target);
     for (const CCFGParser* empty : {&copy, &target}) {
@@ -39,12 +41,45 @@ TEST(Lifecycle, CopyingIsRefusedAndEmptiesTheTarget)
               "8 CCFGParser:  Creating object using Copy constructor is not supported \n"
               "8 operator=:  Assignment of objects is Not supported \n"
               "9 CFGSaveData: m_pmCFGData is NULL\n");
-
-    capture_log::Reset(~(1u << 8));
-    CCFGParser& alias = source;
-    source = alias;
-    EXPECT_EQ(source.m_pmCFGData, nullptr) << "self-assignment empties too";
-    EXPECT_EQ(capture_log::Text(), "") << "level 8 is off";
 }
+
+// Assignment abandons the target's map without freeing it: a caller may still
+// hold the public m_pmCFGData, or a block from it, and read through it.
+struct KeptMapCase
+{
+    const char* name;
+    std::string targetText;
+    bool selfAssignment;
+    std::string block, value; // the first entry of this block in the kept map
+};
+
+using KeptMapTable = testing::TestWithParam<KeptMapCase>;
+
+TEST_P(KeptMapTable, AssignmentLeavesTheTargetMapReadable)
+{
+    const KeptMapCase& row = GetParam();
+    TempDir dir;
+    CCFGParser source(dir.Write("s.cfg", "[S]\nk=source\n"));
+    CCFGParser target(dir.Write("t.cfg", row.targetText));
+    CCFGParser& assigned = row.selfAssignment ? source : target;
+    CCFGParser keeper; // frees the abandoned map at the end, as its owner now
+    keeper.m_pmCFGData = assigned.m_pmCFGData;
+    ASSERT_NE(keeper.m_pmCFGData, nullptr);
+    const std::map<std::string, CBlock*>& kept = *keeper.m_pmCFGData;
+    const CBlock* block = kept.at(row.block);
+    capture_log::Reset(~(1u << 8));
+    assigned = source;
+    EXPECT_EQ(assigned.m_pmCFGData, nullptr);
+    EXPECT_EQ(capture_log::Text(), "") << "level 8 is off";
+    ASSERT_EQ(kept.at(row.block), block);
+    ASSERT_FALSE(block->m_vecNodes.empty());
+    EXPECT_EQ(block->m_vecNodes.front().m_strValue, row.value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lifecycle, KeptMapTable, testing::Values(
+    KeptMapCase{"TargetMapKept", "[T]\nk=target value long enough for the heap\n", false, "T",
+                "target value long enough for the heap"},
+    KeptMapCase{"SelfAssignmentKeepsTheMap", "", true, "S", "source"}),
+    RowName());
 
 } // namespace

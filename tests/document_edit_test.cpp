@@ -2,6 +2,7 @@
 // whole resulting text (so every changed line shows) and against the model
 // the engine reads from it, which must be the one the edit promises. That
 // reads agree with the engine is checked on fuzz_document's corpus.
+#include <cerrno>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -40,6 +41,7 @@ const std::string kFile = "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\
 const std::string kRepeated = "[D]\nB=80\n[D]\nO=land\n# end\n";
 const std::string kCrlf = "[A]\r\nk=1\r\n\r\n[B]\r\nb=2\r\n";
 const std::string kNoFinalFeed = "[A]\n# c\nk=1";
+const std::string kBanner = "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\ny=2\n[b]\nk=v\n";
 
 struct EditRow
 {
@@ -111,6 +113,10 @@ INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
             "# top\n[Net]\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n"},
     EditRow{"EveryEntryOfTheKey", kBlock, "[A]\n# one\nk=1\nj=0\n\n# two\nk=2\n# end\n", Op::kRemove, "A.k", "", 0,
             "[A]\nj=0\n\n# end\n"},
+    EditRow{"CommentAboveABlankLineStays", kBlock, kBanner, Op::kRemove, "a.y", "", 0,
+            "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\n[b]\nk=v\n"},
+    EditRow{"CrlfBlankLineKeepsTheComment", kBlock, "[A]\r\n# c\r\n\r\nk=1\r\n", Op::kRemove, "A.k", "", 0,
+            "[A]\r\n# c\r\n\r\n"},
     EditRow{"NotUnderARepeatedHeader", kBlock, "[D]\nO=1\n[D]\nO=2\n", Op::kRemove, "D.O", "", 0, "[D]\n[D]\nO=2\n"},
     EditRow{"OnlyUnderARepeatedHeader", kBlock, kRepeated, Op::kRemove, "D.O", "", -2, kRepeated},
     EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kRemove, "A.k", "", 0, "[A]"},
@@ -121,13 +127,15 @@ INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
 
 INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
     EditRow{"SectionWithItsHeadersComment", kBlock, kFile, Op::kRemoveBlock, "Net", "", 0,
-            "# about log\n[Log]\nLevel=warn\n"},
+            "\n# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"CommentsAboveABlankLineStay", kBlock, kBanner, Op::kRemoveBlock, "a", "", 0,
+            "# banner\n# more banner\n\n# about the y group\n\n[b]\nk=v\n"},
     EditRow{"LastBlockKeepsTrailingComments", kBlock, kFile + "# the end\n", Op::kRemoveBlock, "Log", "", 0,
             "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n# the end\n"},
     EditRow{"EveryRepeatedHeader", kBlock, "[D]\nB=1\n# e\n[E]\ne=1\n[D]\nO=2\n# end\n", Op::kRemoveBlock, "D", "",
             0, "# e\n[E]\ne=1\n# end\n"},
     EditRow{"LastLineWithoutFeed", kBlock, "[A]\na=1\n[B]\nb=1", Op::kRemoveBlock, "B", "", 0, "[A]\na=1"},
-    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "[B]\r\nb=2\r\n"},
+    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "\r\n[B]\r\nb=2\r\n"},
     EditRow{"Missing", kBlock, kFile, Op::kRemoveBlock, "None", "", -2, kFile},
     EditRow{"AnonymousOnlyTheHeaders", kAnonymous, "# h\n[H]\nk=1\n[H]\nj=2\n", Op::kRemoveBlock, "H", "", 0,
             "k=1\nj=2\n"},
@@ -138,6 +146,105 @@ INSTANTIATE_TEST_SUITE_P(Normalise, EditTable, testing::Values(
     EditRow{"AsTheEngineSaves", kBlock, kFile, Op::kNormalise, "", "", 0,
             "# about log\n[Log]\nLevel=warn\n# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
     EditRow{"Anonymous", kAnonymous, " k = 1\n", Op::kNormalise, "", "", 0, "[anonymous]\nk=1\n"}),
+    RowName());
+
+// Every failed load, parse and save says why, naming the line that stopped a parse.
+struct FailureRow
+{
+    const char* name;
+    Document::Mode mode;
+    std::string text;
+    bool fromFile; // Load a file holding the text, else Parse it
+    int status;
+    std::string error, saveError; // Error() after the read, and after Save()
+};
+
+using FailureTable = testing::TestWithParam<FailureRow>;
+
+TEST_P(FailureTable, ErrorSaysWhy)
+{
+    const FailureRow& row = GetParam();
+    TempDir dir;
+    Document document(row.mode);
+    EXPECT_EQ(row.fromFile ? document.Load(dir.Write("f.cfg", row.text)) : document.Parse(row.text), row.status);
+    EXPECT_EQ(document.Error(), row.error);
+    EXPECT_EQ(document.Save(), row.status == 0 && row.fromFile ? 0 : EINVAL);
+    EXPECT_EQ(document.Error(), row.saveError);
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, FailureTable, testing::Values(
+    FailureRow{"HeaderWithoutBracket", kBlock, "[A]\nk=1\n\n[B\n", true, -1, "line 4: a block header has no ']'",
+               "line 4: a block header has no ']'"},
+    FailureRow{"HeaderWithoutBracketAnonymous", kAnonymous, "k=1\r\n[B\r\n", false, -1,
+               "line 2: a block header has no ']'", "no file to save to: nothing was loaded from one"},
+    FailureRow{"EntryAboveHeader", kBlock, "# c\nk=1\n[A]\n", true, EINVAL,
+               "line 2: an entry stands above the first block header",
+               "line 2: an entry stands above the first block header"},
+    FailureRow{"ParsedHasNoFile", kBlock, "[A]\n", false, 0, "", "no file to save to: nothing was loaded from one"},
+    FailureRow{"LoadedSavesNothingUnchanged", kBlock, "[A]\n", true, 0, "", ""}),
+    RowName());
+
+// A large file loaded to be edited is mapped, and its edits kept beside the
+// mapping until the text is read again: what it saves, and what it reads
+// after edits, must be exactly what the same edits give on the text parsed
+// from memory.
+struct MappedRow
+{
+    const char* name;
+    std::vector<docpromise::Edit> edits;
+};
+
+using MappedTable = testing::TestWithParam<MappedRow>;
+
+// Applies an edit as the promise table does.
+int Apply(Document& document, const docpromise::Edit& edit)
+{
+    switch (edit.op) {
+    case Op::kSet:
+        return document.Set(edit.key, edit.value);
+    case Op::kAdd:
+        return document.Add(edit.key, edit.value);
+    case Op::kRemove:
+        return document.Remove(edit.key);
+    case Op::kRemoveBlock:
+        return document.RemoveBlock(edit.key);
+    case Op::kNormalise:
+        break;
+    }
+    return document.Normalise();
+}
+
+TEST_P(MappedTable, SavesWhatTheEditsGiveInMemory)
+{
+    // Large enough to be mapped: blocks B0 to B9999, each "k=<n>" and a comment.
+    std::string text = "# top\n";
+    for (int block = 0; block < 10000; ++block) {
+        const std::string n = std::to_string(block);
+        text += "[B" + n + "]\n# about k\nk=" + n + "\nj=value of " + n + "\n";
+    }
+    TempDir dir;
+    const std::string path = dir.Write("big.cfg", text);
+    Document mapped, inMemory;
+    ASSERT_EQ(mapped.Load(path, Document::kLock), 0);
+    ASSERT_EQ(inMemory.Parse(text), 0);
+    for (const docpromise::Edit& edit : GetParam().edits) {
+        EXPECT_EQ(Apply(mapped, edit), Apply(inMemory, edit));
+    }
+    EXPECT_EQ(mapped.Save(), 0) << mapped.Error();
+    EXPECT_EQ(ReadFile(path), inMemory.Text());
+    EXPECT_EQ(mapped.Text(), inMemory.Text());
+    EXPECT_EQ(mapped.Get("B5000.k"), inMemory.Get("B5000.k"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, MappedTable, testing::Values(
+    MappedRow{"NoEdit", {}},
+    MappedRow{"SetOne", {{Op::kSet, "B5000.k", "changed"}}},
+    MappedRow{"SetFirstAndLast", {{Op::kSet, "B0.k", ""}, {Op::kSet, "B9999.j", "last"}}},
+    MappedRow{"AddToABlock", {{Op::kAdd, "B7.n", "new"}}},
+    MappedRow{"AddABlockAtTheEnd", {{Op::kAdd, "New.n", "new"}}},
+    MappedRow{"RemoveWithItsComment", {{Op::kRemove, "B5000.k", ""}}},
+    MappedRow{"RemoveBlockThenSetBefore", {{Op::kRemoveBlock, "B5000", ""}, {Op::kSet, "B4999.k", "x"}}},
+    MappedRow{"SetThenNormalise", {{Op::kSet, "B1.k", "y"}, {Op::kNormalise, "", ""}}}),
     RowName());
 
 // Loading with the lock, and saving only what changed, through links.

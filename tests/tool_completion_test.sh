@@ -34,7 +34,7 @@ zelcfg get --type d                  | double
 zelcfg get --type = b                | bool
 zelcfg list dev                      | device.cfg
 zelcfg get device.cfg N              | Net.Host Net.Port
-zelcfg set device.cfg ''             | Logging.Level Net.Host Net.Port mypy-foo.\*
+zelcfg set device.cfg ''             | Net.Host Net.Port Logging.Level mypy-foo.\*
 zelcfg unset device.cfg "mypy-foo.\*" s | strict
 zelcfg get "'device.cfg'" "'mypy-foo.*'" '' | strict
 zelcfg remove-block device.cfg L     | Logging

@@ -43,8 +43,8 @@ CCFGParser::CCFGParser(const CCFGParser& /*other*/) : m_uiAnonymousMode(0), m_pm
 CCFGParser& CCFGParser::operator=(const CCFGParser& /*other*/)
 {
     ZEL_LOG(kLogRefused, "operator=", " Assignment of objects is Not supported ");
-    // Assignment empties the target; its data is unreachable from here on.
-    FreeBlockMap(m_pmCFGData);
+    // Assignment empties the target but leaves its map alone: m_pmCFGData is
+    // public, so a caller may still hold the map or a block of it.
     m_uiAnonymousMode = 0;
     m_pmCFGData = nullptr;
     return *this;

@@ -12,6 +12,14 @@
 #include <unistd.h>
 #include <utility>
 
+// Large files are mapped where the system has mmap; elsewhere they are read.
+#if defined(_POSIX_MAPPED_FILES) && _POSIX_MAPPED_FILES > 0
+#include <sys/mman.h>
+#define ZELCONFIG_DOCUMENT_MAPS 1
+#else
+#define ZELCONFIG_DOCUMENT_MAPS 0
+#endif
+
 #include "CBlock.h"
 #include "cfg/CFGLine.h"
 #include "cfg/CFGSavedForm.h"
@@ -57,27 +65,75 @@ KeyParts SplitKey(const std::string& key, bool anonymous)
     return {};
 }
 
-// The file's bytes: a std::string would first zero the memory that the
-// read fills, a pass over the whole file for nothing.
+// A line of white space only: it ends the run of comment lines above it, which
+// then belong to nothing below.
+bool IsBlankLine(std::string_view line)
+{
+    return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
+}
+
+// Files at least this large are mapped rather than read when loaded for an
+// edit; smaller ones are read, since a mapping saves little on them and has
+// a setup and teardown of its own.
+constexpr size_t kMapAtLeast = 256 * 1024;
+
+// Unmaps a file mapping of the size it holds.
+struct Unmapper
+{
+    size_t size = 0;
+    void operator()(char* bytes) const
+    {
+#if ZELCONFIG_DOCUMENT_MAPS
+        ::munmap(bytes, size);
+#else
+        static_cast<void>(bytes);
+#endif
+    }
+};
+
+// The file's bytes, in a buffer of their own or, for a large file loaded for
+// an edit, in a read-only mapping of the file with the edits made since kept
+// beside it as splices. Those are applied to a copy only when the text is
+// read again; a save writes the unchanged ranges straight from the mapping,
+// so that no buffer of the file's size is faulted in page by page (and
+// zeroed) before anything is written. A std::string would zero its memory
+// before a read fills it, a pass over the whole file for nothing.
 class Bytes
 {
 public:
-    const char* data() const { return m_data ? m_data.get() : ""; } // never NULL, for memchr
+    // Never NULL, for memchr. Reading settles the splices into a buffer.
+    const char* data() const
+    {
+        Settle();
+        return m_data ? m_data.get() : m_map ? m_map.get() : "";
+    }
     size_t size() const { return m_size; }
     bool empty() const { return m_size == 0; }
-    char operator[](size_t at) const { return m_data[at]; }
-    char back() const { return m_data[m_size - 1]; }
+    char operator[](size_t at) const { return data()[at]; }
+    char back() const { return data()[m_size - 1]; }
     operator std::string_view() const { return std::string_view(data(), m_size); }
 
+    // Replaces the whole text with bytes from elsewhere (never from this text).
     void Assign(std::string_view bytes)
     {
+        m_map.reset();
+        m_splices.clear();
         m_size = 0;
         Replace(0, 0, bytes);
     }
 
-    // [begin, end) becomes `with`; the bytes after it move.
+    // [begin, end) becomes `with`; the bytes after it move. On a mapping, a
+    // splice before every splice kept so far is kept too (there the offsets
+    // of the text and of the mapping agree), as an edit's splices come back
+    // to front; any other settles them first.
     void Replace(size_t begin, size_t end, std::string_view with)
     {
+        if (m_map && (m_splices.empty() || end <= m_splices.front().begin)) {
+            m_splices.insert(m_splices.begin(), Spliced{begin, end, std::string(with)});
+            m_size = m_size - (end - begin) + with.size();
+            return;
+        }
+        Own();
         const size_t size = m_size - (end - begin) + with.size();
         if (size > m_capacity) {
             Grow(size + size / 8);
@@ -91,21 +147,45 @@ public:
         m_size = size;
     }
 
-    // Reads a descriptor to its end: 0 or an errno value. Its own loop rather
-    // than FileIO's ReadAll: it reads straight into this buffer, sized from
-    // the file and never zeroed, where ReadAll would copy every byte once more
-    // through a growing std::string on the path `zelcfg set` times.
-    int Read(int fd)
+    // The text as runs to write one after the other: the mapping's unchanged
+    // ranges and the splices' bytes; one run for a buffer.
+    std::vector<std::string_view> Pieces() const
     {
+        if (!m_map) {
+            return {std::string_view(data(), m_size)};
+        }
+        std::vector<std::string_view> pieces;
+        size_t at = 0;
+        for (const Spliced& splice : m_splices) {
+            pieces.emplace_back(m_map.get() + at, splice.begin - at);
+            pieces.emplace_back(splice.with);
+            at = splice.end;
+        }
+        pieces.emplace_back(m_map.get() + at, m_map.get_deleter().size - at);
+        return pieces;
+    }
+
+    // Reads a descriptor to its end, or maps it when `mayMap` and it is a
+    // large regular file: 0 or an errno value. Its own loop rather than
+    // FileIO's ReadAll: it reads straight into this buffer, sized from the
+    // file and never zeroed, where ReadAll would copy every byte once more
+    // through a growing std::string.
+    int Read(int fd, bool mayMap)
+    {
+        m_map.reset();
+        m_splices.clear();
         struct stat info {};
         size_t size = 0;
         if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
             size = static_cast<size_t>(info.st_size);
         }
+        m_size = 0;
+        if (mayMap && size >= kMapAtLeast && Map(fd, size)) {
+            return 0;
+        }
         // One byte more than the file, so that the read that sees its end
         // needs no growth, and room for edits, so that an added line moves
         // the text after it rather than all of it to fresh memory.
-        m_size = 0;
         Grow(std::max<size_t>(size + 64 * 1024, 4096));
         for (;;) {
             if (m_size == m_capacity) {
@@ -127,6 +207,66 @@ public:
     }
 
 private:
+    // A splice kept beside the mapping: [begin, end) of the mapping becomes `with`.
+    struct Spliced
+    {
+        size_t begin, end;
+        std::string with;
+    };
+
+    // Maps the file, its pages brought in at once where the system can:
+    // false where it cannot map it, for the read to take over.
+    bool Map(int fd, size_t size)
+    {
+#if ZELCONFIG_DOCUMENT_MAPS
+        int flags = MAP_PRIVATE;
+#ifdef MAP_POPULATE
+        flags |= MAP_POPULATE;
+#endif
+        void* mapped = ::mmap(nullptr, size, PROT_READ, flags, fd, 0);
+        if (mapped == MAP_FAILED) {
+            return false;
+        }
+        m_data.reset();
+        m_capacity = 0;
+        m_map = std::unique_ptr<char, Unmapper>(static_cast<char*>(mapped), Unmapper{size});
+        m_size = size;
+        return true;
+#else
+        static_cast<void>(fd);
+        static_cast<void>(size);
+        return false;
+#endif
+    }
+
+    // Applies the kept splices, for a reader of the text.
+    void Settle() const
+    {
+        if (m_map && !m_splices.empty()) {
+            Own();
+        }
+    }
+
+    // The text in a buffer of its own, with room for edits, the mapping gone.
+    void Own() const
+    {
+        if (!m_map) {
+            return;
+        }
+        std::unique_ptr<char[]> own(new char[m_size + 64 * 1024]);
+        size_t at = 0;
+        for (std::string_view piece : Pieces()) {
+            if (!piece.empty()) {
+                std::memcpy(own.get() + at, piece.data(), piece.size());
+            }
+            at += piece.size();
+        }
+        m_data = std::move(own);
+        m_capacity = m_size + 64 * 1024;
+        m_map.reset();
+        m_splices.clear();
+    }
+
     void Grow(size_t capacity)
     {
         std::unique_ptr<char[]> larger(new char[capacity]);
@@ -137,9 +277,13 @@ private:
         m_capacity = capacity;
     }
 
-    std::unique_ptr<char[]> m_data;
+    // Mutable: a reader's first look after edits settles them, which changes
+    // where the bytes are, not what they are.
+    mutable std::unique_ptr<char[]> m_data;
+    mutable size_t m_capacity = 0;
+    mutable std::unique_ptr<char, Unmapper> m_map;
+    mutable std::vector<Spliced> m_splices; // in the mapping's offsets, in order
     size_t m_size = 0;
-    size_t m_capacity = 0;
 };
 
 } // namespace
@@ -241,21 +385,28 @@ struct Document::State
                 continue;
             case CFGLineKind::kUnterminatedHeader:
                 ZEL_LOG(kLogError, "Load", "End Tag missing");
-                readEnd = line.begin;
-                return -1;
+                return Stop(line.begin, -1, "a block header has no ']'");
             case CFGLineKind::kEntry:
                 if (Anonymous() || !headers.empty()) {
                     continue;
                 }
                 ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
-                readEnd = line.begin;
-                return EINVAL;
+                return Stop(line.begin, EINVAL, "an entry stands above the first block header");
             case CFGLineKind::kComment:
             case CFGLineKind::kIgnored:
                 continue;
             }
         }
         return 0;
+    }
+
+    // Ends the parse at the line that begins at `at`: the status, with the
+    // line's number and what is wrong with it in `error`.
+    int Stop(size_t at, int result, const char* what)
+    {
+        readEnd = at;
+        error = "line " + std::to_string(LineNumber(at)) + ": " + what;
+        return result;
     }
 
     // Indexes the bytes just read.
@@ -272,6 +423,24 @@ struct Document::State
     std::string_view HeaderName(size_t index) const
     {
         return CFGClassifyLine(View(LineAt(headers[index]))).name;
+    }
+
+    // Each block name's first section (the block a lookup finds), found in
+    // one pass rather than one search per block: by name (bytewise) or in
+    // the order of the headers in the file.
+    std::vector<std::pair<std::string_view, size_t>> FirstSections(Document::Order order) const
+    {
+        std::vector<std::pair<std::string_view, size_t>> sections;
+        std::map<std::string_view, size_t> first;
+        for (size_t i = 0; i < headers.size(); ++i) {
+            if (first.emplace(HeaderName(i), i).second && order == Document::Order::kFile) {
+                sections.emplace_back(HeaderName(i), i);
+            }
+        }
+        if (order == Document::Order::kSaved) {
+            sections.assign(first.begin(), first.end());
+        }
+        return sections;
     }
 
     // Where the section of header `index` ends.
@@ -329,6 +498,63 @@ struct Document::State
             }
             return true;
         });
+    }
+
+    // The lines of the headers and entries in [from, to) that `takes`
+    // accepts, each with the comment lines that belong to it: those directly
+    // above it, with no blank line between. `takes` sees every header and
+    // entry in file order. Other lines, blank ones included, are not taken.
+    template <typename Takes>
+    std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
+    {
+        std::vector<Line> taken, waiting;
+        Walk(from, to, [&](const Line& line, const CFGLine& classified) {
+            switch (classified.kind) {
+            case CFGLineKind::kComment:
+                waiting.push_back(line);
+                break;
+            case CFGLineKind::kHeader:
+            case CFGLineKind::kEntry:
+                if (takes(classified)) {
+                    taken.insert(taken.end(), waiting.begin(), waiting.end());
+                    taken.push_back(line);
+                }
+                waiting.clear();
+                break;
+            case CFGLineKind::kIgnored:
+                if (IsBlankLine(View(line))) {
+                    waiting.clear();
+                }
+                break;
+            case CFGLineKind::kUnterminatedHeader:
+                break;
+            }
+            return true;
+        });
+        return taken;
+    }
+
+    // The line, counted from 1, that begins at `at`.
+    size_t LineNumber(size_t at) const
+    {
+        return 1 + static_cast<size_t>(std::count(text.data(), text.data() + at, '\n'));
+    }
+
+    // The blocks a reader could take for `name`, which the file lacks: the
+    // first header of each name that differs from it only by white space at
+    // its ends.
+    std::vector<Document::Lookalike> BlockLookalikes(std::string_view name) const
+    {
+        std::vector<Document::Lookalike> found;
+        std::set<std::string_view> seen;
+        const std::string_view wanted = Trim(name);
+        for (size_t i = 0; i < headers.size(); ++i) {
+            const std::string_view held = HeaderName(i);
+            if (seen.insert(held).second && held != name && Trim(held) == wanted) {
+                found.push_back({LineNumber(headers[i]), {}, 0, std::string(held)});
+            }
+        }
+        return found;
     }
 
     // Edits are allowed on a document whose whole file was read.
@@ -530,7 +756,9 @@ int Document::Load(const std::string& path, unsigned options)
     } else {
         s.error = std::strerror(ENOENT);
     }
-    int error = fd < 0 ? -1 : s.text.Read(fd);
+    // A file loaded locked is one to edit: mapped, when large, so that its
+    // save writes what did not change straight from the mapping.
+    int error = fd < 0 ? -1 : s.text.Read(fd, s.lock != nullptr);
     if (fd >= 0 && !s.lock) {
         ::close(fd);
     }
@@ -626,25 +854,35 @@ std::vector<std::string> Document::EntryNames(const std::string& block) const
 
 std::vector<std::string> Document::BlockNames() const
 {
+    return BlockNames(Order::kSaved);
+}
+
+std::vector<std::string> Document::BlockNames(Order order) const
+{
     const State& s = *m_state;
-    std::set<std::string> names;
+    std::vector<std::string> names;
     if (s.Anonymous() && s.loaded) {
-        names.emplace(kAnonymousBlock);
+        names.emplace_back(kAnonymousBlock); // the engine makes it before reading a line
     }
-    for (size_t i = 0; i < s.headers.size(); ++i) {
-        names.emplace(s.HeaderName(i));
+    for (const auto& section : s.FirstSections(order)) {
+        if (!s.Anonymous() || section.first != kAnonymousBlock) {
+            names.emplace_back(section.first);
+        }
     }
-    return {names.begin(), names.end()};
+    if (order == Order::kSaved) {
+        std::sort(names.begin(), names.end());
+    }
+    return names;
 }
 
 std::vector<Document::Entry> Document::Entries() const
 {
+    return Entries(Order::kSaved);
+}
+
+std::vector<Document::Entry> Document::Entries(Order order) const
+{
     const State& s = *m_state;
-    // Each name's first section, found in one pass rather than one search per block.
-    std::map<std::string_view, size_t> first;
-    for (size_t i = 0; i < s.headers.size(); ++i) {
-        first.emplace(s.HeaderName(i), i);
-    }
     std::vector<Entry> entries;
     if (s.Anonymous()) {
         s.ForEachEntryOf(kAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
@@ -652,7 +890,7 @@ std::vector<Document::Entry> Document::Entries() const
         });
         return entries;
     }
-    for (const auto& section : first) {
+    for (const auto& section : s.FirstSections(order)) {
         s.Walk(s.headers[section.second], s.SectionEnd(section.second), [&](const Line&, const CFGLine& classified) {
             if (classified.kind == CFGLineKind::kEntry) {
                 entries.push_back({std::string(section.first), std::string(classified.key),
@@ -684,7 +922,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
     const std::string_view wanted = s.Trim(parts.entry);
     const size_t first = s.FindSection(parts.block);
     if (first == kNone) {
-        return found;
+        return s.BlockLookalikes(parts.block);
     }
     // Offsets first: lines are counted only when something was found.
     std::vector<size_t> at, headerAt;
@@ -697,7 +935,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
                 && (i != first || classified.key != parts.entry)) {
                 found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(classified.key)
                                                : std::string(),
-                                 0});
+                                 0, {}});
                 at.push_back(line.begin);
                 headerAt.push_back(i == first ? kNone : s.headers[i]);
             }
@@ -862,28 +1100,9 @@ int Document::Remove(const std::string& block, const std::string& entry)
     } else if (parts.block != kAnonymousBlock) {
         return -2;
     }
-    // Comment lines wait for the next header or entry, which takes them.
-    std::vector<Line> removed, waiting;
-    s.Walk(from, to, [&](const Line& line, const CFGLine& classified) {
-        switch (classified.kind) {
-        case CFGLineKind::kComment:
-            waiting.push_back(line);
-            break;
-        case CFGLineKind::kEntry:
-            if ((s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry) {
-                removed.insert(removed.end(), waiting.begin(), waiting.end());
-                removed.push_back(line);
-            }
-            waiting.clear();
-            break;
-        case CFGLineKind::kHeader:
-            waiting.clear();
-            break;
-        case CFGLineKind::kUnterminatedHeader:
-        case CFGLineKind::kIgnored:
-            break;
-        }
-        return true;
+    const std::vector<Line> removed = s.Owned(from, to, [&](const CFGLine& classified) {
+        return classified.kind == CFGLineKind::kEntry
+               && (s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry;
     });
     if (removed.empty()) {
         return -2;
@@ -898,47 +1117,19 @@ int Document::RemoveBlock(const std::string& name)
     if (!s.Editable() || (s.Anonymous() && name == kAnonymousBlock)) {
         return EINVAL;
     }
-    // A header goes with the comment lines that wait for it; in block mode its
-    // section goes too, up to the comment lines that wait for what follows.
-    std::vector<Line> removed, waiting;
+    // Its headers go, and in block mode the entries of their sections, each
+    // with the comment lines that belong to it; every other line stays.
     bool inside = false;
-    s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-        switch (classified.kind) {
-        case CFGLineKind::kComment:
-            waiting.push_back(line);
-            return true;
-        case CFGLineKind::kHeader:
+    const std::vector<Line> removed = s.Owned(0, kNone, [&](const CFGLine& classified) {
+        if (classified.kind == CFGLineKind::kHeader) {
             inside = classified.name == name;
-            if (inside) {
-                removed.insert(removed.end(), waiting.begin(), waiting.end());
-                removed.push_back(line);
-            }
-            waiting.clear();
-            inside = inside && !s.Anonymous();
-            return true;
-        case CFGLineKind::kEntry:
-            if (inside) {
-                removed.insert(removed.end(), waiting.begin(), waiting.end());
-                removed.push_back(line);
-            }
-            waiting.clear();
-            return true;
-        case CFGLineKind::kIgnored:
-            if (inside && waiting.empty()) {
-                removed.push_back(line);
-            } else if (inside) {
-                waiting.push_back(line); // goes if an entry of the section follows
-            }
-            return true;
-        case CFGLineKind::kUnterminatedHeader:
-            break;
+            return inside;
         }
-        return true;
+        return inside && !s.Anonymous();
     });
     if (removed.empty()) {
         return -2;
     }
-    std::sort(removed.begin(), removed.end(), [](const Line& a, const Line& b) { return a.begin < b.begin; });
     s.RemoveLines(removed);
     return 0;
 }
@@ -965,6 +1156,10 @@ int Document::Save()
 {
     State& s = *m_state;
     if (!s.hasFile || !s.Editable()) {
+        // A failed load keeps its own reason.
+        if (!s.hasFile) {
+            s.error = "no file to save to: nothing was loaded from one";
+        }
         return EINVAL;
     }
     if (!s.changed) {
@@ -979,7 +1174,8 @@ int Document::Save()
             return -2;
         }
     }
-    if (!file->Replace(s.text.data(), s.text.size(), s.error)) {
+    const std::vector<std::string_view> pieces = s.text.Pieces();
+    if (!file->Replace(pieces.data(), pieces.size(), s.error)) {
         return -2;
     }
     s.changed = false;

@@ -121,6 +121,12 @@ bool LockedFile::Lock(const std::string& path, bool create, std::string& message
 
 bool LockedFile::Replace(const char* data, size_t size, std::string& message)
 {
+    const std::string_view whole(data, size);
+    return Replace(&whole, 1, message);
+}
+
+bool LockedFile::Replace(const std::string_view* pieces, size_t count, std::string& message)
+{
     const std::string directory = DirectoryOf(m_path);
     // The file's name, cut so that the temporary name fits where it does.
     const size_t kNameRoom = NAME_MAX - std::strlen("..zelcfg-XXXXXX");
@@ -136,8 +142,10 @@ bool LockedFile::Replace(const char* data, size_t size, std::string& message)
 
     // Every step must succeed before the rename; the first failure is reported.
     std::string error;
-    if (const int written = WriteAll(fd, data, size)) {
-        error = "cannot write " + temporary + ": " + ErrorText(written);
+    for (size_t i = 0; i < count && error.empty(); ++i) {
+        if (const int written = WriteAll(fd, pieces[i].data(), pieces[i].size())) {
+            error = "cannot write " + temporary + ": " + ErrorText(written);
+        }
     }
     // The new file is the editor's: give it the file's owner and group. Root
     // can, and so can an owner for a group it belongs to; anyone else would

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <sys/stat.h>
 
 namespace zelconfig {
@@ -36,6 +37,9 @@ public:
     // when any step fails; unless the message says the file was replaced, the
     // target is untouched and the temporary file removed.
     bool Replace(const char* data, size_t size, std::string& message);
+    // The same for bytes given as pieces, written one after the other, so
+    // that a caller need not join them first.
+    bool Replace(const std::string_view* pieces, size_t count, std::string& message);
 
 private:
     int m_fd = -1;

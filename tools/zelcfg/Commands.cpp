@@ -40,8 +40,8 @@ const char kCannotNormalise[] = "the normalised form would not read back: in ano
                                 "begins with '#', ';' or '[' once trimmed";
 
 // The back end for FILE: the forced mode; for standard input block mode
-// unless --anonymous; else the library's own chooser, and block mode with a
-// note for a name it does not know (an error with --strict-name).
+// unless --anonymous; else the library's own chooser, and block mode for a
+// name it does not know, with a note under -v (an error with --strict-name).
 bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 {
     input.path = invocation.operands.front();
@@ -65,29 +65,23 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
         status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block or --anonymous");
         return false;
     }
-    std::cerr << "zelcfg: " << input.path << ": note: " << unknown
-              << "; reading it in block mode (--block or --anonymous says so and silences this)\n";
+    // Scripts editing /etc/foo.conf would get it on every call: -v asks for it.
+    if (invocation.verbosity > 0) {
+        std::cerr << "zelcfg: " << input.path << ": note: " << unknown
+                  << "; reading it in block mode (--block or --anonymous says so)\n";
+    }
     input.backend = Backend::kCfgBlock;
     return true;
 }
 
-// Why a CFG file could not be read or parsed, in words.
+// Why a CFG file could not be read or parsed, in words: the document's own
+// reason, which names the line that stopped a parse.
 std::string LoadFailure(int status, const Document& document)
 {
-    switch (status) {
-    case -1:
-        return "a block header has no ']' ('zelcfg lint' shows where)";
-    case -2:
-        return document.Error().empty() ? "cannot be read" : document.Error();
-    case EINVAL:
-        if (document.GetMode() == Document::Mode::kBlock) {
-            return "an entry stands above the first block header ('zelcfg lint' shows where)";
-        }
-        break;
-    default:
-        break;
+    if (!document.Error().empty()) {
+        return document.Error();
     }
-    return "cannot be parsed (status " + std::to_string(status) + ")";
+    return status == -2 ? "cannot be read" : "cannot be parsed (status " + std::to_string(status) + ")";
 }
 
 // Reads the file, or standard input, into `document`: its status; -2 for
@@ -144,6 +138,18 @@ EntryName NameOf(const Invocation& invocation, bool apart, bool anonymous)
     return {anonymous ? kAnonymousBlock : "", anonymous ? key : "", key};
 }
 
+// How to name an entry on the command line, quoted: as a KEY, or as BLOCK and
+// ENTRY apart for a block whose name holds '.', which no key reaches; the
+// block alone when there is no entry (remove-block).
+std::string Address(const std::string& block, const std::string& entry)
+{
+    if (entry.empty()) {
+        return "'" + block + "'";
+    }
+    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
+                                                : "'" + block + "' '" + entry + "'";
+}
+
 // What the file holds that looks like the entry but that the library does
 // not find under it, as a tail for a message; empty when there is nothing.
 std::string LookalikeHint(const Document& document, const EntryName& name)
@@ -151,19 +157,19 @@ std::string LookalikeHint(const Document& document, const EntryName& name)
     std::string hint;
     for (const Document::Lookalike& found : document.Lookalikes(name.block, name.entry)) {
         const std::string line = std::to_string(found.line);
-        if (found.key.empty()) {
+        if (!found.block.empty()) {
+            hint += "; line " + line + " holds the block '" + found.block
+                    + "': blanks around a block name are part of it, so address it as "
+                    + Address(found.block, name.entry) + " (quoted)";
+        } else if (found.key.empty()) {
             hint += "; line " + line + " holds it under a repeated header (line "
                     + std::to_string(found.repeatedHeaderLine)
                     + "), which the library does not read: merge the two blocks";
         } else {
             const std::string entry = found.key.substr(name.block.size() + 1);
-            // No key reaches a block whose name holds '.': then BLOCK and ENTRY apart.
-            const std::string address = name.block.find('.') == std::string::npos
-                                            ? "'" + name.block + "." + entry + "'"
-                                            : "'" + name.block + "' '" + entry + "'";
             hint += "; line " + line + " holds '" + Shown(name.block, entry)
-                    + "': blanks around an entry name are part of it in block mode, so address it as " + address
-                    + " (quoted)";
+                    + "': blanks around an entry name are part of it in block mode, so address it as "
+                    + Address(name.block, entry) + " (quoted)";
         }
     }
     return hint;
@@ -259,6 +265,11 @@ int Get(const Invocation& invocation, const Input& input)
 // read back.
 bool Editable(const EntryName& name, const std::string& value, bool anonymous, std::string& error)
 {
+    // "[]" and "=v" read back, but hardly as anyone meant them.
+    if (name.block.empty() || name.entry.empty()) {
+        error = name.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
+        return false;
+    }
     const std::string headerText = "[" + name.block + "]";
     const zelconfig::CFGLine header = zelconfig::CFGClassifyLine(headerText);
     if (header.kind != zelconfig::CFGLineKind::kHeader || header.name != name.block
@@ -299,8 +310,12 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
     const bool apart = kind != EditKind::kRemoveBlock && named == 3;
     const EntryName name = NameOf(invocation, apart, anonymous);
     std::string value, error;
-    if (kind == EditKind::kSet && !TypedValue(invocation.type, invocation.operands.back(), value, error)) {
-        return Fail(kExitFailure, input.path, error);
+    int status = kExitFailure;
+    if (kind == EditKind::kSet && !ValueToSet(invocation, input.path, value, status)) {
+        return status;
+    }
+    if (kind == EditKind::kRemoveBlock && invocation.operands[1].empty()) {
+        return Fail(kExitFailure, input.path, "a block name cannot be empty");
     }
     if (kind != EditKind::kRemoveBlock) {
         if (!apart && (name.shown.empty() || (!anonymous && name.shown.find('.') == std::string::npos))) {
@@ -311,7 +326,6 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         }
     }
     Document document(input.Mode());
-    int status = kExitFailure;
     if (!Load(document, input, Document::kLock | (kind == EditKind::kSet ? Document::kCreate : 0u), status)) {
         return status;
     }
@@ -343,7 +357,7 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         const std::string& block = invocation.operands[1];
         status = document.RemoveBlock(block);
         if (status == -2) {
-            return Fail(kExitNotFound, input.path, "no block " + block);
+            return Fail(kExitNotFound, input.path, "no block " + block + LookalikeHint(document, {block, "", block}));
         }
         if (status == EINVAL && anonymous) {
             return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
@@ -385,7 +399,7 @@ int RemoveBlock(const Invocation& invocation, const Input& input)
     return Edit(invocation, input, EditKind::kRemoveBlock);
 }
 
-// blocks: the block names, in the order a save writes them.
+// blocks: the block names, in the order of their first headers in the file.
 int Blocks(const Invocation& invocation, const Input& input)
 {
     Document document(input.Mode());
@@ -393,13 +407,13 @@ int Blocks(const Invocation& invocation, const Input& input)
     if (!Load(document, input, 0, status)) {
         return status;
     }
-    for (const std::string& block : document.BlockNames()) {
+    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
         Emit(invocation, block);
     }
     return Flushed(input.path);
 }
 
-// list: the model, in the order a save writes it.
+// list: the model, blocks in the order of their first headers in the file.
 int List(const Invocation& invocation, const Input& input)
 {
     Document document(input.Mode());
@@ -407,13 +421,17 @@ int List(const Invocation& invocation, const Input& input)
     if (!Load(document, input, 0, status)) {
         return status;
     }
+    const std::vector<Document::Entry> entries = document.Entries(Document::Order::kFile);
     if (invocation.Has(kOptionNull)) {
-        for (const Document::Entry& entry : document.Entries()) {
+        for (const Document::Entry& entry : entries) {
             std::cout << entry.block << '\0' << entry.name << '\0' << entry.value << '\0';
         }
     } else {
-        for (const Document::Entry& entry : document.Entries()) {
-            std::cout << Shown(entry.block, entry.name) << '=' << entry.value << '\n';
+        // Each value as get prints it: without the line end a CR LF file leaves in it.
+        std::string value;
+        for (const Document::Entry& entry : entries) {
+            ConvertTyped(ValueType::kString, entry.value, value);
+            std::cout << Shown(entry.block, entry.name) << '=' << value << '\n';
         }
     }
     return Flushed(input.path);
@@ -486,7 +504,7 @@ const std::vector<Command>& AllCommands()
     // get reads XML files through the front end in its own code.
     static const std::vector<Command> commands = {
         {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
-        {"set", 3, 4, kOptionType | kOptionNormalise, Set, XmlSet},
+        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise, Set, XmlSet},
         {"unset", 2, 3, kOptionNormalise, Unset, nullptr},
         {"remove-block", 2, 2, kOptionNormalise, RemoveBlock, nullptr},
         {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},

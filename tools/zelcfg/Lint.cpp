@@ -145,6 +145,9 @@ private:
             Add(number, "text after the block name's first ']': the library's block name is " + Quoted(name)
                             + ", and the rest of the line, " + Quoted(rest) + ", is ignored and a save drops it");
         }
+        if (inserted.second && !m_anonymous && TrimAsAnonymous(name).size() != name.size()) {
+            Add(number, "blanks around the block name are part of it: the library's block name is " + Quoted(name));
+        }
         if (inserted.second && !m_anonymous && name.find('.') != std::string_view::npos) {
             Add(number, "block name " + Quoted(name) + " holds '.': keys split at the first '.', so no "
                             "BLOCK.ENTRY key reaches its entries, but zelcfg get FILE " + Quoted(name)

@@ -138,6 +138,42 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     return true;
 }
 
+bool ValueToSet(const Invocation& invocation, const std::string& path, std::string& value, int& status)
+{
+    const std::string& raw = invocation.operands.back();
+    std::string error;
+    if (!TypedValue(invocation.type, raw, value, error)) {
+        status = Fail(kExitFailure, path, error);
+        return false;
+    }
+    const std::string loss = LossyWrite(invocation.type, raw, value);
+    if (!loss.empty() && invocation.Has(kOptionStrict)) {
+        status = Fail(kExitConversion, path, loss);
+        return false;
+    }
+    if (!loss.empty()) {
+        Fail(kExitOk, path, "warning: " + loss);
+    }
+    return true;
+}
+
+std::string LossyWrite(ValueType type, const std::string& raw, const std::string& written)
+{
+    bool same = true;
+    if (type == ValueType::kFloat) {
+        const float given = std::strtof(raw.c_str(), nullptr), read = std::strtof(written.c_str(), nullptr);
+        same = given == read || (std::isnan(given) && std::isnan(read));
+    } else if (type == ValueType::kDouble) {
+        const double given = std::strtod(raw.c_str(), nullptr), read = std::strtod(written.c_str(), nullptr);
+        same = given == read || (std::isnan(given) && std::isnan(read));
+    }
+    if (same) {
+        return "";
+    }
+    return "'" + raw + "' is written as '" + written + "', which reads back as another " + TypeName(type)
+           + " (the library's setters keep six significant digits)";
+}
+
 std::string PartialRead(ValueType type, const std::string& raw)
 {
     if (type == ValueType::kString) {

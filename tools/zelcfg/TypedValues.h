@@ -18,6 +18,16 @@ int ConvertTyped(ValueType type, const std::string& raw, std::string& text);
 // setters write it; false with the reason.
 bool TypedValue(ValueType type, const std::string& raw, std::string& value, std::string& error);
 
+// VALUE of a set command line, as TypedValue writes it for --type; a
+// lossy number is warned about on stderr, or refused under --strict. False
+// after reporting a refusal, with the exit status to give.
+bool ValueToSet(const Invocation& invocation, const std::string& path, std::string& value, int& status);
+
+// Why `written`, the text TypedValue gave for `raw`, does not read back as
+// the number `raw` gives (the library's setters keep six significant
+// digits); empty when it does, and for types other than float and double.
+std::string LossyWrite(ValueType type, const std::string& raw, const std::string& written);
+
 // Why the typed getter of `type` does not read the whole of `raw` as a value
 // of its type (text after the number, no number, an empty value, a number
 // out of range, a boolean that is neither "true" nor "false"); empty when

@@ -17,12 +17,13 @@ int XmlSet(const Invocation& invocation, const Input&)
     // XML keys are paths: BLOCK ENTRY is the path BLOCK.ENTRY.
     const std::vector<std::string>& operands = invocation.operands;
     const std::string key = operands.size() == 4 ? operands[1] + "." + operands[2] : operands[1];
-    std::string value, error;
-    if (!TypedValue(invocation.type, operands.back(), value, error)) {
-        return Fail(kExitFailure, path, error);
+    std::string value;
+    int status = kExitFailure;
+    if (!ValueToSet(invocation, path, value, status)) {
+        return status;
     }
     CZelConfigParser parser;
-    int status = parser.Parse(path);
+    status = parser.Parse(path);
     if (status != 0) {
         return Fail(kExitFailure, path, XmlParseFailure(status, parser.GetDataPtr() != nullptr));
     }

@@ -14,7 +14,8 @@ enum ExitStatus : int
     kExitOk = 0,
     kExitNotFound = 1,   // no such key; lint: findings
     kExitFailure = 2,    // usage, or a file that cannot be read, parsed or saved
-    kExitConversion = 3, // get --type: the value is out of range, no boolean, or (--strict) not whole
+    kExitConversion = 3, // get --type: the value is out of range, no boolean, or (--strict) not whole;
+                         // set --strict: the number written would read back as another
 };
 
 enum class ValueType { kString, kInt, kFloat, kDouble, kBool };
