@@ -31,3 +31,32 @@ function(zelconfig_target_options target)
     endif()
   endif()
 endfunction()
+
+# Run paths of what is installed. CMake links an installed target with its
+# build-tree path plus an empty entry (room for rewriting it at install),
+# and an empty entry means the current directory: a program run from the
+# build tree would load any library lying there. So installed programs are
+# linked with their install-time path from the start, and the build tree
+# holds the one link that makes that path lead to the build's libraries;
+# installed shared libraries carry no run path (whatever loads them has
+# loaded their dependencies, or finds them in the system's places).
+function(zelconfig_install_runpath target)
+  get_target_property(_type ${target} TYPE)
+  if(_type STREQUAL "EXECUTABLE")
+    if(CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+      set_target_properties(${target} PROPERTIES
+        INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" BUILD_WITH_INSTALL_RPATH ON)
+      get_target_property(_dir ${target} BINARY_DIR)
+      get_filename_component(_link ${_dir}/../${CMAKE_INSTALL_LIBDIR} ABSOLUTE)
+      if(NOT EXISTS ${_link})
+        get_filename_component(_parent ${_link} DIRECTORY)
+        file(MAKE_DIRECTORY ${_parent})
+        file(CREATE_LINK ${PROJECT_BINARY_DIR} ${_link} SYMBOLIC)
+      endif()
+    else()
+      set_target_properties(${target} PROPERTIES SKIP_BUILD_RPATH ON)
+    endif()
+  else()
+    set_target_properties(${target} PROPERTIES SKIP_BUILD_RPATH ON INSTALL_RPATH "")
+  endif()
+endfunction()

@@ -292,4 +292,54 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
     ToolCase{"MissingFile", {"get", "b.xml", "v"}, 2, "", "zelcfg: b.xml: cannot be read (-v tells why)\n", ""}),
     RowName());
 
+// zelcfg under a memory limit its file does not fit in, for both back ends:
+// a message and exit 2, never an uncaught std::bad_alloc (134). The file is a
+// sparse 1 GiB of NUL bytes, so that it costs no disk.
+struct MemoryCase
+{
+    const char* name;
+    std::vector<std::string> args; // after the program's name; the file is big.cfg or big.xml
+    std::string err;
+};
+using MemoryTable = testing::TestWithParam<MemoryCase>;
+
+// Sanitizers and emulators reserve more address space than any limit here.
+bool AddressSpaceLimitWorks()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+    return false;
+#endif
+#endif
+    return !ZELCONFIG_CROSSCOMPILING;
+}
+
+TEST_P(MemoryTable, OutOfMemoryIsAStatus)
+{
+    if (!AddressSpaceLimitWorks()) {
+        GTEST_SKIP() << "an address-space limit cannot be set under a sanitizer or an emulator";
+    }
+    const MemoryCase& row = GetParam();
+    TempDir dir;
+    std::vector<std::string> args{ZELCFG_BINARY};
+    args.insert(args.end(), row.args.begin(), row.args.end());
+    const ToolResult result =
+        RunTool(dir.Path(), args, "truncate -s 1G big.cfg big.xml && ulimit -v 262144 && ");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, row.err);
+}
+
+INSTANTIATE_TEST_SUITE_P(Zelcfg, MemoryTable, testing::Values(
+    MemoryCase{"CfgGet", {"get", "big.cfg", "a.b"}, "zelcfg: big.cfg: out of memory\n"},
+    MemoryCase{"CfgList", {"list", "big.cfg"}, "zelcfg: big.cfg: out of memory\n"},
+    MemoryCase{"CfgSet", {"set", "big.cfg", "a.b", "1"}, "zelcfg: big.cfg: out of memory\n"},
+    MemoryCase{"CfgLint", {"lint", "big.cfg"}, "zelcfg: big.cfg: out of memory\n"},
+    MemoryCase{"XmlGet", {"get", "big.xml", "a"}, "zelcfg: big.xml: out of memory\n"},
+    MemoryCase{"XmlList", {"list", "big.xml"}, "zelcfg: big.xml: out of memory\n"},
+    MemoryCase{"XmlSet", {"set", "big.xml", "a", "1"}, "zelcfg: big.xml: out of memory\n"}),
+    RowName());
+
 } // namespace

@@ -124,8 +124,8 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"StrictWholeFloat", "a.cfg", "[N]\nP=1e3\n", {"get", "--strict", "--type", "float", "a.cfg", "N.P"},
              0, "1000\n", ""},
     ToolCase{"XmlWithoutPlugin", "a.xml", "<a/>", {"get", "a.xml", "a"}, 2, "",
-             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the "
-             "file (-v tells more)\n"}),
+             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded (-v tells "
+             "why)\n"}),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
@@ -201,8 +201,7 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"SetOnBrokenFile", "a.cfg", "[N\n", {"set", "a.cfg", "N.P", "1"}, 2, "",
              "zelcfg: a.cfg: line 1: a block header has no ']'\n"},
     ToolCase{"SetOnXml", "a.xml", "<a/>", {"set", "a.xml", "N.P", "1"}, 2, "",
-             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
-             "(-v tells more)\n"},
+             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded (-v tells why)\n"},
     ToolCase{"SetBlockAndEntryApart", "a.cfg", "[a.b]\nk=1\n", {"set", "a.cfg", "a.b", "k", "2"}, 0, "", "",
              "[a.b]\nk=2\n"},
     ToolCase{"SetAddsDottedBlock", "a.cfg", "[N]\n", {"set", "a.cfg", "x.y", "k", "1"}, 0, "", "",

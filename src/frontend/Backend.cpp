@@ -56,7 +56,7 @@ void* LoadPluginFactory(std::atomic<void*>& handle, PluginFactory factory, const
     // library's reference count, and the handle itself is all that is shared.
     void* library = handle.load(std::memory_order_relaxed);
     if (library == nullptr) {
-        library = OpenLibraryNow("libZel_XMLConfigParser.so");
+        library = OpenLibraryNow(kXmlPluginName);
         if (library == nullptr) {
             // Taken whether or not it is logged, so that the caller's next
             // dlerror() does not depend on the log mask.

@@ -3,6 +3,8 @@
 
 #include <atomic>
 
+#include "platform/DynamicLoader.h"
+
 namespace zelconfig {
 
 // The back ends a path can select.
@@ -33,6 +35,16 @@ enum class PluginFactory
     kWriter,        // "GetCXMLWriterObject"
     kWriterNoParam, // "GetCXMLWriterObjectNoParam"
 };
+
+// The file name the XML plug-in is loaded by.
+inline constexpr char kXmlPluginName[] = "libZel_XMLConfigParser.so";
+
+// Whether the XML plug-in is loaded in this process: after a failed XML
+// parse, it tells a back end that refused the file from one that is missing.
+inline bool XmlPluginLoaded()
+{
+    return IsLibraryLoaded(kXmlPluginName);
+}
 
 // Looks up a factory of the XML plug-in, loading the library into `handle`
 // when it is not loaded yet. Failures are logged at level 31 under

@@ -14,6 +14,18 @@ inline void* OpenLibraryNow(const char* name)
     return dlopen(name, RTLD_NOW);
 }
 
+// Whether the named library is loaded in this process already; loads nothing.
+inline bool IsLibraryLoaded(const char* name)
+{
+    void* library = dlopen(name, RTLD_NOW | RTLD_NOLOAD);
+    if (library == nullptr) {
+        dlerror(); // the miss is the answer, not an error to leave pending
+        return false;
+    }
+    dlclose(library);
+    return true;
+}
+
 inline void* FindSymbol(void* library, const char* symbol)
 {
     return dlsym(library, symbol);

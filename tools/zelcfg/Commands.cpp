@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <iostream>
+#include <new>
 
 #include "CZelConfigReader.h"
 #include "Lint.h"
@@ -189,7 +190,7 @@ bool GetXml(const Input& input, const std::string& key, std::string& raw, int& s
     CZelConfigReader reader;
     status = reader.Parse(input.path);
     if (status != 0) {
-        status = Fail(kExitFailure, input.path, XmlParseFailure(status, reader.GetDataPtr() != nullptr));
+        status = Fail(kExitFailure, input.path, XmlParseFailure(status));
         return false;
     }
     status = reader.GetString(key, raw);
@@ -530,6 +531,32 @@ std::string CommandNames(const std::function<bool(const Command&)>& test)
     return text;
 }
 
+namespace {
+
+// Runs one command on the file it names, by that file's back end.
+int RunCommand(const Command& command, const Invocation& invocation)
+{
+    Input input;
+    int status = kExitFailure;
+    if (!ChooseInput(invocation, input, status)) {
+        return status;
+    }
+    if (input.backend != Backend::kXml) {
+        return command.run(invocation, input);
+    }
+    if (invocation.Has(kOptionNormalise)) {
+        return Fail(kExitFailure, input.path, "--normalise works on CFG files only");
+    }
+    if (command.runXml == nullptr) {
+        return Fail(kExitFailure, input.path,
+                    invocation.command + " works on CFG files only; XML files take "
+                        + CommandNames([](const Command& other) { return other.runXml != nullptr; }));
+    }
+    return command.runXml(invocation, input);
+}
+
+} // namespace
+
 int RunInvocation(const Invocation& invocation)
 {
     // The tool reports failures itself; the library's log is for -v.
@@ -552,23 +579,14 @@ int RunInvocation(const Invocation& invocation)
         if (invocation.command != command.name) {
             continue;
         }
-        Input input;
-        int status = kExitFailure;
-        if (!ChooseInput(invocation, input, status)) {
-            return status;
+        // A file larger than the memory it may use is a failure to report
+        // like any other, not a crash; nothing has been saved half-made.
+        try {
+            return RunCommand(command, invocation);
+        } catch (const std::bad_alloc&) {
+            return Fail(kExitFailure, invocation.operands.empty() ? command.name : invocation.operands[0],
+                        "out of memory");
         }
-        if (input.backend != Backend::kXml) {
-            return command.run(invocation, input);
-        }
-        if (invocation.Has(kOptionNormalise)) {
-            return Fail(kExitFailure, input.path, "--normalise works on CFG files only");
-        }
-        if (command.runXml == nullptr) {
-            return Fail(kExitFailure, input.path,
-                        invocation.command + " works on CFG files only; XML files take "
-                            + CommandNames([](const Command& other) { return other.runXml != nullptr; }));
-        }
-        return command.runXml(invocation, input);
     }
     return Fail(kExitFailure, invocation.command, "unknown command");
 }

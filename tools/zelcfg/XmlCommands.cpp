@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "CZelConfigParser.h"
+#include "frontend/Backend.h"
 #include "TypedValues.h"
 #ifdef ZELCFG_WITH_XML_DOCUMENT
 #include "XmlDocument.h"
@@ -25,7 +26,7 @@ int XmlSet(const Invocation& invocation, const Input&)
     CZelConfigParser parser;
     status = parser.Parse(path);
     if (status != 0) {
-        return Fail(kExitFailure, path, XmlParseFailure(status, parser.GetDataPtr() != nullptr));
+        return Fail(kExitFailure, path, XmlParseFailure(status));
     }
     status = parser.Set(key, value);
     if (status == -2) {
@@ -68,7 +69,7 @@ int XmlList(const Invocation& invocation, const Input&)
 #endif
 }
 
-std::string XmlParseFailure(int status, bool hasBackEnd)
+std::string XmlParseFailure(int status)
 {
     switch (status) {
     case -2:
@@ -76,11 +77,12 @@ std::string XmlParseFailure(int status, bool hasBackEnd)
     case -1:
         return "not well-formed XML (-v tells where)";
     case EINVAL:
-        if (!hasBackEnd) {
-            return "no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
-                   "(-v tells more)";
+        // The plug-in answers EINVAL only when its memory ran out; the front
+        // end answers it when there is no plug-in to ask.
+        if (zelconfig::XmlPluginLoaded()) {
+            return "out of memory";
         }
-        break;
+        return std::string("no XML back end: ") + zelconfig::kXmlPluginName + " cannot be loaded (-v tells why)";
     default:
         break;
     }

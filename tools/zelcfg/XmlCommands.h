@@ -16,7 +16,7 @@ int XmlSet(const Invocation& invocation, const Input& input);
 int XmlList(const Invocation& invocation, const Input& input);
 
 // Why a front end's Parse of an XML file failed, in words.
-std::string XmlParseFailure(int status, bool hasBackEnd);
+std::string XmlParseFailure(int status);
 
 } // namespace zelcfg
 
