@@ -10,11 +10,14 @@
 #   make package-check  install into a staging prefix, build and run the
 #              consumer example through CMake and pkg-config, build and check the .deb
 #   make cross-test  cross-build for aarch64 and run the tests under qemu
+#   make cross-test-armhf  the same for 32-bit ARM (armhf), under qemu-arm
+#   make test-libcxx the tests built with clang and LLVM's libc++
 #   make fuzz        every fuzz harness for FUZZ_SECONDS under ASan and UBSan
 #   make test-tsan   the threads test under ThreadSanitizer (clang)
 #   make test-valgrind  the plain build's tests under valgrind's memcheck
 # Each preset has its build directory: build, build-test, build-asan,
-# build-bench, build-package, build-aarch64, build-fuzz, build-tsan.
+# build-bench, build-package, build-aarch64, build-armhf, build-libcxx,
+# build-fuzz, build-tsan.
 
 BENCH_ROUNDS ?= 5
 BENCH_FILES  ?= typical,large,wide
@@ -23,14 +26,16 @@ FUZZ_SECONDS ?= 45
 FUZZ_TARGETS ?=
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
-BUILD_DIRS := build build-test build-asan build-bench build-package build-aarch64 build-fuzz build-tsan
+BUILD_DIRS := build build-test build-asan build-bench build-package build-aarch64 build-armhf \
+              build-libcxx build-fuzz build-tsan
 DEPS       := ./scripts/install-deps.sh
 empty      :=
 space      := $(empty) $(empty)
 
 .PHONY: all deps deps-bench deps-package deps-cross build run test test-plain test-sanitize \
         test-build bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
-        test-valgrind package-check cross-test
+        test-valgrind package-check cross-test cross-test-armhf test-libcxx deps-cross-armhf \
+        deps-libcxx
 
 all: build
 
@@ -45,6 +50,12 @@ deps-package:
 
 deps-cross:
 	@$(DEPS) cross
+
+deps-cross-armhf:
+	@$(DEPS) cross-armhf
+
+deps-libcxx:
+	@$(DEPS) libcxx
 
 build: deps
 	cmake --preset default
@@ -103,6 +114,20 @@ cross-test: deps-cross
 	cmake --preset cross
 	cmake --build --preset cross -j $(JOBS)
 	ctest --preset cross -j $(JOBS)
+
+# The same for 32-bit ARM: a 32-bit long, as on the ARMv7 targets; the tests
+# run under qemu-arm.
+cross-test-armhf: deps-cross-armhf
+	cmake --preset cross-armhf
+	cmake --build --preset cross-armhf -j $(JOBS)
+	ctest --preset cross-armhf -j $(JOBS)
+
+# clang with LLVM's libc++, the standard library of the target's compilers;
+# GoogleTest is built from its sources with the same library.
+test-libcxx: deps-libcxx
+	cmake --preset libcxx
+	cmake --build --preset libcxx -j $(JOBS)
+	ctest --preset libcxx -j $(JOBS)
 
 fuzz-build:
 	@$(DEPS) fuzz
