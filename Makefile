@@ -6,7 +6,7 @@
 #   make bench build in Release, install the peer libraries, run every
 #              benchmark and print the table (docs/performance.md)
 #   make bench-smoke  the same build, every benchmark once on the small file,
-#              and the memory bounds of hostile parses
+#              the memory bounds of hostile parses, and the binaries' sizes
 #   make package-check  install into a staging prefix, build and run the
 #              consumer example through CMake and pkg-config, build and check the .deb
 #   make cross-test  cross-build for aarch64 and run the tests under qemu
@@ -96,6 +96,7 @@ bench: bench-build
 bench-smoke: bench-build
 	build-bench/bench/zelconfig_bench --smoke --data build-bench/data
 	build-bench/bench/zelconfig_bench_memory build-bench/data
+	./scripts/sizes.sh build-bench
 
 clean:
 	rm -rf $(BUILD_DIRS)
