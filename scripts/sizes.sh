@@ -20,7 +20,9 @@ strip_tool=${strip_tool:-strip}
 # The toolchain's size sits beside its strip (aarch64-linux-gnu-size, ...).
 size_tool=${strip_tool%strip}size
 command -v "$size_tool" >/dev/null 2>&1 || size_tool=size
-processor=$(cache_value CMAKE_SYSTEM_PROCESSOR)
+# The target's processor, as the toolchain file or the host set it.
+processor=$(sed -n 's/^set(CMAKE_SYSTEM_PROCESSOR "\(.*\)")$/\1/p' \
+                "$build"/CMakeFiles/*/CMakeSystem.cmake 2>/dev/null | head -n 1)
 [ -n "$processor" ] || processor=$(uname -m)
 build_type=$(cache_value CMAKE_BUILD_TYPE)
 

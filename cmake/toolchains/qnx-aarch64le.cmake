@@ -31,6 +31,17 @@ set(CMAKE_C_COMPILER_TARGET ${ZELCONFIG_QNX_COMPILER_TARGET})
 set(CMAKE_CXX_COMPILER ${QNX_HOST}/usr/bin/q++)
 set(CMAKE_CXX_COMPILER_TARGET ${ZELCONFIG_QNX_COMPILER_TARGET})
 
+# The SDP's binutils carry the target's prefix (ntoaarch64-ar, ...). CMake
+# derives that prefix from a compiler named QCC only, not q++, and would take
+# the host's ar, nm and strip otherwise.
+foreach(tool IN ITEMS AR:ar RANLIB:ranlib NM:nm STRIP:strip OBJCOPY:objcopy OBJDUMP:objdump
+                      READELF:readelf LINKER:ld)
+  string(REPLACE ":" ";" tool "${tool}")
+  list(GET tool 0 variable)
+  list(GET tool 1 name)
+  set(CMAKE_${variable} ${QNX_HOST}/usr/bin/ntoaarch64-${name} CACHE FILEPATH "The SDP's ${name}")
+endforeach()
+
 # The project builds with -std=c++17 (no GNU extensions), under which QNX's
 # headers can hide POSIX and QNX declarations (strcasecmp, access, dlopen)
 # unless asked for them.
