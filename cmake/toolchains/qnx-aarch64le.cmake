@@ -1,9 +1,11 @@
 # Cross build for QNX Neutrino on 64-bit ARM (aarch64le) with the QNX SDP's
 # qcc/q++ drivers.
 #
-# NOT TESTED HERE: the build machines have no QNX SDP. It follows CMake's own
-# QNX support (Platform/QNX, the QCC compiler front end) and the SDP's usual
-# layout; expect to adjust it on a machine with the SDP.
+# The build machines have no QNX SDP: `make qnx-standin` exercises this file
+# with stand-ins for its drivers and binutils (cmake/qnx-standins), which is
+# as far as it is tested; docs/building.md says what that does and does not
+# show. It follows CMake's own QNX support (Platform/QNX, the QCC compiler
+# front end) and the SDP's usual layout.
 #
 #   source <sdp>/qnxsdp-env.sh          # sets QNX_HOST and QNX_TARGET
 #   cmake -S . -B build-qnx -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/qnx-aarch64le.cmake \
