@@ -34,7 +34,7 @@ foreach(line IN LISTS defined)
   endif()
   # Members, typeinfo and vtables of the public classes, and namespace
   # zelconfig; nothing of a standard library, whichever it is.
-  if(NOT symbol MATCHES "^_Z(NK?|T[IVS])(10CCFG(Parser|Reader|Writer)|13IConfig(Reader|Writer)|16CZelConfig(Reader|Writer|Parser)|9zelconfig)")
+  if(NOT symbol MATCHES "^_Z(NK?|T[IVS])(10CCFG(Parser|Reader|Writer)|13IConfig(Reader|Writer)|16CZelConfig(Reader|Writer|Parser)|N?9zelconfig)")
     message(FATAL_ERROR "exported symbol outside the public classes: ${symbol}")
   endif()
   math(EXPR exported "${exported} + 1")
