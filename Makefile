@@ -6,15 +6,20 @@
 #   make bench build in Release, install the peer libraries, run every
 #              benchmark and print the table (docs/performance.md)
 #   make bench-smoke  the same build, every benchmark once on the small file,
-#              and the memory bounds of hostile parses
+#              the memory bounds of hostile parses, and the binaries' sizes
 #   make package-check  install into a staging prefix, build and run the
 #              consumer example through CMake and pkg-config, build and check the .deb
 #   make cross-test  cross-build for aarch64 and run the tests under qemu
+#   make cross-test-armhf  the same for 32-bit ARM (armhf), under qemu-arm
+#   make test-libcxx the tests built with clang and LLVM's libc++
+#   make qnx-standin the QNX toolchain file with stand-ins for qcc/q++: the
+#              libraries built, their exports and imports checked
 #   make fuzz        every fuzz harness for FUZZ_SECONDS under ASan and UBSan
 #   make test-tsan   the threads test under ThreadSanitizer (clang)
 #   make test-valgrind  the plain build's tests under valgrind's memcheck
 # Each preset has its build directory: build, build-test, build-asan,
-# build-bench, build-package, build-aarch64, build-fuzz, build-tsan.
+# build-bench, build-package, build-aarch64, build-armhf, build-libcxx,
+# build-qnx, build-fuzz, build-tsan.
 
 BENCH_ROUNDS ?= 5
 BENCH_FILES  ?= typical,large,wide
@@ -23,14 +28,16 @@ FUZZ_SECONDS ?= 45
 FUZZ_TARGETS ?=
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
-BUILD_DIRS := build build-test build-asan build-bench build-package build-aarch64 build-fuzz build-tsan
+BUILD_DIRS := build build-test build-asan build-bench build-package build-aarch64 build-armhf \
+              build-libcxx build-qnx build-fuzz build-tsan
 DEPS       := ./scripts/install-deps.sh
 empty      :=
 space      := $(empty) $(empty)
 
 .PHONY: all deps deps-bench deps-package deps-cross build run test test-plain test-sanitize \
         test-build bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
-        test-valgrind package-check cross-test
+        test-valgrind package-check cross-test cross-test-armhf test-libcxx deps-cross-armhf \
+        deps-libcxx qnx-standin
 
 all: build
 
@@ -45,6 +52,12 @@ deps-package:
 
 deps-cross:
 	@$(DEPS) cross
+
+deps-cross-armhf:
+	@$(DEPS) cross-armhf
+
+deps-libcxx:
+	@$(DEPS) libcxx
 
 build: deps
 	cmake --preset default
@@ -85,6 +98,7 @@ bench: bench-build
 bench-smoke: bench-build
 	build-bench/bench/zelconfig_bench --smoke --data build-bench/data
 	build-bench/bench/zelconfig_bench_memory build-bench/data
+	./scripts/sizes.sh build-bench
 
 clean:
 	rm -rf $(BUILD_DIRS)
@@ -103,6 +117,39 @@ cross-test: deps-cross
 	cmake --preset cross
 	cmake --build --preset cross -j $(JOBS)
 	ctest --preset cross -j $(JOBS)
+
+# The same for 32-bit ARM: a 32-bit long, as on the ARMv7 targets; the tests
+# run under qemu-arm.
+cross-test-armhf: deps-cross-armhf
+	cmake --preset cross-armhf
+	cmake --build --preset cross-armhf -j $(JOBS)
+	ctest --preset cross-armhf -j $(JOBS)
+
+# clang with LLVM's libc++, the standard library of the target's compilers;
+# GoogleTest is built from its sources with the same library.
+test-libcxx: deps-libcxx
+	cmake --preset libcxx
+	cmake --build --preset libcxx -j $(JOBS)
+	ctest --preset libcxx -j $(JOBS)
+
+# No QNX SDP here: cmake/qnx-standins lays out a stand-in (qcc/q++ run the
+# host's clang with the driver's target flags; Debian's aarch64 binutils under
+# the SDP's names) and the toolchain file builds the libraries with it. The
+# exports and imports checks then read them with the SDP-named nm.
+QNX_NM := build-qnx/sdp/host/usr/bin/ntoaarch64-nm
+qnx-standin:
+	@$(DEPS) cross libcxx
+	cmake/qnx-standins/make-sdp.sh build-qnx/sdp >/dev/null
+	cmake --preset qnx-standin
+	cmake --build --preset qnx-standin -j $(JOBS)
+	for library in ZelConfig ZelConfigDocument; do \
+	    cmake -DLIBRARY=build-qnx/lib$$library.so -DSONAME=lib$$library.so.1 -DNM=$(QNX_NM) \
+	          -DREADELF=build-qnx/sdp/host/usr/bin/ntoaarch64-readelf -P tests/check_exports.cmake \
+	        || exit 1; \
+	done
+	cmake "-DFILES=build-qnx/libZelConfig.so;build-qnx/libZelConfigDocument.so" -DNM=$(QNX_NM) \
+	      -DPOSIX=tests/data/posix-2008-functions.txt -DEXCEPTIONS=tests/data/import-exceptions.txt \
+	      -P tests/check_imports.cmake
 
 fuzz-build:
 	@$(DEPS) fuzz

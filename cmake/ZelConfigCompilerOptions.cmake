@@ -24,7 +24,8 @@ endif()
 
 # Warnings for the project's own targets; -Werror only where asked (CI does).
 function(zelconfig_target_options target)
-  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+  # QCC is QNX's GCC-based driver, which takes GCC's warning options.
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang|QCC")
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow)
     if(ZELCONFIG_WERROR)
       target_compile_options(${target} PRIVATE -Werror)

@@ -1,4 +1,5 @@
-# Install rules: the library with its SONAME links, the public headers under
+# Install rules: the library and the document library with their SONAME
+# links, the public headers under
 # include/zelconfig, the host's default logger, the zelcfg tool when it is
 # built (with its manual page and bash completion), the guides in docs/, a
 # CMake package (find_package(ZelConfig)) and pkg-config files.
@@ -11,7 +12,7 @@ set(ZELCONFIG_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZelConfig
 set(ZELCONFIG_INSTALL_PKGCONFIGDIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     CACHE STRING "Where the pkg-config files go, relative to the prefix")
 
-install(TARGETS ZelConfig ZelLogDefault
+install(TARGETS ZelConfig ZelConfigDocument ZelLogDefault
   EXPORT ZelConfigTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -39,8 +40,10 @@ endif()
 file(GLOB _zelconfig_docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${_zelconfig_docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
-# CMake package: ZelConfig::ZelConfig and ZelConfig::ZelLogDefault. The
-# library has no public dependency, so the config file finds nothing else.
+# CMake package: ZelConfig::ZelConfig, ZelConfig::ZelConfigDocument (which
+# brings ZelConfig::ZelConfig) and ZelConfig::ZelLogDefault. The libraries
+# have no public dependency outside the package, so the config file finds
+# nothing else.
 install(EXPORT ZelConfigTargets
   NAMESPACE ZelConfig::
   DESTINATION ${ZELCONFIG_INSTALL_CMAKEDIR}
@@ -63,7 +66,7 @@ install(FILES
 
 # pkg-config: zelconfig for the library alone (a target links its platform's
 # logging library), zelconfig-logdefault for the library with the host's
-# default logger. The prefix is found from the .pc file's own place, so a
+# default logger, zelconfig-document for the document API. The prefix is found from the .pc file's own place, so a
 # copy installed with --prefix or DESTDIR, or unpacked from the .deb, works
 # where it lands.
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
@@ -80,7 +83,7 @@ else()
   string(REGEX REPLACE "/$" "" _zelconfig_pc_up "${_zelconfig_pc_up}")
   set(ZELCONFIG_PC_PREFIX "\${pcfiledir}/${_zelconfig_pc_up}")
 endif()
-foreach(pc IN ITEMS zelconfig zelconfig-logdefault)
+foreach(pc IN ITEMS zelconfig zelconfig-logdefault zelconfig-document)
   configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${ZELCONFIG_INSTALL_PKGCONFIGDIR})
 endforeach()

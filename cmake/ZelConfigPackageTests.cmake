@@ -68,8 +68,8 @@ add_test(NAME package_version
 set_tests_properties(package_version PROPERTIES FIXTURES_REQUIRED zelconfig_stage)
 
 # The same source with a plain g++ line from pkg-config, and with a logger of
-# its own.
-foreach(check IN ITEMS default own-log)
+# its own; and a program of the document library.
+foreach(check IN ITEMS default own-log document)
   add_test(NAME package_consumer_pkgconfig_${check}
     COMMAND ${CMAKE_COMMAND} -DCHECK=${check} ${_package_vars}
             -P ${_package_scripts}/PkgConfigConsumer.cmake)

@@ -6,6 +6,9 @@
 #   install-deps.sh package that, plus what checks the installed package and the .deb
 #   install-deps.sh cross   that, plus the aarch64 cross compiler, the target's
 #                           pugixml (dpkg's arm64 architecture) and qemu to run its tests
+#   install-deps.sh cross-armhf  the same for 32-bit ARM (dpkg's armhf architecture)
+#   install-deps.sh libcxx  that, plus LLVM's libc++ for clang (GoogleTest is
+#                           built from libgtest-dev's sources)
 #   install-deps.sh fuzz    that, plus libFuzzer for clang
 #   install-deps.sh valgrind  that, plus valgrind for the memcheck run
 # Every set also gets the de_DE.UTF-8 locale, which the locale test runs under.
@@ -25,6 +28,9 @@ package_packages="pkgconf dpkg-dev file"
 # plug-in links the target's pugixml, from Debian's arm64 architecture.
 cross_packages="g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user
     libpugixml-dev:arm64 libpugixml1v5:arm64"
+cross_armhf_packages="g++-arm-linux-gnueabihf binutils-arm-linux-gnueabihf qemu-user
+    libpugixml-dev:armhf libpugixml1v5:armhf"
+libcxx_packages="libc++-dev libc++abi-dev"
 # libFuzzer's runtime comes with clang's runtime libraries.
 fuzz_packages="libclang-rt-14-dev libfuzzer-14-dev"
 valgrind_packages="valgrind"
@@ -34,9 +40,11 @@ for extra in "$@"; do
         bench) packages="$packages $bench_packages" ;;
         package) packages="$packages $package_packages" ;;
         cross) packages="$packages $cross_packages" ;;
+        cross-armhf) packages="$packages $cross_armhf_packages" ;;
+        libcxx) packages="$packages $libcxx_packages" ;;
         fuzz) packages="$packages $fuzz_packages" ;;
         valgrind) packages="$packages $valgrind_packages" ;;
-        *) echo "error: unknown package set: $extra (known: bench, package, cross, fuzz, valgrind)" >&2; exit 2 ;;
+        *) echo "error: unknown package set: $extra (known: bench, package, cross, cross-armhf, libcxx, fuzz, valgrind)" >&2; exit 2 ;;
     esac
 done
 

@@ -100,12 +100,14 @@ usr_lib="\./usr/$libdir"
 contains " $usr_lib/libZelConfig\.so\.$version\$" "libZelConfig.so.$version"
 contains " $usr_lib/libZelConfig\.so\.$major -> libZelConfig\.so\.$version\$" "SONAME link"
 contains " $usr_lib/libZelConfig\.so -> libZelConfig\.so\.$major\$" "development link"
+contains " $usr_lib/libZelConfigDocument\.so\.$major -> libZelConfigDocument\.so\.$version\$" "document library"
 contains " $usr_lib/libZelLogDefault\.a\$" "default logger"
 for header in $installed_headers; do
     contains " \./usr/$includedir/zelconfig/$header\$" "$header"
 done
 contains " $usr_lib/cmake/ZelConfig/ZelConfigConfig\.cmake\$" "CMake package"
 contains " $usr_lib/pkgconfig/zelconfig\.pc\$" "zelconfig.pc"
+contains " $usr_lib/pkgconfig/zelconfig-document\.pc\$" "zelconfig-document.pc"
 if [ -n "$tool" ]; then
     contains "^-rwx.* \./usr/$bindir/zelcfg\$" "executable zelcfg"
     contains " \./usr/$completion\$" "bash completion"

@@ -33,7 +33,7 @@ foreach(path IN LISTS deps)
   if(path MATCHES "(^|/host-boost)/usr/include/boost/")
     math(EXPR boost "${boost} + 1")
   elseif(path MATCHES "^/usr/include/pugi(xml|config)\\.hpp$")
-    # The target's libpugixml-dev:arm64 installs these very files there.
+    # The target's libpugixml-dev (arm64, armhf) installs these very files there.
   elseif(path MATCHES "^/usr/(local/)?include/")
     list(APPEND leaks ${path})
   endif()

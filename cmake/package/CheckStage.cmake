@@ -1,5 +1,6 @@
 # One check of the staging install, named by CHECK:
-#   library   libZelConfig.so with its SONAME links, the default logger
+#   library   libZelConfig.so and libZelConfigDocument.so with their SONAME
+#             links, the default logger
 #   headers   exactly the headers of include/, each compiling on its own
 #   files     the CMake package and pkg-config files
 #   zelcfg    the tool, its bash completion, the guides
@@ -15,25 +16,27 @@ string(REGEX MATCH "^[0-9]+" major "${VERSION}")
 set(lib ${STAGE}/${LIBDIR})
 
 if(CHECK STREQUAL "library")
-  if(NOT EXISTS ${lib}/libZelConfig.so.${VERSION})
-    package_fail("no ${LIBDIR}/libZelConfig.so.${VERSION}")
-  endif()
-  file(READ_SYMLINK ${lib}/libZelConfig.so.${major} target)
-  if(NOT target STREQUAL "libZelConfig.so.${VERSION}")
-    package_fail("libZelConfig.so.${major} does not link to libZelConfig.so.${VERSION}")
-  endif()
-  file(READ_SYMLINK ${lib}/libZelConfig.so target)
-  if(NOT target STREQUAL "libZelConfig.so.${major}")
-    package_fail("libZelConfig.so does not link to libZelConfig.so.${major}")
-  endif()
-  package_run(dynamic err status readelf -d ${lib}/libZelConfig.so.${VERSION})
-  if(NOT dynamic MATCHES "Library soname: \\[libZelConfig\\.so\\.${major}\\]")
-    package_fail("SONAME of the installed library is not libZelConfig.so.${major}")
-  endif()
+  foreach(name IN ITEMS ZelConfig ZelConfigDocument)
+    if(NOT EXISTS ${lib}/lib${name}.so.${VERSION})
+      package_fail("no ${LIBDIR}/lib${name}.so.${VERSION}")
+    endif()
+    file(READ_SYMLINK ${lib}/lib${name}.so.${major} target)
+    if(NOT target STREQUAL "lib${name}.so.${VERSION}")
+      package_fail("lib${name}.so.${major} does not link to lib${name}.so.${VERSION}")
+    endif()
+    file(READ_SYMLINK ${lib}/lib${name}.so target)
+    if(NOT target STREQUAL "lib${name}.so.${major}")
+      package_fail("lib${name}.so does not link to lib${name}.so.${major}")
+    endif()
+    package_run(dynamic err status readelf -d ${lib}/lib${name}.so.${VERSION})
+    if(NOT dynamic MATCHES "Library soname: \\[lib${name}\\.so\\.${major}\\]")
+      package_fail("SONAME of the installed lib${name} is not lib${name}.so.${major}")
+    endif()
+  endforeach()
   if(NOT EXISTS ${lib}/libZelLogDefault.a)
     package_fail("no ${LIBDIR}/libZelLogDefault.a")
   endif()
-  package_pass("library, SONAME links and default logger installed in ${LIBDIR}")
+  package_pass("libraries, SONAME links and default logger installed in ${LIBDIR}")
 
 elseif(CHECK STREQUAL "headers")
   file(GLOB expected RELATIVE ${SOURCE_DIR}/include ${SOURCE_DIR}/include/*.h)
@@ -58,7 +61,8 @@ elseif(CHECK STREQUAL "headers")
 
 elseif(CHECK STREQUAL "files")
   foreach(file IN ITEMS cmake/ZelConfig/ZelConfigConfig.cmake cmake/ZelConfig/ZelConfigConfigVersion.cmake
-                        pkgconfig/zelconfig.pc pkgconfig/zelconfig-logdefault.pc)
+                        pkgconfig/zelconfig.pc pkgconfig/zelconfig-logdefault.pc
+                        pkgconfig/zelconfig-document.pc)
     if(NOT EXISTS ${lib}/${file})
       package_fail("no ${LIBDIR}/${file}")
     endif()

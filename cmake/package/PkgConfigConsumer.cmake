@@ -3,6 +3,8 @@
 #   CHECK=default   print_value.cpp with zelconfig-logdefault, run on the sample
 #   CHECK=own-log   print_value.cpp with a logger of its own, declared by the
 #                   installed ZelConfigLog.h, linked with zelconfig alone
+#   CHECK=document  a program of zelconfig::Document, linked with
+#                   zelconfig-document (which brings zelconfig) and the logger
 #   cmake -DCHECK=... -DSTAGE=... -DLIBDIR=... -DVERSION=... -DSOURCE_DIR=...
 #         -DWORK_DIR=... -P PkgConfigConsumer.cmake
 include(${CMAKE_CURRENT_LIST_DIR}/PackageCheckCommon.cmake)
@@ -70,6 +72,38 @@ void ZelLog(int, int level, const char* function, const char* format, ...)
     package_fail("the library did not call the consumer's own logger: '${err}'")
   endif()
   package_pass("a consumer's own logger, declared by ZelConfigLog.h, receives the library's calls")
+
+elseif(CHECK STREQUAL "document")
+  file(WRITE ${WORK_DIR}/document_get.cpp [=[
+#include <cstdio>
+#include <string>
+
+#include <ZelConfigDocument.h>
+
+int main(int argc, char** argv)
+{
+    zelconfig::Document document;
+    std::string value;
+    if (argc != 3 || document.Load(argv[1]) != 0 || document.Get(argv[2], value) != 0) {
+        return 1;
+    }
+    std::printf("%s=%s\n", argv[2], value.c_str());
+    return 0;
+}
+]=])
+  pkg_config_flags(flags zelconfig-document zelconfig-logdefault)
+  package_run(out err status g++ ${cxxflags} ${WORK_DIR}/document_get.cpp
+              -o ${WORK_DIR}/document_get ${flags})
+  if(NOT status EQUAL 0)
+    message("${err}")
+    package_fail("building a document consumer with pkg-config zelconfig-document")
+  endif()
+  package_run(out err status ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libdir}
+              ${WORK_DIR}/document_get ${sample} Net.Port)
+  if(NOT status EQUAL 0 OR NOT out STREQUAL "Net.Port=80")
+    package_fail("document consumer: exit status ${status}, printed '${out}'")
+  endif()
+  package_pass("a consumer of zelconfig::Document builds with pkg-config zelconfig-document and reads Net.Port=80")
 
 else()
   package_fail("unknown check '${CHECK}'")

@@ -1,9 +1,11 @@
 # Cross build for QNX Neutrino on 64-bit ARM (aarch64le) with the QNX SDP's
 # qcc/q++ drivers.
 #
-# NOT TESTED HERE: the build machines have no QNX SDP. It follows CMake's own
-# QNX support (Platform/QNX, the QCC compiler front end) and the SDP's usual
-# layout; expect to adjust it on a machine with the SDP.
+# The build machines have no QNX SDP: `make qnx-standin` exercises this file
+# with stand-ins for its drivers and binutils (cmake/qnx-standins), which is
+# as far as it is tested; docs/building.md says what that does and does not
+# show. It follows CMake's own QNX support (Platform/QNX, the QCC compiler
+# front end) and the SDP's usual layout.
 #
 #   source <sdp>/qnxsdp-env.sh          # sets QNX_HOST and QNX_TARGET
 #   cmake -S . -B build-qnx -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/qnx-aarch64le.cmake \
@@ -30,6 +32,17 @@ set(CMAKE_C_COMPILER ${QNX_HOST}/usr/bin/qcc)
 set(CMAKE_C_COMPILER_TARGET ${ZELCONFIG_QNX_COMPILER_TARGET})
 set(CMAKE_CXX_COMPILER ${QNX_HOST}/usr/bin/q++)
 set(CMAKE_CXX_COMPILER_TARGET ${ZELCONFIG_QNX_COMPILER_TARGET})
+
+# The SDP's binutils carry the target's prefix (ntoaarch64-ar, ...). CMake
+# derives that prefix from a compiler named QCC only, not q++, and would take
+# the host's ar, nm and strip otherwise.
+foreach(tool IN ITEMS AR:ar RANLIB:ranlib NM:nm STRIP:strip OBJCOPY:objcopy OBJDUMP:objdump
+                      READELF:readelf LINKER:ld)
+  string(REPLACE ":" ";" tool "${tool}")
+  list(GET tool 0 variable)
+  list(GET tool 1 name)
+  set(CMAKE_${variable} ${QNX_HOST}/usr/bin/ntoaarch64-${name} CACHE FILEPATH "The SDP's ${name}")
+endforeach()
 
 # The project builds with -std=c++17 (no GNU extensions), under which QNX's
 # headers can hide POSIX and QNX declarations (strcasecmp, access, dlopen)
