@@ -17,13 +17,15 @@ copy=$dest/src/${2:-zelconfig}
 rm -rf "$dest/src" "$dest"/*.deb "$dest"/*.changes "$dest"/*.buildinfo
 mkdir -p "$copy"
 # The files git knows of (committed or not, ignored ones left out), else
-# everything but the build trees.
+# everything but the build trees. Copied as new files (tar -m): the packages
+# date every file newer than debian/changelog's entry at that entry, so none
+# keeps the time of the checkout it came from.
 if git -C "$source_dir" rev-parse --show-toplevel >/dev/null 2>&1; then
     (cd "$source_dir" && git ls-files -z --cached --others --exclude-standard |
         while IFS= read -r -d '' file; do [ -e "$file" ] && printf '%s\0' "$file"; done |
-        tar --null -T - -cf -) | tar -C "$copy" -xf -
+        tar --null -T - -cf -) | tar -C "$copy" -xmf -
 else
-    tar -C "$source_dir" --exclude='./build*' --exclude=./.git -cf - . | tar -C "$copy" -xf -
+    tar -C "$source_dir" --exclude='./build*' --exclude=./.git -cf - . | tar -C "$copy" -xmf -
 fi
 
 log=$dest/build.log
