@@ -84,7 +84,8 @@ pass "man -w zelcfg finds /usr/share/man/man1/zelcfg.1.gz, and man renders it"
 # bash-completion loads the completion on demand, by the command's name.
 offered=$(bash -c 'source /usr/share/bash-completion/bash_completion
     __load_completion zelcfg || exit 1
-    COMP_WORDS=(zelcfg remove-b); COMP_CWORD=1; _zelcfg; echo "${COMPREPLY[*]}"')
+    COMP_WORDS=(zelcfg remove-b); COMP_CWORD=1; _zelcfg; echo "${COMPREPLY[*]}"') ||
+    fail "bash-completion finds no completion for zelcfg"
 [ "$offered" = remove-block ] || fail "the completion offers '$offered' for 'zelcfg remove-b'"
 pass "bash-completion loads zelcfg's completion, which completes 'zelcfg remove-b' to remove-block"
 
