@@ -5,7 +5,8 @@
 #   abi-check.sh check  PACKAGE_TREE   fails when a library has no baseline, or
 #                                      when abidiff finds a removed or changed
 #                                      function, variable or symbol; additions pass
-#   abi-check.sh update PACKAGE_TREE   writes abi/<SONAME>.abi for each library
+#   abi-check.sh update PACKAGE_TREE   writes abi/<SONAME>.abi for each library,
+#                                      and removes the others
 # PACKAGE_TREE is the tree dpkg-buildpackage built in (scripts/build-deb.sh's
 # DEST/src/zelconfig): the runtime package's libraries are listed from
 # debian/libzelconfig1 and read, with their debug information, from
@@ -33,6 +34,9 @@ abidw_options=(--no-corpus-path --no-comp-dir-path --no-show-locs --exported-int
 libraries=$(find "$runtime/usr/lib" -type f -name 'lib*.so*' | sort)
 [ -n "$libraries" ] || fail "no shared library in $runtime"
 mkdir -p "$baselines"
+# abi/ holds the baselines of exactly the libraries of this build: one of a
+# SONAME gone is dropped.
+[ "$mode" = check ] || rm -f "$baselines"/*.abi
 failed=0
 for packaged in $libraries; do
     library=$staged/${packaged#"$runtime"/}
