@@ -19,11 +19,12 @@ set -eu
 packages="cmake ninja-build make g++ clang libclang-rt-dev llvm binutils libboost-dev libgtest-dev libpugixml-dev locales help2man"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
-# The Debian packages' build: dpkg-buildpackage (dpkg-dev) and the build
+# The Debian packages' build: dpkg-buildpackage (dpkg-dev), build-essential
+# (which every package build needs without naming it) and the build
 # dependencies of debian/control (debhelper-compat is debhelper's); their
 # checks: lintian, abidiff (abigail-tools), debootstrap for the clean root,
 # pkg-config for the staging install's consumer.
-package_packages="pkgconf dpkg-dev lintian abigail-tools debootstrap"
+package_packages="pkgconf dpkg-dev build-essential lintian abigail-tools debootstrap"
 
 # The names of debian/control's Build-Depends, one a line: the first of each
 # set of alternatives, without versions, architectures or build profiles.
@@ -53,6 +54,8 @@ for extra in "$@"; do
     esac
 done
 
+# Each name once, in its first place.
+packages=$(echo "$packages" | tr -s ' \n' '\n\n' | awk 'NF && !seen[$0]++' | tr '\n' ' ')
 missing=""
 for package in $packages; do
     if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
