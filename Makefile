@@ -7,8 +7,12 @@
 #              benchmark and print the table (docs/performance.md)
 #   make bench-smoke  the same build, every benchmark once on the small file,
 #              the memory bounds of hostile parses, and the binaries' sizes
-#   make package-check  install into a staging prefix, build and run the
-#              consumer example through CMake and pkg-config, build and check the .deb
+#   make deb   the Debian packages (dpkg-buildpackage -b -us -uc), in build-deb
+#   make package-check  install into a staging prefix and build the consumer
+#              example through CMake and pkg-config; build the Debian packages
+#              twice (byte-identical), run lintian and the ABI check, install
+#              them into a clean Debian 12 root and check them there
+#   make abi-baseline  write the ABI baselines in abi/ from a package build
 #   make cross-test  cross-build for aarch64 and run the tests under qemu
 #   make cross-test-armhf  the same for 32-bit ARM (armhf), under qemu-arm
 #   make test-libcxx the tests built with clang and LLVM's libc++
@@ -19,7 +23,8 @@
 #   make test-valgrind  the plain build's tests under valgrind's memcheck
 # Each preset has its build directory: build, build-test, build-asan,
 # build-bench, build-package, build-aarch64, build-armhf, build-libcxx,
-# build-qnx, build-fuzz, build-tsan.
+# build-qnx, build-fuzz, build-tsan; the Debian packages are built in
+# build-deb and, by package-check, build-deb-check.
 
 BENCH_ROUNDS ?= 5
 BENCH_FILES  ?= typical,large,wide
@@ -29,7 +34,7 @@ FUZZ_TARGETS ?=
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
 BUILD_DIRS := build build-test build-asan build-bench build-package build-aarch64 build-armhf \
-              build-libcxx build-qnx build-fuzz build-tsan
+              build-libcxx build-qnx build-fuzz build-tsan build-deb build-deb-check
 DEPS       := ./scripts/install-deps.sh
 empty      :=
 space      := $(empty) $(empty)
@@ -37,7 +42,7 @@ space      := $(empty) $(empty)
 .PHONY: all deps deps-bench deps-package deps-cross build run test test-plain test-sanitize \
         test-build bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
         test-valgrind package-check cross-test cross-test-armhf test-libcxx deps-cross-armhf \
-        deps-libcxx qnx-standin
+        deps-libcxx qnx-standin deb abi-baseline
 
 all: build
 
@@ -103,14 +108,25 @@ bench-smoke: bench-build
 clean:
 	rm -rf $(BUILD_DIRS)
 
-# Installed under /usr in the .deb, hence the preset's prefix (Debian's
-# multiarch libdir). CTest checks the staging install and its consumers
-# (label package); the script, the .deb.
+# libzelconfig1, libzelconfig-dev and zelcfg (with their -dbgsym packages)
+# land in build-deb; DEB_BUILD_OPTIONS=nocheck leaves the tests out.
+deb: deps-package
+	./scripts/build-deb.sh build-deb
+
+# CTest checks a staging install under the preset's prefix /usr and its
+# consumers (label package); the script, the Debian packages (as root, or
+# through sudo, for the clean root).
 package-check: deps-package
 	cmake --preset package
 	cmake --build --preset package -j $(JOBS)
 	ctest --preset package
-	./scripts/package-check.sh build-package
+	./scripts/package-check.sh build-deb-check
+
+# After a change of the ABI that is meant (new symbols to track, or a new
+# SONAME): rewrite abi/ from the packages' libraries, then commit it.
+abi-baseline: deps-package
+	DEB_BUILD_OPTIONS="nocheck $$DEB_BUILD_OPTIONS" ./scripts/build-deb.sh build-deb
+	./scripts/abi-check.sh update build-deb/src/zelconfig
 
 # Tests run under qemu-aarch64 (the toolchain file sets it as the emulator).
 cross-test: deps-cross

@@ -66,8 +66,9 @@ install(FILES
 
 # pkg-config: zelconfig for the library alone (a target links its platform's
 # logging library), zelconfig-logdefault for the library with the host's
-# default logger, zelconfig-document for the document API. The prefix is found from the .pc file's own place, so a
-# copy installed with --prefix or DESTDIR, or unpacked from the .deb, works
+# default logger, zelconfig-document for the document API. The prefix is
+# found from the .pc file's own place, so a copy installed with --prefix or
+# DESTDIR, or unpacked from a .deb, works
 # where it lands.
 foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
   if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")

@@ -2,7 +2,7 @@
 # package-check`, with -DZELCONFIG_PACKAGE_TESTS=ON): a staging install and
 # what landed there, the consumer example built through find_package and
 # through pkg-config, the version file, the XML plug-in's exports and the
-# installed zelcfg. scripts/package-check.sh then checks the .deb.
+# installed zelcfg. scripts/package-check.sh then checks the Debian packages.
 # Included from the top-level CMakeLists.txt after the install rules.
 
 set(_package_work ${PROJECT_BINARY_DIR}/package-check)

@@ -3,7 +3,8 @@
 # missing. Needs root (or sudo) only when there is something to install.
 #   install-deps.sh         what the library, its tests and examples need
 #   install-deps.sh bench   that, plus the benchmarks' peer libraries
-#   install-deps.sh package that, plus what checks the installed package and the .deb
+#   install-deps.sh package that, plus what builds the Debian packages (the
+#                           Build-Depends of debian/control) and checks them
 #   install-deps.sh cross   that, plus the aarch64 cross compiler, the target's
 #                           pugixml (dpkg's arm64 architecture) and qemu to run its tests
 #   install-deps.sh cross-armhf  the same for 32-bit ARM (dpkg's armhf architecture)
@@ -21,9 +22,22 @@ set -eu
 packages="cmake ninja-build make g++ clang libclang-rt-dev llvm binutils libboost-dev libgtest-dev libpugixml-dev locales help2man"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
-# pkg-config for the consumer's second build; dpkg-shlibdeps (dpkg-dev, file)
-# for the .deb's dependencies.
-package_packages="pkgconf dpkg-dev file"
+# The Debian packages' build: dpkg-buildpackage (dpkg-dev), build-essential
+# (which every package build needs without naming it) and the build
+# dependencies of debian/control (debhelper-compat is debhelper's); their
+# checks: lintian, abidiff (abigail-tools), debootstrap for the clean root,
+# pkg-config for the staging install's consumer.
+package_packages="pkgconf dpkg-dev build-essential lintian abigail-tools debootstrap"
+
+# The names of debian/control's Build-Depends, one a line: the first of each
+# set of alternatives, without versions, architectures or build profiles.
+control_build_depends() {
+    sed -n '/^Build-Depends[^:]*:/,/^[^ \t]/{
+        /^Build-Depends[^:]*:/{s/^[^:]*://;p;d}
+        /^[ \t]/p
+    }' "$1" | tr ',' '\n' | sed 's/|.*//; s/[[(<].*//; s/[[:space:]]//g' | grep -v '^$' |
+        sed 's/^debhelper-compat$/debhelper/'
+}
 # GoogleTest is built from libgtest-dev's sources in the cross build; the XML
 # plug-in links the target's pugixml, from Debian's arm64 architecture.
 cross_packages="g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user
@@ -38,7 +52,7 @@ valgrind_packages="valgrind"
 for extra in "$@"; do
     case "$extra" in
         bench) packages="$packages $bench_packages" ;;
-        package) packages="$packages $package_packages" ;;
+        package) packages="$packages $package_packages $(control_build_depends "$(dirname "$0")/../debian/control")" ;;
         cross) packages="$packages $cross_packages" ;;
         cross-armhf) packages="$packages $cross_armhf_packages" ;;
         libcxx) packages="$packages $libcxx_packages" ;;
@@ -48,6 +62,8 @@ for extra in "$@"; do
     esac
 done
 
+# Each name once, in its first place.
+packages=$(echo "$packages" | tr -s ' \n' '\n\n' | awk 'NF && !seen[$0]++' | tr '\n' ' ')
 missing=""
 for package in $packages; do
     if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
