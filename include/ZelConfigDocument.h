@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ZelConfigExport.h"
+#include "ZelConfigReplaceFile.h"
 
 namespace zelconfig {
 
@@ -61,6 +62,10 @@ public:
     // -1, -2 or 22). After -1 or 22 reads see what the engine's partial model
     // holds and edits are refused; after -2 Error() says why.
     int Load(const std::string& path, unsigned options = 0);
+    // The same, locking and saving as `saving` says: how long to wait for the
+    // lock, whether to replace a file the caller may not write, whether to
+    // save in place. kCreate sets saving.create.
+    int Load(const std::string& path, unsigned options, const ReplaceOptions& saving);
     // The same from bytes in memory: 0, -1 or 22. Such a document has no file
     // to save to.
     int Parse(std::string_view text);
@@ -145,12 +150,13 @@ public:
     // trimming leaves beginning with '#', ';' or '[').
     int Normalise();
 
-    // Replaces the loaded file with the text, when it changed, as an editor
-    // should: a temporary file in the same directory, fsync, the file's
-    // permission bits and owner, rename over the file (through symbolic
-    // links), fsync of the directory.
+    // Replaces the loaded file with the text, when it changed, as
+    // LockedFile::Replace does (through symbolic links): a temporary file in
+    // the same directory with the file's owner, group, mode, ACL and extended
+    // attributes, fsync, rename over the file, fsync of the directory; or in
+    // place when Load was told so. A file the caller may not write is refused.
     // 0; -2 with Error() saying why (the file keeps its bytes unless it says
-    // the file was replaced); 22 without a loaded file.
+    // the file was replaced or rewritten); 22 without a loaded file.
     int Save();
 
 private:

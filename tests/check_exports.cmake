@@ -40,7 +40,7 @@ foreach(line IN LISTS defined)
     continue()
   endif()
   # Members, typeinfo and vtables of the public classes.
-  if(NOT symbol MATCHES "^_Z(NK?|T[IVS])(10CCFG(Parser|Reader|Writer)|13IConfig(Reader|Writer)|16CZelConfig(Reader|Writer|Parser)|9zelconfig8Document)")
+  if(NOT symbol MATCHES "^_Z(NK?|T[IVS])(10CCFG(Parser|Reader|Writer)|13IConfig(Reader|Writer)|16CZelConfig(Reader|Writer|Parser)|9zelconfig(8Document|10LockedFile|11ReplaceFile))")
     message(FATAL_ERROR "exported symbol outside the public classes: ${symbol}")
   endif()
   math(EXPR exported "${exported} + 1")

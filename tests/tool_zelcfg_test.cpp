@@ -173,9 +173,6 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              "zelcfg: a.inf: in anonymous mode every entry is in the block \"anonymous\"\n"},
     ToolCase{"SetOnBrokenFile", "a.cfg", "[N\n", {"set", "a.cfg", "N.P", "1"}, 2, "",
              "zelcfg: a.cfg: a block header has no ']' ('zelcfg lint' shows where)\n"},
-    ToolCase{"SetOnXml", "a.xml", "<a/>", {"set", "a.xml", "N.P", "1"}, 2, "",
-             "zelcfg: a.xml: no XML back end: libZel_XMLConfigParser.so cannot be loaded or refused the file "
-             "(-v tells more)\n"},
     ToolCase{"SetBlockAndEntryApart", "a.cfg", "[a.b]\nk=1\n", {"set", "a.cfg", "a.b", "k", "2"}, 0, "", "",
              "[a.b]\nk=2\n"},
     ToolCase{"SetAddsDottedBlock", "a.cfg", "[N]\n", {"set", "a.cfg", "x.y", "k", "1"}, 0, "", "",

@@ -15,7 +15,7 @@
 #include "CBlock.h"
 #include "cfg/CFGLine.h"
 #include "cfg/CFGSavedForm.h"
-#include "platform/AtomicSave.h"
+#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 namespace zelconfig {
@@ -159,6 +159,7 @@ struct Document::State
     std::string path;
     std::string error;
     std::unique_ptr<LockedFile> lock; // held from Load to the next Load
+    ReplaceOptions saving;            // how the file is locked and saved
 
     explicit State(Mode m) : mode(m) {}
 
@@ -505,15 +506,22 @@ Document::Mode Document::GetMode() const
 
 int Document::Load(const std::string& path, unsigned options)
 {
+    return Load(path, options, ReplaceOptions());
+}
+
+int Document::Load(const std::string& path, unsigned options, const ReplaceOptions& saving)
+{
     ZEL_LOG(kLogParams, "Load", "File Path %s", path.c_str());
     State& s = *m_state;
     s = State(s.mode);
     s.path = path;
     s.hasFile = true;
+    s.saving = saving;
+    s.saving.create = (options & kCreate) != 0;
     int fd = -1;
     if ((options & kLock) != 0) {
         s.lock.reset(new LockedFile);
-        if (!s.lock->Lock(path, (options & kCreate) != 0, s.error)) {
+        if (s.lock->Lock(path, s.saving, s.error) != kReplaceDone) {
             s.lock.reset();
             ZEL_LOG(kLogError, "Load", "Error Opening File");
             return s.status = -2;
@@ -521,11 +529,9 @@ int Document::Load(const std::string& path, unsigned options)
         s.path = s.lock->Path();
         fd = s.lock->Descriptor();
     } else if (path.find('\0') == std::string::npos) {
-        do {
-            fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        } while (fd < 0 && errno == EINTR);
-        if (fd < 0) {
-            s.error = std::strerror(errno);
+        const int opened = OpenRegular(path, O_RDONLY, fd);
+        if (opened != 0) {
+            s.error = opened == kNotRegularFile ? "not a regular file" : std::strerror(opened);
         }
     } else {
         s.error = std::strerror(ENOENT);
@@ -975,11 +981,13 @@ int Document::Save()
     LockedFile* file = s.lock.get();
     if (file == nullptr) {
         file = &briefly;
-        if (!briefly.Lock(s.path, false, s.error)) {
+        ReplaceOptions saving = s.saving;
+        saving.create = false;
+        if (briefly.Lock(s.path, saving, s.error) != kReplaceDone) {
             return -2;
         }
     }
-    if (!file->Replace(s.text.data(), s.text.size(), s.error)) {
+    if (file->Replace(s.text.data(), s.text.size(), s.error) != kReplaceDone) {
         return -2;
     }
     s.changed = false;
