@@ -358,7 +358,7 @@ TEST_P(GuardTable, RefusesOrSavesAsItShould)
 
 const std::string kOwnReadOnly = "printf '[A]\\nk=1\\n' >a.cfg; chown 65534:65534 a.cfg; chmod 444 a.cfg";
 const std::string kHeldShared = "printf '[A]\\nk=1\\n' >a.cfg; flock -s a.cfg sleep 3 >/dev/null 2>&1 & sleep 0.2";
-const std::string kLongName = std::string(240, 'x') + ".xml";
+const std::string kLongName = std::string(251, 'x') + ".xml"; // 255 bytes, the most a name may have
 const std::string kNoDirectoryFlush = std::string("LD_PRELOAD='") + ZELCONFIG_PAUSE_LIBRARY
                                       + "' ZELCONFIG_FAIL_DIRECTORY_FSYNC=1 ";
 
