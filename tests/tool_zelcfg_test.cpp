@@ -233,6 +233,12 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              "zelcfg: --null goes with get, list and blocks\nTry 'zelcfg --help'.\n"},
     ToolCase{"StrictNeedsAType", "a.cfg", "", {"get", "--strict", "a.cfg", "A.b"}, 2, "",
              "zelcfg: --strict needs --type int, float, double or bool\nTry 'zelcfg --help'.\n"},
+    ToolCase{"ForceOnlyForEdits", "a.cfg", "", {"get", "--force", "a.cfg", "A.b"}, 2, "",
+             "zelcfg: --force goes with set, unset and remove-block\nTry 'zelcfg --help'.\n"},
+    ToolCase{"WaitNeedsSeconds", "a.cfg", "", {"set", "--wait", "1.5", "a.cfg", "A.b", "1"}, 2, "",
+             "zelcfg: --wait needs a whole number of seconds, at most 86400\nTry 'zelcfg --help'.\n"},
+    ToolCase{"UnsetInPlace", "a.cfg", "[A]\nb=1\nc=2\n", {"unset", "--in-place", "--wait=0", "a.cfg", "A.b"}, 0,
+             "", "", "[A]\nc=2\n"},
     // One case of every finding, in both modes and with --type, and a --diff.
     ToolCase{"LintEveryFindingBlock", "every-finding.cfg", kFindings, {"lint", "--block", "every-finding.cfg"}, 1,
              ReadFile(kLint + "every-finding.block.lint"), ""},

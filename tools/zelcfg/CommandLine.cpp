@@ -121,7 +121,8 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             invocation.options |= kOptionInPlace;
         } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
             const bool joined = arg.size() > 6;
-            if ((!joined && i + 1 >= argc) || !ParseSeconds(joined ? arg.substr(7) : argv[++i], invocation.waitSeconds)) {
+            const bool given = joined || i + 1 < argc;
+            if (!given || !ParseSeconds(joined ? arg.substr(7) : argv[++i], invocation.waitSeconds)) {
                 error = "--wait needs a whole number of seconds, at most 86400";
                 return false;
             }

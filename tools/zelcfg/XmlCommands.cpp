@@ -41,8 +41,9 @@ int XmlSet(const Invocation& invocation, const Input&)
                     "no key " + key + "; set changes the elements and attributes an XML file has, it adds none");
     }
     if (status != 0) {
-        return Fail(kExitFailure, path, status == 7 ? "an XML file cannot hold a NUL byte or another control character"
-                                                    : "cannot set " + key + " (status " + std::to_string(status) + ")");
+        return Fail(kExitFailure, path,
+                    status == 7 ? "an XML file cannot hold a NUL byte or another control character"
+                                : "cannot set " + key + " (status " + std::to_string(status) + ")");
     }
     if (document.Save(file, failure) != 0) {
         return Fail(kExitFailure, path, SaveFailure(failure.description));
