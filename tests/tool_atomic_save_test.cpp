@@ -372,7 +372,7 @@ INSTANTIATE_TEST_SUITE_P(Save, GuardTable, testing::Values(
     GuardCase{"FifoSet", "mkfifo a.cfg", false, "", {"set", "a.cfg", "A.k", "2"}, 2,
               "zelcfg: a.cfg: not a regular file\n", "", ""},
     GuardCase{"HeldLock", kHeldShared, false, "", {"set", "--wait", "1", "a.cfg", "A.k", "2"}, 2,
-              "zelcfg: a.cfg: another process holds the file's lock; gave up after 1 seconds, nothing changed "
+              "zelcfg: a.cfg: another process holds the file's lock; gave up after 1 second, nothing changed "
               "(--wait SECONDS waits longer)\n", "a.cfg", "[A]\nk=1\n"},
     GuardCase{"StickyDirectoryOthersLink",
               "chmod 1777 .; printf '[A]\\nk=1\\n' >real.cfg; ln -s real.cfg link.cfg; chown -h 65534 link.cfg",

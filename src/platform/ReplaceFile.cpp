@@ -103,7 +103,7 @@ bool LockUntil(int fd, Clock::time_point deadline, unsigned waitSeconds, std::st
         }
         if (Clock::now() >= deadline) {
             message = "another process holds the file's lock; gave up after " + std::to_string(waitSeconds)
-                      + " seconds, nothing changed";
+                      + (waitSeconds == 1 ? " second" : " seconds") + ", nothing changed";
             return false;
         }
         std::this_thread::sleep_for(pause);
@@ -359,10 +359,11 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
             message = opened == kNotRegularFile ? std::string("not a regular file") : ErrorText(opened);
             return kReplaceUntouched;
         }
-        if (::fstat(m_fd, &m_stat) != 0 || !LockUntil(m_fd, deadline, options.waitSeconds, message)) {
-            if (message.empty()) {
-                message = ErrorText(errno);
-            }
+        const bool inspected = ::fstat(m_fd, &m_stat) == 0;
+        if (!inspected) {
+            message = ErrorText(errno);
+        }
+        if (!inspected || !LockUntil(m_fd, deadline, options.waitSeconds, message)) {
             CloseRetrying(m_fd);
             m_fd = -1;
             return kReplaceUntouched;
