@@ -45,7 +45,9 @@ public:
     {
         kLock = 1u,   // follow symbolic links and hold an exclusive flock() on the
                       // file until the document is destroyed or loads again, so
-                      // that editors using it take turns
+                      // that editors using it take turns; refused (-2, Error()
+                      // says why) as LockedFile::Lock refuses: a file the
+                      // caller may not write, the lock not had in time
         kCreate = 2u, // with kLock: create a missing file, empty, first
     };
 
