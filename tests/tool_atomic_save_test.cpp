@@ -399,6 +399,8 @@ INSTANTIATE_TEST_SUITE_P(XmlSave, GuardTable, testing::Values(
               "<r><k>1</k></r>"},
     GuardCase{"FifoSet", "mkfifo a.xml", false, "", {"set", "a.xml", "k", "2"}, 2,
               "zelcfg: a.xml: not a regular file\n", "", ""},
+    GuardCase{"FifoList", "mkfifo a.xml", false, "", {"list", "a.xml"}, 2, "zelcfg: a.xml: not a regular file\n",
+              "", ""},
     GuardCase{"HeldLock", "printf '<r><k>1</k></r>' >a.xml; flock -s a.xml sleep 3 >/dev/null 2>&1 & sleep 0.2",
               false, "", {"set", "--wait", "0", "a.xml", "k", "2"}, 2,
               "zelcfg: a.xml: another process holds the file's lock; gave up after 0 seconds", "a.xml",
