@@ -76,6 +76,7 @@ std::string Metadata(const std::string& path)
            + " acl=" + Attribute(path, "system.posix_acl_access") + " origin=" + Attribute(path, "user.origin");
 }
 
+// The file's inode: the same after a save in place, a new one after a rename.
 ino_t Inode(const std::string& path)
 {
     struct stat info {};
