@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ZelConfigExport.h"
+#include "ZelConfigReplaceFile.h"
 
 namespace zelconfig {
 
@@ -44,9 +45,11 @@ public:
     {
         kLock = 1u,   // follow symbolic links and hold an exclusive flock() on the
                       // file until the document is destroyed or loads again, so
-                      // that editors using it take turns; a file of 256 KiB
-                      // or more is then mapped, not read, and must not be
-                      // shortened in place meanwhile (SIGBUS)
+                      // that editors using it take turns; refused (-2, Error()
+                      // says why) as LockedFile::Lock refuses: a file the
+                      // caller may not write, the lock not had in time; a file
+                      // of 256 KiB or more is then mapped, not read, and must
+                      // not be shortened in place meanwhile (SIGBUS)
         kCreate = 2u, // with kLock: create a missing file, empty, first
     };
 
@@ -64,6 +67,10 @@ public:
     // holds and edits are refused; Error() says why after each failure, with
     // the number of the line that stopped the parse after -1 and 22.
     int Load(const std::string& path, unsigned options = 0);
+    // The same, locking and saving as `saving` says: how long to wait for the
+    // lock, whether to replace a file the caller may not write, whether to
+    // save in place. kCreate sets saving.create.
+    int Load(const std::string& path, unsigned options, const ReplaceOptions& saving);
     // The same from bytes in memory: 0, -1 or 22, with Error() as for Load.
     // Such a document has no file to save to.
     int Parse(std::string_view text);
@@ -163,13 +170,14 @@ public:
     // trimming leaves beginning with '#', ';' or '[').
     int Normalise();
 
-    // Replaces the loaded file with the text, when it changed, as an editor
-    // should: a temporary file in the same directory, fsync, the file's
-    // permission bits and owner, rename over the file (through symbolic
-    // links), fsync of the directory.
+    // Replaces the loaded file with the text, when it changed, as
+    // LockedFile::Replace does (through symbolic links): a temporary file in
+    // the same directory with the file's owner, group, mode, ACL and extended
+    // attributes, fsync, rename over the file, fsync of the directory; or in
+    // place when Load was told so. A file the caller may not write is refused.
     // 0; -2 with Error() saying why (the file keeps its bytes unless it says
-    // the file was replaced); 22, with Error() saying why, without a file
-    // loaded to its end.
+    // the file was replaced or rewritten); 22, with Error() saying why,
+    // without a file loaded to its end.
     int Save();
 
 private:

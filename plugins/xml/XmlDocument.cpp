@@ -251,19 +251,15 @@ const char* FirstNonAscii(const char* p, size_t size)
     return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
 }
 
-// Reads a whole file into a buffer of its own; 0, -2 or 22.
-int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
-              struct stat& info, std::string& error)
+// Reads what a descriptor holds from its position into a buffer of its own;
+// 0, -2 or 22.
+int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
 {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0 || ::fstat(fd, &info) != 0) {
+    struct stat info {};
+    if (::fstat(fd, &info) != 0) {
         error = std::strerror(errno);
-        if (fd >= 0) {
-            ::close(fd);
-        }
         return -2;
     }
-    // Regular files are read in one go; others grow as they come.
     size_t capacity = S_ISREG(info.st_mode) && info.st_size > 0 ? static_cast<size_t>(info.st_size) + 1 : 4096;
     buffer.reset(static_cast<char*>(std::malloc(capacity)));
     size = 0;
@@ -290,10 +286,36 @@ int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& b
             size += static_cast<size_t>(got);
         }
     }
-    ::close(fd);
     if (status == 22) {
         error = "out of memory";
     }
+    return status;
+}
+
+// Reads a whole file into a buffer of its own; 0, -2 or 22. The open does
+// not block, and only a regular file is read: a FIFO without a writer or a
+// device would hang the caller.
+int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
+              std::string& error)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat info {};
+    if (fd < 0 || ::fstat(fd, &info) != 0) {
+        error = std::strerror(errno);
+        if (fd >= 0) {
+            ::close(fd);
+        }
+        return -2;
+    }
+    int status = -2;
+    if (!S_ISREG(info.st_mode)) {
+        error = S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file";
+    } else if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        error = std::strerror(errno);
+    } else {
+        status = ReadDescriptor(fd, buffer, size, error);
+    }
+    ::close(fd);
     return status;
 }
 
@@ -348,76 +370,6 @@ bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_do
     }
 }
 
-// Writes all of `text`; the plug-in sees only the public headers, so it
-// cannot share the library's own FileIO helpers.
-bool WriteAll(int fd, const std::string& text)
-{
-    size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t put = ::write(fd, text.data() + done, text.size() - done);
-        if (put > 0) {
-            done += static_cast<size_t>(put);
-        } else if (put == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// Replaces the file at `path` (after symbolic links) by `text`: readers see
-// the old file or the new one, and the new one is on disk when this returns
-// true. `realPath` receives its real path.
-bool ReplaceFile(const std::string& path, const std::string& text, std::string& realPath, std::string& error)
-{
-    error.clear();
-    char* real = ::realpath(path.c_str(), nullptr);
-    struct stat old {};
-    if (real == nullptr || ::stat(real, &old) != 0) {
-        error = std::strerror(errno);
-        std::free(real);
-        return false;
-    }
-    realPath = real;
-    std::free(real);
-    const size_t slash = realPath.rfind('/');
-    const std::string dir = slash == 0 ? "/" : realPath.substr(0, slash);
-    std::string temp = realPath.substr(0, slash + 1) + "." + realPath.substr(slash + 1) + ".XXXXXX";
-    const int fd = ::mkstemp(&temp[0]);
-    if (fd < 0) {
-        error = std::string("cannot create a temporary file: ") + std::strerror(errno);
-        return false;
-    }
-    bool ok = WriteAll(fd, text);
-    // The new file is the saver's: it gets the file's owner and group, or the
-    // save fails, since renaming it into place would take the file over.
-    if (ok && (old.st_uid != ::geteuid() || old.st_gid != ::getegid())
-        && ::fchown(fd, old.st_uid, old.st_gid) != 0) {
-        error = std::string("cannot give the new file the owner of the file: ") + std::strerror(errno);
-        ok = false;
-    }
-    // After fchown, which may clear the set-id bits.
-    ok = ok && ::fchmod(fd, old.st_mode & 07777) == 0 && ::fsync(fd) == 0
-        && ::rename(temp.c_str(), realPath.c_str()) == 0;
-    if (!ok) {
-        if (error.empty()) {
-            error = std::strerror(errno);
-        }
-        ::close(fd);
-        ::unlink(temp.c_str());
-        return false;
-    }
-    ::close(fd);
-    const int dirFd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    ok = dirFd >= 0 && ::fsync(dirFd) == 0;
-    if (!ok) {
-        error = std::string("replaced, but the directory cannot be flushed: ") + std::strerror(errno);
-    }
-    if (dirFd >= 0) {
-        ::close(dirFd);
-    }
-    return ok;
-}
-
 } // namespace
 
 struct XmlDocument::ChildIndex
@@ -443,13 +395,32 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
 {
     std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
     size_t size = 0;
-    struct stat info {};
-    int status = ReadWhole(path, buffer, size, info, error.description);
+    int status = ReadWhole(path, buffer, size, error.description);
     if (status == 0) {
         status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
     }
     if (status == 0) {
         m_source = path;
+        m_hasSource = true;
+    }
+    return status;
+}
+
+int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
+{
+    std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
+    size_t size = 0;
+    int status = -2;
+    if (::lseek(file.Descriptor(), 0, SEEK_SET) == 0) {
+        status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
+    } else {
+        error.description = std::strerror(errno);
+    }
+    if (status == 0) {
+        status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
+    }
+    if (status == 0) {
+        m_source = file.Path();
         m_hasSource = true;
     }
     return status;
@@ -972,14 +943,37 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
 
 int XmlDocument::Save(const std::string& target, XmlError& error)
 {
+    zelconfig::LockedFile file;
+    if (file.Lock(target, zelconfig::ReplaceOptions(), error.description) != zelconfig::kReplaceDone) {
+        error.description = target + ": " + error.description;
+        return -2;
+    }
+    return Save(file, error);
+}
+
+int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
+{
     if (!m_hasSource) {
         error.description = "the document was not loaded from a file";
         return -2;
     }
+    // The file again, under the lock: from the locked descriptor when it is
+    // the file being replaced, so that no other editor's change slips in
+    // between this check and the rename.
     std::unique_ptr<char, void (*)(void*)> original(nullptr, std::free);
     size_t size = 0;
-    struct stat info {};
-    if (ReadWhole(m_source, original, size, info, error.description) != 0) {
+    char* real = ::realpath(m_source.c_str(), nullptr);
+    const bool sameFile = real != nullptr && file.Path() == real;
+    std::free(real);
+    int read = -2;
+    if (!sameFile) {
+        read = ReadWhole(m_source, original, size, error.description);
+    } else if (::lseek(file.Descriptor(), 0, SEEK_SET) == 0) {
+        read = ReadDescriptor(file.Descriptor(), original, size, error.description);
+    } else {
+        error.description = std::strerror(errno);
+    }
+    if (read != 0) {
         error.description = m_source + ": " + error.description;
         return -2;
     }
@@ -1003,23 +997,25 @@ int XmlDocument::Save(const std::string& target, XmlError& error)
     now.reset();
     copy.reset();
     original.reset();
-    std::string real;
-    if (!ReplaceFile(target, text, real, error.description)) {
-        return -2;
-    }
-    // The saved bytes are the document from now on: parse them, so that
-    // later saves start from them. Should that fail, later saves refuse.
+    const int replaced = file.Replace(text.data(), text.size(), error.description);
+    // Once the new bytes are the file, they are the document from now on:
+    // parse them, so that later saves start from them. Should that fail, or
+    // the file be left part written, later saves refuse.
     m_hasSource = false;
-    std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(text.size() + 1)));
-    XmlError ignored;
-    if (buffer) {
-        std::memcpy(buffer.get(), text.data(), text.size());
-        if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
-            m_source = real;
-            m_hasSource = true;
+    if (replaced == zelconfig::kReplaceDone || replaced == zelconfig::kReplaceNotFlushed) {
+        std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(text.size() + 1)));
+        XmlError ignored;
+        if (buffer) {
+            std::memcpy(buffer.get(), text.data(), text.size());
+            if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
+                m_source = file.Path();
+                m_hasSource = true;
+            }
         }
+    } else if (replaced == zelconfig::kReplaceUntouched) {
+        m_hasSource = true; // the file and the tree still agree
     }
-    return 0;
+    return replaced == zelconfig::kReplaceDone ? 0 : -2;
 }
 
 } // namespace zelconfig::xml

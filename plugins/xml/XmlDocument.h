@@ -13,6 +13,8 @@
 
 #include <pugixml.hpp>
 
+#include "ZelConfigReplaceFile.h"
+
 namespace zelconfig::xml {
 
 // Where and why a load or a save failed, for the caller's log line.
@@ -40,6 +42,9 @@ public:
     // declared in another encoding than UTF-8 and holds more than ASCII
     // (error.offset, error.description); 22 when memory runs out.
     int LoadFile(const std::string& path, XmlError& error);
+    // The same from a file the caller holds locked, for a read-modify-write
+    // cycle that Save(file, ...) ends.
+    int LoadFile(const zelconfig::LockedFile& file, XmlError& error);
     // The same from bytes in memory (a copy is taken); such a document has no
     // file to save to, but Render works.
     int LoadBuffer(const char* data, size_t size, XmlError& error);
@@ -65,10 +70,14 @@ public:
     // the bytes the document was loaded from. False when they do not fit.
     bool Render(std::string_view original, std::string& out) const;
     // Writes Render() of the loaded file, as it is on disk now, to `target`
-    // atomically and durably (temporary file, fsync, rename, directory
+    // through zelconfig::LockedFile (lock, temporary file with the target's
+    // owner, group, mode, ACL and attributes, fsync, rename, directory
     // fsync), then takes the result as the loaded file. 0, or -2 with error
-    // set and `target` untouched (also when the loaded file changed since).
+    // set and `target` untouched (also when the loaded file changed since),
+    // unless the description says the file was replaced.
     int Save(const std::string& target, XmlError& error);
+    // The same to a file the caller has locked (and perhaps loaded from).
+    int Save(zelconfig::LockedFile& file, XmlError& error);
 
 private:
     struct Buffer

@@ -23,7 +23,7 @@
 #include "CBlock.h"
 #include "cfg/CFGLine.h"
 #include "cfg/CFGSavedForm.h"
-#include "platform/AtomicSave.h"
+#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 namespace zelconfig {
@@ -303,6 +303,7 @@ struct Document::State
     std::string path;
     std::string error;
     std::unique_ptr<LockedFile> lock; // held from Load to the next Load
+    ReplaceOptions saving;            // how the file is locked and saved
 
     explicit State(Mode m) : mode(m) {}
 
@@ -731,15 +732,22 @@ Document::Mode Document::GetMode() const
 
 int Document::Load(const std::string& path, unsigned options)
 {
+    return Load(path, options, ReplaceOptions());
+}
+
+int Document::Load(const std::string& path, unsigned options, const ReplaceOptions& saving)
+{
     ZEL_LOG(kLogParams, "Load", "File Path %s", path.c_str());
     State& s = *m_state;
     s = State(s.mode);
     s.path = path;
     s.hasFile = true;
+    s.saving = saving;
+    s.saving.create = (options & kCreate) != 0;
     int fd = -1;
     if ((options & kLock) != 0) {
         s.lock.reset(new LockedFile);
-        if (!s.lock->Lock(path, (options & kCreate) != 0, s.error)) {
+        if (s.lock->Lock(path, s.saving, s.error) != kReplaceDone) {
             s.lock.reset();
             ZEL_LOG(kLogError, "Load", "Error Opening File");
             return s.status = -2;
@@ -747,11 +755,9 @@ int Document::Load(const std::string& path, unsigned options)
         s.path = s.lock->Path();
         fd = s.lock->Descriptor();
     } else if (path.find('\0') == std::string::npos) {
-        do {
-            fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        } while (fd < 0 && errno == EINTR);
-        if (fd < 0) {
-            s.error = std::strerror(errno);
+        const int opened = OpenRegular(path, O_RDONLY, fd);
+        if (opened != 0) {
+            s.error = opened == kNotRegularFile ? "not a regular file" : std::strerror(opened);
         }
     } else {
         s.error = std::strerror(ENOENT);
@@ -1170,12 +1176,14 @@ int Document::Save()
     LockedFile* file = s.lock.get();
     if (file == nullptr) {
         file = &briefly;
-        if (!briefly.Lock(s.path, false, s.error)) {
+        ReplaceOptions saving = s.saving;
+        saving.create = false;
+        if (briefly.Lock(s.path, saving, s.error) != kReplaceDone) {
             return -2;
         }
     }
     const std::vector<std::string_view> pieces = s.text.Pieces();
-    if (!file->Replace(pieces.data(), pieces.size(), s.error)) {
+    if (file->Replace(pieces.data(), pieces.size(), s.error) != kReplaceDone) {
         return -2;
     }
     s.changed = false;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zelconfig {
@@ -93,6 +94,28 @@ int WriteFile(const std::string& path, std::string_view bytes)
     int status = WriteAll(fd, bytes.data(), bytes.size());
     if (::close(fd) != 0 && status == 0 && errno != EINTR) {
         status = errno;
+    }
+    return status;
+}
+
+int OpenRegular(const std::string& path, int flags, int& fd)
+{
+    fd = OpenFile(path, flags | O_NONBLOCK);
+    if (fd < 0) {
+        return errno;
+    }
+    struct stat info {};
+    int status = 0;
+    if (::fstat(fd, &info) != 0) {
+        status = errno;
+    } else if (!S_ISREG(info.st_mode)) {
+        status = S_ISDIR(info.st_mode) ? EISDIR : kNotRegularFile;
+    } else if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
+        status = errno;
+    }
+    if (status != 0) {
+        ::close(fd);
+        fd = -1;
     }
     return status;
 }

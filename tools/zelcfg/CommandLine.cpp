@@ -15,7 +15,8 @@ const struct
     const char* name;
 } kOptionNames[] = {
     {kOptionType, "--type"}, {kOptionStrict, "--strict"},       {kOptionNull, "--null"},
-    {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"},
+    {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"}, {kOptionWait, "--wait"},
+    {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"},
 };
 
 // The type --type names, by the same names TypeName gives them.
@@ -29,6 +30,16 @@ bool ParseType(const std::string& text, ValueType& type)
         }
     }
     return false;
+}
+
+// A number of seconds for --wait: digits only, at most a day.
+bool ParseSeconds(const std::string& text, unsigned& seconds)
+{
+    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
+    }
+    seconds = static_cast<unsigned>(std::stoul(text));
+    return seconds <= 86400;
 }
 
 // "-5" and "-.5" are values, not options; "-" alone is standard input.
@@ -104,6 +115,18 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             invocation.strictName = true;
         } else if (arg == "--block" || arg == "--anonymous") {
             invocation.mode = arg == "--block" ? ModeChoice::kBlock : ModeChoice::kAnonymous;
+        } else if (arg == "--force") {
+            invocation.options |= kOptionForce;
+        } else if (arg == "--in-place") {
+            invocation.options |= kOptionInPlace;
+        } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
+            const bool joined = arg.size() > 6;
+            const bool given = joined || i + 1 < argc;
+            if (!given || !ParseSeconds(joined ? arg.substr(7) : argv[++i], invocation.waitSeconds)) {
+                error = "--wait needs a whole number of seconds, at most 86400";
+                return false;
+            }
+            invocation.options |= kOptionWait;
         } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
             std::string name;
             if (arg.size() > 6) {

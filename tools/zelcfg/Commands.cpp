@@ -327,8 +327,11 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         }
     }
     Document document(input.Mode());
-    if (!Load(document, input, Document::kLock | (kind == EditKind::kSet ? Document::kCreate : 0u), status)) {
-        return status;
+    const unsigned options = Document::kLock | (kind == EditKind::kSet ? Document::kCreate : 0u);
+    const int loaded = document.Load(input.path, options, SaveOptions(invocation));
+    if (loaded != 0) {
+        return Fail(kExitFailure, input.path,
+                    loaded == -2 ? SaveFailure(document.Error()) : LoadFailure(loaded, document));
     }
     if (kind == EditKind::kSet) {
         // In block mode a carriage return before the line feed belongs to the
@@ -379,7 +382,7 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         }
     }
     if (document.Save() != 0) {
-        return Fail(kExitFailure, input.path, document.Error());
+        return Fail(kExitFailure, input.path, SaveFailure(document.Error()));
     }
     return kExitOk;
 }
@@ -488,6 +491,32 @@ int Lint(const Invocation& invocation, const Input& input)
 
 } // namespace
 
+zelconfig::ReplaceOptions SaveOptions(const Invocation& invocation)
+{
+    zelconfig::ReplaceOptions options;
+    options.waitSeconds = invocation.waitSeconds;
+    options.force = invocation.Has(kOptionForce);
+    options.inPlace = invocation.Has(kOptionInPlace);
+    return options;
+}
+
+std::string SaveFailure(const std::string& message)
+{
+    const std::string hint = zelconfig::kOnlyInPlaceKeeps;
+    const bool inPlaceHelps
+        = message.size() >= hint.size() && message.compare(message.size() - hint.size(), hint.size(), hint) == 0;
+    if (inPlaceHelps) {
+        return message + ": --in-place rewrites the file itself (not atomically)";
+    }
+    if (message.compare(0, 13, "not writable:") == 0) {
+        return message + "; --force replaces it all the same, if you may write its directory";
+    }
+    if (message.compare(0, 37, "another process holds the file's lock") == 0) {
+        return message + " (--wait SECONDS waits longer)";
+    }
+    return message;
+}
+
 int Fail(int status, const std::string& file, const std::string& message)
 {
     std::cerr << "zelcfg: " << file << ": " << message << '\n';
@@ -505,9 +534,9 @@ const std::vector<Command>& AllCommands()
     // get reads XML files through the front end in its own code.
     static const std::vector<Command> commands = {
         {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
-        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise, Set, XmlSet},
-        {"unset", 2, 3, kOptionNormalise, Unset, nullptr},
-        {"remove-block", 2, 2, kOptionNormalise, RemoveBlock, nullptr},
+        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise | kOptionsSave, Set, XmlSet},
+        {"unset", 2, 3, kOptionNormalise | kOptionsSave, Unset, nullptr},
+        {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, RemoveBlock, nullptr},
         {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
         {"blocks", 1, 1, kOptionNull | kOptionStdin, Blocks, nullptr},
         {"format", 1, 1, kOptionStdin, Format, nullptr},

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <iostream>
 
-#include "CZelConfigParser.h"
 #include "frontend/Backend.h"
 #include "TypedValues.h"
 #ifdef ZELCFG_WITH_XML_DOCUMENT
@@ -23,25 +22,39 @@ int XmlSet(const Invocation& invocation, const Input&)
     if (!ValueToSet(invocation, path, value, status)) {
         return status;
     }
-    CZelConfigParser parser;
-    status = parser.Parse(path);
-    if (status != 0) {
-        return Fail(kExitFailure, path, XmlParseFailure(status));
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+    // The plug-in's own document code, under the lock from the read to the
+    // rename, as for a CFG file: concurrent sets take turns.
+    zelconfig::LockedFile file;
+    std::string error;
+    if (file.Lock(path, SaveOptions(invocation), error) != zelconfig::kReplaceDone) {
+        return Fail(kExitFailure, path, SaveFailure(error));
     }
-    status = parser.Set(key, value);
+    zelconfig::xml::XmlDocument document;
+    zelconfig::xml::XmlError failure;
+    status = document.LoadFile(file, failure);
+    if (status != 0) {
+        return Fail(kExitFailure, path, status == -1 ? "not well-formed XML at byte " + std::to_string(failure.offset)
+                                                           + ": " + failure.description
+                                                     : failure.description);
+    }
+    status = document.Set(key, value);
     if (status == -2) {
         return Fail(kExitNotFound, path,
                     "no key " + key + "; set changes the elements and attributes an XML file has, it adds none");
     }
     if (status != 0) {
-        return Fail(kExitFailure, path, status == 7 ? "an XML file cannot hold a NUL byte or another control character"
-                                                    : "the XML back end reports status " + std::to_string(status));
+        return Fail(kExitFailure, path,
+                    status == 7 ? "an XML file cannot hold a NUL byte or another control character"
+                                : "cannot set " + key + " (status " + std::to_string(status) + ")");
     }
-    status = parser.Save();
-    if (status != 0) {
-        return Fail(kExitFailure, path, "cannot be saved (status " + std::to_string(status) + "; -v tells why)");
+    if (document.Save(file, failure) != 0) {
+        return Fail(kExitFailure, path, SaveFailure(failure.description));
     }
     return kExitOk;
+#else
+    return Fail(kExitFailure, path, "this zelcfg was built without the XML plug-in");
+#endif
 }
 
 int XmlList(const Invocation& invocation, const Input&)

@@ -7,7 +7,7 @@
 
 namespace zelcfg {
 
-// set on an XML file, through the front end and the plug-in: it changes
+// set on an XML file, with the plug-in's own document code: it changes
 // existing elements and attributes only.
 int XmlSet(const Invocation& invocation, const Input& input);
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "ZelConfigReplaceFile.h"
+
 namespace zelcfg {
 
 // Exit statuses, for shell scripts.
@@ -34,6 +36,10 @@ enum CommandOption : unsigned
     kOptionDiff = 1u << 3,      // --diff
     kOptionNormalise = 1u << 4, // --normalise
     kOptionStdin = 1u << 5,     // FILE may be '-'
+    kOptionWait = 1u << 6,      // --wait SECONDS
+    kOptionForce = 1u << 7,     // --force
+    kOptionInPlace = 1u << 8,   // --in-place
+    kOptionsSave = kOptionWait | kOptionForce | kOptionInPlace, // what every edit takes
 };
 
 struct Invocation;
@@ -79,9 +85,17 @@ struct Invocation
     int verbosity = 0;       // -v 1, -vv 2
     unsigned options = 0;    // CommandOption bits given on the line (kOptionStdin: FILE is '-')
     bool strictName = false; // --strict-name
+    unsigned waitSeconds = 10; // --wait
 
     bool Has(CommandOption option) const { return (options & option) != 0; }
 };
+
+// How an edit locks and saves its file: --wait, --force, --in-place.
+zelconfig::ReplaceOptions SaveOptions(const Invocation& invocation);
+
+// The library's reason a lock or a save failed, with the option that helps
+// where one does.
+std::string SaveFailure(const std::string& message);
 
 // False with a message on a usage error.
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error);

@@ -81,8 +81,8 @@ _zelcfg() {
             case $word in
                 --block | --anonymous) mode+=("$word") ;;
                 # bash splits --type=int at "=" (COMP_WORDBREAKS).
-                --type) [[ ${COMP_WORDS[i + 1]-} == = ]] && ((i++))
-                        ((i++)) ;;
+                --type | --wait) [[ ${COMP_WORDS[i + 1]-} == = ]] && ((i++))
+                                 ((i++)) ;;
             esac
         else
             _zelcfg_dequote "$word"
@@ -96,6 +96,10 @@ _zelcfg() {
     fi
     if [[ -z $ended && $prev == --type ]]; then
         _zelcfg_offer "$cur" int float double bool string
+        return 0
+    fi
+    # A number of seconds: nothing to offer.
+    if [[ -z $ended && ($prev == --wait || $cur == --wait=*) ]]; then
         return 0
     fi
 

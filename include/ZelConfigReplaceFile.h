@@ -1,0 +1,90 @@
+#ifndef ZELCONFIG_ZELCONFIGREPLACEFILE_H
+#define ZELCONFIG_ZELCONFIGREPLACEFILE_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+
+#include "ZelConfigExport.h"
+
+namespace zelconfig {
+
+// How a file is locked and replaced.
+struct ReplaceOptions
+{
+    unsigned waitSeconds = 10; // for the lock; then the save is refused
+    bool force = false;        // replace a file the caller may not write (the directory decides)
+    bool inPlace = false;      // rewrite the file's own bytes: same inode, owner, links,
+                               // ACLs and attributes, but not atomic
+    bool create = false;       // create a missing file, empty, first
+};
+
+// What a save did. Refusals and failures before the switch leave the file
+// exactly as it was.
+enum ReplaceStatus : int
+{
+    kReplaceDone = 0,
+    kReplaceUntouched = -2,    // refused or failed; the file keeps its bytes and metadata
+    kReplaceNotFlushed = 1,    // the new contents are in place, but the directory (or,
+                               // in place, the file) could not be flushed to disk
+    kReplacePartlyWritten = 2, // in place only: the rewrite stopped part way
+};
+
+// The end of the message of a save refused because a new file could not
+// keep the original's owner, group, mode, ACL or extended attributes.
+inline constexpr char kOnlyInPlaceKeeps[] = "only a save in place can keep them";
+
+// A file held for read-modify-write cycles. Lock() resolves symbolic links
+// and takes an exclusive advisory lock on the file they lead to, so that two
+// editors of it take turns instead of losing an update; Replace() swaps in new
+// contents so that readers see either the old file or the new one, never a
+// part of it. The lock goes with the object.
+class ZELCONFIG_API LockedFile
+{
+public:
+    LockedFile() = default;
+    ~LockedFile();
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
+
+    // kReplaceDone, or kReplaceUntouched with a message naming the cause:
+    // missing, not a regular file, not writable (unless options.force), a
+    // symbolic link refused, the lock not had within options.waitSeconds.
+    // Opens never block, so a FIFO or a device is refused at once.
+    int Lock(const std::string& path, const ReplaceOptions& options, std::string& message);
+    // The file the path led to, after every symbolic link.
+    const std::string& Path() const { return m_path; }
+    // The locked file, for reading it (Lock leaves it at its start); -1 before Lock.
+    int Descriptor() const { return m_fd; }
+
+    // Writes the pieces, in order, to a locked temporary file beside the
+    // target, gives it the target's owner, group, mode, ACL and extended
+    // attributes (or refuses when it cannot), flushes it, renames it over the
+    // target and flushes the directory. The lock moves to the new file, so
+    // that further saves stay guarded. In place (options.inPlace), rewrites
+    // the locked file itself instead. A ReplaceStatus, with a message for all
+    // but kReplaceDone.
+    int Replace(const std::string_view* pieces, size_t count, std::string& message);
+    int Replace(const char* data, size_t size, std::string& message);
+
+private:
+    int ReplaceByRename(const std::string_view* pieces, size_t count, std::string& message);
+    int ReplaceInPlace(const std::string_view* pieces, size_t count, std::string& message);
+
+    int m_fd = -1;
+    std::string m_path;
+    struct stat m_stat {};
+    ReplaceOptions m_options;
+};
+
+// Lock, Replace and unlock in one call, for a caller that read the file
+// before (and so may overwrite a change made since).
+ZELCONFIG_API int ReplaceFile(const std::string& path, const std::string_view* pieces, size_t count,
+                              const ReplaceOptions& options, std::string& message);
+ZELCONFIG_API int ReplaceFile(const std::string& path, const char* data, size_t size,
+                              const ReplaceOptions& options, std::string& message);
+
+} // namespace zelconfig
+
+#endif

@@ -1,0 +1,63 @@
+// Preloaded into a program under test (LD_PRELOAD) to widen the windows a
+// race needs, or to make a call fail that cannot be made to fail otherwise:
+//   ZELCONFIG_PAUSE_AT=read|fsync|rename  the first such call (read: of a
+//       regular file) waits 400 ms before it runs;
+//   ZELCONFIG_FAIL_DIRECTORY_FSYNC=1     fsync of a directory fails with EIO.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// The real function behind a name this file replaces.
+template <typename Function>
+Function Next(const char* name)
+{
+    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
+}
+
+// Waits once per process, at the first call of the kind the environment names.
+void PauseAt(const char* call)
+{
+    static bool paused = false;
+    const char* wanted = std::getenv("ZELCONFIG_PAUSE_AT");
+    if (!paused && wanted != nullptr && std::strcmp(wanted, call) == 0) {
+        paused = true;
+        const timespec pause{0, 400 * 1000 * 1000};
+        ::nanosleep(&pause, nullptr);
+    }
+}
+
+} // namespace
+
+extern "C" ssize_t read(int fd, void* buffer, size_t size)
+{
+    struct stat info {};
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+        PauseAt("read");
+    }
+    return Next<ssize_t (*)(int, void*, size_t)>("read")(fd, buffer, size);
+}
+
+extern "C" int fsync(int fd)
+{
+    struct stat info {};
+    if (std::getenv("ZELCONFIG_FAIL_DIRECTORY_FSYNC") != nullptr && ::fstat(fd, &info) == 0
+        && S_ISDIR(info.st_mode)) {
+        errno = EIO;
+        return -1;
+    }
+    PauseAt("fsync");
+    return Next<int (*)(int)>("fsync")(fd);
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept
+{
+    PauseAt("rename");
+    return Next<int (*)(const char*, const char*)>("rename")(from, to);
+}
