@@ -288,7 +288,7 @@ TEST_P(RaceTable, BothChangesStay)
     const bool xml = std::string(row.format.name) == "a.xml";
     const std::string path = dir.Write(row.format.name, xml ? "<r><k>1</k><j>1</j></r>" : "[A]\nk=1\nj=1\n");
     const std::string tool = std::string("'") + ZELCFG_BINARY + "' set " + row.format.name + " ";
-    const std::string script = std::string("LD_PRELOAD='") + ZELCONFIG_PAUSE_LIBRARY + "' ZELCONFIG_PAUSE_AT="
+    const std::string script = std::string(ZELCONFIG_PRELOAD "='") + ZELCONFIG_PAUSE_LIBRARY + "' ZELCONFIG_PAUSE_AT="
                                + row.pauseAt + " " + tool + row.format.key + " 2 & first=$!; sleep 0.15; " + tool
                                + (xml ? "j" : "A.j") + " 2; second=$?; wait $first; echo $? $second; ";
     const ToolResult result = RunTool(dir.Path(), {"true"}, script);
@@ -360,7 +360,7 @@ TEST_P(GuardTable, RefusesOrSavesAsItShould)
 const std::string kOwnReadOnly = "printf '[A]\\nk=1\\n' >a.cfg; chown 65534:65534 a.cfg; chmod 444 a.cfg";
 const std::string kHeldShared = "printf '[A]\\nk=1\\n' >a.cfg; flock -s a.cfg sleep 3 >/dev/null 2>&1 & sleep 0.2";
 const std::string kLongName = std::string(251, 'x') + ".xml"; // 255 bytes, the most a name may have
-const std::string kNoDirectoryFlush = std::string("LD_PRELOAD='") + ZELCONFIG_PAUSE_LIBRARY
+const std::string kNoDirectoryFlush = std::string(ZELCONFIG_PRELOAD "='") + ZELCONFIG_PAUSE_LIBRARY
                                       + "' ZELCONFIG_FAIL_DIRECTORY_FSYNC=1 ";
 
 INSTANTIATE_TEST_SUITE_P(Save, GuardTable, testing::Values(
