@@ -1,5 +1,7 @@
 #include "XmlDocument.h"
 
+#include "XmlEscape.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -54,60 +56,6 @@ pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-// A value as element text, escaped so that it reads back as the same value.
-std::string EscapeText(const std::string& value)
-{
-    std::string out;
-    out.reserve(value.size());
-    for (char c : value) {
-        switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '\r': out += "&#13;"; break; // a raw one would be read as a line end
-        default: out += c; break;
-        }
-    }
-    // A text of blanks only would be dropped on reading: spell its first one.
-    if (!value.empty() && std::all_of(value.begin(), value.end(), IsBlank) && value[0] != '\r') {
-        out.replace(0, 1, "&#" + std::to_string(static_cast<int>(value[0])) + ";");
-    }
-    return out;
-}
-
-// XML holds no NUL and no other control character but tab and line ends,
-// not even as a character reference.
-bool Holdable(const std::string& value)
-{
-    return std::none_of(value.begin(), value.end(), [](char c) {
-        return static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r';
-    });
-}
-
-// Raw tabs and line ends in an attribute are read as spaces: spell them.
-std::string EscapeAttribute(const std::string& value, char quote)
-{
-    std::string out;
-    out.reserve(value.size());
-    for (char c : value) {
-        switch (c) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '\t': out += "&#9;"; break;
-        case '\n': out += "&#10;"; break;
-        case '\r': out += "&#13;"; break;
-        default:
-            if (c == quote) {
-                out += quote == '"' ? "&quot;" : "&apos;";
-            } else {
-                out += c;
-            }
-            break;
-        }
-    }
-    return out;
 }
 
 // Bytes that may continue an XML name, so a reference's end is found.
@@ -382,12 +330,6 @@ struct XmlDocument::ChildIndex
     std::unordered_map<std::string_view, Entry> byName;
 };
 
-struct XmlDocument::Edit
-{
-    size_t begin, end;
-    std::string text;
-};
-
 XmlDocument::XmlDocument() = default;
 XmlDocument::~XmlDocument() = default;
 
@@ -497,6 +439,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     m_index.clear();
     std::fill(std::begin(m_recent), std::end(m_recent), Recent());
     m_changed.clear();
+    m_structure.clear();
     m_root = doc->document_element();
     m_doc = std::move(doc);
     m_buffer = std::move(buffer);
@@ -580,44 +523,91 @@ const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
     return m_index.emplace(parent.internal_object(), std::move(info)).first->second;
 }
 
+// Splits the key at every '.' into parts whose names are C strings in
+// `scratch`, for the parser's searches; false (with the reason, when asked)
+// for a key that can name nothing.
+bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& scratch, std::vector<KeyPart>& parts,
+                           std::string* why)
+{
+    const auto refuse = [why](std::string reason) {
+        if (why != nullptr) {
+            *why = std::move(reason);
+        }
+        return false;
+    };
+    parts.clear();
+    if (key.empty()) {
+        return refuse("the key is empty");
+    }
+    if (key.find('\0') != std::string_view::npos) {
+        return refuse("a key holds no NUL byte");
+    }
+    scratch.assign(key.data(), key.size());
+    for (size_t begin = 0; begin <= key.size();) {
+        const size_t dot = std::min(key.find('.', begin), key.size());
+        size_t length = dot - begin;
+        size_t index = 0;
+        const size_t open = key.substr(begin, length).find('[');
+        if (style == KeyStyle::kIndexed && open != std::string_view::npos) {
+            const std::string_view digits = key.substr(begin + open + 1, length - open - 1);
+            if (digits.size() < 2 || digits.back() != ']' || digits[0] == '0'
+                || digits.find_first_not_of("0123456789") != digits.size() - 1) {
+                return refuse("an index is [N] with N from 1, at the end of a part: " + std::string(key));
+            }
+            index = std::strtoul(digits.data(), nullptr, 10);
+            length = open;
+        }
+        if (length == 0) {
+            return refuse("an empty part names nothing: " + std::string(key));
+        }
+        scratch[begin + length] = '\0';
+        parts.push_back(KeyPart{scratch.data() + begin, length, index, dot});
+        begin = dot + 1;
+    }
+    return true;
+}
+
+bool XmlDocument::CheckKey(std::string_view key, KeyStyle style, std::string& why)
+{
+    std::string scratch;
+    std::vector<KeyPart> parts;
+    return SplitKey(key, style, scratch, parts, &why);
+}
+
+// The children a part names: every one of its name, or the one its index picks.
+template <class Visit>
+void XmlDocument::NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, Visit&& visit) const
+{
+    const std::string_view name(part.name, part.length);
+    if (part.index == 0) {
+        ChildrenNamed(parent, name, visit);
+        return;
+    }
+    size_t seen = 0;
+    ChildrenNamed(parent, name, [&](pugi::xml_node child) {
+        if (++seen == part.index) {
+            visit(child);
+        }
+    });
+}
+
 // Calls visit(element) or visit(attribute) for every match of the key, in
 // document order; false when nothing matched.
 template <class Visit>
 bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
 {
-    if (!m_doc || key.empty()) {
+    if (!m_doc || !SplitKey(key, m_style, m_parts, m_keyParts, nullptr)) {
         return false;
     }
-    // The parts as C strings, for the parser's searches; no name holds NUL.
-    m_parts.resize(key.size());
-    char* const begin = &m_parts[0];
-    char* const end = begin + m_parts.size();
-    char* out = begin;
-    for (const char c : key) {
-        if (c == '\0') {
-            return false;
-        }
-        *out++ = c == '.' ? '\0' : c;
-    }
-    const char* part = begin;
     // Level by level: each level's elements stay in document order. Most keys
     // lead through one element a level, which needs no list.
     pugi::xml_node one = m_root;
     bool several = false;
-    for (;;) {
-        const size_t length = std::strlen(part);
-        if (length == 0) {
-            return false; // an empty part names nothing
-        }
-        const std::string_view name(part, length);
-        if (part + length == end) {
-            break;
-        }
-        part += length + 1;
+    for (size_t i = 0; i + 1 < m_keyParts.size(); ++i) {
         m_next.clear();
         if (!several) {
             pugi::xml_node first;
-            ChildrenNamed(one, name, [&](pugi::xml_node child) {
+            NthChildrenNamed(one, m_keyParts[i], [&](pugi::xml_node child) {
                 if (!first) {
                     first = child;
                     return;
@@ -634,7 +624,7 @@ bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
             several = !m_next.empty();
         } else {
             for (pugi::xml_node parent : m_level) {
-                ChildrenNamed(parent, name, [this](pugi::xml_node child) { m_next.push_back(child); });
+                NthChildrenNamed(parent, m_keyParts[i], [this](pugi::xml_node child) { m_next.push_back(child); });
             }
             if (m_next.empty()) {
                 return false;
@@ -644,16 +634,17 @@ bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
             m_level.swap(m_next);
         }
     }
-    // The last part: children of that name, or else the attribute.
-    const std::string_view name(part, static_cast<size_t>(end - part));
+    // The last part: children of that name, or else the attribute (which
+    // takes no index).
+    const KeyPart& part = m_keyParts.back();
     const auto last = [&](pugi::xml_node parent) {
         bool child = false;
-        ChildrenNamed(parent, name, [&](pugi::xml_node element) {
+        NthChildrenNamed(parent, part, [&](pugi::xml_node element) {
             child = true;
             visit(element);
         });
-        if (!child) {
-            if (const pugi::xml_attribute attribute = parent.attribute(part)) {
+        if (!child && part.index == 0) {
+            if (const pugi::xml_attribute attribute = parent.attribute(part.name)) {
                 visit(attribute);
                 child = true;
             }
@@ -668,6 +659,34 @@ bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
         found = last(parent) || found;
     }
     return found;
+}
+
+// The elements the first `count` parts name, level by level: `level` ends
+// holding the deepest ones found (the root when the first part names none).
+// Returns how many parts named them.
+size_t XmlDocument::Reach(const std::vector<KeyPart>& parts, size_t count, std::vector<pugi::xml_node>& level) const
+{
+    level.assign(1, m_root);
+    std::vector<pugi::xml_node> next;
+    for (size_t matched = 0; matched < count; ++matched) {
+        next.clear();
+        for (pugi::xml_node parent : level) {
+            NthChildrenNamed(parent, parts[matched], [&next](pugi::xml_node child) { next.push_back(child); });
+        }
+        if (next.empty()) {
+            return matched;
+        }
+        level.swap(next);
+    }
+    return count;
+}
+
+// How many children a part names.
+size_t XmlDocument::CountNamed(pugi::xml_node parent, const KeyPart& part) const
+{
+    size_t count = 0;
+    NthChildrenNamed(parent, part, [&count](pugi::xml_node) { ++count; });
+    return count;
 }
 
 std::string XmlDocument::TextOf(pugi::xml_node element) const
@@ -712,10 +731,15 @@ int XmlDocument::Find(const std::string& key, std::string& value) const
     return found ? 0 : -2;
 }
 
+bool XmlDocument::ValueHoldable(const std::string& value) const
+{
+    return Holdable(value)
+        && (!m_asciiOnly || FirstNonAscii(value.data(), value.size()) == value.data() + value.size());
+}
+
 int XmlDocument::Set(const std::string& key, const std::string& value)
 {
-    if (!Holdable(value) || (m_asciiOnly && FirstNonAscii(value.data(), value.size())
-                                                    != value.data() + value.size())) {
+    if (!ValueHoldable(value)) {
         return 7;
     }
     std::vector<std::pair<const void*, bool>> targets;
@@ -727,6 +751,19 @@ int XmlDocument::Set(const std::string& key, const std::string& value)
         m_changed[target.first] = Change{target.second, value};
     }
     return targets.empty() ? -2 : 0;
+}
+
+int XmlDocument::Remove(const std::string& key)
+{
+    std::vector<Structure> removals;
+    Walk(key, [&](auto match) {
+        removals.push_back(Structure{Structure::kRemove, match.internal_object(),
+                                     std::is_same_v<decltype(match), pugi::xml_attribute>, {}, {}, {}});
+    });
+    for (Structure& removal : removals) {
+        m_structure.push_back(std::move(removal));
+    }
+    return removals.empty() ? -2 : 0;
 }
 
 void XmlDocument::ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const
@@ -741,13 +778,29 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         std::string key;
     };
     std::vector<Frame> stack;
+    // Per name among a parent's children: how many there are, how many seen.
+    std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
     const auto push = [&](pugi::xml_node parent, const std::string& prefix) {
         const size_t mark = stack.size();
+        names.clear();
+        if (m_style == KeyStyle::kIndexed) {
+            for (pugi::xml_node child : parent.children()) {
+                names[child.name()].first += child.type() == pugi::node_element ? 1 : 0;
+            }
+        }
         for (pugi::xml_node child : parent.children()) {
             // A name with a '.' cannot be reached by a key.
-            if (child.type() == pugi::node_element && std::strchr(child.name(), '.') == nullptr) {
-                stack.push_back(Frame{child, prefix + child.name()});
+            if (child.type() != pugi::node_element || std::strchr(child.name(), '.') != nullptr) {
+                continue;
             }
+            std::string key = prefix + child.name();
+            if (m_style == KeyStyle::kIndexed) {
+                std::pair<size_t, size_t>& count = names[child.name()];
+                if (count.first > 1) {
+                    key += "[" + std::to_string(++count.second) + "]";
+                }
+            }
+            stack.push_back(Frame{child, std::move(key)});
         }
         std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
     };
@@ -925,14 +978,24 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
             return false;
         }
     }
-    std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.begin < b.begin; });
+    for (const Structure& change : m_structure) {
+        if (!StructureEdits(original, change, edits)) {
+            return false;
+        }
+    }
+    // Stable: insertions at one place keep the order they were asked in.
+    std::stable_sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.begin < b.begin; });
     out.clear();
     out.reserve(original.size());
-    size_t done = 0;
+    size_t done = 0, removed = 0;
     for (const Edit& edit : edits) {
+        if (edit.begin < removed && !edit.removes) {
+            continue; // inside a removed element
+        }
         if (edit.begin < done || edit.end < edit.begin || edit.end > original.size()) {
             return false;
         }
+        removed = edit.removes ? edit.end : removed;
         out.append(original.substr(done, edit.begin - done));
         out += edit.text;
         done = edit.end;

@@ -24,6 +24,18 @@ struct XmlError
     std::string description; // the parser's or the system's words
 };
 
+// How a key's parts are read. The library's keys are plain paths; the tool's
+// may also pick one of several same-named elements.
+enum class KeyStyle
+{
+    kPaths,   // "Net.Interface.Name": every element on the path
+    kIndexed, // also "Net.Interface[2].Name": [N] counts from 1 among the
+              // same-named sibling elements, in document order, as XPath does
+};
+
+// The status of an edit that Add and SetAttribute refuse, saying why.
+constexpr int kEditRefused = 5;
+
 // One loaded XML file. The file's bytes are parsed in place, so the document
 // holds one copy of the file plus the tree; values are read from the tree.
 // Changes are kept beside the tree and written by replacing only the bytes of
@@ -49,6 +61,11 @@ public:
     // file to save to, but Render works.
     int LoadBuffer(const char* data, size_t size, XmlError& error);
 
+    // The key style of every call below; kPaths until set.
+    void SetKeyStyle(KeyStyle style) { m_style = style; }
+    // Whether a key can name anything in that style; why not, when it cannot.
+    static bool CheckKey(std::string_view key, KeyStyle style, std::string& why);
+
     // A key is split at every '.': the first part names a child element of the
     // root element, each further part a child of the element before it. When
     // an element reached by the earlier parts has no child of the last part's
@@ -62,9 +79,35 @@ public:
     // control character but tab and line ends; anything but ASCII in a file
     // declared in another encoding than UTF-8).
     int Set(const std::string& key, const std::string& value);
-    // Every element with text and every attribute, in document order, with
-    // its key and current value.
+    // Every element with text (or without content) and every attribute, in
+    // document order, with its key and current value. In the indexed style
+    // every part whose name repeats among its siblings carries its index, so
+    // that each key names exactly the one value given with it.
     void ForEach(const std::function<void(const std::string& key, const std::string& value)>& visit) const;
+
+    // Edits beyond changing values, for the tool. Each is recorded beside the
+    // changed values and written by Render and Save; Find and ForEach go on
+    // reading the document as loaded. A new element goes on a line of its
+    // own after the last element child of its parent, indented as that
+    // parent's children are (one step deeper than the parent when it has
+    // none), with the file's line ends.
+    //
+    // Creates the elements at the end of the key that the document lacks,
+    // the last one holding the value: 0; 7 as for Set; kEditRefused with
+    // `why` when the key names an element or attribute already (Set changes
+    // it), its existing part names several elements, or the new element
+    // would join the text of its parent.
+    int Add(const std::string& key, const std::string& value, std::string& why);
+    // Gives the element the key's other parts name the attribute its last
+    // part names, changing it when it is there, else adding it after the
+    // element's last attribute (in that attribute's quotes) and creating the
+    // missing elements as Add does: 0, 7, or kEditRefused with `why`.
+    int SetAttribute(const std::string& key, const std::string& value, std::string& why);
+    // Removes every element the key names, or, where it names attributes,
+    // those attributes: an element with its whole line when it stands alone
+    // on it, an attribute with the blanks before it. 0, or -2 when nothing
+    // matches.
+    int Remove(const std::string& key);
 
     // The file's bytes with the changed values replaced; `original` must be
     // the bytes the document was loaded from. False when they do not fit.
@@ -85,7 +128,29 @@ private:
         void operator()(char* p) const { std::free(p); }
     };
     struct ChildIndex;
-    struct Edit;
+    // Bytes [begin, end) of the file replaced by `text`.
+    struct Edit
+    {
+        size_t begin, end;
+        std::string text;
+        bool removes = false; // edits inside it go with it
+    };
+    struct KeyPart
+    {
+        const char* name; // NUL-terminated, in a scratch string
+        size_t length;
+        size_t index; // [N]; 0 for every element of the name
+        size_t end;   // where the part, index included, ends in the key
+    };
+    // An edit that adds or removes markup, on the node it starts from.
+    struct Structure
+    {
+        enum Kind { kRemove, kAddAttribute, kAddElements } kind;
+        const void* node;       // kRemove: the element or attribute; else the element added to
+        bool attribute = false; // kRemove: `node` is an attribute
+        std::vector<std::string> elements; // kAddElements: the new elements, outermost first
+        std::string name, value; // the new attribute (innermost new element), or the new text
+    };
     struct Change
     {
         bool attribute;
@@ -107,6 +172,16 @@ private:
     size_t OffsetOf(const char* p) const { return static_cast<size_t>(p - m_buffer.get()); }
     bool EditsOf(std::string_view original, const void* target, const Change& change,
                  std::vector<Edit>& edits) const;
+    static bool SplitKey(std::string_view key, KeyStyle style, std::string& scratch, std::vector<KeyPart>& parts,
+                         std::string* why);
+    template <class Visit>
+    void NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, Visit&& visit) const;
+    size_t Reach(const std::vector<KeyPart>& parts, size_t count, std::vector<pugi::xml_node>& level) const;
+    size_t CountNamed(pugi::xml_node parent, const KeyPart& part) const;
+    int PlaceNew(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
+                 const std::vector<pugi::xml_node>& level, std::string& why) const;
+    bool StructureEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const;
+    bool ValueHoldable(const std::string& value) const;
 
     // The tree's text lives in m_buffer: declared first, destroyed last.
     std::unique_ptr<char, Buffer> m_buffer;
@@ -115,8 +190,12 @@ private:
     pugi::xml_node m_root;
     // Changed values, by element or attribute.
     std::unordered_map<const void*, Change> m_changed;
+    // Added and removed markup, in the order asked for.
+    std::vector<Structure> m_structure;
+    KeyStyle m_style = KeyStyle::kPaths;
     // Scratch for the level-by-level walk of a key.
     mutable std::string m_parts;
+    mutable std::vector<KeyPart> m_keyParts;
     mutable std::vector<pugi::xml_node> m_level, m_next;
     // What each parent a key went through is like, made on first use.
     mutable std::unordered_map<const void*, ParentInfo> m_index;

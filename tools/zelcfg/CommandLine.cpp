@@ -16,7 +16,7 @@ const struct
 } kOptionNames[] = {
     {kOptionType, "--type"}, {kOptionStrict, "--strict"},       {kOptionNull, "--null"},
     {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"}, {kOptionWait, "--wait"},
-    {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"},
+    {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"}, {kOptionAttribute, "--attribute"},
 };
 
 // The type --type names, by the same names TypeName gives them.
@@ -119,6 +119,8 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             invocation.options |= kOptionForce;
         } else if (arg == "--in-place") {
             invocation.options |= kOptionInPlace;
+        } else if (arg == "--attribute") {
+            invocation.options |= kOptionAttribute;
         } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
             const bool joined = arg.size() > 6;
             const bool given = joined || i + 1 < argc;

@@ -534,8 +534,8 @@ const std::vector<Command>& AllCommands()
     // get reads XML files through the front end in its own code.
     static const std::vector<Command> commands = {
         {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
-        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise | kOptionsSave, Set, XmlSet},
-        {"unset", 2, 3, kOptionNormalise | kOptionsSave, Unset, nullptr},
+        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise | kOptionAttribute | kOptionsSave, Set, XmlSet},
+        {"unset", 2, 3, kOptionNormalise | kOptionsSave, Unset, XmlUnset},
         {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, RemoveBlock, nullptr},
         {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
         {"blocks", 1, 1, kOptionNull | kOptionStdin, Blocks, nullptr},
@@ -571,6 +571,9 @@ int RunCommand(const Command& command, const Invocation& invocation)
         return status;
     }
     if (input.backend != Backend::kXml) {
+        if (invocation.Has(kOptionAttribute)) {
+            return Fail(kExitFailure, input.path, "--attribute works on XML files only");
+        }
         return command.run(invocation, input);
     }
     if (invocation.Has(kOptionNormalise)) {

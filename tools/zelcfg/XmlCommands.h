@@ -7,9 +7,14 @@
 
 namespace zelcfg {
 
-// set on an XML file, with the plug-in's own document code: it changes
-// existing elements and attributes only.
+// set on an XML file, with the plug-in's own document code: it changes the
+// elements or attributes the key names, or adds those it names and the file
+// lacks (--attribute: an attribute).
 int XmlSet(const Invocation& invocation, const Input& input);
+
+// unset on an XML file: removes the elements, or else the attributes, the
+// key names.
+int XmlUnset(const Invocation& invocation, const Input& input);
 
 // list on an XML file, with the plug-in's own document code when the tool
 // is built with it.

@@ -39,6 +39,7 @@ enum CommandOption : unsigned
     kOptionWait = 1u << 6,      // --wait SECONDS
     kOptionForce = 1u << 7,     // --force
     kOptionInPlace = 1u << 8,   // --in-place
+    kOptionAttribute = 1u << 9, // --attribute
     kOptionsSave = kOptionWait | kOptionForce | kOptionInPlace, // what every edit takes
 };
 

@@ -1,0 +1,325 @@
+// Adding and removing elements and attributes: the edits the tool makes
+// beyond changing values. Like a changed value, each is kept beside the tree
+// and becomes bytes only when the file is rendered, so that every byte the
+// edit does not touch stays.
+#include <cctype>
+#include <cstring>
+
+#include "XmlDocument.h"
+#include "XmlEscape.h"
+#include "XmlLayout.h"
+
+namespace zelconfig::xml {
+
+namespace {
+
+using layout::kNone;
+
+// Character data of either form: what an element's value is made of.
+bool IsText(pugi::xml_node node)
+{
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
+
+// A name a new element or attribute may take: letters, digits and "_:-."
+// (no digit, '-' or '.' first) in ASCII, and any byte beyond it (UTF-8).
+bool IsXmlName(std::string_view name)
+{
+    const auto start = [](unsigned char c) { return std::isalpha(c) != 0 || c == '_' || c == ':' || c >= 0x80; };
+    const auto next = [&](unsigned char c) { return start(c) || std::isdigit(c) != 0 || c == '-' || c == '.'; };
+    if (name.empty() || !start(static_cast<unsigned char>(name[0]))) {
+        return false;
+    }
+    return std::all_of(name.begin() + 1, name.end(), [&](char c) { return next(static_cast<unsigned char>(c)); });
+}
+
+// The last element child, skipping comments, instructions and text.
+pugi::xml_node LastElementChild(pugi::xml_node parent)
+{
+    pugi::xml_node child = parent.last_child();
+    while (child && child.type() != pugi::node_element) {
+        child = child.previous_sibling();
+    }
+    return child;
+}
+
+// Whether an element holds text that a new child element would join.
+bool HoldsText(pugi::xml_node element)
+{
+    for (pugi::xml_node child : element.children()) {
+        if (IsText(child)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// One step of the file's indentation: how much deeper the first child that
+// starts its own line stands than its parent's line; two spaces in a file
+// without one.
+std::string_view StepOf(std::string_view text, pugi::xml_node root, const char* base)
+{
+    // Depth first, without recursion: a deep file must not exhaust the stack.
+    for (pugi::xml_node node = root; node;) {
+        const pugi::xml_node child = node.type() == pugi::node_element ? node.first_child() : pugi::xml_node();
+        if (child.type() == pugi::node_element) {
+            const size_t start = static_cast<size_t>(child.name() - base) - 1;
+            const std::string_view inner = layout::Indentation(text, start);
+            const std::string_view outer = layout::Indentation(text, static_cast<size_t>(node.name() - base));
+            if (layout::FirstOnLine(text, start) && inner.size() > outer.size()
+                && inner.substr(0, outer.size()) == outer) {
+                return inner.substr(outer.size());
+            }
+        }
+        if (child) {
+            node = child;
+            continue;
+        }
+        while (node && node != root && !node.next_sibling()) {
+            node = node.parent();
+        }
+        node = node && node != root ? node.next_sibling() : pugi::xml_node();
+    }
+    return "  ";
+}
+
+// New elements as text: the outermost first, each inner one a line deeper.
+// The innermost holds `text` or, when `attribute` is given, that attribute.
+std::string NewElements(const std::vector<std::string>& names, size_t i, const std::string& indent,
+                        std::string_view step, std::string_view lineEnd, const std::string& attribute,
+                        const std::string& value)
+{
+    const std::string& name = names[i];
+    if (i + 1 == names.size()) {
+        if (!attribute.empty()) {
+            return "<" + name + " " + attribute + "=\"" + EscapeAttribute(value, '"') + "\"/>";
+        }
+        return value.empty() ? "<" + name + "/>" : "<" + name + ">" + EscapeText(value) + "</" + name + ">";
+    }
+    const std::string inner = indent + std::string(step);
+    return "<" + name + ">" + std::string(lineEnd) + inner
+        + NewElements(names, i + 1, inner, step, lineEnd, attribute, value) + std::string(lineEnd) + indent + "</"
+        + name + ">";
+}
+
+} // namespace
+
+// Whether the missing parts [matched, count) can be created under `level`:
+// kEditRefused with the reason when not, else 0.
+int XmlDocument::PlaceNew(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
+                          const std::vector<pugi::xml_node>& level, std::string& why) const
+{
+    const std::string reached(key.substr(0, matched == 0 ? 0 : parts[matched - 1].end));
+    for (size_t i = matched; i < count; ++i) {
+        if (!IsXmlName(std::string_view(parts[i].name, parts[i].length))) {
+            why = std::string(parts[i].name, parts[i].length) + " is no XML name";
+            return kEditRefused;
+        }
+        if (i > matched && parts[i].index > 1) {
+            why = std::string(key) + ": a new element is the first of its name; index it [1] or not at all";
+            return kEditRefused;
+        }
+    }
+    if (level.size() > 1) {
+        why = reached + " names " + std::to_string(level.size()) + " elements; an index, as in " + reached
+            + "[1], picks the one to add to";
+        return kEditRefused;
+    }
+    const KeyPart& first = parts[matched];
+    const size_t siblings = CountNamed(level[0], KeyPart{first.name, first.length, 0, 0});
+    if (first.index > siblings + 1) {
+        why = std::string(key) + ": " + (matched == 0 ? std::string("the root element") : reached) + " has "
+            + std::to_string(siblings) + " " + std::string(first.name, first.length) + " element"
+            + (siblings == 1 ? "" : "s") + "; the next is [" + std::to_string(siblings + 1) + "]";
+        return kEditRefused;
+    }
+    if (HoldsText(level[0])) {
+        why = (matched == 0 ? std::string("the root element") : reached)
+            + " holds text, which a new element beside it would join";
+        return kEditRefused;
+    }
+    return 0;
+}
+
+int XmlDocument::Add(const std::string& key, const std::string& value, std::string& why)
+{
+    if (!ValueHoldable(value)) {
+        return 7;
+    }
+    std::vector<KeyPart> parts;
+    std::string scratch;
+    std::vector<pugi::xml_node> level;
+    if (!m_doc || !SplitKey(key, m_style, scratch, parts, &why)) {
+        return kEditRefused;
+    }
+    const size_t matched = Reach(parts, parts.size(), level);
+    std::string text;
+    if (matched == parts.size() || (matched + 1 == parts.size() && Find(key, text) == 0)) {
+        why = key + " is there already";
+        return kEditRefused;
+    }
+    const int placed = PlaceNew(key, parts, parts.size(), matched, level, why);
+    if (placed != 0) {
+        return placed;
+    }
+    Structure change{Structure::kAddElements, level[0].internal_object(), false, {}, {}, value};
+    for (size_t i = matched; i < parts.size(); ++i) {
+        change.elements.emplace_back(parts[i].name, parts[i].length);
+    }
+    m_structure.push_back(std::move(change));
+    return 0;
+}
+
+int XmlDocument::SetAttribute(const std::string& key, const std::string& value, std::string& why)
+{
+    if (!ValueHoldable(value)) {
+        return 7;
+    }
+    std::vector<KeyPart> parts;
+    std::string scratch;
+    std::vector<pugi::xml_node> level;
+    if (!m_doc || !SplitKey(key, m_style, scratch, parts, &why)) {
+        return kEditRefused;
+    }
+    const KeyPart& attribute = parts.back();
+    const std::string name(attribute.name, attribute.length);
+    if (attribute.index != 0 || !IsXmlName(name)) {
+        why = key + ": " + std::string(key.substr(parts.size() > 1 ? parts[parts.size() - 2].end + 1 : 0))
+            + " is no attribute name";
+        return kEditRefused;
+    }
+    const size_t elements = parts.size() - 1;
+    const size_t matched = Reach(parts, elements, level);
+    if (matched < elements) {
+        const int placed = PlaceNew(key, parts, elements, matched, level, why);
+        if (placed != 0) {
+            return placed;
+        }
+        Structure change{Structure::kAddElements, level[0].internal_object(), false, {}, name, value};
+        for (size_t i = matched; i < elements; ++i) {
+            change.elements.emplace_back(parts[i].name, parts[i].length);
+        }
+        m_structure.push_back(std::move(change));
+        return 0;
+    }
+    if (level.size() > 1) {
+        const std::string path = key.substr(0, parts[elements - 1].end);
+        why = path + " names " + std::to_string(level.size()) + " elements; an index, as in " + path
+            + "[1], picks one";
+        return kEditRefused;
+    }
+    if (const pugi::xml_attribute existing = level[0].attribute(name.c_str())) {
+        m_changed[existing.internal_object()] = Change{true, value};
+    } else {
+        m_structure.push_back(Structure{Structure::kAddAttribute, level[0].internal_object(), false, {}, name, value});
+    }
+    return 0;
+}
+
+bool XmlDocument::StructureEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const
+{
+    const char* const base = m_buffer.get();
+    const auto inside = [&](const char* p) { return p > base && p < base + m_size; };
+    if (change.kind == Structure::kRemove && change.attribute) {
+        // From the blanks before the name to the closing quote.
+        const pugi::xml_attribute attribute(static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(change.node)));
+        if (!inside(attribute.name()) || !inside(attribute.value())) {
+            return false;
+        }
+        size_t from = OffsetOf(attribute.name());
+        const size_t value = OffsetOf(attribute.value());
+        const size_t close = original.find(original[value - 1], value);
+        if (close == kNone) {
+            return false;
+        }
+        while (from > 0 && std::strchr(" \t\r\n", original[from - 1]) != nullptr) {
+            --from;
+        }
+        edits.push_back(Edit{from, close + 1, std::string(), true});
+        return true;
+    }
+    const pugi::xml_node element(static_cast<pugi::xml_node_struct*>(const_cast<void*>(change.node)));
+    if (!inside(element.name()) || original[OffsetOf(element.name()) - 1] != '<') {
+        return false;
+    }
+    const size_t start = OffsetOf(element.name()) - 1;
+    if (change.kind == Structure::kRemove) {
+        // The whole line when the element stands alone on its lines.
+        const size_t end = layout::ElementEnd(original, start);
+        if (end == kNone) {
+            return false;
+        }
+        const size_t lineEnd = layout::BlankToLineEnd(original, end);
+        if (layout::FirstOnLine(original, start) && lineEnd != kNone) {
+            edits.push_back(Edit{layout::LineStart(original, start), lineEnd, std::string(), true});
+        } else {
+            edits.push_back(Edit{start, end, std::string(), true});
+        }
+        return true;
+    }
+    if (change.kind == Structure::kAddAttribute) {
+        // After the last attribute, in its quotes; else after the name.
+        size_t at = start + 1 + std::strlen(element.name());
+        char quote = '"';
+        if (const pugi::xml_attribute last = element.last_attribute()) {
+            if (!inside(last.value())) {
+                return false;
+            }
+            const size_t value = OffsetOf(last.value());
+            quote = original[value - 1];
+            at = original.find(quote, value);
+            if (at == kNone) {
+                return false;
+            }
+            ++at;
+        }
+        edits.push_back(Edit{at, at, " " + change.name + "=" + quote + EscapeAttribute(change.value, quote) + quote});
+        return true;
+    }
+    // New elements: on a line of their own, after the last element child.
+    const std::string_view lineEnd = layout::LineEnd(original);
+    const std::string_view step = StepOf(original, m_root, base);
+    const std::string outer(layout::Indentation(original, start));
+    std::string indent = outer + std::string(step);
+    const auto text = [&] { return NewElements(change.elements, 0, indent, step, lineEnd, change.name, change.value); };
+    if (const pugi::xml_node last = LastElementChild(element)) {
+        const size_t lastStart = OffsetOf(last.name()) - 1;
+        const size_t lastEnd = layout::ElementEnd(original, lastStart);
+        if (lastEnd == kNone) {
+            return false;
+        }
+        if (layout::FirstOnLine(original, lastStart)) {
+            indent = std::string(layout::Indentation(original, lastStart));
+        }
+        const size_t at = layout::SkipTrailers(original, lastEnd);
+        // What follows on the line (the parent's end tag) moves to a line of its own.
+        const std::string rest = layout::BlankToLineEnd(original, at) == kNone ? std::string(lineEnd) + outer : "";
+        edits.push_back(Edit{at, at, std::string(lineEnd) + indent + text() + rest});
+        return true;
+    }
+    bool selfClosing = false;
+    const size_t tagEnd = layout::StartTagEnd(original, start, selfClosing);
+    if (tagEnd == kNone) {
+        return false;
+    }
+    if (selfClosing) {
+        edits.push_back(Edit{tagEnd - 2, tagEnd,
+                             ">" + std::string(lineEnd) + indent + text() + std::string(lineEnd) + outer + "</"
+                                 + element.name() + ">"});
+        return true;
+    }
+    const size_t end = layout::ElementEnd(original, start);
+    const size_t close = end == kNone ? kNone : original.rfind('<', end - 1);
+    if (close == kNone || close < tagEnd) {
+        return false;
+    }
+    if (layout::FirstOnLine(original, close)) {
+        const size_t line = layout::LineStart(original, close);
+        edits.push_back(Edit{line, line, indent + text() + std::string(lineEnd)});
+    } else {
+        edits.push_back(Edit{close, close, std::string(lineEnd) + indent + text() + std::string(lineEnd) + outer});
+    }
+    return true;
+}
+
+} // namespace zelconfig::xml

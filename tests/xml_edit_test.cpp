@@ -1,0 +1,171 @@
+// zelcfg's edits of XML files, on real files: one element among several by
+// its index, elements and attributes added and removed. Each row runs in
+// four layouts (LF and CR LF line ends, indented with spaces and with tabs)
+// and checks the whole file after it: the bytes of the change, and that every
+// other byte stayed.
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "RunTool.h"
+#include "TestFiles.h"
+
+namespace {
+
+const std::string kDevice = "<?xml version=\"1.0\"?>\n"
+                            "<Config>\n"
+                            "  <!-- network -->\n"
+                            "  <Net mode='auto'>\n"
+                            "    <Interface id=\"1\">\n"
+                            "      <Name>eth0</Name>\n"
+                            "    </Interface>\n"
+                            "    <!-- second port -->\n"
+                            "    <Interface id=\"2\">\n"
+                            "      <Name>eth1</Name>\n"
+                            "    </Interface>\n"
+                            "  </Net>\n"
+                            "  <Log/>\n"
+                            "  <Empty>\n"
+                            "  </Empty>\n"
+                            "</Config>\n";
+
+// Children on their parent's line, and a comment after the last one.
+const std::string kInline = "<c>\n"
+                            "  <Net Port=\"80\"><Host>h</Host><Host>i</Host></Net>\n"
+                            "  <Dns>a</Dns> <!-- primary -->\n"
+                            "</c>\n";
+
+struct EditCase
+{
+    const char* name;
+    const std::string& file; // a.xml before
+    std::vector<std::string> args; // after the program's name
+    int status;
+    std::string from, to; // the change: the first `from` becomes `to` ("" "": none)
+    std::string out = {}, err = {};
+};
+
+struct Layout
+{
+    const char* name;
+    bool crlf, tabs;
+};
+
+// Failures name the row, not its bytes.
+void PrintTo(const EditCase& row, std::ostream* os)
+{
+    *os << row.name;
+}
+void PrintTo(const Layout& layout, std::ostream* os)
+{
+    *os << layout.name;
+}
+
+// The text in a layout: CR LF line ends; each two spaces of indentation a tab.
+std::string InLayout(const std::string& text, const Layout& layout)
+{
+    std::string out;
+    bool lineStart = true;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (layout.tabs && lineStart && text.compare(i, 2, "  ") == 0) {
+            out += '\t';
+            ++i;
+            continue;
+        }
+        lineStart = text[i] == '\n';
+        out += lineStart && layout.crlf ? "\r\n" : std::string(1, text[i]);
+    }
+    return out;
+}
+
+using EditTable = testing::TestWithParam<std::tuple<EditCase, Layout>>;
+
+TEST_P(EditTable, ChangesOnlyTheBytesOfTheEdit)
+{
+    const EditCase& row = std::get<0>(GetParam());
+    const Layout& layout = std::get<1>(GetParam());
+    std::string after = row.file;
+    if (!row.from.empty()) {
+        const size_t at = after.find(row.from);
+        ASSERT_NE(at, std::string::npos) << "the row's change is not in its file";
+        after.replace(at, row.from.size(), row.to);
+    }
+    TempDir dir;
+    const std::string path = dir.Write("a.xml", InLayout(row.file, layout));
+    std::vector<std::string> args{ZELCFG_BINARY};
+    args.insert(args.end(), row.args.begin(), row.args.end());
+    const ToolResult result = RunTool(dir.Path(), args);
+    EXPECT_EQ(result.status, row.status);
+    EXPECT_EQ(result.out, row.out);
+    EXPECT_EQ(result.err, row.err);
+    EXPECT_EQ(ReadFile(path), InLayout(after, layout));
+}
+
+const Layout kLayouts[] = {{"Lf", false, false}, {"CrLf", true, false}, {"LfTabs", false, true},
+                           {"CrLfTabs", true, true}};
+
+INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
+    // An index picks one element among its same-named siblings.
+    EditCase{"IndexGet", kDevice, {"get", "a.xml", "Net.Interface[2].Name"}, 0, "", "", "eth1\n"},
+    EditCase{"IndexGetAttribute", kDevice, {"get", "a.xml", "Net.Interface[1].id"}, 0, "", "", "1\n"},
+    EditCase{"IndexSet", kDevice, {"set", "a.xml", "Net.Interface[2].Name", "eth9"}, 0,
+             "<Name>eth1</Name>", "<Name>eth9</Name>"},
+    EditCase{"ListIndexesRepeatedNames", kInline, {"list", "a.xml"}, 0, "", "",
+             "Net.Port=80\nNet.Host[1]=h\nNet.Host[2]=i\nDns=a\n"},
+    EditCase{"IndexZeroRefused", kDevice, {"get", "a.xml", "Net.Interface[0].Name"}, 2, "", "", "",
+             "zelcfg: a.xml: an index is [N] with N from 1, at the end of a part: Net.Interface[0].Name\n"},
+    // New elements go after the last element child, indented as it is.
+    EditCase{"AddAfterLastChild", kDevice, {"set", "a.xml", "Net.Interface[1].Mtu", "1500"}, 0,
+             "<Name>eth0</Name>\n", "<Name>eth0</Name>\n      <Mtu>1500</Mtu>\n"},
+    EditCase{"AddNested", kDevice, {"set", "a.xml", "Net.Route.Via", "a<b"}, 0, "    </Interface>\n  </Net>",
+             "    </Interface>\n    <Route>\n      <Via>a&lt;b</Via>\n    </Route>\n  </Net>"},
+    EditCase{"AddNextIndex", kDevice, {"set", "a.xml", "Net.Interface[3].Name", "eth2"}, 0,
+             "    </Interface>\n  </Net>", "    </Interface>\n    <Interface>\n      <Name>eth2</Name>\n"
+                                          "    </Interface>\n  </Net>"},
+    EditCase{"AddToSelfClosing", kDevice, {"set", "a.xml", "Log.Level", "debug"}, 0, "  <Log/>\n",
+             "  <Log>\n    <Level>debug</Level>\n  </Log>\n"},
+    EditCase{"AddToEmptyParent", kDevice, {"set", "a.xml", "Empty.A", ""}, 0, "  <Empty>\n  </Empty>",
+             "  <Empty>\n    <A/>\n  </Empty>"},
+    EditCase{"AddAfterTrailingComment", kInline, {"set", "a.xml", "Ntp", "b"}, 0, "<!-- primary -->\n",
+             "<!-- primary -->\n  <Ntp>b</Ntp>\n"},
+    EditCase{"AddBesideInlineChildren", kInline, {"set", "a.xml", "Net.Mtu", "9"}, 0, "<Host>i</Host></Net>",
+             "<Host>i</Host>\n    <Mtu>9</Mtu>\n  </Net>"},
+    EditCase{"AddSeveralParentsRefused", kDevice, {"set", "a.xml", "Net.Interface.Mtu", "1"}, 2, "", "", "",
+             "zelcfg: a.xml: Net.Interface names 2 elements; an index, as in Net.Interface[1], picks the one "
+             "to add to\n"},
+    EditCase{"AddSkippedIndexRefused", kDevice, {"set", "a.xml", "Net.Interface[4].Name", "x"}, 2, "", "", "",
+             "zelcfg: a.xml: Net.Interface[4].Name: Net has 2 Interface elements; the next is [3]\n"},
+    EditCase{"AddIntoTextRefused", kDevice, {"set", "a.xml", "Net.Interface[1].Name.X", "1"}, 2, "", "", "",
+             "zelcfg: a.xml: Net.Interface[1].Name holds text, which a new element beside it would join\n"},
+    EditCase{"AddNoNameRefused", kDevice, {"set", "a.xml", "Net.1x", "1"}, 2, "", "", "",
+             "zelcfg: a.xml: 1x is no XML name\n"},
+    // Attributes: added after the last one, in its quotes, or changed.
+    EditCase{"AttributeAddDoubleQuotes", kDevice, {"set", "--attribute", "a.xml", "Net.Interface[2].speed", "1\"0"},
+             0, "<Interface id=\"2\">", "<Interface id=\"2\" speed=\"1&quot;0\">"},
+    EditCase{"AttributeAddSingleQuotes", kDevice, {"set", "--attribute", "a.xml", "Net.vlan", "3"}, 0,
+             "<Net mode='auto'>", "<Net mode='auto' vlan='3'>"},
+    EditCase{"AttributeAddFirst", kDevice, {"set", "--attribute", "a.xml", "Log.level", "2"}, 0, "<Log/>",
+             "<Log level=\"2\"/>"},
+    EditCase{"AttributeChange", kDevice, {"set", "--attribute", "a.xml", "Net.Interface[1].id", "5"}, 0,
+             "<Interface id=\"1\">", "<Interface id=\"5\">"},
+    EditCase{"AttributeWithNewElement", kDevice, {"set", "--attribute", "a.xml", "Log.File.path", "/x"}, 0,
+             "  <Log/>\n", "  <Log>\n    <File path=\"/x\"/>\n  </Log>\n"},
+    // Removals: an element with its line when alone on it, else its bytes.
+    EditCase{"RemoveElementKeepsCommentAbove", kDevice, {"unset", "a.xml", "Net.Interface[2]"}, 0,
+             "    <Interface id=\"2\">\n      <Name>eth1</Name>\n    </Interface>\n", ""},
+    EditCase{"RemoveEveryMatch", kDevice, {"unset", "a.xml", "Net", "Interface"}, 0,
+             "    <Interface id=\"1\">\n      <Name>eth0</Name>\n    </Interface>\n    <!-- second port -->\n"
+             "    <Interface id=\"2\">\n      <Name>eth1</Name>\n    </Interface>\n",
+             "    <!-- second port -->\n"},
+    EditCase{"RemoveSelfClosing", kDevice, {"unset", "a.xml", "Log"}, 0, "  <Log/>\n", ""},
+    EditCase{"RemoveInline", kInline, {"unset", "a.xml", "Net.Host[1]"}, 0, "<Host>h</Host>", ""},
+    EditCase{"RemoveAttributeSingleQuotes", kDevice, {"unset", "a.xml", "Net.mode"}, 0, " mode='auto'", ""},
+    EditCase{"RemoveAttributeDoubleQuotes", kDevice, {"unset", "a.xml", "Net.Interface[2].id"}, 0, " id=\"2\"", ""},
+    EditCase{"RemoveMissing", kDevice, {"unset", "a.xml", "Net.X"}, 1, "", "", "", "zelcfg: a.xml: no key Net.X\n"}),
+    testing::ValuesIn(kLayouts)),
+    [](const testing::TestParamInfo<EditTable::ParamType>& row) {
+        return std::string(std::get<0>(row.param).name) + "_" + std::get<1>(row.param).name;
+    });
+
+} // namespace
