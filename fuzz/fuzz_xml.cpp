@@ -1,14 +1,100 @@
 // The XML plug-in's document: parse, look up every key it lists and the
 // input's lines, change every listed key, and render. An unchanged render is
 // the input itself; a changed one parses again and reads exactly what the
-// changed document read in memory.
+// changed document read in memory. Then the tool's edits, one at a time on a
+// fresh copy: removing what an indexed key names, adding an element and an
+// attribute under one; each result parses, and differs from the input in
+// one place only (every other byte stayed).
+#include <cctype>
 #include <cerrno>
+#include <cstring>
 
 #include "FuzzSupport.h"
 #include "XmlDocument.h"
 
+using zelconfig::xml::KeyStyle;
 using zelconfig::xml::XmlDocument;
 using zelconfig::xml::XmlError;
+
+namespace {
+
+// How many bytes of `before` one contiguous change to it replaced.
+size_t ReplacedBytes(const std::string& before, const std::string& after)
+{
+    size_t prefix = 0, suffix = 0;
+    while (prefix < before.size() && prefix < after.size() && before[prefix] == after[prefix]) {
+        ++prefix;
+    }
+    while (suffix < before.size() - prefix && suffix < after.size() - prefix
+           && before[before.size() - 1 - suffix] == after[after.size() - 1 - suffix]) {
+        ++suffix;
+    }
+    return before.size() - prefix - suffix;
+}
+
+// Whether a '&' stands for itself: the parser takes one that starts no
+// reference as text, which a removal may join to text that completes one.
+bool BareAmpersand(const std::string& text)
+{
+    for (size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
+        size_t end = at + 1;
+        while (end < text.size() && (std::isalnum(static_cast<unsigned char>(text[end])) != 0
+                                     || std::strchr("#_:.-", text[end]) != nullptr
+                                     || static_cast<unsigned char>(text[end]) >= 0x80)) {
+            ++end;
+        }
+        if (end == at + 1 || end == text.size() || text[end] != ';') {
+            return true;
+        }
+    }
+    return false;
+}
+
+// What an edit is to leave: a removal takes bytes away only; an addition of
+// what was not there inserts (in place of at most a self-closing tag's
+// "/>"), and the key then reads `added` unless that is null.
+struct Expected
+{
+    bool removal, insertion;
+    const char* added;
+};
+
+// One edit of the tool on a fresh copy of `input`: made or refused with a
+// reason; when made, the result parses and differs from the input in one
+// place only, as `expected` says.
+template <class Edit>
+void CheckEdit(const std::string& input, const std::string& key, Edit&& edit, Expected expected)
+{
+    XmlDocument doc;
+    XmlError error;
+    FUZZ_REQUIRE(doc.LoadBuffer(input.data(), input.size(), error) == 0, "the input loaded before");
+    doc.SetKeyStyle(KeyStyle::kIndexed);
+    std::string why;
+    const int status = edit(doc, why);
+    FUZZ_REQUIRE(status == 0 || status == zelconfig::xml::kEditRefused, key + ": " + std::to_string(status));
+    if (status != 0) {
+        FUZZ_REQUIRE(!why.empty(), key);
+        return;
+    }
+    std::string rendered;
+    FUZZ_REQUIRE(doc.Render(input, rendered), key + ": the edit does not render");
+    XmlDocument again;
+    FUZZ_REQUIRE(again.LoadBuffer(rendered.data(), rendered.size(), error) == 0,
+                 key + "\n" + rendered + "\n" + error.description);
+    const size_t replaced = ReplacedBytes(input, rendered);
+    if (expected.removal) {
+        FUZZ_REQUIRE(rendered.size() + replaced == input.size(), key + ": a removal added bytes\n" + rendered);
+        return;
+    }
+    FUZZ_REQUIRE(!expected.insertion || (replaced <= 2 && rendered.size() > input.size()),
+                 key + ": more than an insertion\n" + rendered);
+    std::string value;
+    again.SetKeyStyle(KeyStyle::kIndexed);
+    FUZZ_REQUIRE(expected.added == nullptr || (again.Find(key, value) == 0 && value == expected.added),
+                 key + " reads " + value + "\n" + rendered);
+}
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -51,6 +137,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         std::string before, after;
         FUZZ_REQUIRE(doc.Find(key, before) == 0 && again.Find(key, after) == 0 && before == after,
                      key + ": " + before + " | " + after + "\n" + rendered);
+    }
+
+    std::vector<std::string> indexed;
+    doc.SetKeyStyle(KeyStyle::kIndexed);
+    doc.ForEach([&indexed](const std::string& key, const std::string&) {
+        if (indexed.size() < 8) {
+            indexed.push_back(key);
+        }
+    });
+    const bool bare = BareAmpersand(input);
+    for (const std::string& key : indexed) {
+        if (!bare) {
+            CheckEdit(input, key, [&](XmlDocument& edited, std::string&) { return edited.Remove(key); },
+                      Expected{true, false, nullptr});
+        }
+        const std::string child = key + ".Fz";
+        CheckEdit(input, child, [&](XmlDocument& edited, std::string& why) { return edited.Add(child, "v<&", why); },
+                  Expected{false, true, "v<&"});
+        // A child element of that name would shadow the attribute on reading.
+        const std::string attribute = key + ".fz";
+        std::string there;
+        CheckEdit(input, attribute,
+                  [&](XmlDocument& edited, std::string& why) { return edited.SetAttribute(attribute, "w\"'", why); },
+                  Expected{false, doc.Find(attribute, there) != 0, nullptr});
     }
     return 0;
 }
