@@ -30,8 +30,9 @@ const char kCannotNormalise[] = "the normalised form would not read back: in ano
                                 "begins with '#', ';' or '[' once trimmed";
 
 // The back end for FILE: the forced mode; for standard input block mode
-// unless --anonymous or --xml; else the library's own chooser, and block mode for a
-// name it does not know, with a note under -v (an error with --strict-name).
+// unless a mode is forced; else the library's own chooser, and block mode
+// for a name it does not know, with a note under -v (an error with
+// --strict-name).
 bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 {
     input.path = invocation.operands.front();
@@ -55,13 +56,13 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
     }
     const char* const unknown = "the name contains none of .cfg, .inf, .cksum, .xml";
     if (invocation.strictName) {
-        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block or --anonymous");
+        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block, --anonymous or --xml");
         return false;
     }
     // Scripts editing /etc/foo.conf would get it on every call: -v asks for it.
     if (invocation.verbosity > 0) {
         std::cerr << "zelcfg: " << input.path << ": note: " << unknown
-                  << "; reading it in block mode (--block or --anonymous says so)\n";
+                  << "; reading it in block mode (--block, --anonymous or --xml says so)\n";
     }
     input.backend = Backend::kCfgBlock;
     return true;
