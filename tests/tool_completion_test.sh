@@ -32,6 +32,7 @@ done <<'TABLE'
 zelcfg re                            | remove-block
 zelcfg --strict-n                    | --strict-name
 zelcfg get --type d                  | double
+zelcfg --x                           | --xml
 zelcfg get --type = b                | bool
 zelcfg list device.c                 | device.cfg
 zelcfg get device.cfg N              | Net.Host Net.Port
