@@ -104,7 +104,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const int loaded = doc.LoadBuffer(input.data(), input.size(), error);
     FUZZ_REQUIRE(loaded == 0 || loaded == -1, std::to_string(loaded));
     if (loaded != 0) {
-        FUZZ_REQUIRE(error.offset <= size && !error.description.empty(), error.description);
+        // A line and a column on no more lines and characters than there are bytes.
+        FUZZ_REQUIRE(error.offset <= size && !error.description.empty() && error.line > 0 && error.column > 0
+                         && error.line + error.column <= error.offset + 2,
+                     error.description);
         return 0;
     }
     std::string rendered;

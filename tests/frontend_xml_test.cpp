@@ -98,8 +98,10 @@ INSTANTIATE_TEST_SUITE_P(Files, LoadTable, testing::Values(
     LoadCase{"TwoRoots", "<a/><b/>", -1, "9 ParseFile: XML error at byte 5: Content outside the root element\n"},
     LoadCase{"UnquotedAttribute", "<a x=1/>", -1, "9 ParseFile: XML error at byte 5: Error parsing element attribute\n"},
     LoadCase{"Unclosed", "<a><b>", -1, "9 ParseFile: XML error at byte 5: Start-end tags mismatch\n"},
-    LoadCase{"DeclaredEntity", "<!DOCTYPE a [<!ENTITY e 'v'>]><a><!--&e;--><b x='&amp;&e;'/></a>", -1,
-             "9 ParseFile: XML error at byte 54: Reference to an entity other than lt, gt, amp, apos, quot\n"},
+    LoadCase{"DeclaredEntity", "<!DOCTYPE a [<!--<!ENTITY-->\n<!ENTITY e 'v'>]><a><!--&e;--><b x='&amp;&e;'/></a>",
+             -1, "9 ParseFile: XML error at byte 29: entity declarations in a DOCTYPE are not supported\n"},
+    LoadCase{"UndeclaredEntity", "<!DOCTYPE a [<!ATTLIST a x CDATA '<!ENTITY'>]><a>&e;</a>", -1,
+             "9 ParseFile: XML error at byte 49: Reference to an entity other than lt, gt, amp, apos, quot\n"},
     LoadCase{"Latin1", "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", -1,
              "9 ParseFile: XML error at byte 46: Text other than ASCII in a file declared in ISO-8859-1\n"},
     LoadCase{"CharacterXmlLacks", "<a>x&#0;</a>", -1,
@@ -225,7 +227,9 @@ TEST(XmlWriter, SaveFailuresLeaveTheFile)
     EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": " + path + " changed since it was loaded\n");
     EXPECT_EQ(ReadFile(path), "<r><a>9</a></r>");
     ASSERT_EQ(::unlink(path.c_str()), 0);
+    capture_log::Reset(1u << 9);
     EXPECT_EQ(writer.Save(), -2) << "a writer never creates the file";
+    EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": No such file or directory\n");
     EXPECT_NE(::access(path.c_str(), F_OK), 0);
 }
 
@@ -250,6 +254,7 @@ struct ToolCase
     std::vector<std::string> args; // after the program's name; the file is a.xml
     int status;
     std::string out, err, after;
+    std::string input = {}; // standard input, when not empty
 };
 using ToolTable = testing::TestWithParam<ToolCase>;
 
@@ -262,7 +267,8 @@ TEST_P(ToolTable, ZelcfgOnXml)
     const std::string path = dir.Write("a.xml", kToolFile);
     std::vector<std::string> args{ZELCFG_BINARY};
     args.insert(args.end(), row.args.begin(), row.args.end());
-    const ToolResult result = RunTool(dir.Path(), args);
+    const std::string input = row.input.empty() ? "" : dir.Write("in", row.input);
+    const ToolResult result = RunTool(dir.Path(), args, "", input.empty() ? "" : "<in");
     EXPECT_EQ(result.status, row.status);
     EXPECT_EQ(result.out, row.out);
     EXPECT_EQ(result.err, row.err);
@@ -273,23 +279,85 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
     ToolCase{"GetEveryMatch", {"get", "a.xml", "Net.Host"}, 0, "h\ni\n", "", ""},
     ToolCase{"GetTypedAttribute", {"get", "--type", "int", "a.xml", "Net.Port"}, 0, "80\n", "", ""},
     ToolCase{"GetMissing", {"get", "a.xml", "Net.X"}, 1, "", "zelcfg: a.xml: no key Net.X\n", ""},
-    ToolCase{"List", {"list", "a.xml"}, 0, "v=1\nNet.Port=80\nNet.Host=h\nNet.Host=i\n", "", ""},
+    ToolCase{"List", {"list", "a.xml"}, 0, "v=1\nNet.Port=80\nNet.Host[1]=h\nNet.Host[2]=i\n", "", ""},
     ToolCase{"SetEveryMatch", {"set", "a.xml", "Net.Host", "x"}, 0, "", "",
              "<c v=\"1\">\n  <Net Port=\"80\"><Host>x</Host><Host>x</Host></Net>\n</c>\n"},
     ToolCase{"SetTyped", {"set", "--type", "bool", "a.xml", "v", "1"}, 0, "", "",
              "<c v=\"TRUE\">\n  <Net Port=\"80\"><Host>h</Host><Host>i</Host></Net>\n</c>\n"},
-    ToolCase{"SetAddsNothing", {"set", "a.xml", "Net.X", "1"}, 1, "",
-             "zelcfg: a.xml: no key Net.X; set changes the elements and attributes an XML file has, it adds none\n",
-             ""},
-    ToolCase{"NotForXml", {"unset", "a.xml", "v"}, 2, "",
-             "zelcfg: a.xml: unset works on CFG files only; XML files take get, set and list\n", ""},
+    ToolCase{"NotForXml", {"blocks", "a.xml"}, 2, "",
+             "zelcfg: a.xml: blocks works on CFG files only; XML files take get, set, unset, list and lint\n", ""},
     ToolCase{"BlockAndEntryApartArePathSteps", {"get", "-z", "a.xml", "Net", "Port"}, 0, std::string("80\0", 3), "",
              ""},
     ToolCase{"StrictReadsTheWholeValue", {"get", "--strict", "--type", "int", "a.xml", "Net.Host"}, 3, "",
              "zelcfg: a.xml: Net.Host: 'h\ni' holds no number: an int reads it as 0\n", ""},
-    ToolCase{"ListNullRefused", {"list", "-z", "a.xml"}, 2, "", "zelcfg: a.xml: list --null works on CFG files "
-             "only; XML keys are paths (get --null prints a value)\n", ""},
-    ToolCase{"MissingFile", {"get", "b.xml", "v"}, 2, "", "zelcfg: b.xml: cannot be read (-v tells why)\n", ""}),
+    ToolCase{"ListNullKeyAndValue", {"list", "-z", "a.xml"}, 0,
+             std::string("v\0" "1\0Net.Port\0" "80\0Net.Host[1]\0h\0Net.Host[2]\0i\0", 44), "", ""},
+    ToolCase{"Lint", {"lint", "a.xml"}, 0, "", "", ""},
+    ToolCase{"LintDiffForCfgOnly", {"lint", "--diff", "a.xml"}, 2, "",
+             "zelcfg: a.xml: lint --diff and --type work on CFG files only\n", ""},
+    ToolCase{"StandardInputGet", {"--xml", "get", "-", "Net.Port"}, 0, "80\n", "", "", kToolFile},
+    ToolCase{"StandardInputListNull", {"list", "--xml", "-z", "-"}, 0, std::string("v\0" "2\0", 4), "", "",
+             "<c v='2'/>"},
+    ToolCase{"StandardInputLint", {"lint", "--xml", "-"}, 2, "",
+             "zelcfg: -: not well-formed XML at line 2, column 6: Start-end tags mismatch\n", "", "<c>\n<a></c>"},
+    ToolCase{"StandardInputIsCfgWithoutXml", {"get", "-", "v"}, 2, "",
+             "zelcfg: -: line 1: an entry stands above the first block header\n", "", "<c v='2'/>"},
+    ToolCase{"UnusedEntityDeclared", {"--xml", "get", "-", "k"}, 0, "1\n", "", "",
+             "<!DOCTYPE c [<!ENTITY e 'x'>]><c><k>1</k></c>"},
+    ToolCase{"XmlWhateverTheName", {"get", "--xml", "in", "k"}, 0, "2\n", "", "", "<c><k>2</k></c>"}),
+    RowName());
+
+// A file no XML command can load: each says why in the same words, and
+// so does standard input under --xml.
+struct FailureCase
+{
+    const char* name;
+    std::string content; // "" no file, "/" a directory
+    std::string err;     // after "zelcfg: b.xml: "
+};
+using FailureTable = testing::TestWithParam<FailureCase>;
+
+TEST_P(FailureTable, EveryCommandSaysWhy)
+{
+    const FailureCase& row = GetParam();
+    TempDir dir;
+    const bool file = !row.content.empty() && row.content != "/";
+    if (file) {
+        dir.Write("b.xml", row.content);
+    } else if (!row.content.empty()) {
+        ASSERT_EQ(::mkdir((dir.Path() + "/b.xml").c_str(), 0700), 0);
+    }
+    const std::vector<std::vector<std::string>> commands = {
+        {"get", "b.xml", "k"}, {"list", "b.xml"}, {"set", "b.xml", "k", "1"}, {"lint", "b.xml"},
+        {"--xml", "get", "-", "k"}, {"--xml", "list", "-"}, {"--xml", "lint", "-"}};
+    for (const std::vector<std::string>& command : commands) {
+        const bool input = command[0] == "--xml"; // standard input
+        if (input && !file) {
+            continue;
+        }
+        std::vector<std::string> args{ZELCFG_BINARY};
+        args.insert(args.end(), command.begin(), command.end());
+        const ToolResult result = RunTool(dir.Path(), args, "", input ? "<b.xml" : "");
+        EXPECT_EQ(result.status, 2) << command[0] << ' ' << command[1];
+        EXPECT_EQ(result.err, "zelcfg: " + std::string(input ? "-" : "b.xml") + ": " + row.err + "\n")
+            << command[0] << ' ' << command[1];
+    }
+    if (file) {
+        EXPECT_EQ(ReadFile(dir.Path() + "/b.xml"), row.content);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Zelcfg, FailureTable, testing::Values(
+    FailureCase{"Missing", "", "cannot be read: No such file or directory"},
+    FailureCase{"Directory", "/", "cannot be read: Is a directory"},
+    FailureCase{"CrLfLines", "<c>\r\n  <k>\r\n</c>\r\n",
+                "not well-formed XML at line 3, column 3: Start-end tags mismatch"},
+    FailureCase{"MultiByteCharacters", "\xEF\xBB\xBF<c>\n<k>h\xC3\xA9\xE2\x82\xAC</x></c>",
+                "not well-formed XML at line 2, column 9: Start-end tags mismatch"},
+    FailureCase{"EntityDeclared", "<!DOCTYPE c [<!ENTITY vendor \"x\">]>\n<c><k>&vendor;</k></c>",
+                "line 1, column 14: entity declarations in a DOCTYPE are not supported"},
+    FailureCase{"Latin1", "<?xml version='1.0' encoding='ISO-8859-1'?>\n<c>\xE9</c>",
+                "line 2, column 4: Text other than ASCII in a file declared in ISO-8859-1"}),
     RowName());
 
 // zelcfg under a memory limit its file does not fit in, for both back ends:
@@ -339,7 +407,8 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, MemoryTable, testing::Values(
     MemoryCase{"CfgLint", {"lint", "big.cfg"}, "zelcfg: big.cfg: out of memory\n"},
     MemoryCase{"XmlGet", {"get", "big.xml", "a"}, "zelcfg: big.xml: out of memory\n"},
     MemoryCase{"XmlList", {"list", "big.xml"}, "zelcfg: big.xml: out of memory\n"},
-    MemoryCase{"XmlSet", {"set", "big.xml", "a", "1"}, "zelcfg: big.xml: out of memory\n"}),
+    MemoryCase{"XmlSet", {"set", "big.xml", "a", "1"}, "zelcfg: big.xml: out of memory\n"},
+    MemoryCase{"XmlLint", {"lint", "big.xml"}, "zelcfg: big.xml: out of memory\n"}),
     RowName());
 
 } // namespace

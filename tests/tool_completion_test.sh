@@ -14,6 +14,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
 printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.*]\nstrict=1\n' >device.cfg
 printf 'Version=2\nName = box\n' >build.conf
+printf '<c v="1">\n  <Net Port="80"><Host>h</Host></Net>\n</c>\n' | tee device.xml >box.conf
 
 failed=0 rows=0
 while IFS='|' read -r line expected; do
@@ -31,8 +32,9 @@ done <<'TABLE'
 zelcfg re                            | remove-block
 zelcfg --strict-n                    | --strict-name
 zelcfg get --type d                  | double
+zelcfg --x                           | --xml
 zelcfg get --type = b                | bool
-zelcfg list dev                      | device.cfg
+zelcfg list device.c                 | device.cfg
 zelcfg get device.cfg N              | Net.Host Net.Port
 zelcfg set device.cfg ''             | Net.Host Net.Port Logging.Level mypy-foo.\*
 zelcfg unset device.cfg "mypy-foo.\*" s | strict
@@ -41,6 +43,11 @@ zelcfg remove-block device.cfg L     | Logging
 zelcfg --anonymous get build.conf '' | Version Name
 zelcfg get device.cfg Net.Port ''    |
 zelcfg list device.cfg ''            |
+zelcfg get device.xml N              | Net.Port Net.Host
+zelcfg --xml unset box.conf ''       | v Net.Port Net.Host
+zelcfg set device.xml Net.Port ''    |
+zelcfg lint device.xml ''            |
+zelcfg --block get device.xml ''     |
 TABLE
 echo "$rows rows, $failed failed"
 [ "$failed" = 0 ]

@@ -111,8 +111,6 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
     EditCase{"IndexGetAttribute", kDevice, {"get", "a.xml", "Net.Interface[1].id"}, 0, "", "", "1\n"},
     EditCase{"IndexSet", kDevice, {"set", "a.xml", "Net.Interface[2].Name", "eth9"}, 0,
              "<Name>eth1</Name>", "<Name>eth9</Name>"},
-    EditCase{"ListIndexesRepeatedNames", kInline, {"list", "a.xml"}, 0, "", "",
-             "Net.Port=80\nNet.Host[1]=h\nNet.Host[2]=i\nDns=a\n"},
     EditCase{"IndexZeroRefused", kDevice, {"get", "a.xml", "Net.Interface[0].Name"}, 2, "", "", "",
              "zelcfg: a.xml: an index is [N] with N from 1, at the end of a part: Net.Interface[0].Name\n"},
     // New elements go after the last element child, indented as it is.

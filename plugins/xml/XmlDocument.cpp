@@ -23,6 +23,7 @@ const unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi
 const size_t kIndexFrom = 32;
 const std::string_view kCdataOpen = "<![CDATA[";
 const std::string_view kCdataClose = "]]>";
+const char kEntityDeclarations[] = "entity declarations in a DOCTYPE are not supported";
 
 // Character data of either form: what an element's value is made of.
 bool IsText(pugi::xml_node node)
@@ -120,18 +121,55 @@ const char* FindBadReference(const char* p, const char* end, const char*& why)
     return nullptr;
 }
 
+// The first entity declaration in a document type (the parser's value of
+// it), past comments, processing instructions and quoted literals; null
+// when it declares none.
+const char* EntityDeclaration(const char* doctype)
+{
+    for (const char* p = doctype; *p != '\0'; ++p) {
+        const char* end;
+        if (std::strncmp(p, "<!ENTITY", 8) == 0) {
+            return p;
+        } else if (std::strncmp(p, "<!--", 4) == 0) {
+            end = std::strstr(p + 4, "-->");
+        } else if (std::strncmp(p, "<?", 2) == 0) {
+            end = std::strstr(p + 2, "?>");
+        } else if (*p == '"' || *p == '\'') {
+            end = std::strchr(p + 1, *p);
+        } else {
+            continue;
+        }
+        if (end == nullptr) {
+            return nullptr;
+        }
+        p = end;
+    }
+    return nullptr;
+}
+
 // A bad reference in a text or an attribute value of `raw`, a copy of the
-// file parsed as it stands; false when there is none.
+// file parsed as it stands; false when there is none. Entities are never
+// expanded: a reference to one the document type declares is refused as
+// unsupported, at the declaration.
 bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
 {
     pugi::xml_document doc;
-    if (!doc.load_buffer_inplace(raw, size, pugi::parse_minimal | pugi::parse_cdata, pugi::encoding_utf8)) {
+    if (!doc.load_buffer_inplace(raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype,
+                                 pugi::encoding_utf8)) {
         return false; // the real parse says why
+    }
+    const char* declaration = nullptr;
+    for (pugi::xml_node node = doc.first_child(); node && declaration == nullptr; node = node.next_sibling()) {
+        declaration = node.type() == pugi::node_doctype ? EntityDeclaration(node.value()) : nullptr;
     }
     const auto check = [&](const char* value) {
         const char* why = nullptr;
         const char* const at = FindBadReference(value, value + std::strlen(value), why);
-        if (at != nullptr) {
+        if (at != nullptr && at[1] != '#' && declaration != nullptr) {
+            error.offset = static_cast<size_t>(declaration - raw);
+            error.description = kEntityDeclarations;
+            error.unsupported = true;
+        } else if (at != nullptr) {
             error.offset = static_cast<size_t>(at - raw);
             error.description = why;
         }
@@ -197,6 +235,68 @@ bool IsUtf8Name(std::string_view name)
 const char* FirstNonAscii(const char* p, size_t size)
 {
     return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+}
+
+// Counts lines and characters up to a byte offset, over a file's bytes fed
+// in order from its start: the parse changes its own copy of them.
+struct Position
+{
+    size_t target;
+    size_t at = 0, line = 1, column = 1;
+    bool afterCarriageReturn = false;
+
+    void Feed(const char* p, size_t size)
+    {
+        // Editors show no byte-order mark.
+        if (at == 0 && target >= 3 && size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
+            p += 3;
+            size -= 3;
+            at = 3;
+        }
+        // A line ends at a line feed, a carriage return, or both; a column
+        // is a character, which UTF-8's continuation bytes are not.
+        for (; size > 0 && at < target; ++p, --size, ++at) {
+            const unsigned char c = static_cast<unsigned char>(*p);
+            if ((c == '\n' && !afterCarriageReturn) || c == '\r') {
+                ++line;
+                column = 1;
+            } else if (c != '\n' && (c & 0xC0) != 0x80) {
+                ++column;
+            }
+            afterCarriageReturn = c == '\r';
+        }
+    }
+    bool Done() const { return at >= target; }
+    void Into(XmlError& error) const
+    {
+        error.line = line;
+        error.column = column;
+    }
+};
+
+// Finds error.offset's line and column in the file again, unless it no
+// longer has the size that was loaded.
+void LocateInFile(int fd, size_t size, XmlError& error)
+{
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || static_cast<size_t>(info.st_size) != size) {
+        return;
+    }
+    Position position{error.offset};
+    char chunk[8192];
+    off_t at = 0;
+    while (!position.Done()) {
+        const ssize_t got = ::pread(fd, chunk, sizeof chunk, at);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return;
+        }
+        position.Feed(chunk, static_cast<size_t>(got));
+        at += got;
+    }
+    position.Into(error);
 }
 
 // Reads what a descriptor holds from its position into a buffer of its own;
@@ -345,6 +445,11 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
         m_source = path;
         m_hasSource = true;
     }
+    const int fd = status == -1 ? ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (fd >= 0) {
+        LocateInFile(fd, size, error);
+        ::close(fd);
+    }
     return status;
 }
 
@@ -364,6 +469,8 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
     if (status == 0) {
         m_source = file.Path();
         m_hasSource = true;
+    } else if (status == -1) {
+        LocateInFile(file.Descriptor(), size, error);
     }
     return status;
 }
@@ -379,12 +486,20 @@ int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
         std::memcpy(buffer.get(), data, size);
     }
     m_hasSource = false;
-    return Adopt(std::move(buffer), size, error);
+    const int status = Adopt(std::move(buffer), size, error);
+    if (status == -1) {
+        Position position{error.offset};
+        position.Feed(data, size);
+        position.Into(error);
+    }
+    return status;
 }
 
 // Parses the buffer in place and, on success only, makes it the document.
 int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error)
 {
+    error.line = error.column = 0;
+    error.unsupported = false;
     // The bytes are read as UTF-8: in a file declared in another encoding
     // only ASCII means the same, and only ASCII may be written to it.
     const std::string_view encoding = DeclaredEncoding(std::string_view(buffer.get(), size));
@@ -393,6 +508,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     if (nonAscii != buffer.get() + size) {
         error.offset = static_cast<size_t>(nonAscii - buffer.get());
         error.description = "Text other than ASCII in a file declared in " + std::string(encoding);
+        error.unsupported = true;
         return -1;
     }
     std::unique_ptr<pugi::xml_document> doc(new (std::nothrow) pugi::xml_document);

@@ -22,6 +22,11 @@ struct XmlError
 {
     size_t offset = 0;       // byte offset of a parse error
     std::string description; // the parser's or the system's words
+    // Where the offset is, for people: 1-based, the column in UTF-8
+    // characters; 0 when the file changed before it could be counted.
+    size_t line = 0, column = 0;
+    // Well-formed, but beyond what the document code reads (-1 all the same).
+    bool unsupported = false;
 };
 
 // How a key's parts are read. The library's keys are plain paths; the tool's
@@ -51,8 +56,10 @@ public:
     XmlDocument& operator=(const XmlDocument&) = delete;
 
     // 0; -2 when the file cannot be read; -1 when it is not well-formed, or
-    // declared in another encoding than UTF-8 and holds more than ASCII
-    // (error.offset, error.description); 22 when memory runs out.
+    // declared in another encoding than UTF-8 and holds more than ASCII, or
+    // refers to an entity its document type declares (error.offset, .line,
+    // .column, .description; .unsupported for the last two); 22 when memory
+    // runs out.
     int LoadFile(const std::string& path, XmlError& error);
     // The same from a file the caller holds locked, for a read-modify-write
     // cycle that Save(file, ...) ends.

@@ -1,6 +1,8 @@
 // libZel_XMLConfigParser.so: the XML back end the front ends load for paths
 // holding ".xml". Its reader and writer answer with the same statuses as the
 // library's CFG adaptors, so an application sees one set of codes.
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -167,6 +169,7 @@ public:
         }
         // As the CFG writer: only an existing, writable file is saved to.
         if (::access(m_path.c_str(), W_OK) != 0) {
+            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(errno));
             return -2;
         }
         XmlError error;

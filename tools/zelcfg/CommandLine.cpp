@@ -113,8 +113,15 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             invocation.options |= kOptionDiff;
         } else if (arg == "--strict-name") {
             invocation.strictName = true;
-        } else if (arg == "--block" || arg == "--anonymous") {
-            invocation.mode = arg == "--block" ? ModeChoice::kBlock : ModeChoice::kAnonymous;
+        } else if (arg == "--block" || arg == "--anonymous" || arg == "--xml") {
+            const ModeChoice mode = arg == "--block"       ? ModeChoice::kBlock
+                                    : arg == "--anonymous" ? ModeChoice::kAnonymous
+                                                           : ModeChoice::kXml;
+            if (invocation.mode != ModeChoice::kByPath && invocation.mode != mode) {
+                error = "--block, --anonymous and --xml exclude each other";
+                return false;
+            }
+            invocation.mode = mode;
         } else if (arg == "--force") {
             invocation.options |= kOptionForce;
         } else if (arg == "--in-place") {

@@ -2,7 +2,7 @@
 #include <iostream>
 #include <new>
 
-#include "CZelConfigReader.h"
+#include "Input.h"
 #include "Lint.h"
 #include "TypedValues.h"
 #include "XmlCommands.h"
@@ -22,17 +22,6 @@ namespace zelcfg {
 using zelconfig::Backend;
 using zelconfig::Document;
 
-// The FILE operand and the back end that reads it.
-struct Input
-{
-    std::string path; // as given; "-" is standard input
-    Backend backend;
-
-    bool Stdin() const { return path == "-"; }
-    bool Anonymous() const { return backend == Backend::kCfgAnonymous; }
-    Document::Mode Mode() const { return Anonymous() ? Document::Mode::kAnonymous : Document::Mode::kBlock; }
-};
-
 namespace {
 
 const char kAnonymousBlock[] = "anonymous";
@@ -41,8 +30,9 @@ const char kCannotNormalise[] = "the normalised form would not read back: in ano
                                 "begins with '#', ';' or '[' once trimmed";
 
 // The back end for FILE: the forced mode; for standard input block mode
-// unless --anonymous; else the library's own chooser, and block mode for a
-// name it does not know, with a note under -v (an error with --strict-name).
+// unless a mode is forced; else the library's own chooser, and block mode
+// for a name it does not know, with a note under -v (an error with
+// --strict-name).
 bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 {
     input.path = invocation.operands.front();
@@ -52,6 +42,9 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
         return true;
     case ModeChoice::kAnonymous:
         input.backend = Backend::kCfgAnonymous;
+        return true;
+    case ModeChoice::kXml:
+        input.backend = Backend::kXml;
         return true;
     case ModeChoice::kByPath:
         break;
@@ -63,13 +56,13 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
     }
     const char* const unknown = "the name contains none of .cfg, .inf, .cksum, .xml";
     if (invocation.strictName) {
-        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block or --anonymous");
+        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block, --anonymous or --xml");
         return false;
     }
     // Scripts editing /etc/foo.conf would get it on every call: -v asks for it.
     if (invocation.verbosity > 0) {
         std::cerr << "zelcfg: " << input.path << ": note: " << unknown
-                  << "; reading it in block mode (--block or --anonymous says so)\n";
+                  << "; reading it in block mode (--block, --anonymous or --xml says so)\n";
     }
     input.backend = Backend::kCfgBlock;
     return true;
@@ -183,20 +176,6 @@ void Emit(const Invocation& invocation, const std::string& text)
     std::cout << text << (invocation.Has(kOptionNull) ? '\0' : '\n');
 }
 
-// An XML value through the front end, as the string getter reads it, with
-// the getter's status; false after reporting a file that cannot be read.
-bool GetXml(const Input& input, const std::string& key, std::string& raw, int& status)
-{
-    CZelConfigReader reader;
-    status = reader.Parse(input.path);
-    if (status != 0) {
-        status = Fail(kExitFailure, input.path, XmlParseFailure(status));
-        return false;
-    }
-    status = reader.GetString(key, raw);
-    return true;
-}
-
 // get: a value as the library's getter of --type reads it.
 int Get(const Invocation& invocation, const Input& input)
 {
@@ -208,7 +187,7 @@ int Get(const Invocation& invocation, const Input& input)
     if (input.backend == Backend::kXml) {
         // XML keys are paths: BLOCK ENTRY is the path BLOCK.ENTRY.
         const std::string key = apart ? name.block + "." + name.entry : name.shown;
-        if (!GetXml(input, key, raw, status)) {
+        if (!XmlFind(input, key, raw, status)) {
             return status;
         }
     } else {
@@ -531,7 +510,6 @@ int Flushed(const std::string& file)
 
 const std::vector<Command>& AllCommands()
 {
-    // get reads XML files through the front end in its own code.
     static const std::vector<Command> commands = {
         {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
         {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise | kOptionAttribute | kOptionsSave, Set, XmlSet},
@@ -540,7 +518,7 @@ const std::vector<Command>& AllCommands()
         {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
         {"blocks", 1, 1, kOptionNull | kOptionStdin, Blocks, nullptr},
         {"format", 1, 1, kOptionStdin, Format, nullptr},
-        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, Lint, nullptr},
+        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, Lint, XmlLint},
     };
     return commands;
 }

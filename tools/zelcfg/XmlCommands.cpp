@@ -1,29 +1,24 @@
 #include "XmlCommands.h"
 
 #include <cerrno>
+#include <cstring>
 #include <iostream>
 
-#include "frontend/Backend.h"
+#include "CZelConfigReader.h"
 #include "TypedValues.h"
-#ifdef ZELCFG_WITH_XML_DOCUMENT
-#include "XmlDocument.h"
-#endif
+#include "platform/FileIO.h"
 
 namespace zelcfg {
 
-#ifdef ZELCFG_WITH_XML_DOCUMENT
 namespace {
 
+#ifdef ZELCFG_WITH_XML_DOCUMENT
 using zelconfig::xml::KeyStyle;
 using zelconfig::xml::XmlDocument;
 
-// The key the operands name, checked: KEY, or BLOCK ENTRY as the path
-// BLOCK.ENTRY. False after reporting a key that can name nothing.
-bool KeyOf(const Invocation& invocation, const std::string& path, std::string& key, int& status)
+// Whether a key can name anything; false after reporting why not.
+bool CheckKey(const std::string& path, const std::string& key, int& status)
 {
-    const std::vector<std::string>& operands = invocation.operands;
-    const bool apart = operands.size() == (invocation.command == "set" ? 4u : 3u);
-    key = apart ? operands[1] + "." + operands[2] : operands[1];
     std::string why;
     if (!XmlDocument::CheckKey(key, KeyStyle::kIndexed, why)) {
         status = Fail(kExitFailure, path, why);
@@ -32,42 +27,47 @@ bool KeyOf(const Invocation& invocation, const std::string& path, std::string& k
     return true;
 }
 
+// The key the operands name, checked: KEY, or BLOCK ENTRY as the path
+// BLOCK.ENTRY. False after reporting a key that can name nothing.
+bool KeyOf(const Invocation& invocation, const std::string& path, std::string& key, int& status)
+{
+    const std::vector<std::string>& operands = invocation.operands;
+    const bool apart = operands.size() == (invocation.command == "set" ? 4u : 3u);
+    key = apart ? operands[1] + "." + operands[2] : operands[1];
+    return CheckKey(path, key, status);
+}
+
 // An edit of an XML file: under the lock from the read to the rename, as for
 // a CFG file, so that concurrent edits take turns. `change` edits the loaded
 // document and returns the exit status; the file is saved when it is 0.
 template <class Change>
-int EditXml(const Invocation& invocation, const std::string& path, Change&& change)
+int EditXml(const Invocation& invocation, const Input& input, Change&& change)
 {
     zelconfig::LockedFile file;
-    std::string error;
-    if (file.Lock(path, SaveOptions(invocation), error) != zelconfig::kReplaceDone) {
-        return Fail(kExitFailure, path, SaveFailure(error));
-    }
     XmlDocument document;
+    int status = kExitFailure;
+    if (!LoadXml(invocation, input, file, document, status)) {
+        return status;
+    }
+    status = change(document);
+    if (status != kExitOk) {
+        return status;
+    }
     zelconfig::xml::XmlError failure;
-    const int status = document.LoadFile(file, failure);
-    if (status != 0) {
-        return Fail(kExitFailure, path, status == -1 ? "not well-formed XML at byte " + std::to_string(failure.offset)
-                                                           + ": " + failure.description
-                                                     : failure.description);
-    }
-    document.SetKeyStyle(KeyStyle::kIndexed);
-    const int changed = change(document);
-    if (changed != kExitOk) {
-        return changed;
-    }
     if (document.Save(file, failure) != 0) {
-        return Fail(kExitFailure, path, SaveFailure(failure.description));
+        return Fail(kExitFailure, input.path, SaveFailure(failure.description));
     }
     return kExitOk;
 }
 
 const char kNotHoldable[] = "an XML file cannot hold a NUL byte or another control character";
-
-} // namespace
+#else
+const char kWithoutXml[] = "this zelcfg was built without the XML plug-in";
 #endif
 
-int XmlSet(const Invocation& invocation, const Input&)
+} // namespace
+
+int XmlSet(const Invocation& invocation, const Input& input)
 {
     const std::string& path = invocation.operands[0];
     std::string value;
@@ -80,7 +80,7 @@ int XmlSet(const Invocation& invocation, const Input&)
     if (!KeyOf(invocation, path, key, status)) {
         return status;
     }
-    return EditXml(invocation, path, [&](XmlDocument& document) {
+    return EditXml(invocation, input, [&](XmlDocument& document) {
         // What is there changes; what is not is added.
         std::string why;
         int result = invocation.Has(kOptionAttribute) ? document.SetAttribute(key, value, why)
@@ -94,52 +94,90 @@ int XmlSet(const Invocation& invocation, const Input&)
         return result == 0 ? kExitOk : Fail(kExitFailure, path, why);
     });
 #else
-    return Fail(kExitFailure, path, "this zelcfg was built without the XML plug-in");
+    static_cast<void>(input);
+    return Fail(kExitFailure, path, kWithoutXml);
 #endif
 }
 
-int XmlUnset(const Invocation& invocation, const Input&)
+int XmlUnset(const Invocation& invocation, const Input& input)
 {
-    const std::string& path = invocation.operands[0];
 #ifdef ZELCFG_WITH_XML_DOCUMENT
     std::string key;
     int status = kExitFailure;
-    if (!KeyOf(invocation, path, key, status)) {
+    if (!KeyOf(invocation, input.path, key, status)) {
         return status;
     }
-    return EditXml(invocation, path, [&](XmlDocument& document) {
-        return document.Remove(key) == 0 ? kExitOk : Fail(kExitNotFound, path, "no key " + key);
+    return EditXml(invocation, input, [&](XmlDocument& document) {
+        return document.Remove(key) == 0 ? kExitOk : Fail(kExitNotFound, input.path, "no key " + key);
     });
 #else
-    (void)invocation;
-    return Fail(kExitFailure, path, "this zelcfg was built without the XML plug-in");
+    static_cast<void>(invocation);
+    return Fail(kExitFailure, input.path, kWithoutXml);
 #endif
 }
 
-int XmlList(const Invocation& invocation, const Input&)
+int XmlList(const Invocation& invocation, const Input& input)
 {
-    const std::string& path = invocation.operands[0];
-    if (invocation.Has(kOptionNull)) {
-        return Fail(kExitFailure, path, "list --null works on CFG files only; XML keys are paths (get --null "
-                                        "prints a value)");
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+    zelconfig::xml::XmlDocument document;
+    int status = kExitFailure;
+    if (!LoadXml(input, document, status)) {
+        return status;
+    }
+    // A key holds no NUL, nor does a value XML can hold.
+    const bool null = invocation.Has(kOptionNull);
+    document.ForEach([null](const std::string& key, const std::string& value) {
+        if (null) {
+            std::cout << key << '\0' << value << '\0';
+        } else {
+            std::cout << key << '=' << value << '\n';
+        }
+    });
+    return Flushed(input.path);
+#else
+    static_cast<void>(invocation);
+    return Fail(kExitFailure, input.path, kWithoutXml);
+#endif
+}
+
+int XmlLint(const Invocation& invocation, const Input& input)
+{
+    if (invocation.Has(kOptionDiff) || invocation.Has(kOptionType)) {
+        return Fail(kExitFailure, input.path, "lint --diff and --type work on CFG files only");
     }
 #ifdef ZELCFG_WITH_XML_DOCUMENT
     zelconfig::xml::XmlDocument document;
-    zelconfig::xml::XmlError error;
-    const int status = document.LoadFile(path, error);
-    if (status != 0) {
-        return Fail(kExitFailure, path, status == -1 ? "not well-formed XML at byte " + std::to_string(error.offset)
-                                                           + ": " + error.description
-                                                     : error.description);
-    }
-    // Keys with indexes where names repeat: each reads back its one value.
-    document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
-    document.ForEach([](const std::string& key, const std::string& value) {
-        std::cout << key << '=' << value << '\n';
-    });
-    return Flushed(path);
+    int status = kExitFailure;
+    return LoadXml(input, document, status) ? kExitOk : status;
 #else
-    return Fail(kExitFailure, path, "this zelcfg was built without the XML plug-in");
+    return Fail(kExitFailure, input.path, kWithoutXml);
+#endif
+}
+
+bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status)
+{
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+    zelconfig::xml::XmlDocument document;
+    if (!CheckKey(input.path, key, status) || !LoadXml(input, document, status)) {
+        return false;
+    }
+    status = document.Find(key, raw);
+    return true;
+#else
+    // Only the front end is left, and it reads only files named as XML.
+    if (input.Stdin() || zelconfig::ChooseBackend(input.path.c_str(), zelconfig::BackendUse::kRead)
+                             != zelconfig::Backend::kXml) {
+        status = Fail(kExitFailure, input.path, kWithoutXml);
+        return false;
+    }
+    CZelConfigReader reader;
+    status = reader.Parse(input.path);
+    if (status != 0) {
+        status = Fail(kExitFailure, input.path, XmlParseFailure(status));
+        return false;
+    }
+    status = reader.GetString(key, raw);
+    return true;
 #endif
 }
 
@@ -162,5 +200,74 @@ std::string XmlParseFailure(int status)
     }
     return "the XML back end reports status " + std::to_string(status);
 }
+
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+
+bool LoadXml(const Input& input, zelconfig::xml::XmlDocument& document, int& exitStatus)
+{
+    zelconfig::xml::XmlError error;
+    int status;
+    if (input.Stdin()) {
+        std::string text;
+        const int read = zelconfig::ReadAll(0, text);
+        error.description = std::strerror(read);
+        status = read == 0 ? document.LoadBuffer(text.data(), text.size(), error) : -2;
+    } else {
+        status = document.LoadFile(input.path, error);
+    }
+    if (status != 0) {
+        exitStatus = XmlLoadFailure(input.path, status, error);
+        return false;
+    }
+    // The tool's keys may pick one of several same-named elements.
+    document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
+    return true;
+}
+
+bool LoadXml(const Invocation& invocation, const Input& input, zelconfig::LockedFile& file,
+             zelconfig::xml::XmlDocument& document, int& exitStatus)
+{
+    std::string message;
+    if (file.Lock(input.path, SaveOptions(invocation), message) != zelconfig::kReplaceDone) {
+        // A file that cannot be read is said to be so as every command says
+        // it; one that loads is refused for the save alone.
+        if (LoadXml(input, document, exitStatus)) {
+            exitStatus = Fail(kExitFailure, input.path, SaveFailure(message));
+        }
+        return false;
+    }
+    zelconfig::xml::XmlError error;
+    const int status = document.LoadFile(file, error);
+    if (status != 0) {
+        exitStatus = XmlLoadFailure(input.path, status, error);
+        return false;
+    }
+    document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
+    return true;
+}
+
+int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::XmlError& error)
+{
+    // Where, for people; the byte offset when the file changed before its
+    // lines could be counted.
+    const std::string where = error.line > 0
+        ? "line " + std::to_string(error.line) + ", column " + std::to_string(error.column)
+        : "byte " + std::to_string(error.offset);
+    switch (status) {
+    case -2:
+        return Fail(kExitFailure, path, "cannot be read: " + error.description);
+    case -1:
+        return Fail(kExitFailure, path,
+                    error.unsupported ? where + ": " + error.description
+                                      : "not well-formed XML at " + where + ": " + error.description);
+    case 22:
+        return Fail(kExitFailure, path, "out of memory");
+    default:
+        break;
+    }
+    return Fail(kExitFailure, path, "cannot be read (status " + std::to_string(status) + ")");
+}
+
+#endif
 
 } // namespace zelcfg

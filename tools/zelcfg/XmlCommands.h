@@ -3,7 +3,11 @@
 
 #include <string>
 
+#include "Input.h"
 #include "Zelcfg.h"
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+#include "XmlDocument.h"
+#endif
 
 namespace zelcfg {
 
@@ -17,11 +21,35 @@ int XmlSet(const Invocation& invocation, const Input& input);
 int XmlUnset(const Invocation& invocation, const Input& input);
 
 // list on an XML file, with the plug-in's own document code when the tool
-// is built with it.
+// is built with it: KEY=VALUE lines, or KEY and VALUE as NUL-terminated
+// fields under --null.
 int XmlList(const Invocation& invocation, const Input& input);
+
+// lint on an XML file: nothing to report when it loads.
+int XmlLint(const Invocation& invocation, const Input& input);
+
+// The text of an XML key as the library's string getter reads it, in `raw`,
+// with the getter's status in `status`; false after reporting a file that
+// cannot be read, with the exit status in `status`.
+bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status);
 
 // Why a front end's Parse of an XML file failed, in words.
 std::string XmlParseFailure(int status);
+
+#ifdef ZELCFG_WITH_XML_DOCUMENT
+// The one way every XML command reads its file, or standard input: false
+// after reporting why it could not, in one wording per cause, with the exit
+// status in `exitStatus`.
+bool LoadXml(const Input& input, zelconfig::xml::XmlDocument& document, int& exitStatus);
+// The same for an edit: locks the file for it first (--wait, --force,
+// --in-place). A file that cannot be read is reported as above; one that
+// cannot be saved, as for a CFG file.
+bool LoadXml(const Invocation& invocation, const Input& input, zelconfig::LockedFile& file,
+             zelconfig::xml::XmlDocument& document, int& exitStatus);
+// Reports a failed load of `path` (a status of XmlDocument's loads); the
+// exit status to give.
+int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::XmlError& error);
+#endif
 
 } // namespace zelcfg
 
