@@ -290,6 +290,8 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
              ""},
     ToolCase{"StrictReadsTheWholeValue", {"get", "--strict", "--type", "int", "a.xml", "Net.Host"}, 3, "",
              "zelcfg: a.xml: Net.Host: 'h\ni' holds no number: an int reads it as 0\n", ""},
+    ToolCase{"AttributeForXmlOnly", {"set", "--attribute", "--block", "a.xml", "v", "1"}, 2, "",
+             "zelcfg: a.xml: --attribute works on XML files only\n", ""},
     ToolCase{"ListNullKeyAndValue", {"list", "-z", "a.xml"}, 0,
              std::string("v\0" "1\0Net.Port\0" "80\0Net.Host[1]\0h\0Net.Host[2]\0i\0", 44), "", ""},
     ToolCase{"Lint", {"lint", "a.xml"}, 0, "", "", ""},
