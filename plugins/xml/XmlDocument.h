@@ -185,8 +185,11 @@ private:
     void NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, Visit&& visit) const;
     size_t Reach(const std::vector<KeyPart>& parts, size_t count, std::vector<pugi::xml_node>& level) const;
     size_t CountNamed(pugi::xml_node parent, const KeyPart& part) const;
-    int PlaceNew(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
-                 const std::vector<pugi::xml_node>& level, std::string& why) const;
+    int StartEdit(const std::string& key, const std::string& value, std::string& scratch,
+                  std::vector<KeyPart>& parts, std::string& why) const;
+    int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
+                   const std::vector<pugi::xml_node>& level, const std::string& attribute, const std::string& value,
+                   std::string& why);
     bool StructureEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const;
     bool ValueHoldable(const std::string& value) const;
 

@@ -104,10 +104,23 @@ std::string NewElements(const std::vector<std::string>& names, size_t i, const s
 
 } // namespace
 
-// Whether the missing parts [matched, count) can be created under `level`:
-// kEditRefused with the reason when not, else 0.
-int XmlDocument::PlaceNew(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
-                          const std::vector<pugi::xml_node>& level, std::string& why) const
+// The start of every edit that may add: the value checked, the key split.
+int XmlDocument::StartEdit(const std::string& key, const std::string& value, std::string& scratch,
+                           std::vector<KeyPart>& parts, std::string& why) const
+{
+    if (!ValueHoldable(value)) {
+        return 7;
+    }
+    return m_doc && SplitKey(key, m_style, scratch, parts, &why) ? 0 : kEditRefused;
+}
+
+// Records the missing parts [matched, count) as new elements under the one
+// element of `level`, the innermost holding `value` as its text or, when
+// `attribute` is given, as that attribute; kEditRefused with the reason when
+// they cannot be placed there.
+int XmlDocument::AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
+                            const std::vector<pugi::xml_node>& level, const std::string& attribute,
+                            const std::string& value, std::string& why)
 {
     const std::string reached(key.substr(0, matched == 0 ? 0 : parts[matched - 1].end));
     for (size_t i = matched; i < count; ++i) {
@@ -138,48 +151,39 @@ int XmlDocument::PlaceNew(std::string_view key, const std::vector<KeyPart>& part
             + " holds text, which a new element beside it would join";
         return kEditRefused;
     }
-    return 0;
-}
-
-int XmlDocument::Add(const std::string& key, const std::string& value, std::string& why)
-{
-    if (!ValueHoldable(value)) {
-        return 7;
-    }
-    std::vector<KeyPart> parts;
-    std::string scratch;
-    std::vector<pugi::xml_node> level;
-    if (!m_doc || !SplitKey(key, m_style, scratch, parts, &why)) {
-        return kEditRefused;
-    }
-    const size_t matched = Reach(parts, parts.size(), level);
-    std::string text;
-    if (matched == parts.size() || (matched + 1 == parts.size() && Find(key, text) == 0)) {
-        why = key + " is there already";
-        return kEditRefused;
-    }
-    const int placed = PlaceNew(key, parts, parts.size(), matched, level, why);
-    if (placed != 0) {
-        return placed;
-    }
-    Structure change{Structure::kAddElements, level[0].internal_object(), false, {}, {}, value};
-    for (size_t i = matched; i < parts.size(); ++i) {
+    Structure change{Structure::kAddElements, level[0].internal_object(), false, {}, attribute, value};
+    for (size_t i = matched; i < count; ++i) {
         change.elements.emplace_back(parts[i].name, parts[i].length);
     }
     m_structure.push_back(std::move(change));
     return 0;
 }
 
-int XmlDocument::SetAttribute(const std::string& key, const std::string& value, std::string& why)
+int XmlDocument::Add(const std::string& key, const std::string& value, std::string& why)
 {
-    if (!ValueHoldable(value)) {
-        return 7;
-    }
     std::vector<KeyPart> parts;
     std::string scratch;
+    const int started = StartEdit(key, value, scratch, parts, why);
+    if (started != 0) {
+        return started;
+    }
     std::vector<pugi::xml_node> level;
-    if (!m_doc || !SplitKey(key, m_style, scratch, parts, &why)) {
+    const size_t matched = Reach(parts, parts.size(), level);
+    std::string text;
+    if (matched == parts.size() || (matched + 1 == parts.size() && Find(key, text) == 0)) {
+        why = key + " is there already";
         return kEditRefused;
+    }
+    return AddMissing(key, parts, parts.size(), matched, level, std::string(), value, why);
+}
+
+int XmlDocument::SetAttribute(const std::string& key, const std::string& value, std::string& why)
+{
+    std::vector<KeyPart> parts;
+    std::string scratch;
+    const int started = StartEdit(key, value, scratch, parts, why);
+    if (started != 0) {
+        return started;
     }
     const KeyPart& attribute = parts.back();
     const std::string name(attribute.name, attribute.length);
@@ -189,18 +193,10 @@ int XmlDocument::SetAttribute(const std::string& key, const std::string& value, 
         return kEditRefused;
     }
     const size_t elements = parts.size() - 1;
+    std::vector<pugi::xml_node> level;
     const size_t matched = Reach(parts, elements, level);
     if (matched < elements) {
-        const int placed = PlaceNew(key, parts, elements, matched, level, why);
-        if (placed != 0) {
-            return placed;
-        }
-        Structure change{Structure::kAddElements, level[0].internal_object(), false, {}, name, value};
-        for (size_t i = matched; i < elements; ++i) {
-            change.elements.emplace_back(parts[i].name, parts[i].length);
-        }
-        m_structure.push_back(std::move(change));
-        return 0;
+        return AddMissing(key, parts, elements, matched, level, name, value, why);
     }
     if (level.size() > 1) {
         const std::string path = key.substr(0, parts[elements - 1].end);
