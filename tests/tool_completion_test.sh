@@ -15,6 +15,7 @@ cd "$work" || exit 2
 printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.*]\nstrict=1\n' >device.cfg
 printf 'Version=2\nName = box\n' >build.conf
 printf '<c v="1">\n  <Net Port="80"><Host>h</Host></Net>\n</c>\n' | tee device.xml >box.conf
+printf '<c>\n  <If><Name>a</Name></If>\n  <If><Name>b</Name></If>\n</c>\n' >ports.xml
 
 failed=0 rows=0
 while IFS='|' read -r line expected; do
@@ -46,6 +47,8 @@ zelcfg list device.cfg ''            |
 zelcfg get device.xml N              | Net.Port Net.Host
 zelcfg --xml unset box.conf ''       | v Net.Port Net.Host
 zelcfg set device.xml Net.Port ''    |
+zelcfg get ports.xml I               | If\[1\].Name If\[2\].Name
+zelcfg unset ports.xml "'If[2'"      | If\[2\].Name
 zelcfg lint device.xml ''            |
 zelcfg --block get device.xml ''     |
 TABLE
