@@ -2,6 +2,7 @@
 // beyond changing values. Like a changed value, each is kept beside the tree
 // and becomes bytes only when the file is rendered, so that every byte the
 // edit does not touch stays.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 
