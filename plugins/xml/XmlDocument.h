@@ -102,8 +102,9 @@ public:
     // Creates the elements at the end of the key that the document lacks,
     // the last one holding the value: 0; 7 as for Set; kEditRefused with
     // `why` when the key names an element or attribute already (Set changes
-    // it), its existing part names several elements, or the new element
-    // would join the text of its parent.
+    // it), its existing part names several elements, its first missing part
+    // has an index past the next one of its name, a missing part is no XML
+    // name, or the new element would join the text of its parent.
     int Add(const std::string& key, const std::string& value, std::string& why);
     // Gives the element the key's other parts name the attribute its last
     // part names, changing it when it is there, else adding it after the
