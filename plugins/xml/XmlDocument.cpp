@@ -663,8 +663,10 @@ bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& sc
         const size_t dot = std::min(key.find('.', begin), key.size());
         size_t length = dot - begin;
         size_t index = 0;
-        const size_t open = key.substr(begin, length).find('[');
-        if (style == KeyStyle::kIndexed && open != std::string_view::npos) {
+        // The library's keys have no indexes: a '[' is part of a name there.
+        const size_t open =
+            style == KeyStyle::kIndexed ? key.substr(begin, length).find('[') : std::string_view::npos;
+        if (open != std::string_view::npos) {
             const std::string_view digits = key.substr(begin + open + 1, length - open - 1);
             if (digits.size() < 2 || digits.back() != ']' || digits[0] == '0'
                 || digits.find_first_not_of("0123456789") != digits.size() - 1) {
