@@ -330,7 +330,8 @@ TEST_P(FailureTable, EveryCommandSaysWhy)
         ASSERT_EQ(::mkdir((dir.Path() + "/b.xml").c_str(), 0700), 0);
     }
     const std::vector<std::vector<std::string>> commands = {
-        {"get", "b.xml", "k"}, {"list", "b.xml"}, {"set", "b.xml", "k", "1"}, {"lint", "b.xml"},
+        {"get", "b.xml", "k"}, {"list", "b.xml"}, {"set", "b.xml", "k", "1"}, {"unset", "b.xml", "k"},
+        {"lint", "b.xml"},
         {"--xml", "get", "-", "k"}, {"--xml", "list", "-"}, {"--xml", "lint", "-"}};
     for (const std::vector<std::string>& command : commands) {
         const bool input = command[0] == "--xml"; // standard input
