@@ -152,7 +152,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool bare = BareAmpersand(input);
     for (const std::string& key : indexed) {
         if (!bare) {
-            CheckEdit(input, key, [&](XmlDocument& edited, std::string&) { return edited.Remove(key); },
+            CheckEdit(input, key, [&](XmlDocument& edited, std::string& why) { return edited.Remove(key, why); },
                       Expected{true, false, nullptr});
         }
         const std::string child = key + ".Fz";

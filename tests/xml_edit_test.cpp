@@ -36,6 +36,9 @@ const std::string kInline = "<c>\n"
                             "  <Dns>a</Dns> <!-- primary -->\n"
                             "</c>\n";
 
+// The parser reads no further than a NUL byte.
+const std::string kNul("<c><a>1</a></c>\0\n", 17);
+
 struct EditCase
 {
     const char* name;
@@ -160,6 +163,8 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
     EditCase{"RemoveInline", kInline, {"unset", "a.xml", "Net.Host[1]"}, 0, "<Host>h</Host>", ""},
     EditCase{"RemoveAttributeSingleQuotes", kDevice, {"unset", "a.xml", "Net.mode"}, 0, " mode='auto'", ""},
     EditCase{"RemoveAttributeDoubleQuotes", kDevice, {"unset", "a.xml", "Net.Interface[2].id"}, 0, " id=\"2\"", ""},
+    EditCase{"NulByteRefused", kNul, {"set", "a.xml", "b", "1"}, 2, "", "", "",
+             "zelcfg: a.xml: byte 15 is a NUL, where the XML ends; markup cannot be added or removed\n"},
     EditCase{"RemoveMissing", kDevice, {"unset", "a.xml", "Net.X"}, 1, "", "", "", "zelcfg: a.xml: no key Net.X\n"}),
     testing::ValuesIn(kLayouts)),
     [](const testing::TestParamInfo<EditTable::ParamType>& row) {

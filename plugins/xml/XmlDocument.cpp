@@ -511,6 +511,9 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         error.unsupported = true;
         return -1;
     }
+    // Found before the parse, which writes NUL bytes of its own.
+    const char* const firstNul = static_cast<const char*>(std::memchr(buffer.get(), '\0', size));
+    const size_t nul = firstNul == nullptr ? std::string_view::npos : static_cast<size_t>(firstNul - buffer.get());
     std::unique_ptr<pugi::xml_document> doc(new (std::nothrow) pugi::xml_document);
     // Only a file with a suspect '&' pays for a second look, at a copy as
     // it stands: the parse below decodes in place. (A suspect may stand in a
@@ -561,6 +564,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     m_buffer = std::move(buffer);
     m_size = size;
     m_asciiOnly = asciiOnly;
+    m_nul = nul;
     return 0;
 }
 
@@ -871,8 +875,11 @@ int XmlDocument::Set(const std::string& key, const std::string& value)
     return targets.empty() ? -2 : 0;
 }
 
-int XmlDocument::Remove(const std::string& key)
+int XmlDocument::Remove(const std::string& key, std::string& why)
 {
+    if (!Editable(why)) {
+        return kEditRefused;
+    }
     std::vector<Structure> removals;
     Walk(key, [&](auto match) {
         removals.push_back(Structure{Structure::kRemove, match.internal_object(),

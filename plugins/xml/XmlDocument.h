@@ -97,7 +97,9 @@ public:
     // reading the document as loaded. A new element goes on a line of its
     // own after the last element child of its parent, indented as that
     // parent's children are (one step deeper than the parent when it has
-    // none), with the file's line ends.
+    // none), with the file's line ends. They refuse (kEditRefused, with
+    // `why`) a file that holds a NUL byte: the parser's document ends there,
+    // and bytes beyond it would land where no reader looks.
     //
     // Creates the elements at the end of the key that the document lacks,
     // the last one holding the value: 0; 7 as for Set; kEditRefused with
@@ -113,9 +115,9 @@ public:
     int SetAttribute(const std::string& key, const std::string& value, std::string& why);
     // Removes every element the key names, or, where it names attributes,
     // those attributes: an element with its whole line when it stands alone
-    // on it, an attribute with the blanks before it. 0, or -2 when nothing
-    // matches.
-    int Remove(const std::string& key);
+    // on it, an attribute with the blanks before it. 0; -2 when nothing
+    // matches; kEditRefused with `why`.
+    int Remove(const std::string& key, std::string& why);
 
     // The file's bytes with the changed values replaced; `original` must be
     // the bytes the document was loaded from. False when they do not fit.
@@ -186,6 +188,7 @@ private:
     void NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, Visit&& visit) const;
     size_t Reach(const std::vector<KeyPart>& parts, size_t count, std::vector<pugi::xml_node>& level) const;
     size_t CountNamed(pugi::xml_node parent, const KeyPart& part) const;
+    bool Editable(std::string& why) const;
     int StartEdit(const std::string& key, const std::string& value, std::string& scratch,
                   std::vector<KeyPart>& parts, std::string& why) const;
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
@@ -223,6 +226,8 @@ private:
     bool m_hasSource = false;
     // Declared in an encoding other than UTF-8: ASCII only.
     bool m_asciiOnly = false;
+    // Where the first NUL byte stands: the parser reads no further.
+    size_t m_nul = std::string_view::npos;
 };
 
 } // namespace zelconfig::xml

@@ -108,7 +108,12 @@ int XmlUnset(const Invocation& invocation, const Input& input)
         return status;
     }
     return EditXml(invocation, input, [&](XmlDocument& document) {
-        return document.Remove(key) == 0 ? kExitOk : Fail(kExitNotFound, input.path, "no key " + key);
+        std::string why;
+        const int removed = document.Remove(key, why);
+        if (removed == -2) {
+            return Fail(kExitNotFound, input.path, "no key " + key);
+        }
+        return removed == 0 ? kExitOk : Fail(kExitFailure, input.path, why);
     });
 #else
     static_cast<void>(invocation);
