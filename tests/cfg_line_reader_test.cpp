@@ -8,6 +8,7 @@
 
 #include "CCFGParser.h"
 #include "TestFiles.h"
+#include "cfg/CFGModel.h"
 
 namespace {
 
@@ -62,6 +63,13 @@ TEST_P(ModelTable, VectorsHoldExactlyTheirEntries)
     EXPECT_EQ(parser.CFGParseFile(dir.Write("m.cfg", input)), row.status);
     EXPECT_TRUE(DumpModel(parser) == dump) << DumpModel(parser).substr(0, 200);
     for (const auto& [name, block] : *parser.m_pmCFGData) {
+        EXPECT_EQ(block->m_vecNodes.capacity(), block->m_vecNodes.size()) << name;
+    }
+    // Held in memory, every block is counted without reading ahead.
+    CCFGParser inMemory(row.mode);
+    EXPECT_EQ(zelconfig::CFGParseBytes(inMemory, input), row.status);
+    EXPECT_TRUE(DumpModel(inMemory) == dump);
+    for (const auto& [name, block] : *inMemory.m_pmCFGData) {
         EXPECT_EQ(block->m_vecNodes.capacity(), block->m_vecNodes.size()) << name;
     }
 }

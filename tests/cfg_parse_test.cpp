@@ -1,14 +1,19 @@
 // Parsing: the grammar in both modes, every status with its message, and
 // input that is broken or binary (random input: fuzz_parse_ops; large files:
 // cfg_line_reader_test and cfg_hostile_input_test).
+#include <algorithm>
 #include <cerrno>
 #include <locale>
+#include <string_view>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "CCFGParser.h"
 #include "CaptureLog.h"
 #include "TestFiles.h"
+#include "cfg/CFGModel.h"
+#include "cfg/CFGRead.h"
 
 namespace {
 
@@ -30,6 +35,12 @@ TEST_P(ParseTable, BuildsModelAndStatus)
     CCFGParser parser(row.mode);
     EXPECT_EQ(parser.CFGParseFile(dir.Write("input.cfg", row.input)), row.status);
     EXPECT_EQ(DumpModel(parser), row.model);
+    EXPECT_EQ(capture_log::Text(), row.log);
+    // The same bytes held in memory read the same.
+    capture_log::Reset();
+    CCFGParser inMemory(row.mode);
+    EXPECT_EQ(zelconfig::CFGParseBytes(inMemory, row.input), row.status);
+    EXPECT_EQ(DumpModel(inMemory), row.model);
     EXPECT_EQ(capture_log::Text(), row.log);
 }
 
@@ -75,6 +86,70 @@ INSTANTIATE_TEST_SUITE_P(Grammar, ParseTable, testing::Values(
               "[anonymous]\n  \xEF\xBB\xBFk=v\n", ""},
     ParseCase{"ByteOrderMarkHidesComment", 0, "\xEF\xBB\xBF# c\n[Net]\nA=1\n", 0,
               "[Net]\n  A=1\n", ""}),
+    RowName());
+
+// What the reading reports for each line: its fate and where it begins, the
+// key and value as the model holds them, and the comment a header or entry
+// takes. Modes: 'b' block, 'a' anonymous, 'h' block mode reading headers only.
+struct ReportCase { const char* name; char mode; std::string input; int status; std::string reports; };
+
+using ReportTable = testing::TestWithParam<ReportCase>;
+
+// Writes each report as "FATE@OFFSET" with "key=value" and "<comment>" when set.
+struct Recorder
+{
+    std::string out;
+    std::vector<std::string> names;
+    bool ClaimBlock(std::string_view name, std::string_view)
+    {
+        if (std::find(names.begin(), names.end(), name) != names.end()) {
+            return false;
+        }
+        names.emplace_back(name);
+        return true;
+    }
+    void Report(const zelconfig::CFGReport& report)
+    {
+        static const char* const kFates[] = {"C", "O", "R", "K", "D", "I", "U", "X"};
+        out += std::string(out.empty() ? "" : " ") + kFates[static_cast<int>(report.fate)] + "@"
+               + std::to_string(report.offset);
+        if (report.line.kind == zelconfig::CFGLineKind::kEntry) {
+            out += ":" + std::string(report.key) + "=" + std::string(report.value);
+        }
+        if (!report.comment.empty()) {
+            out += "<" + std::string(report.comment) + ">";
+        }
+    }
+};
+
+TEST_P(ReportTable, EachLineWithItsFate)
+{
+    const ReportCase& row = GetParam();
+    zelconfig::CFGLineReader reader;
+    reader.OpenBytes(row.input);
+    Recorder recorder;
+    const std::locale locale;
+    zelconfig::CFGReadMode mode;
+    mode.anonymous = row.mode == 'a' ? &std::use_facet<std::ctype<char>>(locale) : nullptr;
+    mode.headersOnly = row.mode == 'h';
+    EXPECT_EQ(zelconfig::CFGRead(reader, mode, recorder), row.status);
+    EXPECT_EQ(recorder.out, row.reports);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lines, ReportTable, testing::Values(
+    ReportCase{"Kinds", 'b', "#c\n[A]\nk=v\nnone\n", 0, "C@0 O@3<#c> K@7:k=v I@11 I@16"},
+    ReportCase{"CommentsWaitPastIgnoredLines", 'b', "[A]\n#1\n\n;2\nk=v", 0,
+               "O@0 C@4 I@7 C@8 K@11:k=v<#1;2>"},
+    ReportCase{"RepeatedHeaderDropsEntriesAndComments", 'b', "[A]\n#c\n[A]\n#d\nk=1\n[B]\nj=2", 0,
+               "O@0 C@4 R@7 C@11 D@14:k=1 O@18 K@22:j=2"},
+    ReportCase{"RepeatedHeaderAnonymousKeepsEntries", 'a', "[A]\n[A]\n#d\n k = 1 \n[anonymous]\n", 0,
+               "O@0 R@4 C@8 K@11:k=1<#d> R@19 I@31"},
+    ReportCase{"StopAtUnterminatedHeader", 'b', "[A]\nk=1\n[B\nj=2\n", -1, "O@0 K@4:k=1 U@8"},
+    ReportCase{"StopAtEntryAboveHeaders", 'b', "#c\nk=1\n[A]\n", EINVAL, "C@0 X@3:k=1"},
+    ReportCase{"HeadersOnlyAfterTheFirst", 'h', "#c\n\n[A]\nk=1\n#d\n [x]\n[B]\n[A]\nk=[\n[C", -1,
+               "C@0 I@3 O@4<#c> O@20 R@24 U@32"},
+    ReportCase{"HeadersOnlyStillStopsAboveHeaders", 'h', "k=1\n[A]\n", EINVAL, "X@0:k=1"},
+    ReportCase{"HeadersOnlyLastLine", 'h', "[A]\nx=[\n[B]", 0, "O@0 O@8"}),
     RowName());
 
 TEST(Parse, UnreadablePathsReportErrorOpeningFile)

@@ -8,17 +8,6 @@ using namespace zelconfig;
 
 static_assert(sizeof(unsigned int) == 4, "m_uiAnonymousMode is a 32-bit field");
 
-void zelconfig::FreeBlockMap(CFGBlockMap* blocks)
-{
-    if (blocks == nullptr) {
-        return;
-    }
-    for (auto& entry : *blocks) {
-        delete entry.second;
-    }
-    delete blocks;
-}
-
 CCFGParser::CCFGParser() : m_uiAnonymousMode(0), m_pmCFGData(nullptr) {}
 
 CCFGParser::CCFGParser(unsigned int uiAnonymousMode)

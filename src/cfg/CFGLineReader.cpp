@@ -51,8 +51,17 @@ bool CFGLineReader::Open(const std::string& path)
         }
     }
     m_buffer.reset(new char[chunk]);
+    m_base = m_buffer.get();
     m_capacity = chunk;
     return Fill();
+}
+
+void CFGLineReader::OpenBytes(std::string_view bytes)
+{
+    // Everything is read already: no descriptor, nothing to fill or to read ahead.
+    m_base = bytes.data();
+    m_end = m_total = m_capacity = bytes.size();
+    m_eof = true;
 }
 
 bool CFGLineReader::OpenAhead(const CFGLineReader& source)
@@ -68,14 +77,17 @@ bool CFGLineReader::OpenAhead(const CFGLineReader& source)
     // Reading ahead usually stops at the next header: a modest chunk, grown
     // like any other when a line is longer.
     m_buffer.reset(new char[kAheadChunk]);
+    m_base = m_buffer.get();
     m_capacity = kAheadChunk;
     return Fill();
 }
 
 bool CFGLineReader::Next(std::string_view& line)
 {
+    // Filling keeps this: it drops handed-out bytes and counts the new ones.
+    m_lineOffset = m_total - (m_end - m_begin);
     for (;;) {
-        const char* base = m_buffer.get();
+        const char* base = m_base;
         if (m_scanned < m_end) {
             const void* feed = std::memchr(base + m_scanned, '\n', m_end - m_scanned);
             if (feed != nullptr) {
@@ -103,6 +115,34 @@ bool CFGLineReader::Next(std::string_view& line)
     }
 }
 
+bool CFGLineReader::NextStartingWith(char first, std::string_view& line)
+{
+    if (m_fd >= 0) {
+        while (Next(line)) {
+            if (!line.empty() && line.front() == first) {
+                return true;
+            }
+        }
+        return false;
+    }
+    // In memory: a byte found at a line's start begins the line wanted.
+    for (size_t at = m_begin; at < m_end;) {
+        const void* found = std::memchr(m_base + at, first, m_end - at);
+        if (found == nullptr) {
+            break;
+        }
+        at = static_cast<size_t>(static_cast<const char*>(found) - m_base);
+        if (at == m_begin || m_base[at - 1] == '\n') {
+            m_begin = m_scanned = at;
+            return Next(line);
+        }
+        ++at;
+    }
+    m_begin = m_scanned = m_end;
+    m_done = true;
+    return false;
+}
+
 bool CFGLineReader::Fill()
 {
     if (m_begin > 0) {
@@ -116,6 +156,7 @@ bool CFGLineReader::Fill()
         std::unique_ptr<char[]> larger(new char[m_capacity * 2]);
         std::memcpy(larger.get(), m_buffer.get(), m_end);
         m_buffer = std::move(larger);
+        m_base = m_buffer.get();
         m_capacity *= 2;
     }
     ssize_t count;

@@ -9,10 +9,11 @@
 
 namespace zelconfig {
 
-// Reads a file in large chunks and hands it out line by line. Lines end at
-// each line feed, which is dropped; a carriage return stays in the line. The
-// bytes after the last line feed form one more line, empty when the file ends
-// in a line feed (or is empty), so every file yields at least one line.
+// Reads a file in large chunks, or bytes already in memory, and hands them
+// out line by line. Lines end at each line feed, which is dropped; a carriage
+// return stays in the line. The bytes after the last line feed form one more
+// line, empty when the input ends in a line feed (or is empty), so every
+// input yields at least one line.
 class CFGLineReader
 {
 public:
@@ -25,6 +26,9 @@ public:
     // directory, for one): either way there is no file to read.
     bool Open(const std::string& path);
 
+    // Reads `bytes` in place, without a copy: they must outlive the reader.
+    void OpenBytes(std::string_view bytes);
+
     // Reads ahead of `source` without disturbing it: the lines from the one
     // `source` would hand out next, through positional reads of its file.
     // False when `source` is no regular file, whose bytes could be read twice.
@@ -34,15 +38,19 @@ public:
     // on a read error.
     bool Next(std::string_view& line);
 
+    // The next line that begins with `first`, skipping the others unseen:
+    // over bytes in memory one search finds it rather than a line at a time.
+    bool NextStartingWith(char first, std::string_view& line);
+
+    // Where the line Next handed out last begins, counted from the input's start.
+    size_t LineOffset() const { return m_lineOffset; }
+
     // True when reading stopped on an I/O error rather than at the end.
     bool Failed() const { return m_failed; }
 
     // The bytes read from the file but not yet handed out as lines, valid
     // until the next call of Next.
-    std::string_view Unread() const
-    {
-        return std::string_view(m_buffer.get() + m_begin, m_end - m_begin);
-    }
+    std::string_view Unread() const { return std::string_view(m_base + m_begin, m_end - m_begin); }
     // True when Unread holds everything up to the end of the file, so that
     // its last line is whole even without a line feed.
     bool HoldsRest() const { return m_eof || (m_position < 0 && m_regular && m_total >= m_fileSize); }
@@ -57,10 +65,12 @@ private:
     size_t m_total = 0;       // bytes read from the file so far
     size_t m_fileSize = 0;    // a regular file's size when it was opened
     std::unique_ptr<char[]> m_buffer;
+    const char* m_base = nullptr; // m_buffer's bytes, or the bytes read in place
     size_t m_capacity = 0;
     size_t m_begin = 0;    // first byte not yet handed out
     size_t m_scanned = 0;  // bytes before this hold no line feed
     size_t m_end = 0;      // one past the last byte read
+    size_t m_lineOffset = 0;
     bool m_eof = false;
     bool m_done = false;
     bool m_failed = false;

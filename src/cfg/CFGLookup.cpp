@@ -5,35 +5,12 @@
 #include <string_view>
 
 #include "CFGBlockMap.h"
+#include "CFGKey.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
 
 namespace {
-
-// The lookup key's block and entry names, both viewing into the key.
-struct KeyParts
-{
-    std::string_view block;
-    std::string_view entry;
-};
-
-// Splits a key at its first '.', the one separator keys have. Without one,
-// both names stay empty unless `anonymousBlock` is given, which then
-// receives the whole key as its entry.
-KeyParts SplitKey(const std::string& key, const char* anonymousBlock)
-{
-    KeyParts parts;
-    const size_t dot = key.find('.');
-    if (dot != std::string::npos) {
-        parts.block = std::string_view(key).substr(0, dot);
-        parts.entry = std::string_view(key).substr(dot + 1);
-    } else if (anonymousBlock != nullptr) {
-        parts.block = anonymousBlock;
-        parts.entry = key;
-    }
-    return parts;
-}
 
 // The block of that name, if it exists and holds entries; the map's own
 // search suffices because names are unique keys of the map.
@@ -67,7 +44,7 @@ int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
         // The names view into the key, which the values are appended to.
         return CFGGetData(std::string(strKey), strValue);
     }
-    const KeyParts parts = SplitKey(strKey, m_uiAnonymousMode != 0 ? kCFGAnonymousBlock : nullptr);
+    const CFGKeyParts parts = CFGSplitKey(strKey, m_uiAnonymousMode != 0);
     const CBlock* block = FindBlock(*m_pmCFGData, parts.block);
     if (block == nullptr) {
         return -2;
@@ -100,7 +77,7 @@ int CCFGParser::CFGSetData(const std::string& strKey, std::string strValue)
         return EINVAL;
     }
     // Unlike a lookup, a key without '.' never means the anonymous block.
-    KeyParts parts = SplitKey(strKey, nullptr);
+    CFGKeyParts parts = CFGSplitKey(strKey, false);
     CBlock* block = FindBlock(*m_pmCFGData, parts.block);
     if (block == nullptr) {
         return -2;
