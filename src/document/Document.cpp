@@ -5,11 +5,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <locale>
-#include <map>
-#include <set>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_set>
 #include <utility>
 
 // Large files are mapped where the system has mmap; elsewhere they are read.
@@ -21,7 +20,10 @@
 #endif
 
 #include "CBlock.h"
+#include "cfg/CFGKey.h"
 #include "cfg/CFGLine.h"
+#include "cfg/CFGModel.h"
+#include "cfg/CFGRead.h"
 #include "cfg/CFGSavedForm.h"
 #include "platform/FileIO.h"
 #include "platform/ZelLog.h"
@@ -31,7 +33,6 @@ namespace zelconfig {
 namespace {
 
 constexpr size_t kNone = std::string::npos;
-const char kAnonymousBlock[] = "anonymous";
 
 // One line of the text: [begin, end) without its line feed; `next` is where
 // the following line begins, kNone for the last line.
@@ -46,24 +47,6 @@ struct Splice
     size_t begin, end;
     std::string with;
 };
-
-// Block and entry names of a key, split as a lookup splits them.
-struct KeyParts
-{
-    std::string_view block, entry;
-};
-
-KeyParts SplitKey(const std::string& key, bool anonymous)
-{
-    const size_t dot = key.find('.');
-    if (dot != std::string::npos) {
-        return {std::string_view(key).substr(0, dot), std::string_view(key).substr(dot + 1)};
-    }
-    if (anonymous) {
-        return {kAnonymousBlock, key};
-    }
-    return {};
-}
 
 // A line of white space only: it ends the run of comment lines above it, which
 // then belong to nothing below.
@@ -290,9 +273,17 @@ private:
 
 struct Document::State
 {
+    // A header line, and whether its name is new there: a later header of a
+    // taken name opens no block, and its entries are lost to a reader.
+    struct Header
+    {
+        size_t at;
+        bool first;
+    };
+
     Mode mode;
     Bytes text;
-    std::vector<size_t> headers; // where the header lines begin, in file order
+    std::vector<Header> headers; // in file order
     size_t readEnd = kNone;      // lines from here on were not read (a parse stopped)
     int status = -2;             // of the last load
     bool loaded = false;         // a model exists (the file could be read)
@@ -309,6 +300,8 @@ struct Document::State
 
     bool Anonymous() const { return mode == Mode::kAnonymous; }
 
+    CFGReadMode ReadMode(bool headersOnly) const { return {Anonymous() ? ctype : nullptr, headersOnly}; }
+
     Line LineAt(size_t begin) const
     {
         const void* feed = std::memchr(text.data() + begin, '\n', text.size() - begin);
@@ -324,90 +317,97 @@ struct Document::State
         return std::string_view(text.data() + line.begin, line.end - line.begin);
     }
 
-    // Calls visit(line, classified) for each line that begins in [from, to),
-    // as long as it returns true.
+    // Whether the header that begins at `at` is the first of its name.
+    bool FirstHeaderAt(size_t at) const
+    {
+        const auto found = std::lower_bound(headers.begin(), headers.end(), at,
+                                            [](const Header& header, size_t offset) { return header.at < offset; });
+        return found != headers.end() && found->at == at && found->first;
+    }
+
+    // Calls visit(line, report) for each line that begins in [from, to), with
+    // what the reading made of it: `from` begins a header line, or the file.
     template <typename Visit>
     void Walk(size_t from, size_t to, Visit visit) const
     {
-        to = std::min(to, readEnd);
-        for (size_t at = from; at != kNone && at < to;) {
-            const Line line = LineAt(at);
-            if (!visit(line, CFGClassifyLine(View(line)))) {
-                return;
+        // The names a reading from there would have met are in the index.
+        struct Listener
+        {
+            const State& s;
+            const CFGLineReader& reader;
+            size_t from, to;
+            Visit& visit;
+            bool anonymousClaimed = false;
+            bool ClaimBlock(std::string_view, std::string_view)
+            {
+                if (s.Anonymous() && !anonymousClaimed) {
+                    return anonymousClaimed = true; // the block anonymous mode makes first
+                }
+                return s.FirstHeaderAt(from + reader.LineOffset());
             }
-            at = line.next;
+            void Report(const CFGReport& report)
+            {
+                const size_t begin = from + report.offset, end = begin + report.text.size();
+                if (begin < to) {
+                    visit(Line{begin, end, end < s.text.size() ? end + 1 : kNone}, report);
+                }
+            }
+        };
+        to = std::min(to, readEnd);
+        if (from > text.size() || from >= to) {
+            return;
         }
+        CFGLineReader reader;
+        reader.OpenBytes(std::string_view(text).substr(from, to - from));
+        Listener listener{*this, reader, from, to, visit};
+        CFGRead(reader, ReadMode(false), listener);
     }
 
-    // The text at the ends of which anonymous mode trims white space. Text
-    // that is all white space gives the empty run at its start, so that a
-    // value set there goes before a carriage return, not after it.
-    std::string_view Trim(std::string_view bytes) const
-    {
-        const std::string_view whole = bytes;
-        while (!bytes.empty() && ctype->is(std::ctype_base::space, bytes.front())) {
-            bytes.remove_prefix(1);
-        }
-        while (!bytes.empty() && ctype->is(std::ctype_base::space, bytes.back())) {
-            bytes.remove_suffix(1);
-        }
-        return bytes.empty() ? whole.substr(0, 0) : bytes;
-    }
+    bool HasSpaceAtEnds(std::string_view bytes) const { return CFGTrimAnonymous(bytes, *ctype).size() != bytes.size(); }
 
-    bool HasSpaceAtEnds(std::string_view bytes) const { return Trim(bytes).size() != bytes.size(); }
-
-    // Builds the header index: the parse's status, with the engine's
-    // messages. Once a header has been seen (at once in anonymous mode) only
-    // headers can stop the parse, so only lines that begin like one are
-    // classified, found by searching for their first byte.
+    // Builds the header index from the reading of the headers alone: the
+    // parse's status, with the engine's messages.
     int Index()
     {
-        headers.clear();
-        readEnd = kNone;
-        for (size_t at = 0; at != kNone;) {
-            if (Anonymous() || !headers.empty()) {
-                const void* open = std::memchr(text.data() + at, kCFGHeaderOpen, text.size() - at);
-                if (open == nullptr) {
+        struct Listener
+        {
+            State& s;
+            std::unordered_set<std::string_view> names;
+            int status = 0;
+            bool ClaimBlock(std::string_view name, std::string_view) { return names.insert(name).second; }
+            void Report(const CFGReport& report)
+            {
+                switch (report.fate) {
+                case CFGFate::kBlockOpened:
+                case CFGFate::kBlockRepeated:
+                    s.headers.push_back({report.offset, report.fate == CFGFate::kBlockOpened});
+                    break;
+                case CFGFate::kStopUnterminated:
+                    ZEL_LOG(kLogError, "Load", "End Tag missing");
+                    s.Stop(report.offset, "a block header has no ']'");
+                    break;
+                case CFGFate::kStopOutsideBlock:
+                    ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
+                    s.Stop(report.offset, "an entry stands above the first block header");
+                    break;
+                default:
                     break;
                 }
-                const size_t found = static_cast<size_t>(static_cast<const char*>(open) - text.data());
-                if (found > 0 && text[found - 1] != '\n') {
-                    at = found + 1; // inside a line
-                    continue;
-                }
-                at = found;
             }
-            const Line line = LineAt(at);
-            at = line.next;
-            const CFGLine classified = CFGClassifyLine(View(line));
-            switch (classified.kind) {
-            case CFGLineKind::kHeader:
-                headers.push_back(line.begin);
-                continue;
-            case CFGLineKind::kUnterminatedHeader:
-                ZEL_LOG(kLogError, "Load", "End Tag missing");
-                return Stop(line.begin, -1, "a block header has no ']'");
-            case CFGLineKind::kEntry:
-                if (Anonymous() || !headers.empty()) {
-                    continue;
-                }
-                ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
-                return Stop(line.begin, EINVAL, "an entry stands above the first block header");
-            case CFGLineKind::kComment:
-            case CFGLineKind::kIgnored:
-                continue;
-            }
-        }
-        return 0;
+        } listener{*this, {}};
+        headers.clear();
+        readEnd = kNone;
+        CFGLineReader reader;
+        reader.OpenBytes(text);
+        return CFGRead(reader, ReadMode(true), listener);
     }
 
-    // Ends the parse at the line that begins at `at`: the status, with the
-    // line's number and what is wrong with it in `error`.
-    int Stop(size_t at, int result, const char* what)
+    // Ends the parse at the line that begins at `at`, with the line's number
+    // and what is wrong with it in `error`.
+    void Stop(size_t at, const char* what)
     {
         readEnd = at;
         error = "line " + std::to_string(LineNumber(at)) + ": " + what;
-        return result;
     }
 
     // Indexes the bytes just read.
@@ -423,35 +423,33 @@ struct Document::State
 
     std::string_view HeaderName(size_t index) const
     {
-        return CFGClassifyLine(View(LineAt(headers[index]))).name;
+        return CFGClassifyLine(View(LineAt(headers[index].at))).name;
     }
 
-    // Each block name's first section (the block a lookup finds), found in
-    // one pass rather than one search per block: by name (bytewise) or in
-    // the order of the headers in the file.
+    // Each block name's first section (the block a lookup finds): by name
+    // (bytewise) or in the order of the headers in the file.
     std::vector<std::pair<std::string_view, size_t>> FirstSections(Document::Order order) const
     {
         std::vector<std::pair<std::string_view, size_t>> sections;
-        std::map<std::string_view, size_t> first;
         for (size_t i = 0; i < headers.size(); ++i) {
-            if (first.emplace(HeaderName(i), i).second && order == Document::Order::kFile) {
+            if (headers[i].first) {
                 sections.emplace_back(HeaderName(i), i);
             }
         }
         if (order == Document::Order::kSaved) {
-            sections.assign(first.begin(), first.end());
+            std::sort(sections.begin(), sections.end());
         }
         return sections;
     }
 
     // Where the section of header `index` ends.
-    size_t SectionEnd(size_t index) const { return index + 1 < headers.size() ? headers[index + 1] : kNone; }
+    size_t SectionEnd(size_t index) const { return index + 1 < headers.size() ? headers[index + 1].at : kNone; }
 
     // The first header of that name: the block a lookup finds. kNone if none.
     size_t FindSection(std::string_view name) const
     {
         for (size_t i = 0; i < headers.size(); ++i) {
-            if (HeaderName(i) == name) {
+            if (headers[i].first && HeaderName(i) == name) {
                 return i;
             }
         }
@@ -461,7 +459,7 @@ struct Document::State
     // Calls found(line, key, value) for every entry a lookup of the key's
     // names would take, key and value as the model holds them.
     template <typename Found>
-    void ForEachMatch(const KeyParts& parts, Found found) const
+    void ForEachMatch(const CFGKeyParts& parts, Found found) const
     {
         ForEachEntryOf(parts.block, [&](const Line& line, std::string_view key, std::string_view value) {
             if (key == parts.entry) {
@@ -477,27 +475,23 @@ struct Document::State
         if (!loaded) {
             return;
         }
+        size_t from = 0, to = kNone;
         if (Anonymous()) {
-            if (block != kAnonymousBlock) {
+            if (block != kCFGAnonymousBlock) {
                 return; // blocks of headers hold no entries in this mode
             }
-            Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-                if (classified.kind == CFGLineKind::kEntry) {
-                    found(line, Trim(classified.key), Trim(classified.value));
-                }
-                return true;
-            });
-            return;
-        }
-        const size_t section = FindSection(block);
-        if (section == kNone) {
-            return;
-        }
-        Walk(headers[section], SectionEnd(section), [&](const Line& line, const CFGLine& classified) {
-            if (classified.kind == CFGLineKind::kEntry) {
-                found(line, classified.key, classified.value);
+        } else {
+            const size_t section = FindSection(block);
+            if (section == kNone) {
+                return;
             }
-            return true;
+            from = headers[section].at;
+            to = SectionEnd(section);
+        }
+        Walk(from, to, [&](const Line& line, const CFGReport& report) {
+            if (report.fate == CFGFate::kEntryKept) {
+                found(line, report.key, report.value);
+            }
         });
     }
 
@@ -509,28 +503,30 @@ struct Document::State
     std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
     {
         std::vector<Line> taken, waiting;
-        Walk(from, to, [&](const Line& line, const CFGLine& classified) {
-            switch (classified.kind) {
-            case CFGLineKind::kComment:
+        Walk(from, to, [&](const Line& line, const CFGReport& report) {
+            switch (report.fate) {
+            case CFGFate::kComment:
                 waiting.push_back(line);
+                return;
+            case CFGFate::kIgnored:
+                if (!IsBlankLine(report.text)) {
+                    return;
+                }
                 break;
-            case CFGLineKind::kHeader:
-            case CFGLineKind::kEntry:
-                if (takes(classified)) {
+            case CFGFate::kBlockOpened:
+            case CFGFate::kBlockRepeated:
+            case CFGFate::kEntryKept:
+            case CFGFate::kEntryDropped:
+                if (takes(report)) {
                     taken.insert(taken.end(), waiting.begin(), waiting.end());
                     taken.push_back(line);
                 }
-                waiting.clear();
                 break;
-            case CFGLineKind::kIgnored:
-                if (IsBlankLine(View(line))) {
-                    waiting.clear();
-                }
-                break;
-            case CFGLineKind::kUnterminatedHeader:
-                break;
+            case CFGFate::kStopUnterminated:
+            case CFGFate::kStopOutsideBlock:
+                return;
             }
-            return true;
+            waiting.clear();
         });
         return taken;
     }
@@ -547,12 +543,11 @@ struct Document::State
     std::vector<Document::Lookalike> BlockLookalikes(std::string_view name) const
     {
         std::vector<Document::Lookalike> found;
-        std::set<std::string_view> seen;
-        const std::string_view wanted = Trim(name);
+        const std::string_view wanted = CFGTrimAnonymous(name, *ctype);
         for (size_t i = 0; i < headers.size(); ++i) {
             const std::string_view held = HeaderName(i);
-            if (seen.insert(held).second && held != name && Trim(held) == wanted) {
-                found.push_back({LineNumber(headers[i]), {}, 0, std::string(held)});
+            if (headers[i].first && held != name && CFGTrimAnonymous(held, *ctype) == wanted) {
+                found.push_back({LineNumber(headers[i].at), {}, 0, std::string(held)});
             }
         }
         return found;
@@ -576,6 +571,7 @@ struct Document::State
     {
         std::sort(splices.begin(), splices.end(),
                   [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        const auto before = [](const Header& header, size_t offset) { return header.at < offset; };
         for (const Splice& splice : splices) {
             if (splice.end == splice.begin && splice.with.empty()) {
                 continue;
@@ -584,10 +580,10 @@ struct Document::State
             const auto delta = static_cast<std::ptrdiff_t>(splice.with.size())
                                - static_cast<std::ptrdiff_t>(splice.end - splice.begin);
             // In order: those before stay, those inside go, those after move.
-            const auto first = std::lower_bound(headers.begin(), headers.end(), splice.begin);
-            const auto last = std::lower_bound(first, headers.end(), splice.end);
+            const auto first = std::lower_bound(headers.begin(), headers.end(), splice.begin, before);
+            const auto last = std::lower_bound(first, headers.end(), splice.end, before);
             for (auto header = last; header != headers.end(); ++header) {
-                *header = static_cast<size_t>(static_cast<std::ptrdiff_t>(*header) + delta);
+                header->at = static_cast<size_t>(static_cast<std::ptrdiff_t>(header->at) + delta);
             }
             headers.erase(first, last);
             changed = true;
@@ -618,32 +614,27 @@ struct Document::State
 
     // Inserts lines after the line `anchor` (or at the start when none).
     // `lines` hold their own line ends, the last of which, `lastEnd` bytes,
-    // is dropped when the anchor is the file's last line and has none.
-    void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd)
+    // is dropped when the anchor is the file's last line and has none. With
+    // `newBlock` the first line is the header of a block the file lacks.
+    void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd, bool newBlock)
     {
-        size_t at = 0;
+        size_t at = 0, header = 0;
         if (anchor != nullptr) {
             if (anchor->next == kNone) {
                 at = text.size();
+                header = at + 1;
                 lines.insert(0, "\n");
                 lines.resize(lines.size() - lastEnd);
             } else {
-                at = anchor->next;
+                at = header = anchor->next;
             }
-        }
-        // A header inserted here is indexed as the splice moves the others.
-        std::vector<size_t> added;
-        for (size_t line = 0; line < lines.size();) {
-            const size_t feed = lines.find('\n', line);
-            const size_t end = feed == std::string::npos ? lines.size() : feed;
-            if (CFGClassifyLine(std::string_view(lines).substr(line, end - line)).kind == CFGLineKind::kHeader) {
-                added.push_back(at + line);
-            }
-            line = end + 1;
         }
         std::vector<Splice> splices{{at, at, std::move(lines)}};
         Apply(splices);
-        headers.insert(std::upper_bound(headers.begin(), headers.end(), at), added.begin(), added.end());
+        if (newBlock) {
+            const auto after = [](size_t offset, const Header& h) { return offset < h.at; };
+            headers.insert(std::upper_bound(headers.begin(), headers.end(), header, after), Header{header, true});
+        }
     }
 
     // The engine's saved form of the model it reads from the text into
@@ -651,66 +642,18 @@ struct Document::State
     // anonymous mode a trimmed name may begin like a comment or a header.
     bool NormalisedText(std::string& out) const
     {
-        // Owns the blocks while the map holds plain pointers, as the engine's does.
-        struct Model
-        {
-            std::map<std::string, CBlock*> blocks;
-            ~Model()
-            {
-                for (auto& entry : blocks) {
-                    delete entry.second;
-                }
-            }
-        } model;
-        CBlock* anonymous = nullptr;
+        std::unique_ptr<CFGBlockMap, void (*)(CFGBlockMap*)> model(new CFGBlockMap, FreeBlockMap);
+        CFGLineReader reader;
+        reader.OpenBytes(text);
+        CFGReadModel(reader, Anonymous() ? ctype : nullptr, *model);
         if (Anonymous()) {
-            anonymous = model.blocks.emplace(kAnonymousBlock, new CBlock).first->second;
-        }
-        CBlock* current = nullptr;
-        std::string pending;
-        Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-            switch (classified.kind) {
-            case CFGLineKind::kComment:
-                pending += View(line);
-                break;
-            case CFGLineKind::kHeader: {
-                auto slot = model.blocks.emplace(std::string(classified.name), nullptr);
-                current = nullptr; // a repeated name: its entries are lost
-                if (slot.second) {
-                    slot.first->second = new CBlock;
-                    slot.first->second->m_strComment = pending;
-                    current = slot.first->second;
-                }
-                pending.clear();
-                break;
-            }
-            case CFGLineKind::kEntry: {
-                CBlock* target = Anonymous() ? anonymous : current;
-                if (target != nullptr) {
-                    CNode node;
-                    node.m_strComment = pending;
-                    node.m_strKey = Anonymous() ? std::string(Trim(classified.key)) : std::string(classified.key);
-                    node.m_strValue = Anonymous() ? std::string(Trim(classified.value)) : std::string(classified.value);
-                    target->m_vecNodes.push_back(std::move(node));
-                }
-                pending.clear();
-                break;
-            }
-            case CFGLineKind::kUnterminatedHeader:
-            case CFGLineKind::kIgnored:
-                break;
-            }
-            return true;
-        });
-            if (anonymous != nullptr) {
-            for (const CNode& node : anonymous->m_vecNodes) {
+            for (const CNode& node : model->at(kCFGAnonymousBlock)->m_vecNodes) {
                 if (!node.m_strKey.empty() && std::string_view("#;[").find(node.m_strKey.front()) != std::string_view::npos) {
                     return false;
                 }
             }
         }
-        ForEachSavedLine(model.blocks, [&out](std::string_view a, std::string_view b, std::string_view c,
-                                              std::string_view d) {
+        ForEachSavedLine(*model, [&out](std::string_view a, std::string_view b, std::string_view c, std::string_view d) {
             for (std::string_view piece : {a, b, c, d}) {
                 out.append(piece.data(), piece.size());
             }
@@ -811,7 +754,7 @@ int Document::Get(const std::string& key, std::string& value) const
     if (key.empty()) {
         return -2;
     }
-    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
     return Get(std::string(parts.block), std::string(parts.entry), value);
 }
 
@@ -821,7 +764,7 @@ int Document::Get(const std::string& block, const std::string& entry, std::strin
         return Get(std::string(block), std::string(entry), value); // the names must not grow while compared
     }
     int result = -2;
-    m_state->ForEachMatch(KeyParts{block, entry},
+    m_state->ForEachMatch(CFGKeyParts{block, entry},
                           [&](const Line&, std::string_view, std::string_view found) {
                               // The separator depends on what the caller's string holds.
                               if (!value.empty()) {
@@ -836,7 +779,7 @@ int Document::Get(const std::string& block, const std::string& entry, std::strin
 std::vector<std::string> Document::Values(const std::string& block, const std::string& entry) const
 {
     std::vector<std::string> values;
-    m_state->ForEachMatch(KeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view found) {
+    m_state->ForEachMatch(CFGKeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view found) {
         values.emplace_back(found);
     });
     return values;
@@ -868,10 +811,10 @@ std::vector<std::string> Document::BlockNames(Order order) const
     const State& s = *m_state;
     std::vector<std::string> names;
     if (s.Anonymous() && s.loaded) {
-        names.emplace_back(kAnonymousBlock); // the engine makes it before reading a line
+        names.emplace_back(kCFGAnonymousBlock); // the engine makes it before reading a line
     }
     for (const auto& section : s.FirstSections(order)) {
-        if (!s.Anonymous() || section.first != kAnonymousBlock) {
+        if (!s.Anonymous() || section.first != kCFGAnonymousBlock) {
             names.emplace_back(section.first);
         }
     }
@@ -891,18 +834,16 @@ std::vector<Document::Entry> Document::Entries(Order order) const
     const State& s = *m_state;
     std::vector<Entry> entries;
     if (s.Anonymous()) {
-        s.ForEachEntryOf(kAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
-            entries.push_back({kAnonymousBlock, std::string(name), std::string(value)});
+        s.ForEachEntryOf(kCFGAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
+            entries.push_back({kCFGAnonymousBlock, std::string(name), std::string(value)});
         });
         return entries;
     }
     for (const auto& section : s.FirstSections(order)) {
-        s.Walk(s.headers[section.second], s.SectionEnd(section.second), [&](const Line&, const CFGLine& classified) {
-            if (classified.kind == CFGLineKind::kEntry) {
-                entries.push_back({std::string(section.first), std::string(classified.key),
-                                   std::string(classified.value)});
+        s.Walk(s.headers[section.second].at, s.SectionEnd(section.second), [&](const Line&, const CFGReport& report) {
+            if (report.fate == CFGFate::kEntryKept) {
+                entries.push_back({std::string(section.first), std::string(report.key), std::string(report.value)});
             }
-            return true;
         });
     }
     return entries;
@@ -913,7 +854,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) co
     if (key.find('.') == std::string::npos) {
         return {};
     }
-    const KeyParts parts = SplitKey(key, false);
+    const CFGKeyParts parts = CFGSplitKey(key, false);
     return Lookalikes(std::string(parts.block), std::string(parts.entry));
 }
 
@@ -924,8 +865,8 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
     if (s.Anonymous() || !s.loaded) {
         return found;
     }
-    const KeyParts parts{block, entry};
-    const std::string_view wanted = s.Trim(parts.entry);
+    const CFGKeyParts parts{block, entry};
+    const std::string_view wanted = CFGTrimAnonymous(parts.entry, *s.ctype);
     const size_t first = s.FindSection(parts.block);
     if (first == kNone) {
         return s.BlockLookalikes(parts.block);
@@ -936,16 +877,15 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
         if (i != first && s.HeaderName(i) != parts.block) {
             continue;
         }
-        s.Walk(s.headers[i], s.SectionEnd(i), [&](const Line& line, const CFGLine& classified) {
-            if (classified.kind == CFGLineKind::kEntry && s.Trim(classified.key) == wanted
-                && (i != first || classified.key != parts.entry)) {
-                found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(classified.key)
+        s.Walk(s.headers[i].at, s.SectionEnd(i), [&](const Line& line, const CFGReport& report) {
+            if (report.line.kind == CFGLineKind::kEntry && CFGTrimAnonymous(report.key, *s.ctype) == wanted
+                && (i != first || report.key != parts.entry)) {
+                found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(report.key)
                                                : std::string(),
                                  0, {}});
                 at.push_back(line.begin);
-                headerAt.push_back(i == first ? kNone : s.headers[i]);
+                headerAt.push_back(i == first ? kNone : s.headers[i].at);
             }
-            return true;
         });
     }
     size_t counted = 0, number = 1;
@@ -973,16 +913,9 @@ size_t Document::UnreadEntries() const
         return 0;
     }
     size_t count = 0;
-    std::set<std::string_view> seen;
-    for (size_t i = 0; i < s.headers.size(); ++i) {
-        if (seen.insert(s.HeaderName(i)).second) {
-            continue;
-        }
-        s.Walk(s.headers[i], s.SectionEnd(i), [&](const Line&, const CFGLine& classified) {
-            count += classified.kind == CFGLineKind::kEntry ? 1 : 0;
-            return true;
-        });
-    }
+    s.Walk(0, kNone, [&](const Line&, const CFGReport& report) {
+        count += report.fate == CFGFate::kEntryDropped ? 1 : 0;
+    });
     return count;
 }
 
@@ -991,7 +924,7 @@ int Document::Set(const std::string& key, const std::string& value)
     if (key.empty()) {
         return EINVAL;
     }
-    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
     return Set(std::string(parts.block), std::string(parts.entry), value);
 }
 
@@ -1003,7 +936,7 @@ int Document::Set(const std::string& block, const std::string& entry, const std:
     }
     int result = -2;
     std::vector<Splice> splices;
-    s.ForEachMatch(KeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
+    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
         result = 0;
         if (stored != value) {
             const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
@@ -1019,7 +952,7 @@ int Document::Add(const std::string& key, const std::string& value)
     if (key.empty()) {
         return EINVAL;
     }
-    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
     return Add(std::string(parts.block), std::string(parts.entry), value);
 }
 
@@ -1029,7 +962,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     if (!s.Editable()) {
         return EINVAL;
     }
-    const KeyParts parts{block, entryName};
+    const CFGKeyParts parts{block, entryName};
     // The lines must read back as exactly this block, entry and value.
     const std::string header = "[" + std::string(parts.block) + "]";
     const CFGLine classifiedHeader = CFGClassifyLine(header);
@@ -1039,7 +972,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
         || classifiedEntry.kind != CFGLineKind::kEntry || classifiedEntry.key != parts.entry
         || header.find('\n') != std::string::npos || entry.find('\n') != std::string::npos
         || (s.Anonymous()
-            && (parts.block != kAnonymousBlock || s.HasSpaceAtEnds(parts.entry) || s.HasSpaceAtEnds(value)))) {
+            && (parts.block != kCFGAnonymousBlock || s.HasSpaceAtEnds(parts.entry) || s.HasSpaceAtEnds(value)))) {
         return EINVAL;
     }
     const std::string lineEnd = s.LineEnd(true);
@@ -1051,7 +984,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     Line anchor{};
     const size_t section = s.Anonymous() ? kNone : s.FindSection(parts.block);
     if (section != kNone) {
-        anchor = s.LineAt(s.headers[section]);
+        anchor = s.LineAt(s.headers[section].at);
         found = true;
     }
     if (section != kNone || s.Anonymous()) {
@@ -1061,20 +994,19 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
         });
     }
     if (found) {
-        s.InsertAfter(&anchor, std::move(entry), lineEnd.size());
+        s.InsertAfter(&anchor, std::move(entry), lineEnd.size(), false);
         return 0;
     }
     // A new block (in anonymous mode, the first entry) goes after the last
     // header or entry of the file, or first when there is none.
-    s.Walk(0, kNone, [&](const Line& line, const CFGLine& classified) {
-        if (classified.kind == CFGLineKind::kHeader || classified.kind == CFGLineKind::kEntry) {
+    s.Walk(0, kNone, [&](const Line& line, const CFGReport& report) {
+        if (report.line.kind == CFGLineKind::kHeader || report.line.kind == CFGLineKind::kEntry) {
             anchor = line;
             found = true;
         }
-        return true;
     });
     std::string lines = s.Anonymous() ? entry : header + s.LineEnd(false) + entry;
-    s.InsertAfter(found ? &anchor : nullptr, std::move(lines), lineEnd.size());
+    s.InsertAfter(found ? &anchor : nullptr, std::move(lines), lineEnd.size(), !s.Anonymous());
     return 0;
 }
 
@@ -1083,7 +1015,7 @@ int Document::Remove(const std::string& key)
     if (key.empty()) {
         return EINVAL;
     }
-    const KeyParts parts = SplitKey(key, m_state->Anonymous());
+    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
     return Remove(std::string(parts.block), std::string(parts.entry));
 }
 
@@ -1093,7 +1025,7 @@ int Document::Remove(const std::string& block, const std::string& entry)
     if (!s.Editable()) {
         return EINVAL;
     }
-    const KeyParts parts{block, entry};
+    const CFGKeyParts parts{block, entry};
     // The block's first section, or the whole file for "anonymous".
     size_t from = 0, to = kNone;
     if (!s.Anonymous()) {
@@ -1101,14 +1033,13 @@ int Document::Remove(const std::string& block, const std::string& entry)
         if (section == kNone) {
             return -2;
         }
-        from = s.headers[section];
+        from = s.headers[section].at;
         to = s.SectionEnd(section);
-    } else if (parts.block != kAnonymousBlock) {
+    } else if (parts.block != kCFGAnonymousBlock) {
         return -2;
     }
-    const std::vector<Line> removed = s.Owned(from, to, [&](const CFGLine& classified) {
-        return classified.kind == CFGLineKind::kEntry
-               && (s.Anonymous() ? s.Trim(classified.key) : classified.key) == parts.entry;
+    const std::vector<Line> removed = s.Owned(from, to, [&](const CFGReport& report) {
+        return report.line.kind == CFGLineKind::kEntry && report.key == parts.entry;
     });
     if (removed.empty()) {
         return -2;
@@ -1120,15 +1051,15 @@ int Document::Remove(const std::string& block, const std::string& entry)
 int Document::RemoveBlock(const std::string& name)
 {
     State& s = *m_state;
-    if (!s.Editable() || (s.Anonymous() && name == kAnonymousBlock)) {
+    if (!s.Editable() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
         return EINVAL;
     }
     // Its headers go, and in block mode the entries of their sections, each
     // with the comment lines that belong to it; every other line stays.
     bool inside = false;
-    const std::vector<Line> removed = s.Owned(0, kNone, [&](const CFGLine& classified) {
-        if (classified.kind == CFGLineKind::kHeader) {
-            inside = classified.name == name;
+    const std::vector<Line> removed = s.Owned(0, kNone, [&](const CFGReport& report) {
+        if (report.line.kind == CFGLineKind::kHeader) {
+            inside = report.line.name == name;
             return inside;
         }
         return inside && !s.Anonymous();
