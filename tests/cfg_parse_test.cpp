@@ -125,15 +125,23 @@ struct Recorder
 TEST_P(ReportTable, EachLineWithItsFate)
 {
     const ReportCase& row = GetParam();
-    zelconfig::CFGLineReader reader;
-    reader.OpenBytes(row.input);
-    Recorder recorder;
     const std::locale locale;
     zelconfig::CFGReadMode mode;
     mode.anonymous = row.mode == 'a' ? &std::use_facet<std::ctype<char>>(locale) : nullptr;
     mode.headersOnly = row.mode == 'h';
-    EXPECT_EQ(zelconfig::CFGRead(reader, mode, recorder), row.status);
-    EXPECT_EQ(recorder.out, row.reports);
+    TempDir dir;
+    const std::string path = dir.Write("r.cfg", row.input);
+    for (const bool inMemory : {true, false}) {
+        zelconfig::CFGLineReader reader;
+        if (inMemory) {
+            reader.OpenBytes(row.input);
+        } else {
+            ASSERT_TRUE(reader.Open(path));
+        }
+        Recorder recorder;
+        EXPECT_EQ(zelconfig::CFGRead(reader, mode, recorder), row.status) << inMemory;
+        EXPECT_EQ(recorder.out, row.reports) << inMemory;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, ReportTable, testing::Values(
