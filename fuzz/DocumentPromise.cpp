@@ -1,14 +1,17 @@
 #include "DocumentPromise.h"
 
 #include <algorithm>
-#include <cctype>
+#include <locale>
 #include <map>
 #include <vector>
 
 #include "CCFGParser.h"
 #include "TestFiles.h"
+#include "cfg/CFGKey.h"
 #include "cfg/CFGLine.h"
-#include "platform/FileIO.h"
+#include "cfg/CFGModel.h"
+#include "cfg/CFGRead.h"
+#include "cfg/CFGSavedForm.h"
 
 namespace docpromise {
 
@@ -18,12 +21,11 @@ using zelconfig::CFGClassifyLine;
 using zelconfig::CFGLineKind;
 using zelconfig::Document;
 
-// Parses the text with the engine, through a file as the engine needs.
-int Engine(const std::string& scratch, const std::string& text, bool anonymous, CCFGParser& parser)
+// Parses the text with the engine, as it parses a file holding it.
+int Engine(const std::string& text, bool anonymous, CCFGParser& parser)
 {
-    zelconfig::WriteFile(scratch, text);
     parser.m_uiAnonymousMode = anonymous ? 1u : 0u;
-    return parser.CFGParseFile(scratch);
+    return zelconfig::CFGParseBytes(parser, text);
 }
 
 // Lines as compared here: without the empty piece after a last line feed.
@@ -36,22 +38,17 @@ std::vector<std::string> LinesOf(const std::string& text)
     return lines;
 }
 
-bool SpaceAtEnds(const std::string& text)
+// A name or value as anonymous mode keeps it: trimmed as the engine trims,
+// by the global locale.
+std::string_view Trimmed(std::string_view text)
 {
-    return !text.empty()
-           && (std::isspace(static_cast<unsigned char>(text.front())) != 0
-               || std::isspace(static_cast<unsigned char>(text.back())) != 0);
+    return zelconfig::CFGTrimAnonymous(text, std::use_facet<std::ctype<char>>(std::locale()));
 }
 
-std::string Trimmed(std::string_view text)
+// Whether anonymous mode would trim the text, so that it cannot be set as is.
+bool SpaceAtEnds(std::string_view text)
 {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())) != 0) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0) {
-        text.remove_suffix(1);
-    }
-    return std::string(text);
+    return Trimmed(text).size() != text.size();
 }
 
 // Whether `after` is `before` with some lines left out, each of which
@@ -80,26 +77,24 @@ bool OnlyRemoved(const std::vector<std::string>& before, const std::vector<std::
 
 } // namespace
 
-std::string CheckEdit(const std::string& scratch, const std::string& text, Document::Mode mode, const Edit& edit,
-                      Outcome& outcome)
+std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& edit, Outcome& outcome)
 {
     const bool anonymous = mode == Document::Mode::kAnonymous;
     Document document(mode);
     const int parsed = document.Parse(text);
     // The engine's model of the text, edited below into the model the edit promises.
     CCFGParser engine;
-    Engine(scratch, text, anonymous, engine);
+    Engine(text, anonymous, engine);
     std::map<std::string, CBlock*>& promised = *engine.m_pmCFGData;
 
     // The key's names, split as lookups split them.
-    const size_t dot = edit.key.find('.');
-    const std::string block = dot != std::string::npos ? edit.key.substr(0, dot) : anonymous ? "anonymous" : "";
-    const std::string entry = dot != std::string::npos ? edit.key.substr(dot + 1) : anonymous ? edit.key : "";
+    const zelconfig::CFGKeyParts parts = zelconfig::CFGSplitKey(edit.key, anonymous);
+    const std::string block(parts.block), entry(parts.entry);
     const std::string& value = edit.value;
     const auto entryIs = [&](std::string_view line) {
         const auto classified = CFGClassifyLine(line);
         return classified.kind == CFGLineKind::kEntry
-               && (anonymous ? Trimmed(classified.key) : std::string(classified.key)) == entry;
+               && (anonymous ? Trimmed(classified.key) : classified.key) == entry;
     };
 
     int expected = 0;
@@ -120,7 +115,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
         if (edit.key.empty() || block.find_first_of("]\n") != std::string::npos
             || entry.find_first_of("=\n") != std::string::npos || first == '#' || first == ';' || first == '['
             || value.find('\n') != std::string::npos
-            || (anonymous && (block != "anonymous" || SpaceAtEnds(entry) || SpaceAtEnds(value)))) {
+            || (anonymous && (block != zelconfig::kCFGAnonymousBlock || SpaceAtEnds(entry) || SpaceAtEnds(value)))) {
             expected = EINVAL;
         } else {
             CBlock*& added = promised[block];
@@ -146,7 +141,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     case Op::kRemoveBlock: {
         outcome.status = document.RemoveBlock(edit.key);
         const auto found = promised.find(edit.key);
-        expected = anonymous && edit.key == "anonymous" ? EINVAL : found != promised.end() ? 0 : -2;
+        expected = anonymous && edit.key == zelconfig::kCFGAnonymousBlock ? EINVAL : found != promised.end() ? 0 : -2;
         if (expected == 0) {
             delete found->second;
             promised.erase(found);
@@ -180,7 +175,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     }
 
     CCFGParser reread;
-    if (Engine(scratch, outcome.text, anonymous, reread) != 0) {
+    if (Engine(outcome.text, anonymous, reread) != 0) {
         return "the result does not parse";
     }
     // A removal keeps the comments that are not its own; they then join the
@@ -209,7 +204,7 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
             if (before[i] != after[i]) {
                 const auto was = CFGClassifyLine(before[i]), now = CFGClassifyLine(after[i]);
                 linesKept = entryIs(before[i]) && now.kind == CFGLineKind::kEntry && now.key == was.key
-                            && (anonymous ? Trimmed(now.value) : std::string(now.value)) == value;
+                            && (anonymous ? Trimmed(now.value) : now.value) == value;
             }
         }
         break;
@@ -245,11 +240,11 @@ std::string CheckEdit(const std::string& scratch, const std::string& text, Docum
     return linesKept ? "" : "lines changed that the edit need not touch";
 }
 
-std::string CheckReads(const std::string& scratch, const std::string& text, Document::Mode mode)
+std::string CheckReads(const std::string& text, Document::Mode mode)
 {
     const bool anonymous = mode == Document::Mode::kAnonymous;
     CCFGParser engine;
-    const int status = Engine(scratch, text, anonymous, engine);
+    const int status = Engine(text, anonymous, engine);
     Document document(mode);
     if (document.Parse(text) != status) {
         return "parse status differs from the engine's " + std::to_string(status);
@@ -299,9 +294,12 @@ std::string CheckReads(const std::string& scratch, const std::string& text, Docu
         return "the blocks or entries listed in file order differ from the engine's model";
     }
     if (status == 0) {
-        const std::string saved = scratch + ".saved";
-        engine.CFGSaveData(saved);
-        const std::string bytes = ReadFile(saved);
+        // The bytes the engine's save writes for its model.
+        std::string bytes;
+        zelconfig::ForEachSavedLine(*engine.m_pmCFGData, [&bytes](std::string_view a, std::string_view b,
+                                                                  std::string_view c, std::string_view d) {
+            bytes.append(a).append(b).append(c).append(d);
+        });
         if (document.Normalise() == 0 && document.Text() != bytes) {
             return "normalised form differs from the engine's save:\n" + std::string(document.Text()) + "---\n" + bytes;
         }

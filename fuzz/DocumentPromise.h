@@ -27,14 +27,13 @@ struct Outcome
 // Parses `text` in the mode, applies the edit and checks that CCFGParser
 // reads the result as the model the edit promises, that every line the edit
 // need not touch is unchanged and in place, and that a refused edit or one
-// that changes nothing leaves the bytes alone. `scratch` is a file the engine
-// may read. Returns what broke, or an empty string.
-std::string CheckEdit(const std::string& scratch, const std::string& text, zelconfig::Document::Mode mode,
-                      const Edit& edit, Outcome& outcome);
+// that changes nothing leaves the bytes alone. Returns what broke, or an
+// empty string.
+std::string CheckEdit(const std::string& text, zelconfig::Document::Mode mode, const Edit& edit, Outcome& outcome);
 
 // Checks that the document reads `text` as the engine does: the parse's
 // status, every key's value (and keys of no entry), the normalised form.
-std::string CheckReads(const std::string& scratch, const std::string& text, zelconfig::Document::Mode mode);
+std::string CheckReads(const std::string& text, zelconfig::Document::Mode mode);
 
 } // namespace docpromise
 

@@ -3,6 +3,7 @@
 // edit of a key the file holds or of a new one.
 #include "DocumentPromise.h"
 #include "FuzzSupport.h"
+#include "cfg/CFGLine.h"
 
 namespace {
 
@@ -16,12 +17,12 @@ std::vector<std::string> Names(const std::string& text)
     std::vector<std::string> names;
     std::string block;
     for (const std::string& line : Lines(text, 64)) {
-        const size_t close = line.find(']');
-        if (!line.empty() && line[0] == '[' && close != std::string::npos) {
-            block = line.substr(1, close - 1);
+        const zelconfig::CFGLine classified = zelconfig::CFGClassifyLine(line);
+        if (classified.kind == zelconfig::CFGLineKind::kHeader) {
+            block = classified.name;
             names.push_back(block);
-        } else if (line.find('=') != std::string::npos && (line.empty() || line.find_first_of("#;") != 0)) {
-            names.push_back(block + "." + line.substr(0, line.find('=')));
+        } else if (classified.kind == zelconfig::CFGLineKind::kEntry) {
+            names.push_back(block + "." + std::string(classified.key));
         }
     }
     return names;
@@ -37,9 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const unsigned choice = data[0], pick = data[1];
     const std::string text(reinterpret_cast<const char*>(data) + 2, size - 2);
     const Document::Mode mode = (choice & 1) != 0 ? Document::Mode::kAnonymous : Document::Mode::kBlock;
-    const std::string scratch = fuzz::ScratchPath("document.cfg");
-
-    const std::string reads = docpromise::CheckReads(scratch, text, mode);
+    const std::string reads = docpromise::CheckReads(text, mode);
     FUZZ_REQUIRE(reads.empty(), reads);
 
     static const char* const kValues[] = {"", "v", "x y", " pad ", "a=b", "tail\r", "two\nlines"};
@@ -59,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         edit.key = (pick & 1) != 0 ? "anonymous.new" : "New.key";
     }
     docpromise::Outcome outcome;
-    const std::string broken = docpromise::CheckEdit(scratch, text, mode, edit, outcome);
+    const std::string broken = docpromise::CheckEdit(text, mode, edit, outcome);
     FUZZ_REQUIRE(broken.empty(), broken + "\nkey '" + edit.key + "' value '" + edit.value + "' op "
                                      + std::to_string(static_cast<int>(edit.op)) + "\nresult:\n" + outcome.text);
     return 0;

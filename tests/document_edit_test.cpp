@@ -59,11 +59,8 @@ using EditTable = testing::TestWithParam<EditRow>;
 TEST_P(EditTable, KeepsItsPromise)
 {
     const EditRow& row = GetParam();
-    TempDir dir;
     docpromise::Outcome outcome;
-    EXPECT_EQ(docpromise::CheckEdit(dir.Path() + "/scratch.cfg", row.input, row.mode, {row.op, row.key, row.value},
-                                    outcome),
-              "");
+    EXPECT_EQ(docpromise::CheckEdit(row.input, row.mode, {row.op, row.key, row.value}, outcome), "");
     EXPECT_EQ(outcome.status, row.status);
     EXPECT_EQ(outcome.text, row.output);
 }

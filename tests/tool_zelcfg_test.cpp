@@ -240,6 +240,10 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     ToolCase{"LintBlockNameWithBlanks", "a.cfg", "[ s ]\na=1\n[ s ]\nb=2\n", {"lint", "a.cfg"}, 1,
              "a.cfg:1: blanks around the block name are part of it: the library's block name is ' s '\n"
              "a.cfg:3: block header repeats line 1: its 1 entry is lost\n", ""},
+    // Anonymous mode's block exists before any header: "[anonymous]" repeats it and loses its comment.
+    ToolCase{"LintAnonymousHeaderRepeatsItsBlock", "a.cksum", "# a\n# b\n[anonymous]\n# c\n# d\nk=v\n",
+             {"lint", "a.cksum"}, 1, "a.cksum:4: comment lines 4-5 are joined into one line, without separators, "
+             "when saved\n", ""},
     ToolCase{"LintDiffNothingToNormalise", "a.cfg", "[A]\nk=v\n", {"lint", "--diff", "a.cfg"}, 0, "", ""},
     ToolCase{"LintDiffRefusedAfterParseError", "a.cfg", "[A\n", {"lint", "--diff", "a.cfg"}, 2,
              "a.cfg:1: block header without ']': reading stops here and the rest of the file is lost\n",

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <iostream>
+#include <locale>
 #include <new>
 
 #include "Input.h"
@@ -8,7 +9,10 @@
 #include "XmlCommands.h"
 #include "ZelConfigDocument.h"
 #include "Zelcfg.h"
+#include "cfg/CFGBlockMap.h"
+#include "cfg/CFGKey.h"
 #include "cfg/CFGLine.h"
+#include "cfg/CFGRead.h"
 #include "frontend/Backend.h"
 #include "platform/FileIO.h"
 #include "platform/ZelLog.h"
@@ -21,10 +25,9 @@ namespace zelcfg {
 
 using zelconfig::Backend;
 using zelconfig::Document;
+using zelconfig::kCFGAnonymousBlock;
 
 namespace {
-
-const char kAnonymousBlock[] = "anonymous";
 
 const char kCannotNormalise[] = "the normalised form would not read back: in anonymous mode an entry name "
                                 "begins with '#', ';' or '[' once trimmed";
@@ -125,11 +128,8 @@ EntryName NameOf(const Invocation& invocation, bool apart, bool anonymous)
         return {operands[1], operands[2], Shown(operands[1], operands[2])};
     }
     const std::string& key = operands[1];
-    const size_t dot = key.find('.');
-    if (dot != std::string::npos) {
-        return {key.substr(0, dot), key.substr(dot + 1), key};
-    }
-    return {anonymous ? kAnonymousBlock : "", anonymous ? key : "", key};
+    const zelconfig::CFGKeyParts parts = zelconfig::CFGSplitKey(key, anonymous);
+    return {std::string(parts.block), std::string(parts.entry), key};
 }
 
 // How to name an entry on the command line, quoted: as a KEY, or as BLOCK and
@@ -265,8 +265,12 @@ bool Editable(const EntryName& name, const std::string& value, bool anonymous, s
         return false;
     }
     if (anonymous) {
-        const auto spaceAtEnds = [](const std::string& s) { return TrimAsAnonymous(s).size() != s.size(); };
-        if (name.block != kAnonymousBlock) {
+        // The tool leaves the global locale classic, whose facet the engine trims with.
+        const std::ctype<char>& ctype = std::use_facet<std::ctype<char>>(std::locale());
+        const auto spaceAtEnds = [&ctype](const std::string& s) {
+            return zelconfig::CFGTrimAnonymous(s, ctype).size() != s.size();
+        };
+        if (name.block != kCFGAnonymousBlock) {
             error = "in anonymous mode every entry is in the block \"anonymous\"";
             return false;
         }

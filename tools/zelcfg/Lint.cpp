@@ -1,16 +1,19 @@
 #include "Lint.h"
 
 #include <algorithm>
+#include <locale>
 #include <map>
 
 #include "TypedValues.h"
-#include "cfg/CFGLine.h"
+#include "cfg/CFGLineReader.h"
+#include "cfg/CFGRead.h"
 
 namespace zelcfg {
 
-using zelconfig::CFGClassifyLine;
+using zelconfig::CFGFate;
 using zelconfig::CFGLine;
 using zelconfig::CFGLineKind;
+using zelconfig::CFGReport;
 
 namespace {
 
@@ -35,6 +38,19 @@ bool BlankAtAnEnd(std::string_view text)
     return !text.empty() && (IsBlank(text.front()) || IsBlank(text.back()));
 }
 
+// The facet the engine trims anonymous-mode names and values with: the
+// global locale's, which the tool leaves classic.
+const std::ctype<char>& Ctype()
+{
+    return std::use_facet<std::ctype<char>>(std::locale());
+}
+
+// The text without the white space that anonymous mode trims.
+std::string_view Trimmed(std::string_view text)
+{
+    return zelconfig::CFGTrimAnonymous(text, Ctype());
+}
+
 // The text without one carriage return at its end.
 std::string_view WithoutCr(std::string_view text)
 {
@@ -47,43 +63,58 @@ std::string Quoted(std::string_view text)
     return "'" + std::string(text) + "'";
 }
 
-// Walks the lines as the parser does and notes what it would lose.
+// Listens to the engine's reading of the text and notes what it loses or
+// changes: the engine decides, lint words it.
 class Linter
 {
 public:
     Linter(bool anonymous, ValueType type) : m_anonymous(anonymous), m_type(type) {}
 
-    // False when the parser would stop at this line.
-    bool Line(size_t number, std::string_view text)
+    // The engine's question whether a header's name is new; each name's
+    // first header line is kept for the repeats' messages.
+    bool ClaimBlock(std::string_view name, std::string_view /*comment*/)
     {
-        const CFGLine line = CFGClassifyLine(text);
-        CheckIndent(number, text, line);
-        switch (line.kind) {
-        case CFGLineKind::kComment:
+        return m_headers.emplace(std::string(name), m_line + 1).second;
+    }
+
+    // Every line is reported, in order, so the reports count the lines.
+    void Report(const CFGReport& report)
+    {
+        const size_t number = ++m_line;
+        CheckIndent(number, report);
+        switch (report.fate) {
+        case CFGFate::kComment:
             if (m_commentLines++ == 0) {
                 m_commentFirst = number;
             }
             m_commentLast = number;
-            return true;
-        case CFGLineKind::kUnterminatedHeader:
+            return;
+        case CFGFate::kStopUnterminated:
             Add(number, "block header without ']': reading stops here and the rest of the file is lost");
-            m_commentLines = 0;
-            return false;
-        case CFGLineKind::kHeader:
-            Header(number, text, line.name);
-            return true;
-        case CFGLineKind::kEntry:
-            return Entry(number, line);
-        case CFGLineKind::kIgnored:
-            if (!m_indentReported && TrimAsAnonymous(text).size() > 0) {
+            break;
+        case CFGFate::kStopOutsideBlock:
+            Add(number, "entry above the first block header: reading stops here and the rest of the file is lost");
+            break;
+        case CFGFate::kBlockOpened:
+        case CFGFate::kBlockRepeated:
+            Header(number, report);
+            break;
+        case CFGFate::kEntryKept:
+            Entry(number, report);
+            break;
+        case CFGFate::kEntryDropped:
+            ++m_repeatEntries;
+            break;
+        case CFGFate::kIgnored:
+            if (!m_indentReported && !Trimmed(report.text).empty()) {
                 Add(number, "line without '=': it is ignored and a save drops it");
             }
-            return true;
+            return;
         }
-        return true;
+        TakeComment(report);
     }
 
-    // The end of the file: what is still open is settled.
+    // The end of the reading: what is still open is settled.
     std::vector<LintFinding> Finish()
     {
         EndRepeatedBlock();
@@ -101,8 +132,9 @@ public:
 
 private:
     // A header or a comment marker behind blanks is not what it looks like.
-    void CheckIndent(size_t number, std::string_view text, const CFGLine& line)
+    void CheckIndent(size_t number, const CFGReport& report)
     {
+        const std::string_view text = report.text;
         m_indentReported = false;
         if (text.empty() || !IsBlank(text.front())) {
             return;
@@ -113,47 +145,48 @@ private:
         }
         const std::string what = text[first] == '[' ? "indented block header" : "indented comment";
         Add(number, what + ": only a line's first byte counts, so it is "
-                        + (line.kind == CFGLineKind::kEntry ? "read as an entry" : "ignored"));
+                        + (report.line.kind == CFGLineKind::kEntry ? "read as an entry" : "ignored"));
         m_indentReported = true;
     }
 
-    // Comment lines waiting for a header or entry are joined into one line on save.
-    void TakeComment(bool kept)
+    // The pending comment lines go with the line that ended them: those a
+    // header or entry takes are joined into one line on save; the others
+    // are lost with it (or with the rest of the file).
+    void TakeComment(const CFGReport& report)
     {
-        if (kept && m_commentLines > 1) {
+        if (!report.comment.empty() && m_commentLines > 1) {
             Add(m_commentFirst, "comment " + LineRange(m_commentFirst, m_commentLast)
                                     + " are joined into one line, without separators, when saved");
         }
         m_commentLines = 0;
     }
 
-    void Header(size_t number, std::string_view text, std::string_view name)
+    void Header(size_t number, const CFGReport& report)
     {
         EndRepeatedBlock();
-        m_sawHeader = true;
-        const auto inserted = m_headers.emplace(std::string(name), number);
+        const std::string_view name = report.line.name;
+        const bool opened = report.fate == CFGFate::kBlockOpened;
         // In anonymous mode the entries never go to the header's block anyway.
-        if (!inserted.second && !m_anonymous) {
+        if (!opened && !m_anonymous) {
             m_repeatLine = number;
-            m_repeatFirst = inserted.first->second;
+            m_repeatFirst = m_headers.find(std::string(name))->second;
             m_repeatEntries = 0;
         }
         m_block = name;
         // Blanks and a line end after the ']' are harmless; other text is not.
-        const std::string_view rest = WithoutCr(text.substr(name.size() + 2));
-        if (!TrimAsAnonymous(rest).empty()) {
+        const std::string_view rest = WithoutCr(report.text.substr(name.size() + 2));
+        if (!Trimmed(rest).empty()) {
             Add(number, "text after the block name's first ']': the library's block name is " + Quoted(name)
                             + ", and the rest of the line, " + Quoted(rest) + ", is ignored and a save drops it");
         }
-        if (inserted.second && !m_anonymous && TrimAsAnonymous(name).size() != name.size()) {
+        if (opened && !m_anonymous && Trimmed(name).size() != name.size()) {
             Add(number, "blanks around the block name are part of it: the library's block name is " + Quoted(name));
         }
-        if (inserted.second && !m_anonymous && name.find('.') != std::string_view::npos) {
+        if (opened && !m_anonymous && name.find('.') != std::string_view::npos) {
             Add(number, "block name " + Quoted(name) + " holds '.': keys split at the first '.', so no "
                             "BLOCK.ENTRY key reaches its entries, but zelcfg get FILE " + Quoted(name)
                             + " ENTRY does");
         }
-        TakeComment(inserted.second);
     }
 
     // How messages name an entry: by the key that reads it, or, in a block
@@ -192,32 +225,22 @@ private:
         }
     }
 
-    bool Entry(size_t number, const CFGLine& line)
+    // An entry the model keeps, under the name and with the value the
+    // engine gives it.
+    void Entry(size_t number, const CFGReport& report)
     {
-        if (!m_anonymous && !m_sawHeader) {
-            Add(number, "entry above the first block header: reading stops here and the rest of the file is lost");
-            m_commentLines = 0;
-            return false;
-        }
-        if (m_repeatLine != 0) {
-            ++m_repeatEntries;
-            TakeComment(false);
-            return true;
-        }
-        TakeComment(true);
         if (!m_anonymous) {
-            CheckBlanks(number, line);
+            CheckBlanks(number, report.line);
         }
-        const std::string_view value = m_anonymous ? TrimAsAnonymous(line.value) : line.value;
+        const std::string_view value = report.value;
         if (value.find('\r') != std::string_view::npos) {
             Add(number, value.back() == '\r' ? "carriage return kept at the end of the value"
                                              : "carriage return kept in the value");
         }
         // Anonymous mode has one block; block mode the current header's.
-        const std::string_view name = m_anonymous ? TrimAsAnonymous(line.key) : line.key;
-        const auto first = m_keys[m_anonymous ? std::string() : m_block].emplace(std::string(name), number);
+        const auto first = m_keys[m_anonymous ? std::string() : m_block].emplace(std::string(report.key), number);
         if (!first.second) {
-            Add(number, "entry " + EntryShown(name) + " is also on line " + std::to_string(first.first->second)
+            Add(number, "entry " + EntryShown(report.key) + " is also on line " + std::to_string(first.first->second)
                             + ": reads join the values with a line feed, and a set changes all of them");
         }
         if (m_type != ValueType::kString) {
@@ -226,7 +249,6 @@ private:
                 Add(number, std::string("--type ") + TypeName(m_type) + ": " + partly);
             }
         }
-        return true;
     }
 
     void EndRepeatedBlock()
@@ -242,29 +264,17 @@ private:
     bool m_anonymous;
     ValueType m_type;
     std::vector<LintFinding> m_findings;
+    size_t m_line = 0;                       // lines reported so far
     std::map<std::string, size_t> m_headers; // name -> line of its first header
     std::string m_block;                     // the name of the last header
     // block -> entry name -> line of its first entry (first sections only)
     std::map<std::string, std::map<std::string, size_t>> m_keys;
-    bool m_sawHeader = false;
     bool m_indentReported = false;
     size_t m_commentLines = 0, m_commentFirst = 0, m_commentLast = 0;
     size_t m_repeatLine = 0, m_repeatFirst = 0, m_repeatEntries = 0; // a repeated header's block
 };
 
 } // namespace
-
-std::string_view TrimAsAnonymous(std::string_view text)
-{
-    const auto space = [](char c) { return IsBlank(c) || c == '\n' || c == '\v' || c == '\f' || c == '\r'; };
-    while (!text.empty() && space(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && space(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
 
 std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous, ValueType type)
 {
@@ -273,19 +283,11 @@ std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous, ValueTyp
         linter.Add(1, "byte-order mark: its three bytes start the first line, which is therefore no "
                       "header or comment");
     }
-    size_t number = 0;
-    size_t start = 0;
-    // Lines end at line feeds only; an empty piece after the last one is no line.
-    while (start < text.size()) {
-        size_t end = text.find('\n', start);
-        if (end == std::string_view::npos) {
-            end = text.size();
-        }
-        if (!linter.Line(++number, text.substr(start, end - start))) {
-            break;
-        }
-        start = end + 1;
-    }
+    zelconfig::CFGLineReader reader;
+    reader.OpenBytes(text);
+    zelconfig::CFGReadMode mode;
+    mode.anonymous = anonymous ? &Ctype() : nullptr;
+    zelconfig::CFGRead(reader, mode, linter);
     return linter.Finish();
 }
 

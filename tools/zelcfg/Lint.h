@@ -17,13 +17,9 @@ struct LintFinding
     std::string message;
 };
 
-// A key or value as anonymous mode stores it: without the white space at its
-// ends, as the classic locale (the tool's own) classes it.
-std::string_view TrimAsAnonymous(std::string_view text);
-
 // What reading (and saving) the text would drop or change, in line order.
-// Lines are classified by the engine's own classifier; `anonymous` selects
-// the rules of anonymous mode. A `type` other than string also reports the
+// The engine's own reading decides what each line is and what becomes of
+// it; `anonymous` selects the rules of anonymous mode. A `type` other than string also reports the
 // values that its typed getter would read only partly.
 std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous, ValueType type = ValueType::kString);
 
