@@ -180,8 +180,16 @@ private:
     const ParentInfo& InfoOf(pugi::xml_node parent) const;
     std::string TextOf(pugi::xml_node element) const;
     size_t OffsetOf(const char* p) const { return static_cast<size_t>(p - m_buffer.get()); }
+    bool Inside(const char* p) const { return p >= m_buffer.get() && p < m_buffer.get() + m_size; }
+    // A changed value as edits of the file's bytes, made by one of the three below.
     bool EditsOf(std::string_view original, const void* target, const Change& change,
                  std::vector<Edit>& edits) const;
+    bool AttributeEdits(std::string_view original, pugi::xml_attribute attribute, const std::string& value,
+                        std::vector<Edit>& edits) const;
+    bool TextEdits(std::string_view original, pugi::xml_node element, const std::string& value,
+                   std::vector<Edit>& edits) const;
+    bool InsertEdits(std::string_view original, pugi::xml_node element, const std::string& value,
+                     std::vector<Edit>& edits) const;
     static bool SplitKey(std::string_view key, KeyStyle style, std::string& scratch, std::vector<KeyPart>& parts,
                          std::string* why);
     template <class Visit>

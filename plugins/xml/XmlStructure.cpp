@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "XmlDocument.h"
-#include "XmlEscape.h"
+#include "XmlText.h"
 #include "XmlLayout.h"
 
 namespace zelconfig::xml {
@@ -15,12 +15,6 @@ namespace zelconfig::xml {
 namespace {
 
 using layout::kNone;
-
-// Character data of either form: what an element's value is made of.
-bool IsText(pugi::xml_node node)
-{
-    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
 
 // A name a new element or attribute may take: letters, digits and "_:-."
 // (no digit, '-' or '.' first) in ASCII, and any byte beyond it (UTF-8).
@@ -42,17 +36,6 @@ pugi::xml_node LastElementChild(pugi::xml_node parent)
         child = child.previous_sibling();
     }
     return child;
-}
-
-// Whether an element holds text that a new child element would join.
-bool HoldsText(pugi::xml_node element)
-{
-    for (pugi::xml_node child : element.children()) {
-        if (IsText(child)) {
-            return true;
-        }
-    }
-    return false;
 }
 
 // One step of the file's indentation: how much deeper the first child that
