@@ -365,7 +365,6 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         return -1;
     }
     m_index.clear();
-    std::fill(std::begin(m_recent), std::end(m_recent), Recent());
     m_changed.clear();
     m_structure.clear();
     m_root = doc->document_element();
@@ -382,17 +381,11 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
 template <class Visit>
 void XmlDocument::ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const
 {
-    // A few recently used parents (the root above all) skip the table's hash.
-    const void* const key = parent.internal_object();
-    Recent& recent = m_recent[(reinterpret_cast<uintptr_t>(key) >> 5) % kRecent];
-    if (recent.parent != key) {
-        recent.parent = key;
-        recent.info = &InfoOf(parent);
-    }
-    const ChildIndex* const index = recent.info->index.get();
+    const ParentInfo& info = InfoOf(parent);
+    const ChildIndex* const index = info.index.get();
     if (index == nullptr) {
         pugi::xml_node child = FirstChildElement(parent, name.data());
-        if (recent.info->unique) {
+        if (info.unique) {
             if (child) {
                 visit(child); // no sibling has the same name
             }

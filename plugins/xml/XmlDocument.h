@@ -2,7 +2,6 @@
 #define ZELCONFIG_PLUGINS_XML_XMLDOCUMENT_H
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -221,13 +220,6 @@ private:
     mutable std::vector<pugi::xml_node> m_level, m_next;
     // What each parent a key went through is like, made on first use.
     mutable std::unordered_map<const void*, ParentInfo> m_index;
-    struct Recent
-    {
-        const void* parent = nullptr;
-        const ParentInfo* info = nullptr;
-    };
-    static constexpr size_t kRecent = 64;
-    mutable Recent m_recent[kRecent];
     // The file the tree was parsed from: a save reads it again, and refuses
     // when it no longer parses into the same tree at the same offsets.
     std::string m_source;
