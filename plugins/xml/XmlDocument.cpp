@@ -108,12 +108,23 @@ void LocateInFile(int fd, size_t size, XmlError& error)
     position.Into(error);
 }
 
-// Reads what a descriptor holds from its position into a buffer of its own;
+// A copy of bytes in a buffer of its own, for a parse in place to change;
+// null when memory runs out.
+char* CopyOf(const char* data, size_t size)
+{
+    char* const copy = static_cast<char*>(std::malloc(size > 0 ? size : 1));
+    if (copy != nullptr && size > 0) {
+        std::memcpy(copy, data, size);
+    }
+    return copy;
+}
+
+// Reads the whole file a descriptor is open on into a buffer of its own;
 // 0, -2 or 22.
 int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
 {
     struct stat info {};
-    if (::fstat(fd, &info) != 0) {
+    if (::lseek(fd, 0, SEEK_SET) != 0 || ::fstat(fd, &info) != 0) {
         error = std::strerror(errno);
         return -2;
     }
@@ -266,12 +277,7 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
 {
     std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
     size_t size = 0;
-    int status = -2;
-    if (::lseek(file.Descriptor(), 0, SEEK_SET) == 0) {
-        status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
-    } else {
-        error.description = std::strerror(errno);
-    }
+    int status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
     if (status == 0) {
         status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
     }
@@ -286,13 +292,10 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
 
 int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
 {
-    std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    std::unique_ptr<char, Buffer> buffer(CopyOf(data, size));
     if (!buffer) {
         error.description = "out of memory";
         return 22;
-    }
-    if (size > 0) {
-        std::memcpy(buffer.get(), data, size);
     }
     m_hasSource = false;
     const int status = Adopt(std::move(buffer), size, error);
@@ -327,15 +330,9 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     // Only a file with a suspect '&' pays for a second look, at a copy as
     // it stands: the parse below decodes in place. (A suspect may stand in a
     // comment, a CDATA section or the document type, where it is harmless.)
-    std::unique_ptr<char, Buffer> raw;
     const char* why = nullptr;
     const bool suspect = doc && FindBadReference(buffer.get(), buffer.get() + size, why) != nullptr;
-    if (suspect) {
-        raw.reset(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
-        if (raw && size > 0) {
-            std::memcpy(raw.get(), buffer.get(), size);
-        }
-    }
+    const std::unique_ptr<char, Buffer> raw(suspect ? CopyOf(buffer.get(), size) : nullptr);
     if (!doc || (suspect && !raw)) {
         error.description = "out of memory";
         return 22;
@@ -973,27 +970,18 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
     char* real = ::realpath(m_source.c_str(), nullptr);
     const bool sameFile = real != nullptr && file.Path() == real;
     std::free(real);
-    int read = -2;
-    if (!sameFile) {
-        read = ReadWhole(m_source, original, size, error.description);
-    } else if (::lseek(file.Descriptor(), 0, SEEK_SET) == 0) {
-        read = ReadDescriptor(file.Descriptor(), original, size, error.description);
-    } else {
-        error.description = std::strerror(errno);
-    }
+    const int read = sameFile ? ReadDescriptor(file.Descriptor(), original, size, error.description)
+                              : ReadWhole(m_source, original, size, error.description);
     if (read != 0) {
         error.description = m_source + ": " + error.description;
         return -2;
     }
     // The file again, parsed in a copy: the original bytes are spliced below.
-    std::unique_ptr<char, Buffer> copy(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    std::unique_ptr<char, Buffer> copy(CopyOf(original.get(), size));
     pugi::xml_document now;
     if (!copy) {
         error.description = "out of memory";
         return -2;
-    }
-    if (size > 0) {
-        std::memcpy(copy.get(), original.get(), size);
     }
     std::string text;
     if (!now.load_buffer_inplace(copy.get(), size, kParseOptions, pugi::encoding_utf8)
@@ -1011,14 +999,11 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
     // the file be left part written, later saves refuse.
     m_hasSource = false;
     if (replaced == zelconfig::kReplaceDone || replaced == zelconfig::kReplaceNotFlushed) {
-        std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(text.size() + 1)));
+        std::unique_ptr<char, Buffer> buffer(CopyOf(text.data(), text.size()));
         XmlError ignored;
-        if (buffer) {
-            std::memcpy(buffer.get(), text.data(), text.size());
-            if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
-                m_source = file.Path();
-                m_hasSource = true;
-            }
+        if (buffer && Adopt(std::move(buffer), text.size(), ignored) == 0) {
+            m_source = file.Path();
+            m_hasSource = true;
         }
     } else if (replaced == zelconfig::kReplaceUntouched) {
         m_hasSource = true; // the file and the tree still agree

@@ -223,7 +223,7 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
         if (close == kNone) {
             return false;
         }
-        while (from > 0 && std::strchr(" \t\r\n", original[from - 1]) != nullptr) {
+        while (from > 0 && IsBlank(original[from - 1])) {
             --from;
         }
         edits.push_back(Edit{from, close + 1, std::string(), true});
