@@ -157,6 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Layout, SaveTable, testing::Values(
     SaveCase{"MixedKeepsFirst", "<r><a>x<!--c-->y<b/>z</a></r>", "a", "1", 0, "<r><a>1<!--c--><b/></a></r>"},
     SaveCase{"CdataKept", "<r><a><![CDATA[old]]></a></r>", "a", "<n>", 0, "<r><a><![CDATA[<n>]]></a></r>"},
     SaveCase{"CdataEnd", "<r><a><![CDATA[old]]></a></r>", "a", "]]>", 0, "<r><a>]]&gt;</a></r>"},
+    SaveCase{"CdataEndTakesBlanks", "<r><a>\n  <![CDATA[old]]>\n</a></r>", "a", "]]>", 0, "<r><a>]]&gt;</a></r>"},
     SaveCase{"InstructionOfTheSameName", "<r><?a x?><a/></r>", "a", "1", 0, "<r><?a x?><a>1</a></r>"},
     SaveCase{"MissingKeyAddsNothing", "<r><a>1</a></r>", "b", "1", -2, "<r><a>1</a></r>"},
     SaveCase{"NulRefused", "<r><a>1</a></r>", "a", std::string("x\0y", 3), 7, "<r><a>1</a></r>"},
