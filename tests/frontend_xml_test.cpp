@@ -234,6 +234,34 @@ TEST(XmlWriter, SaveFailuresLeaveTheFile)
     EXPECT_NE(::access(path.c_str(), F_OK), 0);
 }
 
+// Rewritten behind the writer's back with every name at the same offset: only
+// the tree's shape tells the files apart.
+struct ChangedCase
+{
+    const char* name;
+    std::string loaded, now;
+};
+using ChangedTable = testing::TestWithParam<ChangedCase>;
+
+TEST_P(ChangedTable, SaveRefusesAnotherTree)
+{
+    const ChangedCase& row = GetParam();
+    TempDir dir;
+    const std::string path = dir.Write("a.xml", row.loaded);
+    CZelConfigWriter writer(path);
+    ASSERT_EQ(writer.Set("a.b", 1), 0);
+    dir.Write("a.xml", row.now);
+    capture_log::Reset(1u << 9);
+    EXPECT_EQ(writer.Save(), -2);
+    EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": " + path + " changed since it was loaded\n");
+    EXPECT_EQ(ReadFile(path), row.now);
+}
+
+INSTANTIATE_TEST_SUITE_P(SameOffsets, ChangedTable, testing::Values(
+    ChangedCase{"SiblingBecameChild", "<r><a><b/></a><c/>    </r>", "<r><a><b/>    <c/></a></r>"},
+    ChangedCase{"ChildBecameSibling", "<r><a><b/>    <c/></a></r>", "<r><a><b/></a><c/>    </r>"}),
+    RowName());
+
 // A member of the file's group saves, but cannot take root's file over.
 TEST(XmlWriter, KeepsTheOwnerOrRefuses)
 {

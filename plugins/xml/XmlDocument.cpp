@@ -210,32 +210,15 @@ bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_do
         }
         return !p && !q;
     };
-    pugi::xml_node x = a, y = b;
-    for (;;) {
-        if (!sameNode(x, y) || !x.first_child() != !y.first_child()) {
+    // Nodes that agree in whether they have a first child and a next sibling
+    // keep both walks in step.
+    for (pugi::xml_node x = a, y = b; x || y; x = NextInOrder(x, a), y = NextInOrder(y, b)) {
+        if (!x || !y || !sameNode(x, y) || !x.first_child() != !y.first_child()
+            || !x.next_sibling() != !y.next_sibling()) {
             return false;
         }
-        if (x.first_child()) {
-            x = x.first_child();
-            y = y.first_child();
-            continue;
-        }
-        for (;;) {
-            if (x == a) {
-                return true;
-            }
-            if (!x.next_sibling() != !y.next_sibling()) {
-                return false;
-            }
-            if (x.next_sibling()) {
-                x = x.next_sibling();
-                y = y.next_sibling();
-                break;
-            }
-            x = x.parent();
-            y = y.parent();
-        }
     }
+    return true;
 }
 
 } // namespace

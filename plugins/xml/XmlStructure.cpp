@@ -43,9 +43,8 @@ pugi::xml_node LastElementChild(pugi::xml_node parent)
 // without one.
 std::string_view StepOf(std::string_view text, pugi::xml_node root, const char* base)
 {
-    // Depth first, without recursion: a deep file must not exhaust the stack.
-    for (pugi::xml_node node = root; node;) {
-        const pugi::xml_node child = node.type() == pugi::node_element ? node.first_child() : pugi::xml_node();
+    for (pugi::xml_node node = root; node; node = NextInOrder(node, root)) {
+        const pugi::xml_node child = node.first_child();
         if (child.type() == pugi::node_element) {
             const size_t start = static_cast<size_t>(child.name() - base) - 1;
             const std::string_view inner = layout::Indentation(text, start);
@@ -55,14 +54,6 @@ std::string_view StepOf(std::string_view text, pugi::xml_node root, const char* 
                 return inner.substr(outer.size());
             }
         }
-        if (child) {
-            node = child;
-            continue;
-        }
-        while (node && node != root && !node.next_sibling()) {
-            node = node.parent();
-        }
-        node = node && node != root ? node.next_sibling() : pugi::xml_node();
     }
     return "  ";
 }

@@ -114,6 +114,17 @@ void AppendText(pugi::xml_node element, std::string& out)
     }
 }
 
+pugi::xml_node NextInOrder(pugi::xml_node node, pugi::xml_node root)
+{
+    if (node.first_child()) {
+        return node.first_child();
+    }
+    while (node != root && !node.next_sibling()) {
+        node = node.parent();
+    }
+    return node != root ? node.next_sibling() : pugi::xml_node();
+}
+
 std::string EscapeText(const std::string& value)
 {
     std::string out;
@@ -201,8 +212,7 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
         }
         return at != nullptr;
     };
-    // Depth first, in document order, without recursion.
-    for (pugi::xml_node node = doc.first_child(); node;) {
+    for (pugi::xml_node node = doc.first_child(); node; node = NextInOrder(node, doc)) {
         if (node.type() == pugi::node_pcdata && check(node.value())) {
             return true;
         }
@@ -211,14 +221,6 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
                 return true;
             }
         }
-        if (node.first_child()) {
-            node = node.first_child();
-            continue;
-        }
-        while (node && !node.next_sibling()) {
-            node = node.parent();
-        }
-        node = node ? node.next_sibling() : node;
     }
     return false;
 }

@@ -7,7 +7,8 @@
 
 #include <pugixml.hpp>
 
-// The bytes of XML character data: escaping, references, encoding.
+// The bytes of XML character data: escaping, references, encoding; and the
+// walk over the tree that holds them.
 namespace zelconfig::xml {
 
 struct XmlError;
@@ -21,6 +22,9 @@ bool IsText(pugi::xml_node node);
 bool HoldsText(pugi::xml_node element);
 // Appends the element's character data, as it was parsed, to `out`.
 void AppendText(pugi::xml_node element, std::string& out);
+// The node after `node` in document order within `root`, null past its last
+// one: a walk without recursion, which a deep file cannot exhaust the stack by.
+pugi::xml_node NextInOrder(pugi::xml_node node, pugi::xml_node root);
 
 // A value as element text.
 std::string EscapeText(const std::string& value);
