@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "XmlDocument.h"
-#include "XmlText.h"
 #include "XmlLayout.h"
+#include "XmlText.h"
 
 namespace zelconfig::xml {
 
