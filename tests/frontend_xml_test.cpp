@@ -157,6 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Layout, SaveTable, testing::Values(
     SaveCase{"MixedKeepsFirst", "<r><a>x<!--c-->y<b/>z</a></r>", "a", "1", 0, "<r><a>1<!--c--><b/></a></r>"},
     SaveCase{"CdataKept", "<r><a><![CDATA[old]]></a></r>", "a", "<n>", 0, "<r><a><![CDATA[<n>]]></a></r>"},
     SaveCase{"CdataEnd", "<r><a><![CDATA[old]]></a></r>", "a", "]]>", 0, "<r><a>]]&gt;</a></r>"},
+    SaveCase{"CdataEndTakesBlanks", "<r><a>\n  <![CDATA[old]]>\n</a></r>", "a", "]]>", 0, "<r><a>]]&gt;</a></r>"},
     SaveCase{"InstructionOfTheSameName", "<r><?a x?><a/></r>", "a", "1", 0, "<r><?a x?><a>1</a></r>"},
     SaveCase{"MissingKeyAddsNothing", "<r><a>1</a></r>", "b", "1", -2, "<r><a>1</a></r>"},
     SaveCase{"NulRefused", "<r><a>1</a></r>", "a", std::string("x\0y", 3), 7, "<r><a>1</a></r>"},
@@ -232,6 +233,34 @@ TEST(XmlWriter, SaveFailuresLeaveTheFile)
     EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": No such file or directory\n");
     EXPECT_NE(::access(path.c_str(), F_OK), 0);
 }
+
+// Rewritten behind the writer's back with every name at the same offset: only
+// the tree's shape tells the files apart.
+struct ChangedCase
+{
+    const char* name;
+    std::string loaded, now;
+};
+using ChangedTable = testing::TestWithParam<ChangedCase>;
+
+TEST_P(ChangedTable, SaveRefusesAnotherTree)
+{
+    const ChangedCase& row = GetParam();
+    TempDir dir;
+    const std::string path = dir.Write("a.xml", row.loaded);
+    CZelConfigWriter writer(path);
+    ASSERT_EQ(writer.Set("a.b", 1), 0);
+    dir.Write("a.xml", row.now);
+    capture_log::Reset(1u << 9);
+    EXPECT_EQ(writer.Save(), -2);
+    EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": " + path + " changed since it was loaded\n");
+    EXPECT_EQ(ReadFile(path), row.now);
+}
+
+INSTANTIATE_TEST_SUITE_P(SameOffsets, ChangedTable, testing::Values(
+    ChangedCase{"SiblingBecameChild", "<r><a><b/></a><c/>    </r>", "<r><a><b/>    <c/></a></r>"},
+    ChangedCase{"ChildBecameSibling", "<r><a><b/>    <c/></a></r>", "<r><a><b/></a><c/>    </r>"}),
+    RowName());
 
 // A member of the file's group saves, but cannot take root's file over.
 TEST(XmlWriter, KeepsTheOwnerOrRefuses)

@@ -1,6 +1,6 @@
 #include "XmlDocument.h"
 
-#include "XmlEscape.h"
+#include "XmlText.h"
 
 #include <algorithm>
 #include <cctype>
@@ -23,13 +23,6 @@ const unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi
 const size_t kIndexFrom = 32;
 const std::string_view kCdataOpen = "<![CDATA[";
 const std::string_view kCdataClose = "]]>";
-const char kEntityDeclarations[] = "entity declarations in a DOCTYPE are not supported";
-
-// Character data of either form: what an element's value is made of.
-bool IsText(pugi::xml_node node)
-{
-    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
 
 // The parser's searches by name also match processing instructions (their
 // target is their name); keys name elements only.
@@ -51,190 +44,6 @@ pugi::xml_node FirstChildElement(pugi::xml_node parent, const char* name)
 pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
 {
     return NextElement(node.next_sibling(name), name);
-}
-
-// The parser's blanks: a text of these only is dropped as indentation.
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-// Bytes that may continue an XML name, so a reference's end is found.
-bool IsNameByte(char c)
-{
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == ':' || c == '.' || c == '-'
-        || static_cast<unsigned char>(c) >= 0x80;
-}
-
-// p follows a '&'. The parser decodes the predefined entities and character
-// references, and leaves any other reference as it stands, which would then
-// read as text: that is what a reference to an entity of the document type,
-// or to none, and a reference to a character XML does not allow look like.
-// Null when p starts no such reference, else the reason.
-const char* BadReference(const char* p, const char* end)
-{
-    if (p < end && *p == '#') {
-        const bool hex = p + 1 < end && p[1] == 'x';
-        const char* const first = p + (hex ? 2 : 1);
-        const char* digit = first;
-        unsigned long code = 0;
-        for (; digit < end; ++digit) {
-            const unsigned long lower = static_cast<unsigned char>(*digit) | 0x20u;
-            unsigned long value;
-            if (*digit >= '0' && *digit <= '9') {
-                value = static_cast<unsigned long>(*digit - '0');
-            } else if (hex && lower >= 'a' && lower <= 'f') {
-                value = lower - 'a' + 10;
-            } else {
-                break;
-            }
-            code = std::min(code * (hex ? 16 : 10) + value, 0x110000ul);
-        }
-        const bool allowed = code == 0x9 || code == 0xA || code == 0xD || (code >= 0x20 && code <= 0xD7FF)
-            || (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
-        return digit < end && *digit == ';' && digit > first && allowed
-            ? nullptr
-            : "Character reference to no character XML allows";
-    }
-    const char* name = p;
-    while (p < end && IsNameByte(*p)) {
-        ++p;
-    }
-    if (p == name || p == end || *p != ';') {
-        return nullptr; // a bare '&', which the parser takes as text
-    }
-    const std::string_view entity(name, static_cast<size_t>(p - name));
-    return entity == "lt" || entity == "gt" || entity == "amp" || entity == "apos" || entity == "quot"
-        ? nullptr
-        : "Reference to an entity other than lt, gt, amp, apos, quot";
-}
-
-// The '&' of the first bad reference in [p, end), with its reason in `why`;
-// null when there is none.
-const char* FindBadReference(const char* p, const char* end, const char*& why)
-{
-    while ((p = static_cast<const char*>(std::memchr(p, '&', static_cast<size_t>(end - p)))) != nullptr) {
-        if ((why = BadReference(++p, end)) != nullptr) {
-            return p - 1;
-        }
-    }
-    return nullptr;
-}
-
-// The first entity declaration in a document type (the parser's value of
-// it), past comments, processing instructions and quoted literals; null
-// when it declares none.
-const char* EntityDeclaration(const char* doctype)
-{
-    for (const char* p = doctype; *p != '\0'; ++p) {
-        const char* end;
-        if (std::strncmp(p, "<!ENTITY", 8) == 0) {
-            return p;
-        } else if (std::strncmp(p, "<!--", 4) == 0) {
-            end = std::strstr(p + 4, "-->");
-        } else if (std::strncmp(p, "<?", 2) == 0) {
-            end = std::strstr(p + 2, "?>");
-        } else if (*p == '"' || *p == '\'') {
-            end = std::strchr(p + 1, *p);
-        } else {
-            continue;
-        }
-        if (end == nullptr) {
-            return nullptr;
-        }
-        p = end;
-    }
-    return nullptr;
-}
-
-// A bad reference in a text or an attribute value of `raw`, a copy of the
-// file parsed as it stands; false when there is none. Entities are never
-// expanded: a reference to one the document type declares is refused as
-// unsupported, at the declaration.
-bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
-{
-    pugi::xml_document doc;
-    if (!doc.load_buffer_inplace(raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype,
-                                 pugi::encoding_utf8)) {
-        return false; // the real parse says why
-    }
-    const char* declaration = nullptr;
-    for (pugi::xml_node node = doc.first_child(); node && declaration == nullptr; node = node.next_sibling()) {
-        declaration = node.type() == pugi::node_doctype ? EntityDeclaration(node.value()) : nullptr;
-    }
-    const auto check = [&](const char* value) {
-        const char* why = nullptr;
-        const char* const at = FindBadReference(value, value + std::strlen(value), why);
-        if (at != nullptr && at[1] != '#' && declaration != nullptr) {
-            error.offset = static_cast<size_t>(declaration - raw);
-            error.description = kEntityDeclarations;
-            error.unsupported = true;
-        } else if (at != nullptr) {
-            error.offset = static_cast<size_t>(at - raw);
-            error.description = why;
-        }
-        return at != nullptr;
-    };
-    // Depth first, in document order, without recursion.
-    for (pugi::xml_node node = doc.first_child(); node;) {
-        if (node.type() == pugi::node_pcdata && check(node.value())) {
-            return true;
-        }
-        for (pugi::xml_attribute attribute : node.attributes()) {
-            if (check(attribute.value())) {
-                return true;
-            }
-        }
-        if (node.first_child()) {
-            node = node.first_child();
-            continue;
-        }
-        while (node && !node.next_sibling()) {
-            node = node.parent();
-        }
-        node = node ? node.next_sibling() : node;
-    }
-    return false;
-}
-
-// The encoding the declaration names, or "" when it names none.
-std::string_view DeclaredEncoding(std::string_view text)
-{
-    if (text.substr(0, 3) == "\xEF\xBB\xBF") {
-        text.remove_prefix(3);
-    }
-    if (text.substr(0, 5) != "<?xml" || text.size() < 6 || !IsBlank(text[5])) {
-        return {};
-    }
-    text = text.substr(0, text.find("?>"));
-    const size_t name = text.find("encoding");
-    size_t p = name == std::string_view::npos ? text.size() : name + 8;
-    while (p < text.size() && (IsBlank(text[p]) || text[p] == '=')) {
-        ++p;
-    }
-    if (p >= text.size() || (text[p] != '"' && text[p] != '\'')) {
-        return {};
-    }
-    const size_t end = text.find(text[p], p + 1);
-    return end == std::string_view::npos ? std::string_view() : text.substr(p + 1, end - p - 1);
-}
-
-// UTF-8 in any case, also spelt without the hyphen.
-bool IsUtf8Name(std::string_view name)
-{
-    std::string folded;
-    for (char c : name) {
-        if (c != '-') {
-            folded += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        }
-    }
-    return folded == "utf8";
-}
-
-// Where ASCII ends, for files that may hold nothing else.
-const char* FirstNonAscii(const char* p, size_t size)
-{
-    return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
 }
 
 // Counts lines and characters up to a byte offset, over a file's bytes fed
@@ -299,12 +108,23 @@ void LocateInFile(int fd, size_t size, XmlError& error)
     position.Into(error);
 }
 
-// Reads what a descriptor holds from its position into a buffer of its own;
+// A copy of bytes in a buffer of its own, for a parse in place to change;
+// null when memory runs out.
+char* CopyOf(const char* data, size_t size)
+{
+    char* const copy = static_cast<char*>(std::malloc(size > 0 ? size : 1));
+    if (copy != nullptr && size > 0) {
+        std::memcpy(copy, data, size);
+    }
+    return copy;
+}
+
+// Reads the whole file a descriptor is open on into a buffer of its own;
 // 0, -2 or 22.
 int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
 {
     struct stat info {};
-    if (::fstat(fd, &info) != 0) {
+    if (::lseek(fd, 0, SEEK_SET) != 0 || ::fstat(fd, &info) != 0) {
         error = std::strerror(errno);
         return -2;
     }
@@ -390,32 +210,15 @@ bool SameTree(const pugi::xml_document& a, const char* baseA, const pugi::xml_do
         }
         return !p && !q;
     };
-    pugi::xml_node x = a, y = b;
-    for (;;) {
-        if (!sameNode(x, y) || !x.first_child() != !y.first_child()) {
+    // Nodes that agree in whether they have a first child and a next sibling
+    // keep both walks in step.
+    for (pugi::xml_node x = a, y = b; x || y; x = NextInOrder(x, a), y = NextInOrder(y, b)) {
+        if (!x || !y || !sameNode(x, y) || !x.first_child() != !y.first_child()
+            || !x.next_sibling() != !y.next_sibling()) {
             return false;
         }
-        if (x.first_child()) {
-            x = x.first_child();
-            y = y.first_child();
-            continue;
-        }
-        for (;;) {
-            if (x == a) {
-                return true;
-            }
-            if (!x.next_sibling() != !y.next_sibling()) {
-                return false;
-            }
-            if (x.next_sibling()) {
-                x = x.next_sibling();
-                y = y.next_sibling();
-                break;
-            }
-            x = x.parent();
-            y = y.parent();
-        }
     }
+    return true;
 }
 
 } // namespace
@@ -457,12 +260,7 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
 {
     std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
     size_t size = 0;
-    int status = -2;
-    if (::lseek(file.Descriptor(), 0, SEEK_SET) == 0) {
-        status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
-    } else {
-        error.description = std::strerror(errno);
-    }
+    int status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
     if (status == 0) {
         status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
     }
@@ -477,13 +275,10 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
 
 int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
 {
-    std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    std::unique_ptr<char, Buffer> buffer(CopyOf(data, size));
     if (!buffer) {
         error.description = "out of memory";
         return 22;
-    }
-    if (size > 0) {
-        std::memcpy(buffer.get(), data, size);
     }
     m_hasSource = false;
     const int status = Adopt(std::move(buffer), size, error);
@@ -518,15 +313,9 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     // Only a file with a suspect '&' pays for a second look, at a copy as
     // it stands: the parse below decodes in place. (A suspect may stand in a
     // comment, a CDATA section or the document type, where it is harmless.)
-    std::unique_ptr<char, Buffer> raw;
     const char* why = nullptr;
     const bool suspect = doc && FindBadReference(buffer.get(), buffer.get() + size, why) != nullptr;
-    if (suspect) {
-        raw.reset(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
-        if (raw && size > 0) {
-            std::memcpy(raw.get(), buffer.get(), size);
-        }
-    }
+    const std::unique_ptr<char, Buffer> raw(suspect ? CopyOf(buffer.get(), size) : nullptr);
     if (!doc || (suspect && !raw)) {
         error.description = "out of memory";
         return 22;
@@ -556,7 +345,6 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         return -1;
     }
     m_index.clear();
-    std::fill(std::begin(m_recent), std::end(m_recent), Recent());
     m_changed.clear();
     m_structure.clear();
     m_root = doc->document_element();
@@ -573,17 +361,11 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
 template <class Visit>
 void XmlDocument::ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const
 {
-    // A few recently used parents (the root above all) skip the table's hash.
-    const void* const key = parent.internal_object();
-    Recent& recent = m_recent[(reinterpret_cast<uintptr_t>(key) >> 5) % kRecent];
-    if (recent.parent != key) {
-        recent.parent = key;
-        recent.info = &InfoOf(parent);
-    }
-    const ChildIndex* const index = recent.info->index.get();
+    const ParentInfo& info = InfoOf(parent);
+    const ChildIndex* const index = info.index.get();
     if (index == nullptr) {
         pugi::xml_node child = FirstChildElement(parent, name.data());
-        if (recent.info->unique) {
+        if (info.unique) {
             if (child) {
                 visit(child); // no sibling has the same name
             }
@@ -820,11 +602,7 @@ std::string XmlDocument::TextOf(pugi::xml_node element) const
         }
     }
     std::string text;
-    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
-        if (IsText(child)) {
-            text += child.value();
-        }
-    }
+    AppendText(element, text);
     return text;
 }
 
@@ -843,11 +621,7 @@ int XmlDocument::Find(const std::string& key, std::string& value) const
         } else if constexpr (std::is_same_v<decltype(match), pugi::xml_attribute>) {
             joined += match.value();
         } else {
-            for (pugi::xml_node child = match.first_child(); child; child = child.next_sibling()) {
-                if (IsText(child)) {
-                    joined += child.value();
-                }
-            }
+            AppendText(match, joined);
         }
     });
     return found ? 0 : -2;
@@ -958,63 +732,101 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
     }
 }
 
+namespace {
+
+// Whether the byte at `offset` is `c`; false for an offset past the text.
+bool ByteIs(std::string_view text, size_t offset, char c)
+{
+    return offset < text.size() && text[offset] == c;
+}
+
+// A run of blanks between markup belongs to no node (the parser drops it):
+// once the CDATA section [from, to) is plain text, such a run would join it,
+// so it goes too. Blanks next to text (up to `done`, where the element's
+// last text edit ends) are that text's.
+void TakeBlanksAround(std::string_view original, size_t done, size_t& from, size_t& to)
+{
+    size_t before = from;
+    while (before > done && IsBlank(original[before - 1])) {
+        --before;
+    }
+    if (before < from && before > 0 && original[before - 1] == '>') {
+        from = before;
+    }
+    size_t after = to;
+    while (after < original.size() && IsBlank(original[after])) {
+        ++after;
+    }
+    if (after < original.size() && original[after] == '<') {
+        to = after;
+    }
+}
+
+} // namespace
+
 bool XmlDocument::EditsOf(std::string_view original, const void* target, const Change& change,
                           std::vector<Edit>& edits) const
 {
-    const char* base = m_buffer.get();
-    const auto inside = [&](const char* p) { return p >= base && p < base + m_size; };
-    const auto at = [&](size_t offset, char c) { return offset < original.size() && original[offset] == c; };
     if (change.attribute) {
-        const pugi::xml_attribute attribute(
-            static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(target)));
-        if (change.value == attribute.value()) {
-            return true;
-        }
-        const size_t begin = OffsetOf(attribute.value());
-        if (!inside(attribute.value()) || begin == 0 || !(at(begin - 1, '"') || at(begin - 1, '\''))) {
-            return false;
-        }
-        const size_t end = original.find(original[begin - 1], begin);
-        if (end == std::string_view::npos) {
-            return false;
-        }
-        edits.push_back(Edit{begin, end, EscapeAttribute(change.value, original[begin - 1])});
-        return true;
+        const pugi::xml_attribute attribute(static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(target)));
+        return change.value == attribute.value() || AttributeEdits(original, attribute, change.value, edits);
     }
-
     const pugi::xml_node element(static_cast<pugi::xml_node_struct*>(const_cast<void*>(target)));
     std::string current;
-    for (pugi::xml_node child : element.children()) {
-        if (IsText(child)) {
-            current += child.value();
-        }
-    }
+    AppendText(element, current);
     if (current == change.value) {
         return true;
     }
-    if (!inside(element.name())) {
+    if (!Inside(element.name())) {
         return false;
     }
+    return HoldsText(element) ? TextEdits(original, element, change.value, edits)
+                              : InsertEdits(original, element, change.value, edits);
+}
+
+// Only the bytes between the quotes change, so the file keeps its quoting.
+bool XmlDocument::AttributeEdits(std::string_view original, pugi::xml_attribute attribute, const std::string& value,
+                                 std::vector<Edit>& edits) const
+{
+    const size_t begin = OffsetOf(attribute.value());
+    if (!Inside(attribute.value()) || begin == 0
+        || !(ByteIs(original, begin - 1, '"') || ByteIs(original, begin - 1, '\''))) {
+        return false;
+    }
+    const size_t end = original.find(original[begin - 1], begin);
+    if (end == std::string_view::npos) {
+        return false;
+    }
+    edits.push_back(Edit{begin, end, EscapeAttribute(value, original[begin - 1])});
+    return true;
+}
+
+// The element's first text child, plain or CDATA, takes the value and the
+// others are emptied: the element reads back as the value, and comments and
+// child elements between them stay where they are.
+bool XmlDocument::TextEdits(std::string_view original, pugi::xml_node element, const std::string& value,
+                            std::vector<Edit>& edits) const
+{
     bool first = true;
     size_t done = 0; // where the last text edit of this element ends
     for (pugi::xml_node child : element.children()) {
         if (!IsText(child)) {
             continue;
         }
-        const std::string text = first ? change.value : std::string();
+        const std::string text = first ? value : std::string();
         const size_t begin = OffsetOf(child.value());
-        if (!inside(child.value())) {
+        if (!Inside(child.value())) {
             return false;
         }
+        size_t end;
         if (child.type() == pugi::node_pcdata) {
-            const size_t end = original.find('<', begin);
+            end = original.find('<', begin);
             if (end == std::string_view::npos) {
                 return false;
             }
             edits.push_back(Edit{begin, end, EscapeText(text)});
-            done = end;
         } else {
-            const size_t end = original.find(kCdataClose, begin);
+            end = original.find(kCdataClose, begin);
             if (end == std::string_view::npos || begin < kCdataOpen.size()
                 || original.substr(begin - kCdataOpen.size(), kCdataOpen.size()) != kCdataOpen) {
                 return false;
@@ -1022,44 +834,32 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
             // Kept a CDATA section while the value can be one, as it reads back.
             if (first && text.find(kCdataClose) == std::string::npos && text.find('\r') == std::string::npos) {
                 edits.push_back(Edit{begin, end, text});
-                done = end + kCdataClose.size();
+                end += kCdataClose.size();
             } else {
-                // A run of blanks between markup belongs to no node (the parser
-                // drops it); once the section is plain text it would join the
-                // text, so it goes too. Blanks next to text are that text's.
                 size_t from = begin - kCdataOpen.size();
-                size_t to = end + kCdataClose.size();
-                size_t before = from;
-                while (before > done && IsBlank(original[before - 1])) {
-                    --before;
-                }
-                if (before < from && before > 0 && original[before - 1] == '>') {
-                    from = before;
-                }
-                size_t after = to;
-                while (after < original.size() && IsBlank(original[after])) {
-                    ++after;
-                }
-                if (after < original.size() && original[after] == '<') {
-                    to = after;
-                }
-                edits.push_back(Edit{from, to, EscapeText(text)});
-                done = to;
+                end += kCdataClose.size();
+                TakeBlanksAround(original, done, from, end);
+                edits.push_back(Edit{from, end, EscapeText(text)});
             }
         }
+        done = end;
         first = false;
     }
-    if (!first) {
-        return true;
-    }
-    // No text yet: the value goes where the blanks after the start tag are.
+    return true;
+}
+
+// An element without text gets the value where the blanks after its start
+// tag are; a self-closing one gets an end tag to hold it.
+bool XmlDocument::InsertEdits(std::string_view original, pugi::xml_node element, const std::string& value,
+                              std::vector<Edit>& edits) const
+{
     size_t close;
     if (const pugi::xml_attribute last = element.last_attribute()) {
-        const size_t value = OffsetOf(last.value());
-        if (!inside(last.value()) || value == 0 || value > original.size()) {
+        const size_t at = OffsetOf(last.value());
+        if (!Inside(last.value()) || at == 0 || at > original.size()) {
             return false;
         }
-        close = original.find(original[value - 1], value);
+        close = original.find(original[at - 1], at);
         close = close == std::string_view::npos ? close : original.find('>', close + 1);
     } else {
         close = original.find('>', OffsetOf(element.name()) + std::strlen(element.name()));
@@ -1067,7 +867,7 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
     if (close == std::string_view::npos) {
         return false;
     }
-    const std::string text = EscapeText(change.value);
+    const std::string text = EscapeText(value);
     if (const pugi::xml_node child = element.first_child()) {
         size_t start;
         switch (child.type()) {
@@ -1076,11 +876,11 @@ bool XmlDocument::EditsOf(std::string_view original, const void* target, const C
         case pugi::node_comment: start = OffsetOf(child.value()) - 4; break;
         default: return false;
         }
-        if (start <= close || !at(start, '<')) {
+        if (start <= close || !ByteIs(original, start, '<')) {
             return false;
         }
         edits.push_back(Edit{close + 1, start, text});
-    } else if (at(close - 1, '/')) {
+    } else if (ByteIs(original, close - 1, '/')) {
         edits.push_back(Edit{close - 1, close + 1, ">" + text + "</" + element.name() + ">"});
     } else {
         const size_t end = original.find('<', close + 1);
@@ -1153,27 +953,18 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
     char* real = ::realpath(m_source.c_str(), nullptr);
     const bool sameFile = real != nullptr && file.Path() == real;
     std::free(real);
-    int read = -2;
-    if (!sameFile) {
-        read = ReadWhole(m_source, original, size, error.description);
-    } else if (::lseek(file.Descriptor(), 0, SEEK_SET) == 0) {
-        read = ReadDescriptor(file.Descriptor(), original, size, error.description);
-    } else {
-        error.description = std::strerror(errno);
-    }
+    const int read = sameFile ? ReadDescriptor(file.Descriptor(), original, size, error.description)
+                              : ReadWhole(m_source, original, size, error.description);
     if (read != 0) {
         error.description = m_source + ": " + error.description;
         return -2;
     }
     // The file again, parsed in a copy: the original bytes are spliced below.
-    std::unique_ptr<char, Buffer> copy(static_cast<char*>(std::malloc(size > 0 ? size : 1)));
+    std::unique_ptr<char, Buffer> copy(CopyOf(original.get(), size));
     pugi::xml_document now;
     if (!copy) {
         error.description = "out of memory";
         return -2;
-    }
-    if (size > 0) {
-        std::memcpy(copy.get(), original.get(), size);
     }
     std::string text;
     if (!now.load_buffer_inplace(copy.get(), size, kParseOptions, pugi::encoding_utf8)
@@ -1191,14 +982,11 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
     // the file be left part written, later saves refuse.
     m_hasSource = false;
     if (replaced == zelconfig::kReplaceDone || replaced == zelconfig::kReplaceNotFlushed) {
-        std::unique_ptr<char, Buffer> buffer(static_cast<char*>(std::malloc(text.size() + 1)));
+        std::unique_ptr<char, Buffer> buffer(CopyOf(text.data(), text.size()));
         XmlError ignored;
-        if (buffer) {
-            std::memcpy(buffer.get(), text.data(), text.size());
-            if (Adopt(std::move(buffer), text.size(), ignored) == 0) {
-                m_source = file.Path();
-                m_hasSource = true;
-            }
+        if (buffer && Adopt(std::move(buffer), text.size(), ignored) == 0) {
+            m_source = file.Path();
+            m_hasSource = true;
         }
     } else if (replaced == zelconfig::kReplaceUntouched) {
         m_hasSource = true; // the file and the tree still agree

@@ -2,7 +2,6 @@
 #define ZELCONFIG_PLUGINS_XML_XMLDOCUMENT_H
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -180,8 +179,16 @@ private:
     const ParentInfo& InfoOf(pugi::xml_node parent) const;
     std::string TextOf(pugi::xml_node element) const;
     size_t OffsetOf(const char* p) const { return static_cast<size_t>(p - m_buffer.get()); }
+    bool Inside(const char* p) const { return p >= m_buffer.get() && p < m_buffer.get() + m_size; }
+    // A changed value as edits of the file's bytes, made by one of the three below.
     bool EditsOf(std::string_view original, const void* target, const Change& change,
                  std::vector<Edit>& edits) const;
+    bool AttributeEdits(std::string_view original, pugi::xml_attribute attribute, const std::string& value,
+                        std::vector<Edit>& edits) const;
+    bool TextEdits(std::string_view original, pugi::xml_node element, const std::string& value,
+                   std::vector<Edit>& edits) const;
+    bool InsertEdits(std::string_view original, pugi::xml_node element, const std::string& value,
+                     std::vector<Edit>& edits) const;
     static bool SplitKey(std::string_view key, KeyStyle style, std::string& scratch, std::vector<KeyPart>& parts,
                          std::string* why);
     template <class Visit>
@@ -213,13 +220,6 @@ private:
     mutable std::vector<pugi::xml_node> m_level, m_next;
     // What each parent a key went through is like, made on first use.
     mutable std::unordered_map<const void*, ParentInfo> m_index;
-    struct Recent
-    {
-        const void* parent = nullptr;
-        const ParentInfo* info = nullptr;
-    };
-    static constexpr size_t kRecent = 64;
-    mutable Recent m_recent[kRecent];
     // The file the tree was parsed from: a save reads it again, and refuses
     // when it no longer parses into the same tree at the same offsets.
     std::string m_source;

@@ -7,20 +7,14 @@
 #include <cstring>
 
 #include "XmlDocument.h"
-#include "XmlEscape.h"
 #include "XmlLayout.h"
+#include "XmlText.h"
 
 namespace zelconfig::xml {
 
 namespace {
 
 using layout::kNone;
-
-// Character data of either form: what an element's value is made of.
-bool IsText(pugi::xml_node node)
-{
-    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
 
 // A name a new element or attribute may take: letters, digits and "_:-."
 // (no digit, '-' or '.' first) in ASCII, and any byte beyond it (UTF-8).
@@ -44,25 +38,13 @@ pugi::xml_node LastElementChild(pugi::xml_node parent)
     return child;
 }
 
-// Whether an element holds text that a new child element would join.
-bool HoldsText(pugi::xml_node element)
-{
-    for (pugi::xml_node child : element.children()) {
-        if (IsText(child)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // One step of the file's indentation: how much deeper the first child that
 // starts its own line stands than its parent's line; two spaces in a file
 // without one.
 std::string_view StepOf(std::string_view text, pugi::xml_node root, const char* base)
 {
-    // Depth first, without recursion: a deep file must not exhaust the stack.
-    for (pugi::xml_node node = root; node;) {
-        const pugi::xml_node child = node.type() == pugi::node_element ? node.first_child() : pugi::xml_node();
+    for (pugi::xml_node node = root; node; node = NextInOrder(node, root)) {
+        const pugi::xml_node child = node.first_child();
         if (child.type() == pugi::node_element) {
             const size_t start = static_cast<size_t>(child.name() - base) - 1;
             const std::string_view inner = layout::Indentation(text, start);
@@ -72,14 +54,6 @@ std::string_view StepOf(std::string_view text, pugi::xml_node root, const char* 
                 return inner.substr(outer.size());
             }
         }
-        if (child) {
-            node = child;
-            continue;
-        }
-        while (node && node != root && !node.next_sibling()) {
-            node = node.parent();
-        }
-        node = node && node != root ? node.next_sibling() : pugi::xml_node();
     }
     return "  ";
 }
@@ -240,7 +214,7 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
         if (close == kNone) {
             return false;
         }
-        while (from > 0 && std::strchr(" \t\r\n", original[from - 1]) != nullptr) {
+        while (from > 0 && IsBlank(original[from - 1])) {
             --from;
         }
         edits.push_back(Edit{from, close + 1, std::string(), true});

@@ -1,0 +1,61 @@
+#ifndef ZELCONFIG_PLUGINS_XML_XMLTEXT_H
+#define ZELCONFIG_PLUGINS_XML_XMLTEXT_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include <pugixml.hpp>
+
+// The bytes of XML character data: escaping, references, encoding; and the
+// walk over the tree that holds them.
+namespace zelconfig::xml {
+
+struct XmlError;
+
+// The parser's blanks: a text of these only is dropped as indentation.
+bool IsBlank(char c);
+
+// Character data of either form: what an element's value is made of.
+bool IsText(pugi::xml_node node);
+// Whether an element holds character data.
+bool HoldsText(pugi::xml_node element);
+// Appends the element's character data, as it was parsed, to `out`.
+void AppendText(pugi::xml_node element, std::string& out);
+// The node after `node` in document order within `root`, null past its last
+// one: a walk without recursion, which a deep file cannot exhaust the stack by.
+pugi::xml_node NextInOrder(pugi::xml_node node, pugi::xml_node root);
+
+// A value as element text.
+std::string EscapeText(const std::string& value);
+
+// A value as an attribute value between `quote`s.
+std::string EscapeAttribute(const std::string& value, char quote);
+
+// XML holds no NUL and no other control character but tab and line ends,
+// not even as a character reference.
+bool Holdable(const std::string& value);
+
+// The '&' of the first reference in [p, end) that the parser would leave
+// undecoded (to an entity other than the predefined ones, or to a character
+// XML does not allow), with its reason in `why`; null when there is none.
+const char* FindBadReference(const char* p, const char* end, const char*& why);
+
+// A bad reference in a text or an attribute value of `raw`, a copy of the
+// file parsed as it stands (error.offset, .description; .unsupported when
+// the document type declares entities); false when there is none.
+bool BadReferenceInValues(char* raw, size_t size, XmlError& error);
+
+// The encoding the XML declaration at the start of `text` names, or "" when
+// it names none.
+std::string_view DeclaredEncoding(std::string_view text);
+
+// UTF-8 in any case, also spelt without the hyphen.
+bool IsUtf8Name(std::string_view name);
+
+// Where ASCII ends, for files that may hold nothing else.
+const char* FirstNonAscii(const char* p, size_t size);
+
+} // namespace zelconfig::xml
+
+#endif
