@@ -114,7 +114,7 @@ struct Recorder
         out += std::string(out.empty() ? "" : " ") + kFates[static_cast<int>(report.fate)] + "@"
                + std::to_string(report.offset);
         if (report.line.kind == zelconfig::CFGLineKind::kEntry) {
-            out += ":" + std::string(report.key) + "=" + std::string(report.value);
+            out += ":" + std::string(report.line.key) + "=" + std::string(report.line.value);
         }
         if (!report.comment.empty()) {
             out += "<" + std::string(report.comment) + ">";

@@ -155,8 +155,8 @@ private:
         CNode& node = nodes.emplace_back();
         try {
             TakeComment(node.m_strComment, report.comment);
-            node.m_strKey = std::string(report.key);
-            node.m_strValue = std::string(report.value);
+            node.m_strKey = std::string(report.line.key);
+            node.m_strValue = std::string(report.line.value);
         } catch (const std::bad_alloc&) {
             nodes.pop_back();
             throw;

@@ -490,7 +490,7 @@ struct Document::State
         }
         Walk(from, to, [&](const Line& line, const CFGReport& report) {
             if (report.fate == CFGFate::kEntryKept) {
-                found(line, report.key, report.value);
+                found(line, report.line.key, report.line.value);
             }
         });
     }
@@ -842,7 +842,7 @@ std::vector<Document::Entry> Document::Entries(Order order) const
     for (const auto& section : s.FirstSections(order)) {
         s.Walk(s.headers[section.second].at, s.SectionEnd(section.second), [&](const Line&, const CFGReport& report) {
             if (report.fate == CFGFate::kEntryKept) {
-                entries.push_back({std::string(section.first), std::string(report.key), std::string(report.value)});
+                entries.push_back({std::string(section.first), std::string(report.line.key), std::string(report.line.value)});
             }
         });
     }
@@ -878,9 +878,9 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
             continue;
         }
         s.Walk(s.headers[i].at, s.SectionEnd(i), [&](const Line& line, const CFGReport& report) {
-            if (report.line.kind == CFGLineKind::kEntry && CFGTrimAnonymous(report.key, *s.ctype) == wanted
-                && (i != first || report.key != parts.entry)) {
-                found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(report.key)
+            if (report.line.kind == CFGLineKind::kEntry && CFGTrimAnonymous(report.line.key, *s.ctype) == wanted
+                && (i != first || report.line.key != parts.entry)) {
+                found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(report.line.key)
                                                : std::string(),
                                  0, {}});
                 at.push_back(line.begin);
@@ -1039,7 +1039,7 @@ int Document::Remove(const std::string& block, const std::string& entry)
         return -2;
     }
     const std::vector<Line> removed = s.Owned(from, to, [&](const CFGReport& report) {
-        return report.line.kind == CFGLineKind::kEntry && report.key == parts.entry;
+        return report.line.kind == CFGLineKind::kEntry && report.line.key == parts.entry;
     });
     if (removed.empty()) {
         return -2;

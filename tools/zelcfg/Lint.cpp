@@ -232,15 +232,15 @@ private:
         if (!m_anonymous) {
             CheckBlanks(number, report.line);
         }
-        const std::string_view value = report.value;
+        const std::string_view value = report.line.value;
         if (value.find('\r') != std::string_view::npos) {
             Add(number, value.back() == '\r' ? "carriage return kept at the end of the value"
                                              : "carriage return kept in the value");
         }
         // Anonymous mode has one block; block mode the current header's.
-        const auto first = m_keys[m_anonymous ? std::string() : m_block].emplace(std::string(report.key), number);
+        const auto first = m_keys[m_anonymous ? std::string() : m_block].emplace(std::string(report.line.key), number);
         if (!first.second) {
-            Add(number, "entry " + EntryShown(report.key) + " is also on line " + std::to_string(first.first->second)
+            Add(number, "entry " + EntryShown(report.line.key) + " is also on line " + std::to_string(first.first->second)
                             + ": reads join the values with a line feed, and a set changes all of them");
         }
         if (m_type != ValueType::kString) {
