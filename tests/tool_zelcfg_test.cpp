@@ -195,6 +195,8 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"SetAnonymousBareKey", "a.inf", "k = 1\n", {"set", "a.inf", "j", "2"}, 0, "", "", "k = 1\nj=2\n"},
     ToolCase{"SetAnonymousOtherBlock", "a.inf", "k=1\n", {"set", "a.inf", "X.j", "2"}, 2, "",
              "zelcfg: a.inf: in anonymous mode every entry is in the block \"anonymous\"\n"},
+    ToolCase{"SetAnonymousValueTrimmed", "a.inf", "k=1\n", {"set", "a.inf", "k", "2 "}, 2, "",
+             "zelcfg: a.inf: anonymous mode trims white space at the ends of names and values\n"},
     ToolCase{"SetOnBrokenFile", "a.cfg", "[N\n", {"set", "a.cfg", "N.P", "1"}, 2, "",
              "zelcfg: a.cfg: line 1: a block header has no ']'\n"},
     ToolCase{"SetBlockAndEntryApart", "a.cfg", "[a.b]\nk=1\n", {"set", "a.cfg", "a.b", "k", "2"}, 0, "", "",

@@ -27,6 +27,47 @@ inline std::string_view CFGTrimAnonymous(std::string_view text, const std::ctype
     return std::string_view(trimmed.begin(), static_cast<size_t>(trimmed.size()));
 }
 
+// Why the lines of a new entry (its header "[block]" and "entry=value")
+// would not read back as exactly that block, name and value; kWritable when
+// they would. `anonymous` is the facet anonymous mode trims with, null in
+// block mode. The document's additions and zelcfg's checks of its operands
+// ask this one question.
+enum class CFGWritable
+{
+    kWritable,
+    kBadBlockName,         // holds ']' or a line feed
+    kBadEntry,             // the name holds '=' or a line feed, or begins like a comment
+                           // or header; or the value holds a line feed
+    kNotAnonymousBlock,    // anonymous mode keeps every entry in "anonymous"
+    kSpaceAtEnds,          // anonymous mode would trim the name or the value
+};
+
+inline CFGWritable CFGCheckWritable(std::string_view block, std::string_view entry, std::string_view value,
+                                    const std::ctype<char>* anonymous)
+{
+    const std::string header = "[" + std::string(block) + "]";
+    const CFGLine readHeader = CFGClassifyLine(header);
+    if (readHeader.kind != CFGLineKind::kHeader || readHeader.name != block
+        || block.find('\n') != std::string_view::npos) {
+        return CFGWritable::kBadBlockName;
+    }
+    const std::string line = std::string(entry) + "=" + std::string(value);
+    const CFGLine readEntry = CFGClassifyLine(line);
+    if (readEntry.kind != CFGLineKind::kEntry || readEntry.key != entry || line.find('\n') != std::string::npos) {
+        return CFGWritable::kBadEntry;
+    }
+    if (anonymous != nullptr) {
+        if (block != kCFGAnonymousBlock) {
+            return CFGWritable::kNotAnonymousBlock;
+        }
+        if (CFGTrimAnonymous(entry, *anonymous).size() != entry.size()
+            || CFGTrimAnonymous(value, *anonymous).size() != value.size()) {
+            return CFGWritable::kSpaceAtEnds;
+        }
+    }
+    return CFGWritable::kWritable;
+}
+
 // What the reading of a file made of one line.
 enum class CFGFate
 {

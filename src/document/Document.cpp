@@ -964,19 +964,12 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     }
     const CFGKeyParts parts{block, entryName};
     // The lines must read back as exactly this block, entry and value.
-    const std::string header = "[" + std::string(parts.block) + "]";
-    const CFGLine classifiedHeader = CFGClassifyLine(header);
-    std::string entry = std::string(parts.entry) + "=" + value;
-    const CFGLine classifiedEntry = CFGClassifyLine(entry);
-    if (classifiedHeader.kind != CFGLineKind::kHeader || classifiedHeader.name != parts.block
-        || classifiedEntry.kind != CFGLineKind::kEntry || classifiedEntry.key != parts.entry
-        || header.find('\n') != std::string::npos || entry.find('\n') != std::string::npos
-        || (s.Anonymous()
-            && (parts.block != kCFGAnonymousBlock || s.HasSpaceAtEnds(parts.entry) || s.HasSpaceAtEnds(value)))) {
+    if (CFGCheckWritable(parts.block, parts.entry, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
         return EINVAL;
     }
+    const std::string header = "[" + block + "]";
     const std::string lineEnd = s.LineEnd(true);
-    entry += lineEnd;
+    std::string entry = entryName + "=" + value + lineEnd;
 
     // After the block's last entry, else after its header; in anonymous mode
     // after the file's last entry. Right after such a line no comment waits.

@@ -9,9 +9,7 @@
 #include "XmlCommands.h"
 #include "ZelConfigDocument.h"
 #include "Zelcfg.h"
-#include "cfg/CFGBlockMap.h"
 #include "cfg/CFGKey.h"
-#include "cfg/CFGLine.h"
 #include "cfg/CFGRead.h"
 #include "frontend/Backend.h"
 #include "platform/FileIO.h"
@@ -25,7 +23,6 @@ namespace zelcfg {
 
 using zelconfig::Backend;
 using zelconfig::Document;
-using zelconfig::kCFGAnonymousBlock;
 
 namespace {
 
@@ -250,36 +247,26 @@ bool Editable(const EntryName& name, const std::string& value, bool anonymous, s
         error = name.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
-    const std::string headerText = "[" + name.block + "]";
-    const zelconfig::CFGLine header = zelconfig::CFGClassifyLine(headerText);
-    if (header.kind != zelconfig::CFGLineKind::kHeader || header.name != name.block
-        || name.block.find('\n') != std::string::npos) {
+    // The tool leaves the global locale classic, whose facet the engine trims with.
+    const std::ctype<char>& ctype = std::use_facet<std::ctype<char>>(std::locale());
+    switch (zelconfig::CFGCheckWritable(name.block, name.entry, value, anonymous ? &ctype : nullptr)) {
+    case zelconfig::CFGWritable::kWritable:
+        return true;
+    case zelconfig::CFGWritable::kBadBlockName:
         error = "a block name cannot hold ']' or a line feed";
-        return false;
-    }
-    const std::string text = name.entry + "=" + value;
-    const zelconfig::CFGLine line = zelconfig::CFGClassifyLine(text);
-    if (line.kind != zelconfig::CFGLineKind::kEntry || line.key != name.entry || text.find('\n') != std::string::npos) {
+        break;
+    case zelconfig::CFGWritable::kBadEntry:
         error = "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
                 "a value cannot hold a line feed";
-        return false;
+        break;
+    case zelconfig::CFGWritable::kNotAnonymousBlock:
+        error = "in anonymous mode every entry is in the block \"anonymous\"";
+        break;
+    case zelconfig::CFGWritable::kSpaceAtEnds:
+        error = "anonymous mode trims white space at the ends of names and values";
+        break;
     }
-    if (anonymous) {
-        // The tool leaves the global locale classic, whose facet the engine trims with.
-        const std::ctype<char>& ctype = std::use_facet<std::ctype<char>>(std::locale());
-        const auto spaceAtEnds = [&ctype](const std::string& s) {
-            return zelconfig::CFGTrimAnonymous(s, ctype).size() != s.size();
-        };
-        if (name.block != kCFGAnonymousBlock) {
-            error = "in anonymous mode every entry is in the block \"anonymous\"";
-            return false;
-        }
-        if (spaceAtEnds(name.entry) || spaceAtEnds(value)) {
-            error = "anonymous mode trims white space at the ends of names and values";
-            return false;
-        }
-    }
-    return true;
+    return false;
 }
 
 // The three edits, as the table's handlers below pass them to Edit.
