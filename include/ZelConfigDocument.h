@@ -19,7 +19,9 @@ namespace zelconfig {
 // mode. Each edit changes only the lines it must, and reading the result with
 // CCFGParser gives exactly the model the edit promises; an edit that would
 // change nothing writes nothing. Save() replaces the file atomically and
-// durably.
+// durably. The bytes are held in the process's own memory, never in a
+// mapping of the file, so another program that shortens or rewrites the file
+// cannot change them.
 //
 // Keys are split as CCFGParser::CFGGetData splits them: "Block.Entry" at the
 // first '.', and in anonymous mode a key without '.' names an entry of the
@@ -47,9 +49,7 @@ public:
                       // file until the document is destroyed or loads again, so
                       // that editors using it take turns; refused (-2, Error()
                       // says why) as LockedFile::Lock refuses: a file the
-                      // caller may not write, the lock not had in time; a file
-                      // of 256 KiB or more is then mapped, not read, and must
-                      // not be shortened in place meanwhile (SIGBUS)
+                      // caller may not write, the lock not had in time
         kCreate = 2u, // with kLock: create a missing file, empty, first
     };
 
@@ -171,13 +171,24 @@ public:
     int Normalise();
 
     // Replaces the loaded file with the text, when it changed, as
-    // LockedFile::Replace does (through symbolic links): a temporary file in
-    // the same directory with the file's owner, group, mode, ACL and extended
-    // attributes, fsync, rename over the file, fsync of the directory; or in
-    // place when Load was told so. A file the caller may not write is refused.
-    // 0; -2 with Error() saying why (the file keeps its bytes unless it says
-    // the file was replaced or rewritten); 22, with Error() saying why,
-    // without a file loaded to its end.
+    // LockedFile::ReplaceIfUnchanged does (through symbolic links): a
+    // temporary file in the same directory with the file's owner, group,
+    // mode, ACL and extended attributes, fsync, rename over the file, fsync
+    // of the directory; or in place when Load was told so. A file the caller
+    // may not write is refused. Whether or not the document was loaded with
+    // kLock, the save takes the lock and, just before the switch, compares
+    // the file with the bytes it was loaded from (or last saved as): a file
+    // another program changed meanwhile is left as that program left it.
+    // A ReplaceStatus, with Error() saying why for all but the first:
+    //   kReplaceDone (0)           saved, or nothing to save;
+    //   kReplaceUntouched (-2)     refused or failed; the file keeps its bytes;
+    //   kReplaceChanged (-3)       the file changed since it was loaded; it
+    //                              keeps the other program's bytes, the
+    //                              document its edits;
+    //   kReplaceNotFlushed (1)     replaced, but not flushed to disk;
+    //   kReplacePartlyWritten (2)  in place only: the rewrite stopped part way;
+    //   22 (EINVAL)                nothing loaded from a file, or a load that
+    //                              failed (Error() keeps its reason).
     int Save();
 
 private:

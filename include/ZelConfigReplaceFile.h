@@ -2,9 +2,9 @@
 #define ZELCONFIG_ZELCONFIGREPLACEFILE_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <sys/stat.h>
 
 #include "ZelConfigExport.h"
 
@@ -26,6 +26,8 @@ enum ReplaceStatus : int
 {
     kReplaceDone = 0,
     kReplaceUntouched = -2,    // refused or failed; the file keeps its bytes and metadata
+    kReplaceChanged = -3,      // the file no longer holds what it held when it was read:
+                               // another program changed it; nothing was written
     kReplaceNotFlushed = 1,    // the new contents are in place, but the directory (or,
                                // in place, the file) could not be flushed to disk
     kReplacePartlyWritten = 2, // in place only: the rewrite stopped part way
@@ -35,15 +37,22 @@ enum ReplaceStatus : int
 // keep the original's owner, group, mode, ACL or extended attributes.
 inline constexpr char kOnlyInPlaceKeeps[] = "only a save in place can keep them";
 
-// A file held for read-modify-write cycles. Lock() resolves symbolic links
-// and takes an exclusive advisory lock on the file they lead to, so that two
-// editors of it take turns instead of losing an update; Replace() swaps in new
+// What follows the file's path in the message of kReplaceChanged.
+inline constexpr char kChangedSinceRead[] = " changed since it was read; nothing was written";
+
+// A file held for read-modify-write cycles. Lock() reaches the file one path
+// component at a time from a directory it holds open, following symbolic
+// links itself (and refusing those another user could have planted in a
+// sticky directory such as /tmp, in any component), and takes an exclusive
+// advisory lock on the file they lead to, so that two editors of it take
+// turns instead of losing an update. Every later step works relative to that
+// directory, so the file opened is the file saved. Replace() swaps in new
 // contents so that readers see either the old file or the new one, never a
 // part of it. The lock goes with the object.
 class ZELCONFIG_API LockedFile
 {
 public:
-    LockedFile() = default;
+    LockedFile();
     ~LockedFile();
     LockedFile(const LockedFile&) = delete;
     LockedFile& operator=(const LockedFile&) = delete;
@@ -54,9 +63,9 @@ public:
     // Opens never block, so a FIFO or a device is refused at once.
     int Lock(const std::string& path, const ReplaceOptions& options, std::string& message);
     // The file the path led to, after every symbolic link.
-    const std::string& Path() const { return m_path; }
+    const std::string& Path() const;
     // The locked file, for reading it (Lock leaves it at its start); -1 before Lock.
-    int Descriptor() const { return m_fd; }
+    int Descriptor() const;
 
     // Writes the pieces, in order, to a locked temporary file beside the
     // target, gives it the target's owner, group, mode, ACL and extended
@@ -67,15 +76,21 @@ public:
     // but kReplaceDone.
     int Replace(const std::string_view* pieces, size_t count, std::string& message);
     int Replace(const char* data, size_t size, std::string& message);
+    // The same for contents made from what the file held when it was read,
+    // `loaded`: just before the switch, under the lock, the file's bytes are
+    // compared with `loaded`, and when the name no longer leads to the locked
+    // file or its bytes differ (another program ignored the lock, or the file
+    // was read without it), nothing is written: kReplaceChanged, with the
+    // message the path followed by kChangedSinceRead.
+    int ReplaceIfUnchanged(std::string_view loaded, const std::string_view* pieces, size_t count,
+                           std::string& message);
 
 private:
-    int ReplaceByRename(const std::string_view* pieces, size_t count, std::string& message);
-    int ReplaceInPlace(const std::string_view* pieces, size_t count, std::string& message);
-
-    int m_fd = -1;
-    std::string m_path;
-    struct stat m_stat {};
-    ReplaceOptions m_options;
+    // Behind a pointer, so that the class's size does not depend on how the
+    // caller was compiled (struct stat varies with _FILE_OFFSET_BITS and
+    // _TIME_BITS on 32-bit systems).
+    struct State;
+    std::unique_ptr<State> m_state;
 };
 
 // Lock, Replace and unlock in one call, for a caller that read the file

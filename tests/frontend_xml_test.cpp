@@ -225,7 +225,8 @@ TEST(XmlWriter, SaveFailuresLeaveTheFile)
     dir.Write("a.xml", "<r><a>9</a></r>"); // changed behind the writer's back
     capture_log::Reset(1u << 9);
     EXPECT_EQ(writer.Save(), -2);
-    EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": " + path + " changed since it was loaded\n");
+    EXPECT_EQ(capture_log::Text(),
+              "9 SaveData: Cannot save " + path + ": " + path + " changed since it was read; nothing was written\n");
     EXPECT_EQ(ReadFile(path), "<r><a>9</a></r>");
     ASSERT_EQ(::unlink(path.c_str()), 0);
     capture_log::Reset(1u << 9);
@@ -253,7 +254,8 @@ TEST_P(ChangedTable, SaveRefusesAnotherTree)
     dir.Write("a.xml", row.now);
     capture_log::Reset(1u << 9);
     EXPECT_EQ(writer.Save(), -2);
-    EXPECT_EQ(capture_log::Text(), "9 SaveData: Cannot save " + path + ": " + path + " changed since it was loaded\n");
+    EXPECT_EQ(capture_log::Text(),
+              "9 SaveData: Cannot save " + path + ": " + path + " changed since it was read; nothing was written\n");
     EXPECT_EQ(ReadFile(path), row.now);
 }
 

@@ -967,16 +967,25 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
         return -2;
     }
     std::string text;
-    if (!now.load_buffer_inplace(copy.get(), size, kParseOptions, pugi::encoding_utf8)
-        || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
-        || !Render(std::string_view(original.get(), size), text)) {
-        error.description = m_source + " changed since it was loaded";
+    const pugi::xml_parse_result parsed = now.load_buffer_inplace(copy.get(), size, kParseOptions,
+                                                                   pugi::encoding_utf8);
+    if (parsed.status == pugi::status_out_of_memory) {
+        error.description = "out of memory";
         return -2;
+    }
+    if (!parsed || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
+        || !Render(std::string_view(original.get(), size), text)) {
+        error.description = m_source + zelconfig::kChangedSinceRead;
+        return zelconfig::kReplaceChanged;
     }
     now.reset();
     copy.reset();
+    // Just before the switch, the file must still hold the bytes the new
+    // text was made from.
+    const std::string_view piece(text);
+    const int replaced = file.ReplaceIfUnchanged(std::string_view(original.get(), size), &piece, 1,
+                                                 error.description);
     original.reset();
-    const int replaced = file.Replace(text.data(), text.size(), error.description);
     // Once the new bytes are the file, they are the document from now on:
     // parse them, so that later saves start from them. Should that fail, or
     // the file be left part written, later saves refuse.
@@ -988,10 +997,10 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
             m_source = file.Path();
             m_hasSource = true;
         }
-    } else if (replaced == zelconfig::kReplaceUntouched) {
-        m_hasSource = true; // the file and the tree still agree
+    } else if (replaced == zelconfig::kReplaceUntouched || replaced == zelconfig::kReplaceChanged) {
+        m_hasSource = true; // the tree still agrees with the file as it was loaded
     }
-    return replaced == zelconfig::kReplaceDone ? 0 : -2;
+    return replaced == zelconfig::kReplaceDone || replaced == zelconfig::kReplaceChanged ? replaced : -2;
 }
 
 } // namespace zelconfig::xml

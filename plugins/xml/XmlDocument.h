@@ -124,9 +124,12 @@ public:
     // Writes Render() of the loaded file, as it is on disk now, to `target`
     // through zelconfig::LockedFile (lock, temporary file with the target's
     // owner, group, mode, ACL and attributes, fsync, rename, directory
-    // fsync), then takes the result as the loaded file. 0, or -2 with error
-    // set and `target` untouched (also when the loaded file changed since),
-    // unless the description says the file was replaced.
+    // fsync), then takes the result as the loaded file. 0; or
+    // zelconfig::kReplaceChanged when the file no longer parses into the
+    // tree loaded (or its bytes change between that check and the switch),
+    // with the description the path followed by zelconfig::kChangedSinceRead;
+    // or -2 with error set and `target` untouched, unless the description
+    // says the file was replaced.
     int Save(const std::string& target, XmlError& error);
     // The same to a file the caller has locked (and perhaps loaded from).
     int Save(zelconfig::LockedFile& file, XmlError& error);

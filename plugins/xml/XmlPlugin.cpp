@@ -178,7 +178,9 @@ public:
             XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(),
                     error.description.c_str());
         }
-        return result;
+        // The writer's callers know -2 for a file left as it was, whatever
+        // the reason; the log line tells them apart.
+        return result == zelconfig::kReplaceChanged ? -2 : result;
     }
 
     int SetPath(const std::string& path) override

@@ -11,12 +11,15 @@
 #include <unordered_set>
 #include <utility>
 
-// Large files are mapped where the system has mmap; elsewhere they are read.
-#if defined(_POSIX_MAPPED_FILES) && _POSIX_MAPPED_FILES > 0
+// Large files are read into huge pages where the system offers them.
+#if defined(__linux__)
 #include <sys/mman.h>
-#define ZELCONFIG_DOCUMENT_MAPS 1
-#else
-#define ZELCONFIG_DOCUMENT_MAPS 0
+#if defined(MAP_ANONYMOUS) && defined(MADV_HUGEPAGE)
+#define ZELCONFIG_DOCUMENT_HUGE_PAGES 1
+#endif
+#endif
+#ifndef ZELCONFIG_DOCUMENT_HUGE_PAGES
+#define ZELCONFIG_DOCUMENT_HUGE_PAGES 0
 #endif
 
 #include "CBlock.h"
@@ -55,32 +58,87 @@ bool IsBlankLine(std::string_view line)
     return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
 }
 
-// Files at least this large are mapped rather than read when loaded for an
-// edit; smaller ones are read, since a mapping saves little on them and has
-// a setup and teardown of its own.
-constexpr size_t kMapAtLeast = 256 * 1024;
-
-// Unmaps a file mapping of the size it holds.
-struct Unmapper
+// Memory for a file's bytes that no other process can change: anonymous
+// pages of this process, never a mapping of the file, which another program
+// could shorten (SIGBUS) or rewrite under an edit. Large blocks ask for huge
+// pages where the system offers them: a 50 MB file then costs some twenty
+// page faults instead of twelve thousand, which is most of what reading it
+// costs a short-lived process.
+class Memory
 {
-    size_t size = 0;
-    void operator()(char* bytes) const
+public:
+    Memory() = default;
+    Memory(Memory&& other) noexcept { Swap(other); }
+    Memory& operator=(Memory&& other) noexcept
     {
-#if ZELCONFIG_DOCUMENT_MAPS
-        ::munmap(bytes, size);
-#else
-        static_cast<void>(bytes);
-#endif
+        Memory gone(std::move(*this));
+        Swap(other);
+        return *this;
     }
+    Memory(const Memory&) = delete;
+    Memory& operator=(const Memory&) = delete;
+    ~Memory() { Free(); }
+
+    // At least `size` bytes, not zeroed by this code; the old contents go.
+    // Throws std::bad_alloc as any allocation that runs out does.
+    void Allocate(size_t size)
+    {
+        Free();
+#if ZELCONFIG_DOCUMENT_HUGE_PAGES
+        if (size >= kHugePage) {
+            const size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
+            void* pages = ::mmap(nullptr, rounded, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            if (pages != MAP_FAILED) {
+                ::madvise(pages, rounded, MADV_HUGEPAGE); // a hint: fine when refused
+                m_bytes = static_cast<char*>(pages);
+                m_pages = m_capacity = rounded;
+                return;
+            }
+        }
+#endif
+        m_bytes = new char[size];
+        m_capacity = size;
+    }
+    char* get() const { return m_bytes; }
+    size_t capacity() const { return m_capacity; }
+    explicit operator bool() const { return m_bytes != nullptr; }
+
+private:
+#if ZELCONFIG_DOCUMENT_HUGE_PAGES
+    static constexpr size_t kHugePage = 2 * 1024 * 1024;
+#endif
+    void Free()
+    {
+#if ZELCONFIG_DOCUMENT_HUGE_PAGES
+        if (m_pages != 0) {
+            ::munmap(m_bytes, m_pages);
+        } else
+#endif
+        {
+            delete[] m_bytes;
+        }
+        m_bytes = nullptr;
+        m_capacity = m_pages = 0;
+    }
+    void Swap(Memory& other)
+    {
+        std::swap(m_bytes, other.m_bytes);
+        std::swap(m_capacity, other.m_capacity);
+        std::swap(m_pages, other.m_pages);
+    }
+
+    char* m_bytes = nullptr;
+    size_t m_capacity = 0;
+    size_t m_pages = 0; // mapped anonymously: munmap, not delete[]
 };
 
-// The file's bytes, in a buffer of their own or, for a large file loaded for
-// an edit, in a read-only mapping of the file with the edits made since kept
-// beside it as splices. Those are applied to a copy only when the text is
-// read again; a save writes the unchanged ranges straight from the mapping,
-// so that no buffer of the file's size is faulted in page by page (and
-// zeroed) before anything is written. A std::string would zero its memory
-// before a read fills it, a pass over the whole file for nothing.
+// The file's bytes as loaded (or last saved), which a save compares with the
+// file before it replaces it, and the edits made since. An edit that comes
+// before every edit kept so far (an edit's splices come back to front) is
+// kept beside the loaded bytes; any other, or a read of the text, settles
+// them into a buffer of the text's own. A save then writes the loaded bytes'
+// unchanged ranges and the splices' bytes, so that no copy of a large file
+// is made for an edit of one value.
 class Bytes
 {
 public:
@@ -88,7 +146,7 @@ public:
     const char* data() const
     {
         Settle();
-        return m_data ? m_data.get() : m_map ? m_map.get() : "";
+        return m_text ? m_text.get() : m_loaded ? m_loaded.get() : "";
     }
     size_t size() const { return m_size; }
     bool empty() const { return m_size == 0; }
@@ -96,147 +154,147 @@ public:
     char back() const { return data()[m_size - 1]; }
     operator std::string_view() const { return std::string_view(data(), m_size); }
 
-    // Replaces the whole text with bytes from elsewhere (never from this text).
+    // What the file held when it was read or last saved.
+    std::string_view Loaded() const { return std::string_view(m_loaded ? m_loaded.get() : "", m_loadedSize); }
+
+    // Replaces the whole text with bytes from elsewhere (never from this
+    // text), kept as an edit: the loaded bytes stay what they were.
     void Assign(std::string_view bytes)
     {
-        m_map.reset();
         m_splices.clear();
-        m_size = 0;
-        Replace(0, 0, bytes);
+        m_text.Allocate(std::max<size_t>(bytes.size() + bytes.size() / 8, 4096));
+        if (!bytes.empty()) {
+            std::memcpy(m_text.get(), bytes.data(), bytes.size());
+        }
+        m_size = bytes.size();
     }
 
-    // [begin, end) becomes `with`; the bytes after it move. On a mapping, a
-    // splice before every splice kept so far is kept too (there the offsets
-    // of the text and of the mapping agree), as an edit's splices come back
-    // to front; any other settles them first.
+    // Makes bytes held in memory the loaded text, as if a file held them.
+    void Load(std::string_view bytes)
+    {
+        Assign(bytes);
+        Saved();
+    }
+
+    // [begin, end) becomes `with`; the bytes after it move.
     void Replace(size_t begin, size_t end, std::string_view with)
     {
-        if (m_map && (m_splices.empty() || end <= m_splices.front().begin)) {
+        if (!m_text && (m_splices.empty() || end <= m_splices.front().begin)) {
             m_splices.insert(m_splices.begin(), Spliced{begin, end, std::string(with)});
             m_size = m_size - (end - begin) + with.size();
             return;
         }
         Own();
         const size_t size = m_size - (end - begin) + with.size();
-        if (size > m_capacity) {
-            Grow(size + size / 8);
+        if (size > m_text.capacity()) {
+            Memory larger;
+            larger.Allocate(size + size / 8);
+            std::memcpy(larger.get(), m_text.get(), m_size);
+            m_text = std::move(larger);
         }
         if (end < m_size) {
-            std::memmove(m_data.get() + begin + with.size(), m_data.get() + end, m_size - end);
+            std::memmove(m_text.get() + begin + with.size(), m_text.get() + end, m_size - end);
         }
         if (!with.empty()) {
-            std::memcpy(m_data.get() + begin, with.data(), with.size());
+            std::memcpy(m_text.get() + begin, with.data(), with.size());
         }
         m_size = size;
     }
 
-    // The text as runs to write one after the other: the mapping's unchanged
-    // ranges and the splices' bytes; one run for a buffer.
+    // The text as runs to write one after the other: the loaded bytes'
+    // unchanged ranges and the splices' bytes; one run for a settled text.
     std::vector<std::string_view> Pieces() const
     {
-        if (!m_map) {
+        if (m_text || m_splices.empty()) {
             return {std::string_view(data(), m_size)};
         }
         std::vector<std::string_view> pieces;
         size_t at = 0;
         for (const Spliced& splice : m_splices) {
-            pieces.emplace_back(m_map.get() + at, splice.begin - at);
+            pieces.emplace_back(m_loaded.get() + at, splice.begin - at);
             pieces.emplace_back(splice.with);
             at = splice.end;
         }
-        pieces.emplace_back(m_map.get() + at, m_map.get_deleter().size - at);
+        pieces.emplace_back(m_loaded.get() + at, m_loadedSize - at);
         return pieces;
     }
 
-    // Reads a descriptor to its end, or maps it when `mayMap` and it is a
-    // large regular file: 0 or an errno value. Its own loop rather than
-    // FileIO's ReadAll: it reads straight into this buffer, sized from the
-    // file and never zeroed, where ReadAll would copy every byte once more
-    // through a growing std::string.
-    int Read(int fd, bool mayMap)
+    // The text as it stands is now what the file holds.
+    void Saved()
     {
-        m_map.reset();
+        if (!m_text && m_splices.empty()) {
+            return;
+        }
+        Own();
+        m_loaded = std::move(m_text);
+        m_loadedSize = m_size;
+    }
+
+    // Reads a descriptor to its end into memory of its own: 0 or an errno
+    // value. Its own loop rather than FileIO's ReadAll: it reads straight
+    // into memory sized from the file and never zeroed here, where ReadAll
+    // would copy every byte once more through a growing std::string.
+    int Read(int fd)
+    {
         m_splices.clear();
+        m_text = Memory();
         struct stat info {};
         size_t size = 0;
         if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
             size = static_cast<size_t>(info.st_size);
         }
-        m_size = 0;
-        if (mayMap && size >= kMapAtLeast && Map(fd, size)) {
-            return 0;
-        }
+        m_size = m_loadedSize = 0;
         // One byte more than the file, so that the read that sees its end
-        // needs no growth, and room for edits, so that an added line moves
-        // the text after it rather than all of it to fresh memory.
-        Grow(std::max<size_t>(size + 64 * 1024, 4096));
+        // needs no growth.
+        m_loaded.Allocate(size + 1);
         for (;;) {
-            if (m_size == m_capacity) {
-                Grow(m_capacity * 2);
+            if (m_loadedSize == m_loaded.capacity()) {
+                Memory larger;
+                larger.Allocate(m_loaded.capacity() * 2);
+                std::memcpy(larger.get(), m_loaded.get(), m_loadedSize);
+                m_loaded = std::move(larger);
             }
-            const ssize_t count = ::read(fd, m_data.get() + m_size, m_capacity - m_size);
+            const ssize_t count = ::read(fd, m_loaded.get() + m_loadedSize, m_loaded.capacity() - m_loadedSize);
             if (count < 0) {
                 if (errno == EINTR) {
                     continue;
                 }
-                m_size = 0;
+                m_loadedSize = 0;
                 return errno;
             }
             if (count == 0) {
+                m_size = m_loadedSize;
                 return 0;
             }
-            m_size += static_cast<size_t>(count);
+            m_loadedSize += static_cast<size_t>(count);
         }
     }
 
 private:
-    // A splice kept beside the mapping: [begin, end) of the mapping becomes `with`.
+    // A splice kept beside the loaded bytes: [begin, end) of them becomes `with`.
     struct Spliced
     {
         size_t begin, end;
         std::string with;
     };
 
-    // Maps the file, its pages brought in at once where the system can:
-    // false where it cannot map it, for the read to take over.
-    bool Map(int fd, size_t size)
-    {
-#if ZELCONFIG_DOCUMENT_MAPS
-        int flags = MAP_PRIVATE;
-#ifdef MAP_POPULATE
-        flags |= MAP_POPULATE;
-#endif
-        void* mapped = ::mmap(nullptr, size, PROT_READ, flags, fd, 0);
-        if (mapped == MAP_FAILED) {
-            return false;
-        }
-        m_data.reset();
-        m_capacity = 0;
-        m_map = std::unique_ptr<char, Unmapper>(static_cast<char*>(mapped), Unmapper{size});
-        m_size = size;
-        return true;
-#else
-        static_cast<void>(fd);
-        static_cast<void>(size);
-        return false;
-#endif
-    }
-
     // Applies the kept splices, for a reader of the text.
     void Settle() const
     {
-        if (m_map && !m_splices.empty()) {
+        if (!m_splices.empty()) {
             Own();
         }
     }
 
-    // The text in a buffer of its own, with room for edits, the mapping gone.
+    // The text in a buffer of its own, with room for edits; the loaded
+    // bytes stay for the save's comparison.
     void Own() const
     {
-        if (!m_map) {
+        if (m_text) {
             return;
         }
-        std::unique_ptr<char[]> own(new char[m_size + 64 * 1024]);
+        Memory own;
+        own.Allocate(m_size + 64 * 1024);
         size_t at = 0;
         for (std::string_view piece : Pieces()) {
             if (!piece.empty()) {
@@ -244,28 +302,16 @@ private:
             }
             at += piece.size();
         }
-        m_data = std::move(own);
-        m_capacity = m_size + 64 * 1024;
-        m_map.reset();
+        m_text = std::move(own);
         m_splices.clear();
     }
 
-    void Grow(size_t capacity)
-    {
-        std::unique_ptr<char[]> larger(new char[capacity]);
-        if (m_size > 0) {
-            std::memcpy(larger.get(), m_data.get(), m_size);
-        }
-        m_data = std::move(larger);
-        m_capacity = capacity;
-    }
-
+    Memory m_loaded;
+    size_t m_loadedSize = 0;
     // Mutable: a reader's first look after edits settles them, which changes
     // where the bytes are, not what they are.
-    mutable std::unique_ptr<char[]> m_data;
-    mutable size_t m_capacity = 0;
-    mutable std::unique_ptr<char, Unmapper> m_map;
-    mutable std::vector<Spliced> m_splices; // in the mapping's offsets, in order
+    mutable Memory m_text; // the text, once it is not the loaded bytes with splices
+    mutable std::vector<Spliced> m_splices; // in the loaded bytes' offsets, in order
     size_t m_size = 0;
 };
 
@@ -705,9 +751,7 @@ int Document::Load(const std::string& path, unsigned options, const ReplaceOptio
     } else {
         s.error = std::strerror(ENOENT);
     }
-    // A file loaded locked is one to edit: mapped, when large, so that its
-    // save writes what did not change straight from the mapping.
-    int error = fd < 0 ? -1 : s.text.Read(fd, s.lock != nullptr);
+    int error = fd < 0 ? -1 : s.text.Read(fd);
     if (fd >= 0 && !s.lock) {
         ::close(fd);
     }
@@ -725,7 +769,7 @@ int Document::Parse(std::string_view text)
 {
     State& s = *m_state;
     s = State(s.mode);
-    s.text.Assign(text);
+    s.text.Load(text);
     return s.Start();
 }
 
@@ -1103,15 +1147,21 @@ int Document::Save()
         ReplaceOptions saving = s.saving;
         saving.create = false;
         if (briefly.Lock(s.path, saving, s.error) != kReplaceDone) {
-            return -2;
+            return kReplaceUntouched;
         }
     }
+    // Under the lock, the file must still hold what was loaded: a change
+    // made since by a program that ignores the lock, or while a document
+    // loaded without it was edited, is refused rather than overwritten.
     const std::vector<std::string_view> pieces = s.text.Pieces();
-    if (file->Replace(pieces.data(), pieces.size(), s.error) != kReplaceDone) {
-        return -2;
+    const int replaced = file->ReplaceIfUnchanged(s.text.Loaded(), pieces.data(), pieces.size(), s.error);
+    // A file rewritten in place only in part holds neither the loaded bytes
+    // nor the text, so a later save finds it changed and refuses.
+    if (replaced == kReplaceDone || replaced == kReplaceNotFlushed) {
+        s.text.Saved();
+        s.changed = false;
     }
-    s.changed = false;
-    return 0;
+    return replaced;
 }
 
 } // namespace zelconfig

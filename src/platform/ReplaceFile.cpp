@@ -4,11 +4,16 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <memory>
+#include <new>
+#include <random>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <thread>
 #include <unistd.h>
@@ -18,6 +23,7 @@
 #endif
 
 #include "platform/FileIO.h"
+#include "platform/PathWalk.h"
 
 namespace zelconfig {
 
@@ -37,56 +43,36 @@ int CloseRetrying(int fd)
     return ::close(fd) == 0 || errno == EINTR ? 0 : -1;
 }
 
-// The directory part of a path: "/" for a name at the root, "." for a bare name.
-std::string DirectoryOf(const std::string& path)
-{
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string(".") : slash == 0 ? std::string("/") : path.substr(0, slash);
-}
-
-// The last part of a path.
-std::string NameOf(const std::string& path)
-{
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 // Whether two stats describe one file, whatever names led to it.
 bool SameFile(const struct stat& a, const struct stat& b)
 {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// Refuses what the kernel's protected_symlinks refuses, also where it is off:
-// a symbolic link in a sticky, world-writable directory (/tmp) whose owner is
-// neither the caller nor the directory's owner, which another user could
-// point at any file the caller may write. Checks every link of the last
-// component's chain.
-bool FollowAllowed(const std::string& path, std::string& message)
+// A failed call, named, with its cause, for messages.
+std::string Failed(const std::string& what, const char* call, int error)
 {
-    std::string current = path;
-    for (int hops = 0; hops < 40; ++hops) {
-        struct stat link {};
-        if (::lstat(current.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) {
-            return true;
-        }
-        const std::string directory = DirectoryOf(current);
-        struct stat parent {};
-        if (::stat(directory.c_str(), &parent) == 0 && (parent.st_mode & S_ISVTX) != 0
-            && (parent.st_mode & S_IWOTH) != 0 && link.st_uid != ::geteuid() && link.st_uid != parent.st_uid) {
-            message = "refusing to follow the symbolic link " + current + ": it is in a sticky, world-writable "
-                      "directory and belongs to neither you nor the directory's owner";
-            return false;
-        }
-        char target[PATH_MAX];
-        const ssize_t size = ::readlink(current.c_str(), target, sizeof target - 1);
-        if (size < 0) {
-            return true; // gone meanwhile: the resolution reports it
-        }
-        const std::string next(target, static_cast<size_t>(size));
-        current = next.front() == '/' ? next : directory + "/" + next;
-    }
-    return true;
+    return what + " (" + call + "): " + ErrorText(error);
+}
+
+// fstat, resuming after interruptions.
+int StatRetrying(int fd, struct stat& info)
+{
+    int result;
+    do {
+        result = ::fstat(fd, &info);
+    } while (result != 0 && errno == EINTR);
+    return result;
+}
+
+// fsync, resuming after interruptions (a flush may be asked for again).
+int SyncRetrying(int fd)
+{
+    int result;
+    do {
+        result = ::fsync(fd);
+    } while (result != 0 && errno == EINTR);
+    return result;
 }
 
 // Takes the exclusive lock, polling until the deadline, so that a reader
@@ -98,8 +84,11 @@ bool LockUntil(int fd, Clock::time_point deadline, unsigned waitSeconds, std::st
         if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
             return true;
         }
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            message = "cannot lock: " + ErrorText(errno);
+        if (errno == EINTR) {
+            continue;
+        }
+        if (errno != EWOULDBLOCK) {
+            message = Failed("cannot lock the file", "flock", errno);
             return false;
         }
         if (Clock::now() >= deadline) {
@@ -112,21 +101,21 @@ bool LockUntil(int fd, Clock::time_point deadline, unsigned waitSeconds, std::st
     }
 }
 
-// Flushes a directory's entries, so that a rename survives a power cut.
-bool SyncDirectory(const std::string& directory, std::string& error)
+// Flushes a directory's entries, so that a rename survives a power cut. The
+// directory is reopened for reading through the one the walk holds, which
+// may only pass through it.
+bool SyncDirectory(int directory, const std::string& shown, std::string& error)
 {
-    const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) {
-        error = "cannot open " + directory + ": " + ErrorText(errno);
+    const UniqueDescriptor readable(OpenAt(directory, ".", O_RDONLY | O_DIRECTORY));
+    if (readable.Get() < 0) {
+        error = Failed("cannot open " + shown, "open", errno);
         return false;
     }
-    const bool synced = ::fsync(fd) == 0;
-    const int savedErrno = errno;
-    CloseRetrying(fd);
-    if (!synced) {
-        error = "cannot flush " + directory + ": " + ErrorText(savedErrno);
+    if (SyncRetrying(readable.Get()) != 0) {
+        error = Failed("cannot flush " + shown, "fsync", errno);
+        return false;
     }
-    return synced;
+    return true;
 }
 
 // Writes the pieces in order at the descriptor's position: 0 or an errno.
@@ -159,30 +148,53 @@ std::string TemporaryPrefix(const std::string& name)
 
 // Removes the temporary files of earlier saves of this file that were
 // killed before their rename: those that no live save holds locked.
-void RemoveLeftovers(const std::string& directory, const std::string& prefix)
+void RemoveLeftovers(int directory, const std::string& prefix)
 {
-    DIR* dir = ::opendir(directory.c_str());
+    const int listed = OpenAt(directory, ".", O_RDONLY | O_DIRECTORY);
+    DIR* dir = listed < 0 ? nullptr : ::fdopendir(listed);
     if (dir == nullptr) {
+        if (listed >= 0) {
+            CloseRetrying(listed);
+        }
         return;
     }
-    const int dirFd = ::dirfd(dir);
     while (const dirent* entry = ::readdir(dir)) {
         const std::string name = entry->d_name;
         if (name.size() != prefix.size() + 6 || name.compare(0, prefix.size(), prefix) != 0) {
             continue;
         }
-        const int fd = ::openat(dirFd, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        if (fd < 0) {
-            continue;
-        }
+        const UniqueDescriptor fd(OpenAt(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
         struct stat opened {}, named {};
-        if (::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode) && ::flock(fd, LOCK_EX | LOCK_NB) == 0
-            && ::fstatat(dirFd, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && SameFile(opened, named)) {
-            ::unlinkat(dirFd, name.c_str(), 0);
+        if (fd.Get() >= 0 && ::fstat(fd.Get(), &opened) == 0 && S_ISREG(opened.st_mode)
+            && ::flock(fd.Get(), LOCK_EX | LOCK_NB) == 0
+            && ::fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && SameFile(opened, named)) {
+            ::unlinkat(directory, name.c_str(), 0);
         }
-        CloseRetrying(fd);
     }
     ::closedir(dir);
+}
+
+// A temporary file beside the target, created exclusively and locked: its
+// descriptor, or -1 with errno set. Made relative to the walked directory,
+// which mkstemp cannot do.
+int CreateTemporary(int directory, const std::string& prefix, std::string& name)
+{
+    static const char kLetters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    std::random_device device;
+    std::mt19937_64 random((static_cast<uint64_t>(device()) << 32) ^ device()
+                           ^ static_cast<uint64_t>(Clock::now().time_since_epoch().count()));
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        name = prefix;
+        for (int i = 0; i < 6; ++i) {
+            name += kLetters[random() % (sizeof kLetters - 1)];
+        }
+        const int fd = OpenAt(directory, name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+        if (fd >= 0 || errno != EEXIST) {
+            return fd;
+        }
+    }
+    errno = EEXIST;
+    return -1;
 }
 
 #ifdef __linux__
@@ -271,133 +283,213 @@ bool CopyAttributes(int from, int to, std::string& error)
 }
 #endif
 
+// What CopyMetadata found.
+enum class Kept
+{
+    kYes,
+    kNo,     // the new file cannot have them: only a save in place keeps them
+    kFailed, // a call failed for another reason, given in the message
+};
+
 // Gives the new file the old one's owner, group, mode bits, ACL and extended
 // attributes, and checks them on the new file itself: a setgid directory
 // gives a new file the directory's group, fchmod silently drops a set-group-ID
-// bit for a group the caller is not in. False with the reason otherwise, for
-// a rename would then widen or narrow who may use the file.
-bool CopyMetadata(int from, const struct stat& old, int to, std::string& error)
+// bit for a group the caller is not in. kNo with the reason otherwise, for a
+// rename would then widen or narrow who may use the file.
+Kept CopyMetadata(int from, const struct stat& old, int to, std::string& error)
 {
     struct stat now {};
-    if (::fstat(to, &now) != 0) {
-        error = "cannot inspect the new file: " + ErrorText(errno);
-        return false;
+    if (StatRetrying(to, now) != 0) {
+        error = Failed("cannot inspect the new file", "fstat", errno);
+        return Kept::kFailed;
     }
     const std::string owner = std::to_string(old.st_uid) + ":" + std::to_string(old.st_gid);
     if ((now.st_uid != old.st_uid || now.st_gid != old.st_gid) && ::fchown(to, old.st_uid, old.st_gid) != 0) {
-        error = "a new file cannot keep the file's owner and group (" + owner + "): " + ErrorText(errno);
-        return false;
+        const int cause = errno;
+        error = Failed("a new file cannot keep the file's owner and group (" + owner + ")", "fchown", cause);
+        return cause == EPERM || cause == EINVAL ? Kept::kNo : Kept::kFailed;
     }
     // After fchown, which may clear the set-id bits.
     if (::fchmod(to, old.st_mode & 07777) != 0) {
-        error = "a new file cannot keep the file's permissions: " + ErrorText(errno);
-        return false;
+        const int cause = errno;
+        error = Failed("a new file cannot keep the file's permissions", "fchmod", cause);
+        return cause == EPERM ? Kept::kNo : Kept::kFailed;
     }
 #ifdef __linux__
     if (!CopyAttributes(from, to, error)) {
-        return false;
+        return errno == EPERM || errno == ENOTSUP || errno == EACCES ? Kept::kNo : Kept::kFailed;
     }
 #else
     (void)from;
 #endif
-    if (::fstat(to, &now) != 0 || now.st_uid != old.st_uid || now.st_gid != old.st_gid
-        || (now.st_mode & 07777) != (old.st_mode & 07777)) {
+    if (StatRetrying(to, now) != 0) {
+        error = Failed("cannot inspect the new file", "fstat", errno);
+        return Kept::kFailed;
+    }
+    if (now.st_uid != old.st_uid || now.st_gid != old.st_gid || (now.st_mode & 07777) != (old.st_mode & 07777)) {
         error = "a new file cannot keep the file's owner, group and permissions (" + owner + ", mode "
                 + std::to_string((old.st_mode >> 9) & 7) + std::to_string((old.st_mode >> 6) & 7)
                 + std::to_string((old.st_mode >> 3) & 7) + std::to_string(old.st_mode & 7) + ")";
-        return false;
+        return Kept::kNo;
     }
-    return true;
+    return Kept::kYes;
+}
+
+// Whether the file `fd` holds exactly `loaded`, read again from its start:
+// 0 when it does, kReplaceChanged when it does not, or an errno.
+int HoldsExactly(int fd, std::string_view loaded)
+{
+    struct stat info {};
+    if (StatRetrying(fd, info) != 0) {
+        return errno;
+    }
+    if (static_cast<uint64_t>(info.st_size) != loaded.size()) {
+        return kReplaceChanged;
+    }
+    // A buffer the cache keeps, rather than one of the file's size.
+    constexpr size_t kChunk = 256 * 1024;
+    std::unique_ptr<char[]> chunk(new (std::nothrow) char[kChunk]);
+    if (!chunk) {
+        return ENOMEM;
+    }
+    size_t at = 0;
+    for (;;) {
+        const ssize_t got = ::pread(fd, chunk.get(), kChunk, static_cast<off_t>(at));
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return errno;
+        }
+        const size_t size = static_cast<size_t>(got);
+        if (size == 0 || size > loaded.size() - at) {
+            // Shorter or longer than the size said a moment ago.
+            return size == 0 && at == loaded.size() ? 0 : kReplaceChanged;
+        }
+        if (std::memcmp(chunk.get(), loaded.data() + at, size) != 0) {
+            return kReplaceChanged;
+        }
+        at += size;
+    }
 }
 
 } // namespace
 
-LockedFile::~LockedFile()
+struct LockedFile::State
 {
-    if (m_fd >= 0) {
-        CloseRetrying(m_fd); // closing the last descriptor releases the lock
-    }
+    UniqueDescriptor fd;     // the locked file
+    UniqueDescriptor directory; // where it is, held since Lock
+    std::string name;        // its name there, never a link
+    std::string directoryPath, path;
+    struct stat info {};
+    ReplaceOptions options;
+
+    int ReplaceByRename(const std::string_view* pieces, size_t count, const std::string_view* loaded,
+                        std::string& message);
+    int ReplaceInPlace(const std::string_view* pieces, size_t count, const std::string_view* loaded,
+                       std::string& message);
+    int StillAsLoaded(const std::string_view* loaded, std::string& message) const;
+};
+
+LockedFile::LockedFile() : m_state(new State) {}
+
+LockedFile::~LockedFile() = default; // closing the last descriptor releases the lock
+
+const std::string& LockedFile::Path() const
+{
+    return m_state->path;
+}
+
+int LockedFile::Descriptor() const
+{
+    return m_state->fd.Get();
 }
 
 int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std::string& message)
 {
-    if (m_fd >= 0) {
-        CloseRetrying(m_fd);
-        m_fd = -1;
-    }
-    m_options = options;
-    if (path.find('\0') != std::string::npos) {
-        message = ErrorText(ENOENT); // names no file; open() must not see a shorter one
-        return kReplaceUntouched;
-    }
-    if (!FollowAllowed(path, message)) {
-        return kReplaceUntouched;
-    }
-    // Edit the file that symbolic links lead to; the links themselves stay.
-    char resolved[PATH_MAX];
-    bool create = options.create;
-    while (::realpath(path.c_str(), resolved) == nullptr) {
-        if (errno != ENOENT || !create) {
-            message = ErrorText(errno);
-            return kReplaceUntouched;
-        }
-        // O_EXCL: when another editor creates it first, edit theirs.
-        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_CLOEXEC, 0666);
-        if (fd < 0 && errno != EEXIST) {
-            message = ErrorText(errno);
-            return kReplaceUntouched;
-        }
-        if (fd >= 0) {
-            CloseRetrying(fd);
-        }
-        create = false; // once: a dangling link is reported, not chased
-    }
-    m_path = resolved;
+    State& s = *m_state;
+    s.fd.Reset();
+    s.directory.Reset();
+    s.options = options;
     const Clock::time_point deadline = Clock::now() + std::chrono::seconds(options.waitSeconds);
-    for (;;) {
-        const int opened = OpenRegular(m_path, O_RDONLY, m_fd);
-        if (opened != 0) {
-            message = opened == kNotRegularFile ? std::string("not a regular file") : ErrorText(opened);
+    bool create = options.create;
+    // Each round walks the path again: a name that turned into a link, or a
+    // file renamed over the one locked, is met afresh.
+    for (int round = 0;; ++round) {
+        if (round == 1000) {
+            message = "the file kept changing while it was opened; nothing changed";
             return kReplaceUntouched;
         }
-        const bool inspected = ::fstat(m_fd, &m_stat) == 0;
-        if (!inspected) {
-            message = ErrorText(errno);
-        }
-        if (!inspected || !LockUntil(m_fd, deadline, options.waitSeconds, message)) {
-            CloseRetrying(m_fd);
-            m_fd = -1;
+        WalkedPath walked;
+        if (WalkPath(path, walked, message) != 0) {
             return kReplaceUntouched;
         }
-        // Whoever held the lock before may have renamed a new file into place:
-        // then this lock guards a file nobody reads any more, so start again.
-        // The name is opened again without following a link, so that a link
-        // put there meanwhile cannot send the save elsewhere.
-        int now = -1;
-        const int reopened = OpenRegular(m_path, O_RDONLY | O_NOFOLLOW, now);
-        struct stat current {};
-        const bool same = reopened == 0 && ::fstat(now, &current) == 0 && SameFile(current, m_stat);
-        if (now >= 0) {
-            CloseRetrying(now);
-        }
-        if (same) {
-            break;
-        }
-        CloseRetrying(m_fd);
-        m_fd = -1;
-        if (reopened == ELOOP || reopened == kNotRegularFile || (reopened != 0 && reopened != ENOENT)) {
-            message = reopened == ELOOP ? "refusing to follow a symbolic link put in place of " + m_path
-                      : reopened == kNotRegularFile ? std::string("not a regular file")
-                                                    : ErrorText(reopened);
+        s.fd.Reset(OpenAt(walked.directory.Get(), walked.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
+        if (s.fd.Get() < 0) {
+            const int cause = errno;
+            if (cause == ELOOP) {
+                continue; // a link put there since the walk: walk it
+            }
+            if (cause == ENOENT && create && !walked.viaLink) {
+                // O_EXCL: when another editor creates it first, edit theirs.
+                // Once: a file removed again at once is reported, not chased.
+                const UniqueDescriptor made(OpenAt(walked.directory.Get(), walked.name,
+                                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK, 0666));
+                if (made.Get() < 0 && errno != EEXIST) {
+                    message = ErrorText(errno);
+                    return kReplaceUntouched;
+                }
+                create = false;
+                continue;
+            }
+            message = ErrorText(cause);
             return kReplaceUntouched;
         }
+        if (StatRetrying(s.fd.Get(), s.info) != 0) {
+            message = Failed("cannot inspect " + walked.path, "fstat", errno);
+            s.fd.Reset();
+            return kReplaceUntouched;
+        }
+        if (!S_ISREG(s.info.st_mode)) {
+            message = S_ISDIR(s.info.st_mode) ? ErrorText(EISDIR) : std::string("not a regular file");
+            s.fd.Reset();
+            return kReplaceUntouched;
+        }
+        int flags;
+        do {
+            flags = ::fcntl(s.fd.Get(), F_GETFL);
+        } while (flags < 0 && errno == EINTR);
+        if (flags < 0 || ::fcntl(s.fd.Get(), F_SETFL, flags & ~O_NONBLOCK) != 0) {
+            message = Failed("cannot use " + walked.path, "fcntl", errno);
+            s.fd.Reset();
+            return kReplaceUntouched;
+        }
+        if (!LockUntil(s.fd.Get(), deadline, options.waitSeconds, message)) {
+            s.fd.Reset();
+            return kReplaceUntouched;
+        }
+        // Whoever held the lock before may have renamed a new file into
+        // place: then this lock guards a file nobody reads any more.
+        struct stat named {};
+        if (::fstatat(walked.directory.Get(), walked.name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0
+            || !SameFile(named, s.info)) {
+            s.fd.Reset();
+            continue;
+        }
+        s.directory = std::move(walked.directory);
+        s.name = std::move(walked.name);
+        s.directoryPath = std::move(walked.directoryPath);
+        s.path = std::move(walked.path);
+        break;
     }
     // As the library's writer: a file the caller may not write is not replaced,
     // although the rename would need only the directory.
-    if (!options.force && ::access(m_path.c_str(), W_OK) != 0) {
-        message = "not writable: " + ErrorText(errno);
-        CloseRetrying(m_fd);
-        m_fd = -1;
+    if (!options.force && ::faccessat(s.directory.Get(), s.name.c_str(), W_OK, 0) != 0) {
+        const int cause = errno;
+        message = cause == EACCES || cause == EPERM || cause == EROFS || cause == ETXTBSY
+                      ? "not writable: " + ErrorText(cause)
+                      : Failed("cannot tell whether " + s.path + " may be written", "access", cause);
+        s.fd.Reset();
         return kReplaceUntouched;
     }
     return kReplaceDone;
@@ -405,11 +497,13 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
 
 int LockedFile::Replace(const std::string_view* pieces, size_t count, std::string& message)
 {
-    if (m_fd < 0) {
+    State& s = *m_state;
+    if (s.fd.Get() < 0) {
         message = "the file is not locked";
         return kReplaceUntouched;
     }
-    return m_options.inPlace ? ReplaceInPlace(pieces, count, message) : ReplaceByRename(pieces, count, message);
+    return s.options.inPlace ? s.ReplaceInPlace(pieces, count, nullptr, message)
+                             : s.ReplaceByRename(pieces, count, nullptr, message);
 }
 
 int LockedFile::Replace(const char* data, size_t size, std::string& message)
@@ -418,92 +512,152 @@ int LockedFile::Replace(const char* data, size_t size, std::string& message)
     return Replace(&piece, 1, message);
 }
 
-int LockedFile::ReplaceByRename(const std::string_view* pieces, size_t count, std::string& message)
+int LockedFile::ReplaceIfUnchanged(std::string_view loaded, const std::string_view* pieces, size_t count,
+                                   std::string& message)
 {
-    const std::string directory = DirectoryOf(m_path);
-    const std::string prefix = TemporaryPrefix(NameOf(m_path));
-    RemoveLeftovers(directory, prefix);
-    std::string temporary = (directory == "/" ? "" : directory) + "/" + prefix + "XXXXXX";
-    const int fd = ::mkstemp(&temporary[0]);
-    if (fd < 0) {
-        message = "cannot create a temporary file in " + directory + ": " + ErrorText(errno);
+    State& s = *m_state;
+    if (s.fd.Get() < 0) {
+        message = "the file is not locked";
         return kReplaceUntouched;
     }
-    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return s.options.inPlace ? s.ReplaceInPlace(pieces, count, &loaded, message)
+                             : s.ReplaceByRename(pieces, count, &loaded, message);
+}
+
+// kReplaceDone when the name still leads to the locked file and it holds
+// `loaded` (always, without `loaded`); else kReplaceChanged or
+// kReplaceUntouched, with the message.
+int LockedFile::State::StillAsLoaded(const std::string_view* loaded, std::string& message) const
+{
+    if (loaded == nullptr) {
+        return kReplaceDone;
+    }
+    struct stat named {};
+    if (::fstatat(directory.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (errno != ENOENT) {
+            message = Failed("cannot inspect " + path, "stat", errno);
+            return kReplaceUntouched;
+        }
+    }
+    int held = !SameFile(named, info) ? kReplaceChanged : HoldsExactly(fd.Get(), *loaded);
+    if (held == kReplaceChanged) {
+        message = path + kChangedSinceRead;
+        return kReplaceChanged;
+    }
+    if (held != 0) {
+        message = held == ENOMEM ? std::string("out of memory while checking that the file did not change; "
+                                               "nothing was written")
+                                 : Failed("cannot read " + path + " again to check it", "read", held);
+        return kReplaceUntouched;
+    }
+    return kReplaceDone;
+}
+
+int LockedFile::State::ReplaceByRename(const std::string_view* pieces, size_t count, const std::string_view* loaded,
+                                       std::string& message)
+{
+    const std::string prefix = TemporaryPrefix(name);
+    RemoveLeftovers(directory.Get(), prefix);
+    std::string temporary;
+    UniqueDescriptor made(CreateTemporary(directory.Get(), prefix, temporary));
+    if (made.Get() < 0) {
+        message = Failed("cannot create a temporary file in " + directoryPath, "open", errno);
+        return kReplaceUntouched;
+    }
+    const std::string shown = (directoryPath == "/" ? "" : directoryPath) + "/" + temporary;
 
     // Every step must succeed before the rename; the first failure is reported.
     // Locked from the start, so that a later save tells a live temporary file
     // from one a killed save left, and an editor waiting for the old lock
     // then waits for this one.
     std::string error;
-    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        error = "cannot lock " + temporary + ": " + ErrorText(errno);
+    int status = kReplaceUntouched;
+    if (::flock(made.Get(), LOCK_EX | LOCK_NB) != 0) {
+        error = Failed("cannot lock " + shown, "flock", errno);
     }
     if (error.empty()) {
-        if (const int written = WritePieces(fd, pieces, count)) {
-            error = "cannot write " + temporary + ": " + ErrorText(written);
+        if (const int written = WritePieces(made.Get(), pieces, count)) {
+            error = Failed("cannot write " + shown, "write", written);
         }
     }
-    if (error.empty() && !CopyMetadata(m_fd, m_stat, fd, error)) {
-        error += std::string("; ") + kOnlyInPlaceKeeps;
+    if (error.empty()) {
+        const Kept kept = CopyMetadata(fd.Get(), info, made.Get(), error);
+        if (kept == Kept::kNo) {
+            error += std::string("; ") + kOnlyInPlaceKeeps;
+        }
     }
-    if (error.empty() && ::fsync(fd) != 0) {
-        error = "cannot flush " + temporary + ": " + ErrorText(errno);
+    if (error.empty() && SyncRetrying(made.Get()) != 0) {
+        error = Failed("cannot flush " + shown, "fsync", errno);
     }
-    if (error.empty() && ::rename(temporary.c_str(), m_path.c_str()) != 0) {
-        error = "cannot rename " + temporary + " over the file: " + ErrorText(errno);
+    // Last, under the lock: whatever changed the file meanwhile must not be lost.
+    if (error.empty()) {
+        status = StillAsLoaded(loaded, error);
+    }
+    if (error.empty()) {
+        int renamed;
+        do {
+            renamed = ::renameat(directory.Get(), temporary.c_str(), directory.Get(), name.c_str());
+        } while (renamed != 0 && errno == EINTR);
+        if (renamed != 0) {
+            error = Failed("cannot rename " + shown + " over the file", "rename", errno);
+            status = kReplaceUntouched;
+        }
     }
     if (!error.empty()) {
-        ::unlink(temporary.c_str());
-        CloseRetrying(fd);
+        ::unlinkat(directory.Get(), temporary.c_str(), 0);
         message = error;
-        return kReplaceUntouched;
+        return status;
     }
-    CloseRetrying(m_fd);
-    m_fd = fd;
-    ::fstat(m_fd, &m_stat);
+    fd = std::move(made);
+    StatRetrying(fd.Get(), info);
     // The new contents are in place; only their durability is in question now.
-    if (!SyncDirectory(directory, error)) {
+    if (!SyncDirectory(directory.Get(), directoryPath, error)) {
         message = "the file was replaced, but " + error;
         return kReplaceNotFlushed;
     }
     return kReplaceDone;
 }
 
-int LockedFile::ReplaceInPlace(const std::string_view* pieces, size_t count, std::string& message)
+int LockedFile::State::ReplaceInPlace(const std::string_view* pieces, size_t count, const std::string_view* loaded,
+                                      std::string& message)
 {
-    int fd = -1;
-    const int opened = OpenRegular(m_path, O_WRONLY | O_NOFOLLOW, fd);
+    const UniqueDescriptor writable(OpenAt(directory.Get(), name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK));
     struct stat now {};
-    if (opened != 0 || ::fstat(fd, &now) != 0 || !SameFile(now, m_stat)) {
-        message = "cannot open the file for writing: "
-                  + (opened == 0 ? std::string("it was replaced") : opened == kNotRegularFile
-                                                                        ? std::string("not a regular file")
-                                                                        : ErrorText(opened));
-        if (fd >= 0) {
-            CloseRetrying(fd);
-        }
+    if (writable.Get() < 0 || StatRetrying(writable.Get(), now) != 0) {
+        message = Failed("cannot open the file for writing", writable.Get() < 0 ? "open" : "fstat", errno);
         return kReplaceUntouched;
+    }
+    if (!SameFile(now, info)) {
+        message = path + kChangedSinceRead;
+        return kReplaceChanged;
+    }
+    const int held = StillAsLoaded(loaded, message);
+    if (held != kReplaceDone) {
+        return held;
     }
     size_t size = 0;
     for (size_t i = 0; i < count; ++i) {
         size += pieces[i].size();
     }
-    int error = WritePieces(fd, pieces, count);
-    if (error == 0 && ::ftruncate(fd, static_cast<off_t>(size)) != 0) {
-        error = errno;
+    int error = WritePieces(writable.Get(), pieces, count);
+    const char* call = "write";
+    if (error == 0) {
+        int truncated;
+        do {
+            truncated = ::ftruncate(writable.Get(), static_cast<off_t>(size));
+        } while (truncated != 0 && errno == EINTR);
+        error = truncated == 0 ? 0 : errno;
+        call = "ftruncate";
     }
     if (error != 0) {
-        CloseRetrying(fd);
-        message = "the file was rewritten in place only in part: " + ErrorText(error);
+        message = Failed("the file was rewritten in place only in part", call, error);
         return kReplacePartlyWritten;
     }
-    const bool synced = ::fsync(fd) == 0;
+    const bool synced = SyncRetrying(writable.Get()) == 0;
     const int syncError = errno;
-    CloseRetrying(fd);
-    ::fstat(m_fd, &m_stat);
+    StatRetrying(fd.Get(), info);
     if (!synced) {
-        message = "the file was rewritten in place, but cannot be flushed: " + ErrorText(syncError);
+        message = Failed("the file was rewritten in place, but cannot be flushed", "fsync", syncError);
         return kReplaceNotFlushed;
     }
     return kReplaceDone;

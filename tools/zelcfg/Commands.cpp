@@ -351,8 +351,8 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
             return Fail(kExitFailure, input.path, kCannotNormalise);
         }
     }
-    if (document.Save() != 0) {
-        return Fail(kExitFailure, input.path, SaveFailure(document.Error()));
+    if (const int saved = document.Save()) {
+        return SaveFailed(saved, input.path, document.Error());
     }
     return kExitOk;
 }
@@ -485,6 +485,15 @@ std::string SaveFailure(const std::string& message)
         return message + " (--wait SECONDS waits longer)";
     }
     return message;
+}
+
+int SaveFailed(int status, const std::string& file, const std::string& message)
+{
+    if (status == zelconfig::kReplaceChanged) {
+        std::cerr << "zelcfg: " << file << zelconfig::kChangedSinceRead << '\n';
+        return kExitFailure;
+    }
+    return Fail(kExitFailure, file, SaveFailure(message));
 }
 
 int Fail(int status, const std::string& file, const std::string& message)

@@ -54,8 +54,8 @@ int EditXml(const Invocation& invocation, const Input& input, Change&& change)
         return status;
     }
     zelconfig::xml::XmlError failure;
-    if (document.Save(file, failure) != 0) {
-        return Fail(kExitFailure, input.path, SaveFailure(failure.description));
+    if (const int saved = document.Save(file, failure)) {
+        return SaveFailed(saved, input.path, failure.description);
     }
     return kExitOk;
 }

@@ -97,6 +97,9 @@ zelconfig::ReplaceOptions SaveOptions(const Invocation& invocation);
 // The library's reason a lock or a save failed, with the option that helps
 // where one does.
 std::string SaveFailure(const std::string& message);
+// Reports a save that failed with the ReplaceStatus `status`: a file changed
+// since it was read is named as the user gave it. kExitFailure.
+int SaveFailed(int status, const std::string& file, const std::string& message);
 
 // False with a message on a usage error.
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error);
