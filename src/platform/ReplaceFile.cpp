@@ -532,14 +532,16 @@ int LockedFile::State::StillAsLoaded(const std::string_view* loaded, std::string
     if (loaded == nullptr) {
         return kReplaceDone;
     }
+    // The bytes first, the name last: nearest the switch.
+    int held = HoldsExactly(fd.Get(), *loaded);
     struct stat named {};
-    if (::fstatat(directory.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) {
-        if (errno != ENOENT) {
-            message = Failed("cannot inspect " + path, "stat", errno);
-            return kReplaceUntouched;
-        }
+    if (held == 0 && ::fstatat(directory.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
+        message = Failed("cannot inspect " + path, "stat", errno);
+        return kReplaceUntouched;
     }
-    int held = !SameFile(named, info) ? kReplaceChanged : HoldsExactly(fd.Get(), *loaded);
+    if (held == 0 && !SameFile(named, info)) {
+        held = kReplaceChanged;
+    }
     if (held == kReplaceChanged) {
         message = path + kChangedSinceRead;
         return kReplaceChanged;

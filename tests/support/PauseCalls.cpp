@@ -1,7 +1,8 @@
 // Preloaded into a program under test (LD_PRELOAD) to widen the windows a
 // race needs, or to make a call fail that cannot be made to fail otherwise:
-//   ZELCONFIG_PAUSE_AT=read|fsync|rename  the first such call (read: of a
-//       regular file) waits 400 ms before it runs;
+//   ZELCONFIG_PAUSE_AT=read|pread|fsync|rename  the first such call (read:
+//       of a regular file; pread: the save's check of the file) waits 400 ms
+//       before it runs;
 //   ZELCONFIG_FAIL_DIRECTORY_FSYNC=1     fsync of a directory fails with EIO.
 #include <cerrno>
 #include <cstdio>
@@ -44,6 +45,15 @@ extern "C" ssize_t read(int fd, void* buffer, size_t size)
     return Next<ssize_t (*)(int, void*, size_t)>("read")(fd, buffer, size);
 }
 
+// With 64-bit offsets on a 32-bit system the header renames pread to
+// pread64, and so does this definition: the real call is looked up likewise.
+extern "C" ssize_t pread(int fd, void* buffer, size_t size, off_t offset)
+{
+    PauseAt("pread");
+    const char* real = sizeof(off_t) > sizeof(long) ? "pread64" : "pread";
+    return Next<ssize_t (*)(int, void*, size_t, off_t)>(real)(fd, buffer, size, offset);
+}
+
 extern "C" int fsync(int fd)
 {
     struct stat info {};
@@ -60,4 +70,10 @@ extern "C" int rename(const char* from, const char* to) noexcept
 {
     PauseAt("rename");
     return Next<int (*)(const char*, const char*)>("rename")(from, to);
+}
+
+extern "C" int renameat(int fromDirectory, const char* from, int toDirectory, const char* to) noexcept
+{
+    PauseAt("rename");
+    return Next<int (*)(int, const char*, int, const char*)>("renameat")(fromDirectory, from, toDirectory, to);
 }
