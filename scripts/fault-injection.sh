@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Kills an edit at each of its system calls in turn, and makes each call fail
 # with each of a few errors in turn, then looks at the file: it must hold
-# its old text or its new text, never anything else, and a command that
-# exits 0 must have made its change. zelcfg's edits are run side by side with
+# its old text or its new text, never anything else (except in place, which
+# rewrites the file's own bytes and so cannot be atomic: its rows show how
+# often a kill leaves it part written), and a command that exits 0 must have
+# made its change. zelcfg's edits are run side by side with
 # crudini's and git config's on the same file, for comparison.
 #
 #   scripts/fault-injection.sh [BUILD_DIR] [TOOL ...]
@@ -23,7 +25,7 @@ command -v strace >/dev/null || { echo "fault-injection: strace is needed (apt-g
 
 errors=${ERRORS:-EIO ENOSPC EDQUOT EINTR}
 # The calls by which a program reads, writes, replaces and locks a file.
-syscalls="openat read write pwrite64 fsync fdatasync ftruncate close rename renameat renameat2
+syscalls="openat read pread64 write pwrite64 fsync fdatasync ftruncate close rename renameat renameat2
           link linkat unlink unlinkat fchmod fchown flock fcntl"
 
 cfg_text=$'# settings\n[s]\na=1\nb=2\n[t]\nc=3\n'
@@ -34,7 +36,9 @@ rows=(
     "zelcfg set|f.cfg|$zelcfg set \$F s.a 2"
     "zelcfg unset|f.cfg|$zelcfg unset \$F s.b"
     "zelcfg remove-block|f.cfg|$zelcfg remove-block \$F t"
+    "zelcfg set --in-place|f.cfg|$zelcfg set --in-place \$F s.a 2"
     "zelcfg set (XML)|f.xml|$zelcfg set \$F s.a 2"
+    "zelcfg set --in-place (XML)|f.xml|$zelcfg set --in-place \$F s.a 2"
     "crudini --set|f.cfg|crudini --set \$F s a 2"
     "crudini --del|f.cfg|crudini --del \$F s b"
     "git config|f.cfg|git config --file \$F s.a 2"
