@@ -181,17 +181,17 @@ INSTANTIATE_TEST_SUITE_P(Document, FailureTable, testing::Values(
     FailureRow{"LoadedSavesNothingUnchanged", kBlock, "[A]\n", true, 0, "", ""}),
     RowName());
 
-// A large file loaded to be edited is mapped, and its edits kept beside the
-// mapping until the text is read again: what it saves, and what it reads
-// after edits, must be exactly what the same edits give on the text parsed
-// from memory.
-struct MappedRow
+// A file loaded from disk keeps its edits beside the loaded bytes until the
+// text is read again, and saves the loaded bytes' unchanged ranges between
+// them: what it saves, and what it reads after edits, must be exactly what
+// the same edits give on the text parsed from memory.
+struct SplicedRow
 {
     const char* name;
     std::vector<docpromise::Edit> edits;
 };
 
-using MappedTable = testing::TestWithParam<MappedRow>;
+using SplicedTable = testing::TestWithParam<SplicedRow>;
 
 // Applies an edit as the promise table does.
 int Apply(Document& document, const docpromise::Edit& edit)
@@ -211,9 +211,9 @@ int Apply(Document& document, const docpromise::Edit& edit)
     return document.Normalise();
 }
 
-TEST_P(MappedTable, SavesWhatTheEditsGiveInMemory)
+TEST_P(SplicedTable, SavesWhatTheEditsGiveInMemory)
 {
-    // Large enough to be mapped: blocks B0 to B9999, each "k=<n>" and a comment.
+    // Blocks B0 to B9999, each "k=<n>" and a comment.
     std::string text = "# top\n";
     for (int block = 0; block < 10000; ++block) {
         const std::string n = std::to_string(block);
@@ -221,27 +221,27 @@ TEST_P(MappedTable, SavesWhatTheEditsGiveInMemory)
     }
     TempDir dir;
     const std::string path = dir.Write("big.cfg", text);
-    Document mapped, inMemory;
-    ASSERT_EQ(mapped.Load(path, Document::kLock), 0);
+    Document loaded, inMemory;
+    ASSERT_EQ(loaded.Load(path, Document::kLock), 0);
     ASSERT_EQ(inMemory.Parse(text), 0);
     for (const docpromise::Edit& edit : GetParam().edits) {
-        EXPECT_EQ(Apply(mapped, edit), Apply(inMemory, edit));
+        EXPECT_EQ(Apply(loaded, edit), Apply(inMemory, edit));
     }
-    EXPECT_EQ(mapped.Save(), 0) << mapped.Error();
+    EXPECT_EQ(loaded.Save(), 0) << loaded.Error();
     EXPECT_EQ(ReadFile(path), inMemory.Text());
-    EXPECT_EQ(mapped.Text(), inMemory.Text());
-    EXPECT_EQ(mapped.Get("B5000.k"), inMemory.Get("B5000.k"));
+    EXPECT_EQ(loaded.Text(), inMemory.Text());
+    EXPECT_EQ(loaded.Get("B5000.k"), inMemory.Get("B5000.k"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Document, MappedTable, testing::Values(
-    MappedRow{"NoEdit", {}},
-    MappedRow{"SetOne", {{Op::kSet, "B5000.k", "changed"}}},
-    MappedRow{"SetFirstAndLast", {{Op::kSet, "B0.k", ""}, {Op::kSet, "B9999.j", "last"}}},
-    MappedRow{"AddToABlock", {{Op::kAdd, "B7.n", "new"}}},
-    MappedRow{"AddABlockAtTheEnd", {{Op::kAdd, "New.n", "new"}}},
-    MappedRow{"RemoveWithItsComment", {{Op::kRemove, "B5000.k", ""}}},
-    MappedRow{"RemoveBlockThenSetBefore", {{Op::kRemoveBlock, "B5000", ""}, {Op::kSet, "B4999.k", "x"}}},
-    MappedRow{"SetThenNormalise", {{Op::kSet, "B1.k", "y"}, {Op::kNormalise, "", ""}}}),
+INSTANTIATE_TEST_SUITE_P(Document, SplicedTable, testing::Values(
+    SplicedRow{"NoEdit", {}},
+    SplicedRow{"SetOne", {{Op::kSet, "B5000.k", "changed"}}},
+    SplicedRow{"SetFirstAndLast", {{Op::kSet, "B0.k", ""}, {Op::kSet, "B9999.j", "last"}}},
+    SplicedRow{"AddToABlock", {{Op::kAdd, "B7.n", "new"}}},
+    SplicedRow{"AddABlockAtTheEnd", {{Op::kAdd, "New.n", "new"}}},
+    SplicedRow{"RemoveWithItsComment", {{Op::kRemove, "B5000.k", ""}}},
+    SplicedRow{"RemoveBlockThenSetBefore", {{Op::kRemoveBlock, "B5000", ""}, {Op::kSet, "B4999.k", "x"}}},
+    SplicedRow{"SetThenNormalise", {{Op::kSet, "B1.k", "y"}, {Op::kNormalise, "", ""}}}),
     RowName());
 
 // Loading with the lock, and saving only what changed, through links.

@@ -33,7 +33,7 @@ struct MeanwhileCase
     const char* name;
     unsigned options; // of Load
     bool inPlace;
-    bool large; // beyond what was once mapped instead of read
+    bool large; // 3 MiB: read into huge pages where the system offers them
     Meanwhile meanwhile;
     int status;
 };
@@ -62,7 +62,7 @@ TEST_P(MeanwhileTable, SavesOnlyOverWhatWasLoaded)
 {
     const MeanwhileCase& row = GetParam();
     TempDir dir;
-    const std::string before = Text(row.large ? 512 * 1024 : 0);
+    const std::string before = Text(row.large ? 3 * 1024 * 1024 : 0);
     const std::string path = dir.Write("a.cfg", before);
     zelconfig::ReplaceOptions saving;
     saving.inPlace = row.inPlace;

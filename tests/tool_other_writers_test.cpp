@@ -18,11 +18,13 @@ namespace {
 
 const std::string kTool = std::string("'") + ZELCFG_BINARY + "'";
 
-// One edit paused at its check of the file (LD_PRELOAD), just before the
-// switch, while a shell command that ignores the lock changes the file.
+// One edit paused (LD_PRELOAD) at its comparison of the file with what it
+// read, or at the flush of the new file after it, while a shell command
+// that ignores the lock changes the file.
 struct ChangedCase
 {
     const char* name;
+    const char* pauseAt;
     const char* file;
     std::string before;
     std::string edit;   // the arguments after "zelcfg set"
@@ -37,7 +39,7 @@ TEST_P(ChangedTable, RefusedAndLeftAsTheOtherProgramLeftIt)
     TempDir dir;
     const std::string path = dir.Write(row.file, row.before);
     const std::string script = std::string(ZELCONFIG_PRELOAD "='") + ZELCONFIG_PAUSE_LIBRARY
-                               + "' ZELCONFIG_PAUSE_AT=pread " + kTool + " set " + row.edit
+                               + "' ZELCONFIG_PAUSE_AT=" + row.pauseAt + " " + kTool + " set " + row.edit
                                + " 2>err & edit=$!; sleep 0.15; " + row.change + "; wait $edit; echo $?; cat err; ";
     const ToolResult result = RunTool(dir.Path(), {"true"}, script);
     EXPECT_EQ(result.out, std::string("2\nzelcfg: ") + row.file + " changed since it was read; nothing was written\n");
@@ -48,22 +50,28 @@ const std::string kCfg = "[A]\nk=1\n";
 const std::string kXml = "<r><k>1</k></r>";
 
 INSTANTIATE_TEST_SUITE_P(Save, ChangedTable, testing::Values(
-    ChangedCase{"Truncated", "a.cfg", kCfg, "a.cfg A.k 2", ": >a.cfg", ""},
-    ChangedCase{"SameSizeWithinATick", "a.cfg", kCfg, "a.cfg A.k 2", "printf '[A]\\nk=9\\n' >a.cfg", "[A]\nk=9\n"},
-    ChangedCase{"RenamedOver", "a.cfg", kCfg, "a.cfg A.k 2", "printf '[B]\\n' >b && mv b a.cfg", "[B]\n"},
-    ChangedCase{"InPlaceTruncated", "a.cfg", kCfg, "--in-place a.cfg A.k 2", ": >a.cfg", ""},
-    ChangedCase{"InPlaceSameSize", "a.cfg", kCfg, "--in-place a.cfg A.k 2", "printf '[A]\\nk=9\\n' >a.cfg",
+    ChangedCase{"Truncated", "pread", "a.cfg", kCfg, "a.cfg A.k 2", ": >a.cfg", ""},
+    ChangedCase{"SameSizeWithinATick", "pread", "a.cfg", kCfg, "a.cfg A.k 2", "printf '[A]\\nk=9\\n' >a.cfg",
                 "[A]\nk=9\n"},
-    ChangedCase{"NewKeySameSize", "a.cfg", kCfg, "a.cfg A.n 2", "printf '[A]\\nk=9\\n' >a.cfg", "[A]\nk=9\n"}),
+    ChangedCase{"RenamedOver", "pread", "a.cfg", kCfg, "a.cfg A.k 2", "printf '[B]\\n' >b && mv b a.cfg", "[B]\n"},
+    ChangedCase{"InPlaceTruncated", "pread", "a.cfg", kCfg, "--in-place a.cfg A.k 2", ": >a.cfg", ""},
+    ChangedCase{"InPlaceSameSize", "pread", "a.cfg", kCfg, "--in-place a.cfg A.k 2", "printf '[A]\\nk=9\\n' >a.cfg",
+                "[A]\nk=9\n"},
+    ChangedCase{"NewKeySameSize", "pread", "a.cfg", kCfg, "a.cfg A.n 2", "printf '[A]\\nk=9\\n' >a.cfg", "[A]\nk=9\n"},
+    ChangedCase{"SameSizeDuringTheFlush", "fsync", "a.cfg", kCfg, "a.cfg A.k 2", "printf '[A]\\nk=9\\n' >a.cfg",
+                "[A]\nk=9\n"},
+    ChangedCase{"TruncatedDuringTheFlush", "fsync", "a.cfg", kCfg, "a.cfg A.k 2", ": >a.cfg", ""}),
     RowName());
 
 #ifdef ZELCONFIG_TEST_XML
 INSTANTIATE_TEST_SUITE_P(XmlSave, ChangedTable, testing::Values(
-    ChangedCase{"SameSizeWithinATick", "a.xml", kXml, "a.xml k 2", "printf '<r><k>9</k></r>' >a.xml",
+    ChangedCase{"SameSizeWithinATick", "pread", "a.xml", kXml, "a.xml k 2", "printf '<r><k>9</k></r>' >a.xml",
                 "<r><k>9</k></r>"},
-    ChangedCase{"BlanksOnly", "a.xml", kXml, "a.xml k 2", "printf '<r><k>1</k>  </r>' >a.xml",
+    ChangedCase{"BlanksOnly", "pread", "a.xml", kXml, "a.xml k 2", "printf '<r><k>1</k>  </r>' >a.xml",
                 "<r><k>1</k>  </r>"},
-    ChangedCase{"InPlaceTruncated", "a.xml", kXml, "--in-place a.xml k 2", ": >a.xml", ""}),
+    ChangedCase{"InPlaceTruncated", "pread", "a.xml", kXml, "--in-place a.xml k 2", ": >a.xml", ""},
+    ChangedCase{"SameSizeDuringTheFlush", "fsync", "a.xml", kXml, "a.xml k 2", "printf '<r><k>9</k></r>' >a.xml",
+                "<r><k>9</k></r>"}),
     RowName());
 #endif
 

@@ -145,6 +145,7 @@ public:
     // Never NULL, for memchr. Reading settles the splices into a buffer.
     const char* data() const
     {
+        Rebase();
         Settle();
         return m_text ? m_text.get() : m_loaded ? m_loaded.get() : "";
     }
@@ -155,12 +156,17 @@ public:
     operator std::string_view() const { return std::string_view(data(), m_size); }
 
     // What the file held when it was read or last saved.
-    std::string_view Loaded() const { return std::string_view(m_loaded ? m_loaded.get() : "", m_loadedSize); }
+    std::string_view Loaded() const
+    {
+        Rebase();
+        return std::string_view(m_loaded ? m_loaded.get() : "", m_loadedSize);
+    }
 
     // Replaces the whole text with bytes from elsewhere (never from this
     // text), kept as an edit: the loaded bytes stay what they were.
     void Assign(std::string_view bytes)
     {
+        Rebase();
         m_splices.clear();
         m_text.Allocate(std::max<size_t>(bytes.size() + bytes.size() / 8, 4096));
         if (!bytes.empty()) {
@@ -179,6 +185,7 @@ public:
     // [begin, end) becomes `with`; the bytes after it move.
     void Replace(size_t begin, size_t end, std::string_view with)
     {
+        Rebase();
         if (!m_text && (m_splices.empty() || end <= m_splices.front().begin)) {
             m_splices.insert(m_splices.begin(), Spliced{begin, end, std::string(with)});
             m_size = m_size - (end - begin) + with.size();
@@ -219,16 +226,9 @@ public:
         return pieces;
     }
 
-    // The text as it stands is now what the file holds.
-    void Saved()
-    {
-        if (!m_text && m_splices.empty()) {
-            return;
-        }
-        Own();
-        m_loaded = std::move(m_text);
-        m_loadedSize = m_size;
-    }
+    // The text as it stands is now what the file holds. Made so when next
+    // needed, not now: a process that saves and exits pays nothing for it.
+    void Saved() { m_savedPending = !m_splices.empty() || m_text; }
 
     // Reads a descriptor to its end into memory of its own: 0 or an errno
     // value. Its own loop rather than FileIO's ReadAll: it reads straight
@@ -236,6 +236,7 @@ public:
     // would copy every byte once more through a growing std::string.
     int Read(int fd)
     {
+        m_savedPending = false;
         m_splices.clear();
         m_text = Memory();
         struct stat info {};
@@ -278,6 +279,17 @@ private:
         std::string with;
     };
 
+    // Makes the text the loaded bytes, after a save.
+    void Rebase() const
+    {
+        if (m_savedPending) {
+            m_savedPending = false;
+            Own();
+            m_loaded = std::move(m_text);
+            m_loadedSize = m_size;
+        }
+    }
+
     // Applies the kept splices, for a reader of the text.
     void Settle() const
     {
@@ -306,10 +318,12 @@ private:
         m_splices.clear();
     }
 
-    Memory m_loaded;
-    size_t m_loadedSize = 0;
-    // Mutable: a reader's first look after edits settles them, which changes
-    // where the bytes are, not what they are.
+    // Mutable: a reader's first look after edits settles them, and after a
+    // save makes the text the loaded bytes, which changes where the bytes
+    // are, not what they are.
+    mutable Memory m_loaded;
+    mutable size_t m_loadedSize = 0;
+    mutable bool m_savedPending = false;
     mutable Memory m_text; // the text, once it is not the loaded bytes with splices
     mutable std::vector<Spliced> m_splices; // in the loaded bytes' offsets, in order
     size_t m_size = 0;
