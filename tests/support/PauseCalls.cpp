@@ -1,7 +1,7 @@
 // Preloaded into a program under test (LD_PRELOAD) to widen the windows a
 // race needs, or to make a call fail that cannot be made to fail otherwise:
-//   ZELCONFIG_PAUSE_AT=read|fsync|rename  the first such call (read: of a
-//       regular file) waits 400 ms before it runs;
+//   ZELCONFIG_PAUSE_AT=read|fsync|rename|ftruncate  the first such call
+//       (read: of a regular file) waits 400 ms before it runs;
 //   ZELCONFIG_FAIL_DIRECTORY_FSYNC=1     fsync of a directory fails with EIO.
 #include <cerrno>
 #include <cstdio>
@@ -54,6 +54,12 @@ extern "C" int fsync(int fd)
     }
     PauseAt("fsync");
     return Next<int (*)(int)>("fsync")(fd);
+}
+
+extern "C" int ftruncate(int fd, off_t size) noexcept
+{
+    PauseAt("ftruncate");
+    return Next<int (*)(int, off_t)>("ftruncate")(fd, size);
 }
 
 extern "C" int rename(const char* from, const char* to) noexcept
