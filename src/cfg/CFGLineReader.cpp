@@ -1,10 +1,14 @@
 #include "CFGLineReader.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/FileLock.h"
 
 namespace zelconfig {
 
@@ -28,7 +32,7 @@ CFGLineReader::~CFGLineReader()
     }
 }
 
-bool CFGLineReader::Open(const std::string& path)
+bool CFGLineReader::Open(const std::string& path, unsigned lockSeconds)
 {
     // The path is a C string: a NUL byte in it ends the name.
     do {
@@ -37,8 +41,16 @@ bool CFGLineReader::Open(const std::string& path)
     if (m_fd < 0) {
         return false;
     }
-    size_t chunk = kMaxChunk;
     struct stat status;
+    if (lockSeconds > 0 && ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode)) {
+        std::string ignored; // without the lock the file is read as it always was
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(lockSeconds);
+        const int locked = LockCurrent(path, O_RDONLY, LOCK_SH, deadline, lockSeconds, m_fd, ignored);
+        if (locked != 0 && locked != kLockNotHad) {
+            return false;
+        }
+    }
+    size_t chunk = kMaxChunk;
     m_regular = ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0;
     if (m_regular) {
         m_fileSize = static_cast<size_t>(status.st_size);

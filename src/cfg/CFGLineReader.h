@@ -23,8 +23,12 @@ public:
     CFGLineReader& operator=(const CFGLineReader&) = delete;
 
     // False when the path cannot be opened or its first read fails (a
-    // directory, for one): either way there is no file to read.
-    bool Open(const std::string& path);
+    // directory, for one): either way there is no file to read. With
+    // `lockSeconds`, a regular file is read under a shared flock(), taken
+    // within that many seconds (then read without it) and held until the
+    // reader closes, so that an editor that takes the exclusive lock is
+    // never seen half way; a file renamed into place meanwhile is read instead.
+    bool Open(const std::string& path, unsigned lockSeconds = 0);
 
     // Reads `bytes` in place, without a copy: they must outlive the reader.
     void OpenBytes(std::string_view bytes);

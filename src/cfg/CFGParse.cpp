@@ -9,6 +9,7 @@
 #include "CFGBlockMap.h"
 #include "CFGLineReader.h"
 #include "CFGModel.h"
+#include "platform/FileLock.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -26,8 +27,10 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
         return EINVAL;
     }
 
+    // Under the shared lock of cooperating editors, so that a save of theirs
+    // (or of another CCFGParser) is never read half done.
     CFGLineReader reader;
-    const bool opened = reader.Open(strPath);
+    const bool opened = reader.Open(strPath, kLegacyLockSeconds);
     previous.reset();
     if (!opened) {
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");

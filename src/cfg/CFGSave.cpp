@@ -2,15 +2,19 @@
 #include "CCFGParser.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include "CFGBlockMap.h"
 #include "CFGSavedForm.h"
 #include "platform/FileIO.h"
+#include "platform/FileLock.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -45,6 +49,53 @@ void WriteLine(int fd, std::string_view a, std::string_view b, std::string_view 
     WriteAll(fd, parts, 4);
 }
 
+// Opens the file a save writes, creating it as before but truncating it only
+// later, under the lock: -1 when it cannot be opened for writing. Only a
+// regular file is locked and truncated; anything else is written as a save
+// always wrote it. The open itself does not wait, so that a FIFO without a
+// reader (or a file under another's lease) is told apart; then the save
+// waits in the open, as it always did.
+int OpenToSave(const std::string& path, bool& regular)
+{
+    regular = false;
+    int fd;
+    do {
+        fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0 && (errno == ENXIO || errno == EAGAIN || errno == EWOULDBLOCK)) {
+        do {
+            fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        } while (fd < 0 && errno == EINTR);
+        return fd;
+    }
+    if (fd < 0) {
+        return -1;
+    }
+    struct stat info {};
+    regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (flags != -1) {
+        ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    }
+    return fd;
+}
+
+// Takes the exclusive lock that zelcfg and LockedFile take, on the file the
+// path leads to once it is had, and empties that file. Without the lock
+// within kLegacyLockSeconds the save goes on unlocked, as it always did.
+// `fd` becomes -1 when a file renamed into place meanwhile cannot be opened.
+void LockAndTruncate(const std::string& path, int& fd)
+{
+    std::string ignored; // a save reports no more than it always did
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kLegacyLockSeconds);
+    const int locked = LockCurrent(path, O_WRONLY | O_CREAT, LOCK_EX, deadline, kLegacyLockSeconds, fd, ignored);
+    if (locked != 0 && locked != kLockNotHad) {
+        return;
+    }
+    while (::ftruncate(fd, 0) != 0 && errno == EINTR) {
+    }
+}
+
 } // namespace
 
 int CCFGParser::CFGSaveData(const std::string& strPath)
@@ -54,10 +105,11 @@ int CCFGParser::CFGSaveData(const std::string& strPath)
         return EINVAL;
     }
     // The path is a C string: a NUL byte in it ends the name.
-    int fd;
-    do {
-        fd = ::open(strPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
+    bool regular = false;
+    int fd = OpenToSave(strPath, regular);
+    if (fd >= 0 && regular) {
+        LockAndTruncate(strPath, fd);
+    }
     if (fd < 0) {
         ZEL_LOG(kLogError, "CFGSaveData", "Cannot Open File");
         return -2;

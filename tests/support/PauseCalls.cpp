@@ -1,8 +1,8 @@
 // Preloaded into a program under test (LD_PRELOAD) to widen the windows a
 // race needs, or to make a call fail that cannot be made to fail otherwise:
-//   ZELCONFIG_PAUSE_AT=read|pread|fsync|rename  the first such call (read:
-//       of a regular file; pread: the save's check of the file) waits 400 ms
-//       before it runs;
+//   ZELCONFIG_PAUSE_AT=read|pread|fsync|rename|ftruncate  the first such
+//       call (read: of a regular file; pread: the save's check of the file)
+//       waits 400 ms before it runs;
 //   ZELCONFIG_FAIL_DIRECTORY_FSYNC=1     fsync of a directory fails with EIO.
 #include <cerrno>
 #include <cstdio>
@@ -64,6 +64,13 @@ extern "C" int fsync(int fd)
     }
     PauseAt("fsync");
     return Next<int (*)(int)>("fsync")(fd);
+}
+
+extern "C" int ftruncate(int fd, off_t size) noexcept
+{
+    PauseAt("ftruncate");
+    const char* real = sizeof(off_t) > sizeof(long) ? "ftruncate64" : "ftruncate";
+    return Next<int (*)(int, off_t)>(real)(fd, size);
 }
 
 extern "C" int rename(const char* from, const char* to) noexcept
