@@ -25,7 +25,7 @@ bool LockWithin(int fd, int operation, std::chrono::steady_clock::time_point dea
             continue;
         }
         if (errno != EWOULDBLOCK) {
-            message = std::string("cannot lock: ") + std::strerror(errno);
+            message = std::string("cannot lock the file (flock): ") + std::strerror(errno);
             return false;
         }
         if (std::chrono::steady_clock::now() >= deadline) {

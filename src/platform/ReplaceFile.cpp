@@ -15,7 +15,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 #ifdef __linux__
@@ -23,6 +22,7 @@
 #endif
 
 #include "platform/FileIO.h"
+#include "platform/FileLock.h"
 #include "platform/PathWalk.h"
 
 namespace zelconfig {
@@ -73,32 +73,6 @@ int SyncRetrying(int fd)
         result = ::fsync(fd);
     } while (result != 0 && errno == EINTR);
     return result;
-}
-
-// Takes the exclusive lock, polling until the deadline, so that a reader
-// holding a shared lock cannot make the caller wait for ever.
-bool LockUntil(int fd, Clock::time_point deadline, unsigned waitSeconds, std::string& message)
-{
-    auto pause = std::chrono::milliseconds(1);
-    for (;;) {
-        if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
-            return true;
-        }
-        if (errno == EINTR) {
-            continue;
-        }
-        if (errno != EWOULDBLOCK) {
-            message = Failed("cannot lock the file", "flock", errno);
-            return false;
-        }
-        if (Clock::now() >= deadline) {
-            message = "another process holds the file's lock; gave up after " + std::to_string(waitSeconds)
-                      + (waitSeconds == 1 ? " second" : " seconds") + ", nothing changed";
-            return false;
-        }
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, std::chrono::milliseconds(50));
-    }
 }
 
 // Flushes a directory's entries, so that a rename survives a power cut. The
@@ -496,7 +470,7 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
             s.fd.Reset();
             return kReplaceUntouched;
         }
-        if (!LockUntil(s.fd.Get(), deadline, options.waitSeconds, message)) {
+        if (!LockWithin(s.fd.Get(), LOCK_EX, deadline, options.waitSeconds, message)) {
             s.fd.Reset();
             return kReplaceUntouched;
         }
