@@ -25,7 +25,7 @@ command -v strace >/dev/null || { echo "fault-injection: strace is needed (apt-g
 
 errors=${ERRORS:-EIO ENOSPC EDQUOT EINTR}
 # The calls by which a program reads, writes, replaces and locks a file.
-syscalls="openat read pread64 write pwrite64 fsync fdatasync sync_file_range ftruncate close rename renameat renameat2
+syscalls="openat read pread64 write pwrite64 fsync fdatasync ftruncate close rename renameat renameat2
           link linkat unlink unlinkat fchmod fchown flock fcntl"
 
 cfg_text=$'# settings\n[s]\na=1\nb=2\n[t]\nc=3\n'

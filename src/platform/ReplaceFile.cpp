@@ -347,36 +347,6 @@ int HoldsExactly(int fd, std::string_view loaded)
     }
 }
 
-// Whether nothing wrote to or truncated the file between two looks at its
-// inode. Any such change stamps the change time anew, by the file system's
-// clock, at a coarse grain; `clock`, the inode of a file changed just before
-// the first look, tells when that was by the same clock. When its stamp is
-// later than the file's, every change since has a later stamp still and so
-// shows; when it is not, a change within the same tick could keep the stamp,
-// and the caller must compare the bytes again.
-bool Unmoved(const struct stat& before, const struct stat& now, const struct stat& clock)
-{
-    const auto same = [](const timespec& a, const timespec& b) {
-        return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-    };
-    const auto later = [](const timespec& a, const timespec& b) {
-        return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec > b.tv_nsec);
-    };
-    return SameFile(before, now) && before.st_size == now.st_size && same(before.st_mtim, now.st_mtim)
-           && same(before.st_ctim, now.st_ctim) && later(clock.st_ctim, before.st_ctim);
-}
-
-// Starts writing the new file to disk, so that the comparison of the old one
-// runs while the disk works and the fsync after it waits less.
-void StartWriteback(int fd)
-{
-#if defined(__linux__) && defined(SYNC_FILE_RANGE_WRITE)
-    ::sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE); // a hint: the fsync after it is what counts
-#else
-    (void)fd;
-#endif
-}
-
 } // namespace
 
 struct LockedFile::State
@@ -392,9 +362,7 @@ struct LockedFile::State
                         std::string& message);
     int ReplaceInPlace(const std::string_view* pieces, size_t count, const std::string_view* loaded,
                        std::string& message);
-    int StillAsLoaded(const std::string_view* loaded, std::string& message, struct stat* compared = nullptr) const;
-    int StillUnmoved(const std::string_view* loaded, const struct stat& compared, int fresh,
-                     std::string& message) const;
+    int StillAsLoaded(const std::string_view* loaded, std::string& message) const;
 };
 
 LockedFile::LockedFile() : m_state(new State) {}
@@ -532,16 +500,15 @@ int LockedFile::ReplaceIfUnchanged(std::string_view loaded, const std::string_vi
 
 // kReplaceDone when the name still leads to the locked file and it holds
 // `loaded` (always, without `loaded`); else kReplaceChanged or
-// kReplaceUntouched, with the message. `compared`, when given, receives the
-// file's inode as it was when the comparison began.
-int LockedFile::State::StillAsLoaded(const std::string_view* loaded, std::string& message,
-                                     struct stat* compared) const
+// kReplaceUntouched, with the message. Byte for byte: a file's times cannot
+// tell a change made within the clock tick of the one before it, nor one
+// made through another program's shared mapping.
+int LockedFile::State::StillAsLoaded(const std::string_view* loaded, std::string& message) const
 {
     if (loaded == nullptr) {
         return kReplaceDone;
     }
-    struct stat before {};
-    int held = StatRetrying(fd.Get(), before) != 0 ? errno : HoldsExactly(fd.Get(), *loaded);
+    int held = HoldsExactly(fd.Get(), *loaded);
     // The bytes first, the name last: nearest the switch.
     struct stat named {};
     if (held == 0 && ::fstatat(directory.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
@@ -561,29 +528,7 @@ int LockedFile::State::StillAsLoaded(const std::string_view* loaded, std::string
                                  : Failed("cannot read " + path + " again to check it", "read", held);
         return kReplaceUntouched;
     }
-    if (compared != nullptr) {
-        *compared = before;
-    }
     return kReplaceDone;
-}
-
-// After StillAsLoaded gave `compared`, and just before the switch: the file's
-// inode, and the name's, show no change since, judged by the clock of the
-// file `fresh` written meanwhile; where they cannot tell, the bytes are
-// compared again.
-int LockedFile::State::StillUnmoved(const std::string_view* loaded, const struct stat& compared, int fresh,
-                                    std::string& message) const
-{
-    if (loaded == nullptr) {
-        return kReplaceDone;
-    }
-    struct stat now {}, named {}, clock {};
-    if (StatRetrying(fd.Get(), now) == 0 && StatRetrying(fresh, clock) == 0
-        && ::fstatat(directory.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && SameFile(named, info)
-        && Unmoved(compared, now, clock)) {
-        return kReplaceDone;
-    }
-    return StillAsLoaded(loaded, message);
 }
 
 int LockedFile::State::ReplaceByRename(const std::string_view* pieces, size_t count, const std::string_view* loaded,
@@ -619,20 +564,13 @@ int LockedFile::State::ReplaceByRename(const std::string_view* pieces, size_t co
             error += std::string("; ") + kOnlyInPlaceKeeps;
         }
     }
-    // Under the lock, whatever changed the file since it was read must not
-    // be lost: its bytes are compared while the disk takes the new file,
-    // and its inode looked at again once the new file is flushed.
-    struct stat compared {};
-    if (error.empty()) {
-        StartWriteback(made.Get());
-        status = StillAsLoaded(loaded, error, &compared);
-    }
     if (error.empty() && SyncRetrying(made.Get()) != 0) {
         error = Failed("cannot flush " + shown, "fsync", errno);
-        status = kReplaceUntouched;
     }
+    // Last, under the lock: whatever changed the file since it was read
+    // must not be lost.
     if (error.empty()) {
-        status = StillUnmoved(loaded, compared, made.Get(), error);
+        status = StillAsLoaded(loaded, error);
     }
     if (error.empty()) {
         int renamed;
