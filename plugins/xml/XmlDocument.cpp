@@ -671,64 +671,92 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         return;
     }
     // Depth first, without recursion: a deep file must not exhaust the stack.
+    // One key for the whole walk, which each element's frame cuts back to
+    // its parent's key and the '.' before extending it: a key is never
+    // copied per level, so a deep file costs what its bytes do.
     struct Frame
     {
         pugi::xml_node element;
-        std::string key;
+        size_t prefix; // the length of the parent's key with its '.'
+        size_t index;  // [N] in the indexed style; 0 for none
     };
     std::vector<Frame> stack;
-    // Per name among a parent's children: how many there are, how many seen.
-    std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
-    const auto push = [&](pugi::xml_node parent, const std::string& prefix) {
-        const size_t mark = stack.size();
-        names.clear();
-        if (m_style == KeyStyle::kIndexed) {
-            for (pugi::xml_node child : parent.children()) {
-                names[child.name()].first += child.type() == pugi::node_element ? 1 : 0;
+    std::string key;
+    const bool indexed = m_style == KeyStyle::kIndexed;
+    // Its attributes (those no child element hides), then its children onto
+    // the stack, the first on top; `key` holds the element's key and its '.'.
+    const auto expand = [&](pugi::xml_node element, size_t elements, pugi::xml_node only) {
+        const size_t prefix = key.size();
+        // Per name among the child elements: how many there are, how many
+        // pushed; made only for several, and per element, so that its cost
+        // follows that element's children.
+        std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
+        if (elements > 1 && (indexed || element.first_attribute())) {
+            for (pugi::xml_node child : element.children()) {
+                if (child.type() == pugi::node_element) {
+                    ++names[child.name()].first;
+                }
             }
         }
-        for (pugi::xml_node child : parent.children()) {
+        const auto hidden = [&](const char* name) {
+            return elements == 1 ? std::strcmp(only.name(), name) == 0 : names.count(name) != 0;
+        };
+        for (pugi::xml_attribute attribute : element.attributes()) {
+            if (std::strchr(attribute.name(), '.') == nullptr && (elements == 0 || !hidden(attribute.name()))) {
+                const auto changed = m_changed.find(attribute.internal_object());
+                key.resize(prefix);
+                key += attribute.name();
+                visit(key, changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
+            }
+        }
+        key.resize(prefix);
+        const size_t mark = stack.size();
+        for (pugi::xml_node child : element.children()) {
             // A name with a '.' cannot be reached by a key.
             if (child.type() != pugi::node_element || std::strchr(child.name(), '.') != nullptr) {
                 continue;
             }
-            std::string key = prefix + child.name();
-            if (m_style == KeyStyle::kIndexed) {
+            size_t index = 0;
+            if (indexed && elements > 1) {
                 std::pair<size_t, size_t>& count = names[child.name()];
-                if (count.first > 1) {
-                    key += "[" + std::to_string(++count.second) + "]";
-                }
+                index = count.first > 1 ? ++count.second : 0;
             }
-            stack.push_back(Frame{child, std::move(key)});
+            stack.push_back(Frame{child, prefix, index});
         }
         std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
     };
-    const auto attributes = [&](pugi::xml_node element, const std::string& prefix) {
-        for (pugi::xml_attribute attribute : element.attributes()) {
-            if (std::strchr(attribute.name(), '.') == nullptr && !FirstChildElement(element, attribute.name())) {
-                const auto changed = m_changed.find(attribute.internal_object());
-                visit(prefix + attribute.name(),
-                      changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
+    // How many child elements, the one when there is one, and whether text is among the children.
+    const auto survey = [](pugi::xml_node element, size_t& elements, pugi::xml_node& only) {
+        bool text = false;
+        elements = 0;
+        for (pugi::xml_node child : element.children()) {
+            text = text || IsText(child);
+            if (child.type() == pugi::node_element && elements++ == 0) {
+                only = child;
             }
         }
+        return text;
     };
-    const pugi::xml_node root = m_root;
-    attributes(root, "");
-    push(root, "");
+    size_t elements = 0;
+    pugi::xml_node only;
+    survey(m_root, elements, only);
+    expand(m_root, elements, only);
     while (!stack.empty()) {
-        Frame frame = std::move(stack.back());
+        const Frame frame = stack.back();
         stack.pop_back();
+        key.resize(frame.prefix);
+        key += frame.element.name();
+        if (frame.index != 0) {
+            key += "[" + std::to_string(frame.index) + "]";
+        }
         // Elements with text, and empty ones: those a value can be set on.
-        bool text = m_changed.count(frame.element.internal_object()) != 0, children = false;
-        for (pugi::xml_node child : frame.element.children()) {
-            text = text || IsText(child);
-            children = children || child.type() == pugi::node_element;
+        const bool text =
+            survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
+        if (text || elements == 0) {
+            visit(key, TextOf(frame.element));
         }
-        if (text || !children) {
-            visit(frame.key, TextOf(frame.element));
-        }
-        attributes(frame.element, frame.key + ".");
-        push(frame.element, frame.key + ".");
+        key += '.';
+        expand(frame.element, elements, only);
     }
 }
 
@@ -903,8 +931,9 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
             return false;
         }
     }
+    std::string_view step;
     for (const Structure& change : m_structure) {
-        if (!StructureEdits(original, change, edits)) {
+        if (!StructureEdits(original, change, step, edits)) {
             return false;
         }
     }

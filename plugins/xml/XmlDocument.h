@@ -201,7 +201,10 @@ private:
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
                    const std::vector<pugi::xml_node>& level, const std::string& attribute, const std::string& value,
                    std::string& why);
-    bool StructureEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const;
+    // `step` is the file's indentation step, found on the first addition
+    // (empty until then).
+    bool StructureEdits(std::string_view original, const Structure& change, std::string_view& step,
+                        std::vector<Edit>& edits) const;
     bool ValueHoldable(const std::string& value) const;
 
     // The tree's text lives in m_buffer: declared first, destroyed last.
