@@ -119,6 +119,16 @@ char* CopyOf(const char* data, size_t size)
     return copy;
 }
 
+// fcntl with an int argument, resumed after an interruption.
+int Fcntl(int fd, int command, int argument = 0)
+{
+    int result;
+    do {
+        result = ::fcntl(fd, command, argument);
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
 // Reads the whole file a descriptor is open on into a buffer of its own;
 // 0, -2 or 22.
 int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
@@ -176,10 +186,13 @@ int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& b
         return -2;
     }
     int status = -2;
+    int flags = 0;
     if (!S_ISREG(info.st_mode)) {
         error = S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file";
-    } else if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
-        error = std::strerror(errno);
+    } else if ((flags = Fcntl(fd, F_GETFL)) < 0) {
+        error = std::string("fcntl(F_GETFL): ") + std::strerror(errno);
+    } else if (Fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+        error = std::string("fcntl(F_SETFL): ") + std::strerror(errno);
     } else {
         status = ReadDescriptor(fd, buffer, size, error);
     }
