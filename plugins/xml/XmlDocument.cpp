@@ -46,43 +46,6 @@ pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
     return NextElement(node.next_sibling(name), name);
 }
 
-// Counts lines and characters up to a byte offset, over a file's bytes fed
-// in order from its start: the parse changes its own copy of them.
-struct Position
-{
-    size_t target;
-    size_t at = 0, line = 1, column = 1;
-    bool afterCarriageReturn = false;
-
-    void Feed(const char* p, size_t size)
-    {
-        // Editors show no byte-order mark.
-        if (at == 0 && target >= 3 && size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
-            p += 3;
-            size -= 3;
-            at = 3;
-        }
-        // A line ends at a line feed, a carriage return, or both; a column
-        // is a character, which UTF-8's continuation bytes are not.
-        for (; size > 0 && at < target; ++p, --size, ++at) {
-            const unsigned char c = static_cast<unsigned char>(*p);
-            if ((c == '\n' && !afterCarriageReturn) || c == '\r') {
-                ++line;
-                column = 1;
-            } else if (c != '\n' && (c & 0xC0) != 0x80) {
-                ++column;
-            }
-            afterCarriageReturn = c == '\r';
-        }
-    }
-    bool Done() const { return at >= target; }
-    void Into(XmlError& error) const
-    {
-        error.line = line;
-        error.column = column;
-    }
-};
-
 // Finds error.offset's line and column in the file again, unless it no
 // longer has the size that was loaded.
 void LocateInFile(int fd, size_t size, XmlError& error)
@@ -170,9 +133,8 @@ int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_
     return status;
 }
 
-// Reads a whole file into a buffer of its own; 0, -2 or 22. The open does
-// not block, and only a regular file is read: a FIFO without a writer or a
-// device would hang the caller.
+} // namespace
+
 int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
               std::string& error)
 {
@@ -199,6 +161,8 @@ int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& b
     ::close(fd);
     return status;
 }
+
+namespace {
 
 // Both trees hold the same nodes with the same names and values at the same
 // offsets of their buffers: the files they came from differ, if at all, only
