@@ -385,6 +385,9 @@ const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
         }
     }
     if (info.index) {
+        // Sized once: growing a table of many names rehashes it again and again.
+        info.index->byName.reserve(static_cast<size_t>(std::count_if(
+            parent.begin(), parent.end(), [](pugi::xml_node child) { return child.type() == pugi::node_element; })));
         for (pugi::xml_node child : parent.children()) {
             if (child.type() == pugi::node_element) {
                 ChildIndex::Entry& entry = info.index->byName[child.name()];
@@ -668,10 +671,15 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         // pushed; made only for several, and per element, so that its cost
         // follows that element's children.
         std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
+        // Each child element's entry, in order: one lookup a child.
+        std::vector<std::pair<size_t, size_t>*> counts;
         if (elements > 1 && (indexed || element.first_attribute())) {
+            names.reserve(elements);
+            counts.reserve(elements);
             for (pugi::xml_node child : element.children()) {
                 if (child.type() == pugi::node_element) {
-                    ++names[child.name()].first;
+                    counts.push_back(&names[child.name()]);
+                    ++counts.back()->first;
                 }
             }
         }
@@ -688,17 +696,17 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         }
         key.resize(prefix);
         const size_t mark = stack.size();
+        size_t ordinal = 0; // among the child elements
         for (pugi::xml_node child : element.children()) {
-            // A name with a '.' cannot be reached by a key.
-            if (child.type() != pugi::node_element || std::strchr(child.name(), '.') != nullptr) {
+            if (child.type() != pugi::node_element) {
                 continue;
             }
-            size_t index = 0;
-            if (indexed && elements > 1) {
-                std::pair<size_t, size_t>& count = names[child.name()];
-                index = count.first > 1 ? ++count.second : 0;
+            std::pair<size_t, size_t>* const count = indexed && elements > 1 ? counts[ordinal] : nullptr;
+            ++ordinal;
+            // A name with a '.' cannot be reached by a key.
+            if (std::strchr(child.name(), '.') == nullptr) {
+                stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
             }
-            stack.push_back(Frame{child, prefix, index});
         }
         std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
     };
