@@ -318,8 +318,9 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
             return -1;
         }
     }
-    if (raw && BadReferenceInValues(raw.get(), size, error)) {
-        return -1;
+    const int references = raw ? BadReferenceInValues(raw.get(), size, error) : 0;
+    if (references != 0) {
+        return references;
     }
     m_index.clear();
     m_changed.clear();

@@ -216,12 +216,17 @@ const char* FindBadReference(const char* p, const char* end, const char*& why)
 
 // Entities are never expanded: a reference to one the document type declares
 // is refused as unsupported, at the declaration.
-bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
+int BadReferenceInValues(char* raw, size_t size, XmlError& error)
 {
     pugi::xml_document doc;
-    if (!doc.load_buffer_inplace(raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype,
-                                 pugi::encoding_utf8)) {
-        return false; // the real parse says why
+    const pugi::xml_parse_result parsed = doc.load_buffer_inplace(
+        raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype, pugi::encoding_utf8);
+    if (parsed.status == pugi::status_out_of_memory) {
+        error.description = parsed.description();
+        return 22;
+    }
+    if (!parsed) {
+        return 0; // the real parse says why
     }
     const char* declaration = nullptr;
     for (pugi::xml_node node = doc.first_child(); node && declaration == nullptr; node = node.next_sibling()) {
@@ -242,15 +247,15 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
     };
     for (pugi::xml_node node = doc.first_child(); node; node = NextInOrder(node, doc)) {
         if (node.type() == pugi::node_pcdata && check(node.value())) {
-            return true;
+            return -1;
         }
         for (pugi::xml_attribute attribute : node.attributes()) {
             if (check(attribute.value())) {
-                return true;
+                return -1;
             }
         }
     }
-    return false;
+    return 0;
 }
 
 std::string_view DeclaredEncoding(std::string_view text)

@@ -57,9 +57,10 @@ bool Holdable(const std::string& value);
 const char* FindBadReference(const char* p, const char* end, const char*& why);
 
 // A bad reference in a text or an attribute value of `raw`, a copy of the
-// file parsed as it stands (error.offset, .description; .unsupported when
-// the document type declares entities); false when there is none.
-bool BadReferenceInValues(char* raw, size_t size, XmlError& error);
+// file parsed as it stands: -1 with error.offset and .description
+// (.unsupported when the document type declares entities); 0 when there is
+// none; 22 when memory runs out, which must not pass for none.
+int BadReferenceInValues(char* raw, size_t size, XmlError& error);
 
 // The encoding the XML declaration at the start of `text` names, or "" when
 // it names none.
