@@ -95,14 +95,22 @@ bench-build: deps-bench
 	cmake --preset bench
 	cmake --build --preset bench -j $(JOBS)
 
+# zelcfg's XML commands as depth and siblings grow, in a build with the XML
+# plug-in, whose document code they use.
+bench_growth = @if [ -x build-bench/bench/zelconfig_bench_growth ]; then \
+	    build-bench/bench/zelconfig_bench_growth build-bench/data $(1); \
+	else echo "zelconfig_bench_growth: not built, for want of the XML plug-in"; fi
+
 # The synthetic files (about 100 MB) are written to build-bench/data.
 bench: bench-build
 	build-bench/bench/zelconfig_bench --rounds $(BENCH_ROUNDS) --files $(BENCH_FILES) --data build-bench/data
 	build-bench/bench/zelconfig_bench_memory build-bench/data
+	$(call bench_growth)
 
 bench-smoke: bench-build
 	build-bench/bench/zelconfig_bench --smoke --data build-bench/data
 	build-bench/bench/zelconfig_bench_memory build-bench/data
+	$(call bench_growth,--smoke)
 	./scripts/sizes.sh build-bench
 
 clean:

@@ -1,4 +1,4 @@
-// The XML plug-in's document: parse, look up every key it lists and the
+// The XML plug-in's document: parse, lint, look up every key it lists and the
 // input's lines, change every listed key, and render. An unchanged render is
 // the input itself; a changed one parses again and reads exactly what the
 // changed document read in memory. Then the tool's edits, one at a time on a
@@ -112,6 +112,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     std::string rendered;
     FUZZ_REQUIRE(doc.Render(input, rendered) && rendered == input, "an unchanged render differs");
+    // Lint's findings stand in the file, in its order, each on a line and
+    // column no further on than its byte.
+    size_t previous = 0;
+    for (const zelconfig::xml::XmlFinding& finding : doc.Lint(input)) {
+        FUZZ_REQUIRE(finding.offset < size && finding.offset >= previous && finding.line > 0 && finding.column > 0
+                         && finding.line + finding.column <= finding.offset + 2 && !finding.message.empty(),
+                     finding.message);
+        previous = finding.offset;
+    }
 
     std::vector<std::string> keys;
     doc.ForEach([&keys](const std::string& key, const std::string&) {

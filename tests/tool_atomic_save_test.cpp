@@ -370,6 +370,8 @@ const std::string kHeldShared = "printf '[A]\\nk=1\\n' >a.cfg; flock -s a.cfg sl
 const std::string kLongName = std::string(251, 'x') + ".xml"; // 255 bytes, the most a name may have
 const std::string kNoDirectoryFlush = std::string(ZELCONFIG_PRELOAD "='") + ZELCONFIG_PAUSE_LIBRARY
                                       + "' ZELCONFIG_FAIL_DIRECTORY_FSYNC=1 ";
+const std::string kFailGetfl =
+    std::string(ZELCONFIG_PRELOAD "='") + ZELCONFIG_PAUSE_LIBRARY + "' ZELCONFIG_FAIL_GETFL=";
 
 INSTANTIATE_TEST_SUITE_P(Save, GuardTable, testing::Values(
     GuardCase{"ReadOnlyFile", kOwnReadOnly, true, "", {"set", "a.cfg", "A.k", "2"}, 2,
@@ -418,7 +420,13 @@ INSTANTIATE_TEST_SUITE_P(XmlSave, GuardTable, testing::Values(
               kLongName, "<r><k>2</k></r>"},
     GuardCase{"DirectoryNotFlushed", "printf '<r><k>1</k></r>' >a.xml", false, kNoDirectoryFlush,
               {"set", "a.xml", "k", "2"}, 2, "zelcfg: a.xml: the file was replaced, but cannot flush ", "a.xml",
-              "<r><k>2</k></r>"}),
+              "<r><k>2</k></r>"},
+    // The read turns the descriptor blocking again: an interrupted fcntl is
+    // asked again, a failed one reported, never its -1 taken for flags.
+    GuardCase{"FlagsInterrupted", "printf '<r><k>1</k></r>' >a.xml", false, kFailGetfl + "EINTR ",
+              {"get", "a.xml", "k"}, 0, "", "a.xml", "<r><k>1</k></r>"},
+    GuardCase{"FlagsUnreadable", "printf '<r><k>1</k></r>' >a.xml", false, kFailGetfl + "EIO ", {"list", "a.xml"}, 2,
+              "zelcfg: a.xml: cannot be read: fcntl(F_GETFL): Input/output error\n", "a.xml", "<r><k>1</k></r>"}),
     RowName());
 #endif
 

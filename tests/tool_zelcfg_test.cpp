@@ -304,6 +304,52 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              "zelcfg: set takes 3 or 4 arguments, not 2\nTry 'zelcfg --help'.\n"}),
     RowName());
 
+#ifdef ZELCONFIG_TEST_XML
+const std::string kRefused = ": stricter XML readers refuse the file\n";
+const std::string kKeysReadTheFirst = " already; XML allows one, and keys read the first\n";
+// Past the pairwise comparison of an element's attributes: 20, and the fourth again.
+std::string ManyAttributes()
+{
+    std::string text = "<e";
+    for (int i = 0; i < 20; ++i) {
+        text += " a" + std::to_string(i) + "=\"\"";
+    }
+    return text + " a3=\"x\"/>";
+}
+
+// An XML file's findings: LINE:COLUMN in characters, one row per kind.
+INSTANTIATE_TEST_SUITE_P(XmlLint, ToolTable, testing::Values(
+    ToolCase{"Clean", "a.xml", "<r a=\"1\"><k b=\"\xC3\xA9\">v\xE2\x82\xAC\xF0\x9F\x98\x80</k></r>\n",
+             {"lint", "a.xml"}, 0, "", ""},
+    ToolCase{"DuplicateAttribute", "a.xml", "<r>\n  <e a=\"0\" a=\"1\"/>\n</r>\n", {"lint", "a.xml"}, 1,
+             "a.xml:2:12: duplicate attribute 'a': the element has one of that name at line 2, column 6"
+                 + kKeysReadTheFirst, ""},
+    ToolCase{"DuplicateAmongManyAttributes", "a.xml", ManyAttributes(), {"lint", "a.xml"}, 1,
+             "a.xml:1:134: duplicate attribute 'a3': the element has one of that name at line 1, column 22"
+                 + kKeysReadTheFirst, ""},
+    ToolCase{"ElementNameNotUtf8", "a.xml", "<r>\n<k\xFF>1</k\xFF>\n</r>", {"lint", "a.xml"}, 1,
+             "a.xml:2:3: invalid UTF-8 in an element name" + kRefused, ""},
+    ToolCase{"AttributeNameNotUtf8", "a.xml", "<r k\xC3=\"1\"/>", {"lint", "a.xml"}, 1,
+             "a.xml:1:5: invalid UTF-8 in an attribute name" + kRefused, ""},
+    ToolCase{"AttributeValueSurrogate", "a.xml", "<r k='\xED\xA0\x80'/>", {"lint", "a.xml"}, 1,
+             "a.xml:1:7: invalid UTF-8 in an attribute value" + kRefused, ""},
+    ToolCase{"TextOverlong", "a.xml", "<r>ok \xC0\xAF</r>", {"lint", "a.xml"}, 1,
+             "a.xml:1:7: invalid UTF-8 in text" + kRefused, ""},
+    ToolCase{"CdataCutShort", "a.xml", "<r><![CDATA[\xE2\x82]]></r>", {"lint", "a.xml"}, 1,
+             "a.xml:1:13: invalid UTF-8 in a CDATA section" + kRefused, ""},
+    ToolCase{"BytesAfterNul", "a.xml", "<r/>\n\0<x/>\n"s, {"lint", "a.xml"}, 1,
+             "a.xml:2:1: NUL byte: every reader stops at it, so the 5 bytes after it are ignored; set and unset "
+             "cannot add or remove markup\n", ""},
+    ToolCase{"ColumnsCountCharacters", "a.xml", "\xEF\xBB\xBF<r>\r\n<e \xC3\xA9=\"1\" \xC3\xA9=\"2\"/></r>",
+             {"lint", "a.xml"}, 1,
+             "a.xml:2:10: duplicate attribute '\xC3\xA9': the element has one of that name at line 2, column 4"
+                 + kKeysReadTheFirst, ""},
+    ToolCase{"StandardInput", "in", "<e a=\"0\" a=\"1\"/>", {"--xml", "lint", "-"}, 1,
+             "-:1:10: duplicate attribute 'a': the element has one of that name at line 1, column 4"
+                 + kKeysReadTheFirst, "", kUnchanged, "<in"}),
+    RowName());
+#endif
+
 // -v hands the library's own log lines to stderr; without it the tool alone speaks.
 TEST(Tool, VerboseShowsTheLibraryLog)
 {

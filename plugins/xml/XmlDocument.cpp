@@ -46,43 +46,6 @@ pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
     return NextElement(node.next_sibling(name), name);
 }
 
-// Counts lines and characters up to a byte offset, over a file's bytes fed
-// in order from its start: the parse changes its own copy of them.
-struct Position
-{
-    size_t target;
-    size_t at = 0, line = 1, column = 1;
-    bool afterCarriageReturn = false;
-
-    void Feed(const char* p, size_t size)
-    {
-        // Editors show no byte-order mark.
-        if (at == 0 && target >= 3 && size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
-            p += 3;
-            size -= 3;
-            at = 3;
-        }
-        // A line ends at a line feed, a carriage return, or both; a column
-        // is a character, which UTF-8's continuation bytes are not.
-        for (; size > 0 && at < target; ++p, --size, ++at) {
-            const unsigned char c = static_cast<unsigned char>(*p);
-            if ((c == '\n' && !afterCarriageReturn) || c == '\r') {
-                ++line;
-                column = 1;
-            } else if (c != '\n' && (c & 0xC0) != 0x80) {
-                ++column;
-            }
-            afterCarriageReturn = c == '\r';
-        }
-    }
-    bool Done() const { return at >= target; }
-    void Into(XmlError& error) const
-    {
-        error.line = line;
-        error.column = column;
-    }
-};
-
 // Finds error.offset's line and column in the file again, unless it no
 // longer has the size that was loaded.
 void LocateInFile(int fd, size_t size, XmlError& error)
@@ -117,6 +80,16 @@ char* CopyOf(const char* data, size_t size)
         std::memcpy(copy, data, size);
     }
     return copy;
+}
+
+// fcntl with an int argument, resumed after an interruption.
+int Fcntl(int fd, int command, int argument = 0)
+{
+    int result;
+    do {
+        result = ::fcntl(fd, command, argument);
+    } while (result < 0 && errno == EINTR);
+    return result;
 }
 
 // Reads the whole file a descriptor is open on into a buffer of its own;
@@ -160,9 +133,8 @@ int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_
     return status;
 }
 
-// Reads a whole file into a buffer of its own; 0, -2 or 22. The open does
-// not block, and only a regular file is read: a FIFO without a writer or a
-// device would hang the caller.
+} // namespace
+
 int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
               std::string& error)
 {
@@ -176,16 +148,21 @@ int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& b
         return -2;
     }
     int status = -2;
+    int flags = 0;
     if (!S_ISREG(info.st_mode)) {
         error = S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file";
-    } else if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
-        error = std::strerror(errno);
+    } else if ((flags = Fcntl(fd, F_GETFL)) < 0) {
+        error = std::string("fcntl(F_GETFL): ") + std::strerror(errno);
+    } else if (Fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+        error = std::string("fcntl(F_SETFL): ") + std::strerror(errno);
     } else {
         status = ReadDescriptor(fd, buffer, size, error);
     }
     ::close(fd);
     return status;
 }
+
+namespace {
 
 // Both trees hold the same nodes with the same names and values at the same
 // offsets of their buffers: the files they came from differ, if at all, only
@@ -341,8 +318,9 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
             return -1;
         }
     }
-    if (raw && BadReferenceInValues(raw.get(), size, error)) {
-        return -1;
+    const int references = raw ? BadReferenceInValues(raw.get(), size, error) : 0;
+    if (references != 0) {
+        return references;
     }
     m_index.clear();
     m_changed.clear();
@@ -408,6 +386,9 @@ const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
         }
     }
     if (info.index) {
+        // Sized once: growing a table of many names rehashes it again and again.
+        info.index->byName.reserve(static_cast<size_t>(std::count_if(
+            parent.begin(), parent.end(), [](pugi::xml_node child) { return child.type() == pugi::node_element; })));
         for (pugi::xml_node child : parent.children()) {
             if (child.type() == pugi::node_element) {
                 ChildIndex::Entry& entry = info.index->byName[child.name()];
@@ -671,64 +652,97 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         return;
     }
     // Depth first, without recursion: a deep file must not exhaust the stack.
+    // One key for the whole walk, which each element's frame cuts back to
+    // its parent's key and the '.' before extending it: a key is never
+    // copied per level, so a deep file costs what its bytes do.
     struct Frame
     {
         pugi::xml_node element;
-        std::string key;
+        size_t prefix; // the length of the parent's key with its '.'
+        size_t index;  // [N] in the indexed style; 0 for none
     };
     std::vector<Frame> stack;
-    // Per name among a parent's children: how many there are, how many seen.
-    std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
-    const auto push = [&](pugi::xml_node parent, const std::string& prefix) {
-        const size_t mark = stack.size();
-        names.clear();
-        if (m_style == KeyStyle::kIndexed) {
-            for (pugi::xml_node child : parent.children()) {
-                names[child.name()].first += child.type() == pugi::node_element ? 1 : 0;
-            }
-        }
-        for (pugi::xml_node child : parent.children()) {
-            // A name with a '.' cannot be reached by a key.
-            if (child.type() != pugi::node_element || std::strchr(child.name(), '.') != nullptr) {
-                continue;
-            }
-            std::string key = prefix + child.name();
-            if (m_style == KeyStyle::kIndexed) {
-                std::pair<size_t, size_t>& count = names[child.name()];
-                if (count.first > 1) {
-                    key += "[" + std::to_string(++count.second) + "]";
+    std::string key;
+    const bool indexed = m_style == KeyStyle::kIndexed;
+    // Its attributes (those no child element hides), then its children onto
+    // the stack, the first on top; `key` holds the element's key and its '.'.
+    const auto expand = [&](pugi::xml_node element, size_t elements, pugi::xml_node only) {
+        const size_t prefix = key.size();
+        // Per name among the child elements: how many there are, how many
+        // pushed; made only for several, and per element, so that its cost
+        // follows that element's children.
+        std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
+        // Each child element's entry, in order: one lookup a child.
+        std::vector<std::pair<size_t, size_t>*> counts;
+        if (elements > 1 && (indexed || element.first_attribute())) {
+            names.reserve(elements);
+            counts.reserve(elements);
+            for (pugi::xml_node child : element.children()) {
+                if (child.type() == pugi::node_element) {
+                    counts.push_back(&names[child.name()]);
+                    ++counts.back()->first;
                 }
             }
-            stack.push_back(Frame{child, std::move(key)});
+        }
+        const auto hidden = [&](const char* name) {
+            return elements == 1 ? std::strcmp(only.name(), name) == 0 : names.count(name) != 0;
+        };
+        for (pugi::xml_attribute attribute : element.attributes()) {
+            if (std::strchr(attribute.name(), '.') == nullptr && (elements == 0 || !hidden(attribute.name()))) {
+                const auto changed = m_changed.find(attribute.internal_object());
+                key.resize(prefix);
+                key += attribute.name();
+                visit(key, changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
+            }
+        }
+        key.resize(prefix);
+        const size_t mark = stack.size();
+        size_t ordinal = 0; // among the child elements
+        for (pugi::xml_node child : element.children()) {
+            if (child.type() != pugi::node_element) {
+                continue;
+            }
+            std::pair<size_t, size_t>* const count = indexed && elements > 1 ? counts[ordinal] : nullptr;
+            ++ordinal;
+            // A name with a '.' cannot be reached by a key.
+            if (std::strchr(child.name(), '.') == nullptr) {
+                stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
+            }
         }
         std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
     };
-    const auto attributes = [&](pugi::xml_node element, const std::string& prefix) {
-        for (pugi::xml_attribute attribute : element.attributes()) {
-            if (std::strchr(attribute.name(), '.') == nullptr && !FirstChildElement(element, attribute.name())) {
-                const auto changed = m_changed.find(attribute.internal_object());
-                visit(prefix + attribute.name(),
-                      changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
+    // How many child elements, the one when there is one, and whether text is among the children.
+    const auto survey = [](pugi::xml_node element, size_t& elements, pugi::xml_node& only) {
+        bool text = false;
+        elements = 0;
+        for (pugi::xml_node child : element.children()) {
+            text = text || IsText(child);
+            if (child.type() == pugi::node_element && elements++ == 0) {
+                only = child;
             }
         }
+        return text;
     };
-    const pugi::xml_node root = m_root;
-    attributes(root, "");
-    push(root, "");
+    size_t elements = 0;
+    pugi::xml_node only;
+    survey(m_root, elements, only);
+    expand(m_root, elements, only);
     while (!stack.empty()) {
-        Frame frame = std::move(stack.back());
+        const Frame frame = stack.back();
         stack.pop_back();
+        key.resize(frame.prefix);
+        key += frame.element.name();
+        if (frame.index != 0) {
+            key += "[" + std::to_string(frame.index) + "]";
+        }
         // Elements with text, and empty ones: those a value can be set on.
-        bool text = m_changed.count(frame.element.internal_object()) != 0, children = false;
-        for (pugi::xml_node child : frame.element.children()) {
-            text = text || IsText(child);
-            children = children || child.type() == pugi::node_element;
+        const bool text =
+            survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
+        if (text || elements == 0) {
+            visit(key, TextOf(frame.element));
         }
-        if (text || !children) {
-            visit(frame.key, TextOf(frame.element));
-        }
-        attributes(frame.element, frame.key + ".");
-        push(frame.element, frame.key + ".");
+        key += '.';
+        expand(frame.element, elements, only);
     }
 }
 
@@ -903,8 +917,9 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
             return false;
         }
     }
+    std::string_view step;
     for (const Structure& change : m_structure) {
-        if (!StructureEdits(original, change, edits)) {
+        if (!StructureEdits(original, change, step, edits)) {
             return false;
         }
     }

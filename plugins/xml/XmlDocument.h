@@ -40,6 +40,22 @@ enum class KeyStyle
 // The status of an edit that Add and SetAttribute refuse, saying why.
 constexpr int kEditRefused = 5;
 
+// Something in a well-formed file that readers take otherwise than it looks,
+// or that stricter XML readers refuse, for `zelconfig lint`.
+struct XmlFinding
+{
+    size_t offset = 0;           // where, in bytes
+    size_t line = 0, column = 0; // the same as XmlError counts them
+    std::string message;
+};
+
+// Reads a whole file into a buffer of its own, as LoadFile does: the open
+// does not block, and only a regular file is read (a FIFO without a writer
+// or a device would hang the caller). 0, -2 or 22 (out of memory), `error`
+// saying why.
+int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
+              std::string& error);
+
 // One loaded XML file. The file's bytes are parsed in place, so the document
 // holds one copy of the file plus the tree; values are read from the tree.
 // Changes are kept beside the tree and written by replacing only the bytes of
@@ -90,6 +106,11 @@ public:
     // every part whose name repeats among its siblings carries its index, so
     // that each key names exactly the one value given with it.
     void ForEach(const std::function<void(const std::string& key, const std::string& value)>& visit) const;
+    // What a lint reports, in the order of the file: attributes whose name
+    // repeats in an element (keys read the first), names and values that
+    // are not UTF-8, and a NUL byte, past which no reader looks. `original`
+    // must be the bytes the document was loaded from.
+    std::vector<XmlFinding> Lint(std::string_view original) const;
 
     // Edits beyond changing values, for the tool. Each is recorded beside the
     // changed values and written by Render and Save; Find and ForEach go on
@@ -204,7 +225,10 @@ private:
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
                    const std::vector<pugi::xml_node>& level, const std::string& attribute, const std::string& value,
                    std::string& why);
-    bool StructureEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const;
+    // `step` is the file's indentation step, found on the first addition
+    // (empty until then).
+    bool StructureEdits(std::string_view original, const Structure& change, std::string_view& step,
+                        std::vector<Edit>& edits) const;
     bool ValueHoldable(const std::string& value) const;
 
     // The tree's text lives in m_buffer: declared first, destroyed last.

@@ -141,4 +141,38 @@ std::string_view LineEnd(std::string_view text)
     return feed != kNone && feed > 0 && text[feed - 1] == '\r' ? "\r\n" : "\n";
 }
 
+void LineCursor::MoveTo(size_t offset)
+{
+    if (offset < m_at) {
+        m_lineStart = LineStart(m_text, offset);
+        m_indentEnd = kNone;
+    } else {
+        // Only the bytes since the last offset can hold a newer line start.
+        const size_t feed = m_text.substr(m_at, offset - m_at).rfind('\n');
+        if (feed != kNone) {
+            m_lineStart = m_at + feed + 1;
+            m_indentEnd = kNone;
+        }
+    }
+    m_at = offset;
+}
+
+std::string_view LineCursor::Indentation(size_t offset)
+{
+    MoveTo(offset);
+    if (m_indentEnd == kNone) {
+        m_indentEnd = m_lineStart;
+        while (m_indentEnd < m_text.size() && IsInlineBlank(m_text[m_indentEnd])) {
+            ++m_indentEnd;
+        }
+    }
+    return m_text.substr(m_lineStart, m_indentEnd - m_lineStart);
+}
+
+bool LineCursor::FirstOnLine(size_t offset)
+{
+    const size_t blanks = Indentation(offset).size();
+    return m_lineStart + blanks >= offset;
+}
+
 } // namespace zelconfig::xml::layout

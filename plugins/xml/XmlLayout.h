@@ -39,6 +39,27 @@ size_t SkipTrailers(std::string_view text, size_t offset);
 // The text's line end: "\r\n" when its first line ends so, else "\n".
 std::string_view LineEnd(std::string_view text);
 
+// Indentation and FirstOnLine for offsets asked in increasing order, each
+// byte looked at about once: a walk that asks for every element of a file
+// stays linear, even when the whole file is one line. An offset below the
+// last one asked is answered too, by searching back as the functions do.
+class LineCursor
+{
+public:
+    explicit LineCursor(std::string_view text) : m_text(text) {}
+
+    std::string_view Indentation(size_t offset);
+    bool FirstOnLine(size_t offset);
+
+private:
+    void MoveTo(size_t offset);
+
+    std::string_view m_text;
+    size_t m_at = 0;             // the last offset asked
+    size_t m_lineStart = 0;      // where its line starts
+    size_t m_indentEnd = kNone;  // where that line's blanks end, once found
+};
+
 } // namespace zelconfig::xml::layout
 
 #endif

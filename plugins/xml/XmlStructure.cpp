@@ -40,17 +40,18 @@ pugi::xml_node LastElementChild(pugi::xml_node parent)
 
 // One step of the file's indentation: how much deeper the first child that
 // starts its own line stands than its parent's line; two spaces in a file
-// without one.
+// without one. The walk asks for lines in document order, so a cursor
+// answers it in one pass over the text however deep the file is.
 std::string_view StepOf(std::string_view text, pugi::xml_node root, const char* base)
 {
+    layout::LineCursor lines(text);
     for (pugi::xml_node node = root; node; node = NextInOrder(node, root)) {
         const pugi::xml_node child = node.first_child();
         if (child.type() == pugi::node_element) {
             const size_t start = static_cast<size_t>(child.name() - base) - 1;
-            const std::string_view inner = layout::Indentation(text, start);
-            const std::string_view outer = layout::Indentation(text, static_cast<size_t>(node.name() - base));
-            if (layout::FirstOnLine(text, start) && inner.size() > outer.size()
-                && inner.substr(0, outer.size()) == outer) {
+            const std::string_view outer = lines.Indentation(static_cast<size_t>(node.name() - base));
+            const std::string_view inner = lines.Indentation(start);
+            if (lines.FirstOnLine(start) && inner.size() > outer.size() && inner.substr(0, outer.size()) == outer) {
                 return inner.substr(outer.size());
             }
         }
@@ -198,7 +199,8 @@ int XmlDocument::SetAttribute(const std::string& key, const std::string& value, 
     return 0;
 }
 
-bool XmlDocument::StructureEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const
+bool XmlDocument::StructureEdits(std::string_view original, const Structure& change, std::string_view& step,
+                                 std::vector<Edit>& edits) const
 {
     const char* const base = m_buffer.get();
     const auto inside = [&](const char* p) { return p > base && p < base + m_size; };
@@ -260,7 +262,10 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
     }
     // New elements: on a line of their own, after the last element child.
     const std::string_view lineEnd = layout::LineEnd(original);
-    const std::string_view step = StepOf(original, m_root, base);
+    // Found once for all the additions of a render: it walks the whole tree.
+    if (step.empty()) {
+        step = StepOf(original, m_root, base);
+    }
     const std::string outer(layout::Indentation(original, start));
     std::string indent = outer + std::string(step);
     const auto text = [&] { return NewElements(change.elements, 0, indent, step, lineEnd, change.name, change.value); };

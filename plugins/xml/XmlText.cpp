@@ -90,6 +90,34 @@ const char* EntityDeclaration(const char* doctype)
 
 } // namespace
 
+void Position::Feed(const char* p, size_t size)
+{
+    // Editors show no byte-order mark.
+    if (at == 0 && target >= 3 && size >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
+        p += 3;
+        size -= 3;
+        at = 3;
+    }
+    // A line ends at a line feed, a carriage return, or both; a column
+    // is a character, which UTF-8's continuation bytes are not.
+    for (; size > 0 && at < target; ++p, --size, ++at) {
+        const unsigned char c = static_cast<unsigned char>(*p);
+        if ((c == '\n' && !afterCarriageReturn) || c == '\r') {
+            ++line;
+            column = 1;
+        } else if (c != '\n' && (c & 0xC0) != 0x80) {
+            ++column;
+        }
+        afterCarriageReturn = c == '\r';
+    }
+}
+
+void Position::Into(XmlError& error) const
+{
+    error.line = line;
+    error.column = column;
+}
+
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
@@ -188,12 +216,17 @@ const char* FindBadReference(const char* p, const char* end, const char*& why)
 
 // Entities are never expanded: a reference to one the document type declares
 // is refused as unsupported, at the declaration.
-bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
+int BadReferenceInValues(char* raw, size_t size, XmlError& error)
 {
     pugi::xml_document doc;
-    if (!doc.load_buffer_inplace(raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype,
-                                 pugi::encoding_utf8)) {
-        return false; // the real parse says why
+    const pugi::xml_parse_result parsed = doc.load_buffer_inplace(
+        raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype, pugi::encoding_utf8);
+    if (parsed.status == pugi::status_out_of_memory) {
+        error.description = parsed.description();
+        return 22;
+    }
+    if (!parsed) {
+        return 0; // the real parse says why
     }
     const char* declaration = nullptr;
     for (pugi::xml_node node = doc.first_child(); node && declaration == nullptr; node = node.next_sibling()) {
@@ -214,15 +247,15 @@ bool BadReferenceInValues(char* raw, size_t size, XmlError& error)
     };
     for (pugi::xml_node node = doc.first_child(); node; node = NextInOrder(node, doc)) {
         if (node.type() == pugi::node_pcdata && check(node.value())) {
-            return true;
+            return -1;
         }
         for (pugi::xml_attribute attribute : node.attributes()) {
             if (check(attribute.value())) {
-                return true;
+                return -1;
             }
         }
     }
-    return false;
+    return 0;
 }
 
 std::string_view DeclaredEncoding(std::string_view text)
@@ -260,6 +293,46 @@ bool IsUtf8Name(std::string_view name)
 const char* FirstNonAscii(const char* p, size_t size)
 {
     return std::find_if(p, p + size, [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+}
+
+size_t FirstInvalidUtf8(const char* p, size_t size)
+{
+    const auto byte = [p](size_t i) { return static_cast<unsigned char>(p[i]); };
+    size_t i = 0;
+    while (i < size) {
+        const unsigned char lead = byte(i);
+        if (lead < 0x80) {
+            ++i;
+            continue;
+        }
+        // The length a lead byte announces, and the range its first
+        // continuation byte must fall in: narrower after E0, ED, F0 and F4,
+        // which would otherwise begin overlong forms, surrogates or code
+        // points past U+10FFFF.
+        size_t length = 0;
+        unsigned char low = 0x80, high = 0xBF;
+        if (lead >= 0xC2 && lead <= 0xDF) {
+            length = 2;
+        } else if (lead >= 0xE0 && lead <= 0xEF) {
+            length = 3;
+            low = lead == 0xE0 ? 0xA0 : 0x80;
+            high = lead == 0xED ? 0x9F : 0xBF;
+        } else if (lead >= 0xF0 && lead <= 0xF4) {
+            length = 4;
+            low = lead == 0xF0 ? 0x90 : 0x80;
+            high = lead == 0xF4 ? 0x8F : 0xBF;
+        }
+        if (length == 0 || i + length > size || byte(i + 1) < low || byte(i + 1) > high) {
+            return i;
+        }
+        for (size_t k = 2; k < length; ++k) {
+            if ((byte(i + k) & 0xC0) != 0x80) {
+                return i;
+            }
+        }
+        i += length;
+    }
+    return size;
 }
 
 } // namespace zelconfig::xml

@@ -13,6 +13,21 @@ namespace zelconfig::xml {
 
 struct XmlError;
 
+// Counts lines and characters up to a byte offset, over a file's bytes fed
+// in order from its start: the parse changes its own copy of them. A larger
+// target may be set between feeds, to count on from where it stopped.
+struct Position
+{
+    size_t target;
+    size_t at = 0, line = 1, column = 1;
+    bool afterCarriageReturn = false;
+
+    // `p` holds the bytes from offset `at` on.
+    void Feed(const char* p, size_t size);
+    bool Done() const { return at >= target; }
+    void Into(XmlError& error) const;
+};
+
 // The parser's blanks: a text of these only is dropped as indentation.
 bool IsBlank(char c);
 
@@ -42,9 +57,10 @@ bool Holdable(const std::string& value);
 const char* FindBadReference(const char* p, const char* end, const char*& why);
 
 // A bad reference in a text or an attribute value of `raw`, a copy of the
-// file parsed as it stands (error.offset, .description; .unsupported when
-// the document type declares entities); false when there is none.
-bool BadReferenceInValues(char* raw, size_t size, XmlError& error);
+// file parsed as it stands: -1 with error.offset and .description
+// (.unsupported when the document type declares entities); 0 when there is
+// none; 22 when memory runs out, which must not pass for none.
+int BadReferenceInValues(char* raw, size_t size, XmlError& error);
 
 // The encoding the XML declaration at the start of `text` names, or "" when
 // it names none.
@@ -55,6 +71,12 @@ bool IsUtf8Name(std::string_view name);
 
 // Where ASCII ends, for files that may hold nothing else.
 const char* FirstNonAscii(const char* p, size_t size);
+
+// Where the bytes stop being UTF-8: the first byte of the first sequence
+// that is not a character's shortest encoding (a stray continuation byte, a
+// sequence cut short, an overlong form, a surrogate, past U+10FFFF); `size`
+// when they are UTF-8 throughout.
+size_t FirstInvalidUtf8(const char* p, size_t size);
 
 } // namespace zelconfig::xml
 

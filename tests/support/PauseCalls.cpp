@@ -3,13 +3,17 @@
 //   ZELCONFIG_PAUSE_AT=read|pread|fsync|rename|ftruncate  the first such
 //       call (read: of a regular file; pread: the save's check of the file)
 //       waits 400 ms before it runs;
-//   ZELCONFIG_FAIL_DIRECTORY_FSYNC=1     fsync of a directory fails with EIO.
+//   ZELCONFIG_FAIL_DIRECTORY_FSYNC=1     fsync of a directory fails with EIO;
+//   ZELCONFIG_FAIL_GETFL=EINTR|EIO       fcntl(F_GETFL) is interrupted once,
+//       or fails with EIO every time.
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -83,4 +87,25 @@ extern "C" int renameat(int fromDirectory, const char* from, int toDirectory, co
 {
     PauseAt("rename");
     return Next<int (*)(int, const char*, int, const char*)>("renameat")(fromDirectory, from, toDirectory, to);
+}
+
+extern "C" int fcntl(int fd, int command, ...)
+{
+    // Every command takes one argument or none; reading one is how the C
+    // library's own fcntl passes it on.
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    static bool interrupted = false;
+    const char* fail = std::getenv("ZELCONFIG_FAIL_GETFL");
+    if (command == F_GETFL && fail != nullptr) {
+        const bool eio = std::strcmp(fail, "EIO") == 0;
+        if (eio || (std::strcmp(fail, "EINTR") == 0 && !interrupted)) {
+            interrupted = true;
+            errno = eio ? EIO : EINTR;
+            return -1;
+        }
+    }
+    return Next<int (*)(int, int, ...)>("fcntl")(fd, command, argument);
 }

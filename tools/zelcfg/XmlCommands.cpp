@@ -1,8 +1,11 @@
 #include "XmlCommands.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
+#include <vector>
 
 #include "CZelConfigReader.h"
 #include "TypedValues.h"
@@ -152,8 +155,17 @@ int XmlLint(const Invocation& invocation, const Input& input)
     }
 #ifdef ZELCFG_WITH_XML_DOCUMENT
     zelconfig::xml::XmlDocument document;
+    std::string bytes;
     int status = kExitFailure;
-    return LoadXml(input, document, status) ? kExitOk : status;
+    if (!LoadXmlBytes(input, document, bytes, status)) {
+        return status;
+    }
+    const std::vector<zelconfig::xml::XmlFinding> findings = document.Lint(bytes);
+    for (const zelconfig::xml::XmlFinding& finding : findings) {
+        std::cout << input.path << ':' << finding.line << ':' << finding.column << ": " << finding.message << '\n';
+    }
+    const int written = Flushed(input.path);
+    return written != kExitOk ? written : findings.empty() ? kExitOk : kExitNotFound;
 #else
     return Fail(kExitFailure, input.path, kWithoutXml);
 #endif
@@ -210,21 +222,45 @@ std::string XmlParseFailure(int status)
 
 bool LoadXml(const Input& input, zelconfig::xml::XmlDocument& document, int& exitStatus)
 {
-    zelconfig::xml::XmlError error;
-    int status;
     if (input.Stdin()) {
-        std::string text;
-        const int read = zelconfig::ReadAll(0, text);
-        error.description = std::strerror(read);
-        status = read == 0 ? document.LoadBuffer(text.data(), text.size(), error) : -2;
-    } else {
-        status = document.LoadFile(input.path, error);
+        std::string bytes;
+        return LoadXmlBytes(input, document, bytes, exitStatus);
     }
+    zelconfig::xml::XmlError error;
+    const int status = document.LoadFile(input.path, error);
     if (status != 0) {
         exitStatus = XmlLoadFailure(input.path, status, error);
         return false;
     }
     // The tool's keys may pick one of several same-named elements.
+    document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
+    return true;
+}
+
+bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std::string& bytes, int& exitStatus)
+{
+    zelconfig::xml::XmlError error;
+    int status;
+    if (input.Stdin()) {
+        const int read = zelconfig::ReadAll(0, bytes);
+        error.description = std::strerror(read);
+        status = read == 0 ? 0 : -2;
+    } else {
+        // Read as LoadFile reads, so that a file is refused in its words.
+        std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
+        size_t size = 0;
+        status = zelconfig::xml::ReadWhole(input.path, buffer, size, error.description);
+        if (status == 0) {
+            bytes.assign(buffer.get(), size);
+        }
+    }
+    if (status == 0) {
+        status = document.LoadBuffer(bytes.data(), bytes.size(), error);
+    }
+    if (status != 0) {
+        exitStatus = XmlLoadFailure(input.path, status, error);
+        return false;
+    }
     document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
     return true;
 }

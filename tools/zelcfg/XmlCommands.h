@@ -25,7 +25,8 @@ int XmlUnset(const Invocation& invocation, const Input& input);
 // fields under --null.
 int XmlList(const Invocation& invocation, const Input& input);
 
-// lint on an XML file: nothing to report when it loads.
+// lint on an XML file that loads: FILE:LINE:COLUMN: lines for what the
+// document code finds (XmlDocument::Lint), exit 1 when it finds anything.
 int XmlLint(const Invocation& invocation, const Input& input);
 
 // The text of an XML key as the library's string getter reads it, in `raw`,
@@ -41,6 +42,9 @@ std::string XmlParseFailure(int status);
 // after reporting why it could not, in one wording per cause, with the exit
 // status in `exitStatus`.
 bool LoadXml(const Input& input, zelconfig::xml::XmlDocument& document, int& exitStatus);
+// The same that also hands back the bytes the document was loaded from,
+// which lint counts lines and columns in.
+bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std::string& bytes, int& exitStatus);
 // The same for an edit: locks the file for it first (--wait, --force,
 // --in-place). A file that cannot be read is reported as above; one that
 // cannot be saved, as for a CFG file.
