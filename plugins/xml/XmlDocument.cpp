@@ -224,6 +224,8 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
     if (status == 0) {
         m_source = path;
         m_hasSource = true;
+        m_loaded.clear();
+        m_hasLoaded = false;
     }
     const int fd = status == -1 ? ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
     if (fd >= 0) {
@@ -238,12 +240,19 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
     std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
     size_t size = 0;
     int status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
+    // The bytes as read, kept: the tree is parsed in place, and a save of
+    // this file, still locked, renders from them and compares the file with
+    // them instead of reading and parsing it again under the lock.
+    std::string loaded;
     if (status == 0) {
+        loaded.assign(buffer.get(), size);
         status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
     }
     if (status == 0) {
         m_source = file.Path();
         m_hasSource = true;
+        m_loaded = std::move(loaded);
+        m_hasLoaded = true;
     } else if (status == -1) {
         LocateInFile(file.Descriptor(), size, error);
     }
@@ -257,7 +266,8 @@ int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
         error.description = "out of memory";
         return 22;
     }
-    m_hasSource = false;
+    m_hasSource = m_hasLoaded = false;
+    m_loaded.clear();
     const int status = Adopt(std::move(buffer), size, error);
     if (status == -1) {
         Position position{error.offset};
@@ -954,39 +964,34 @@ int XmlDocument::Save(const std::string& target, XmlError& error)
     return Save(file, error);
 }
 
-int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
+// The file read again under the lock (from the locked descriptor when it is
+// the file being replaced), parsed in a copy and compared with the tree
+// loaded: a file changed since only in bytes no value is read from keeps
+// those changes, the edits rendered onto it. A ReplaceStatus, or -2 or 22
+// with error set.
+int XmlDocument::RenderAndReplace(zelconfig::LockedFile& file, bool sameFile, std::string& text,
+                                  XmlError& error) const
 {
-    if (!m_hasSource) {
-        error.description = "the document was not loaded from a file";
-        return -2;
-    }
-    // The file again, under the lock: from the locked descriptor when it is
-    // the file being replaced, so that no other editor's change slips in
-    // between this check and the rename.
     std::unique_ptr<char, void (*)(void*)> original(nullptr, std::free);
     size_t size = 0;
-    char* real = ::realpath(m_source.c_str(), nullptr);
-    const bool sameFile = real != nullptr && file.Path() == real;
-    std::free(real);
     const int read = sameFile ? ReadDescriptor(file.Descriptor(), original, size, error.description)
                               : ReadWhole(m_source, original, size, error.description);
     if (read != 0) {
-        error.description = m_source + ": " + error.description;
-        return -2;
+        error.description = read == 22 ? "out of memory" : m_source + ": " + error.description;
+        return read;
     }
     // The file again, parsed in a copy: the original bytes are spliced below.
     std::unique_ptr<char, Buffer> copy(CopyOf(original.get(), size));
     pugi::xml_document now;
     if (!copy) {
         error.description = "out of memory";
-        return -2;
+        return 22;
     }
-    std::string text;
     const pugi::xml_parse_result parsed = now.load_buffer_inplace(copy.get(), size, kParseOptions,
                                                                    pugi::encoding_utf8);
     if (parsed.status == pugi::status_out_of_memory) {
         error.description = "out of memory";
-        return -2;
+        return 22;
     }
     if (!parsed || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
         || !Render(std::string_view(original.get(), size), text)) {
@@ -998,9 +1003,36 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
     // Just before the switch, the file must still hold the bytes the new
     // text was made from.
     const std::string_view piece(text);
-    const int replaced = file.ReplaceIfUnchanged(std::string_view(original.get(), size), &piece, 1,
-                                                 error.description);
-    original.reset();
+    return file.ReplaceIfUnchanged(std::string_view(original.get(), size), &piece, 1, error.description);
+}
+
+int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
+{
+    if (!m_hasSource) {
+        error.description = "the document was not loaded from a file";
+        return -2;
+    }
+    char* real = ::realpath(m_source.c_str(), nullptr);
+    const bool sameFile = real != nullptr && file.Path() == real;
+    std::free(real);
+    std::string text;
+    int replaced;
+    if (sameFile && m_hasLoaded) {
+        // Loaded from this file under the lock that is still held: the bytes
+        // kept are what the file must still hold, which the replacement
+        // checks just before the switch.
+        if (!Render(m_loaded, text)) {
+            error.description = m_source + zelconfig::kChangedSinceRead;
+            return zelconfig::kReplaceChanged;
+        }
+        const std::string_view piece(text);
+        replaced = file.ReplaceIfUnchanged(m_loaded, &piece, 1, error.description);
+    } else {
+        replaced = RenderAndReplace(file, sameFile, text, error);
+        if (replaced == 22 || replaced == -2) {
+            return -2;
+        }
+    }
     // Once the new bytes are the file, they are the document from now on:
     // parse them, so that later saves start from them. Should that fail, or
     // the file be left part written, later saves refuse.
@@ -1011,6 +1043,9 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
         if (buffer && Adopt(std::move(buffer), text.size(), ignored) == 0) {
             m_source = file.Path();
             m_hasSource = true;
+            if (m_hasLoaded) {
+                m_loaded = std::move(text);
+            }
         }
     } else if (replaced == zelconfig::kReplaceUntouched || replaced == zelconfig::kReplaceChanged) {
         m_hasSource = true; // the tree still agrees with the file as it was loaded

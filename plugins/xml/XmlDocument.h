@@ -230,6 +230,7 @@ private:
     bool StructureEdits(std::string_view original, const Structure& change, std::string_view& step,
                         std::vector<Edit>& edits) const;
     bool ValueHoldable(const std::string& value) const;
+    int RenderAndReplace(zelconfig::LockedFile& file, bool sameFile, std::string& text, XmlError& error) const;
 
     // The tree's text lives in m_buffer: declared first, destroyed last.
     std::unique_ptr<char, Buffer> m_buffer;
@@ -251,6 +252,11 @@ private:
     // when it no longer parses into the same tree at the same offsets.
     std::string m_source;
     bool m_hasSource = false;
+    // The bytes loaded from a locked file (LoadFile(LockedFile)), before the
+    // parse in place changed them: what a save of that file renders from
+    // and compares the file with.
+    std::string m_loaded;
+    bool m_hasLoaded = false;
     // Declared in an encoding other than UTF-8: ASCII only.
     bool m_asciiOnly = false;
     // Where the first NUL byte stands: the parser reads no further.
