@@ -73,10 +73,7 @@ int OpenToSave(const std::string& path, bool& regular)
     }
     struct stat info {};
     regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
-    const int flags = ::fcntl(fd, F_GETFL);
-    if (flags != -1) {
-        ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
-    }
+    ClearNonBlocking(fd); // as before: a failure here is the write's to meet
     return fd;
 }
 

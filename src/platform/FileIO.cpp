@@ -98,6 +98,22 @@ int WriteFile(const std::string& path, std::string_view bytes)
     return status;
 }
 
+int ClearNonBlocking(int fd)
+{
+    // A failed F_GETFL is -1, every flag set: never handed to F_SETFL.
+    int flags;
+    do {
+        flags = ::fcntl(fd, F_GETFL);
+    } while (flags < 0 && errno == EINTR);
+    int set = -1;
+    if (flags >= 0) {
+        do {
+            set = ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+        } while (set != 0 && errno == EINTR);
+    }
+    return set == 0 ? 0 : errno;
+}
+
 int OpenRegular(const std::string& path, int flags, int& fd)
 {
     fd = OpenFile(path, flags | O_NONBLOCK);
@@ -110,8 +126,8 @@ int OpenRegular(const std::string& path, int flags, int& fd)
         status = errno;
     } else if (!S_ISREG(info.st_mode)) {
         status = S_ISDIR(info.st_mode) ? EISDIR : kNotRegularFile;
-    } else if (::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0) {
-        status = errno;
+    } else {
+        status = ClearNonBlocking(fd);
     }
     if (status != 0) {
         ::close(fd);

@@ -29,6 +29,10 @@ int ReadFile(const std::string& path, std::string& out);
 // not for saves that must survive a power cut.
 int WriteFile(const std::string& path, std::string_view bytes);
 
+// Makes a descriptor opened with O_NONBLOCK (so that its open could not hang
+// on a FIFO) block as usual again, resuming after interruptions: 0 or errno.
+int ClearNonBlocking(int fd);
+
 // What OpenRegular returns for a path that leads to anything but a regular file.
 constexpr int kNotRegularFile = -1;
 

@@ -429,12 +429,8 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
             s.fd.Reset();
             return kReplaceUntouched;
         }
-        int flags;
-        do {
-            flags = ::fcntl(s.fd.Get(), F_GETFL);
-        } while (flags < 0 && errno == EINTR);
-        if (flags < 0 || ::fcntl(s.fd.Get(), F_SETFL, flags & ~O_NONBLOCK) != 0) {
-            message = Failed("cannot use " + walked.path, "fcntl", errno);
+        if (const int cleared = ClearNonBlocking(s.fd.Get())) {
+            message = Failed("cannot use " + walked.path, "fcntl", cleared);
             s.fd.Reset();
             return kReplaceUntouched;
         }
