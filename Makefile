@@ -23,6 +23,8 @@
 #   make fuzz        every fuzz harness for FUZZ_SECONDS under ASan and UBSan
 #   make test-tsan   the threads test under ThreadSanitizer (clang)
 #   make test-valgrind  the plain build's tests under valgrind's memcheck
+#   make quick-start-check  the README's two commands on a brand-new Debian 12
+#              (scripts/quick-start-check.sh, as root; what CI ends with)
 # Each preset has its build directory: build, build-test, build-asan,
 # build-bench, build-package, build-aarch64, build-armhf, build-libcxx,
 # build-qnx, build-fuzz, build-tsan; the Debian packages are built in
@@ -211,3 +213,8 @@ test-valgrind: test-build
 	    --overwrite MemoryCheckCommand=$$(command -v valgrind) \
 	    --overwrite "MemoryCheckCommandOptions=--error-exitcode=99 --leak-check=full \
 	        --errors-for-leak-kinds=definite --suppressions=$(CURDIR)/tests/valgrind.supp"
+
+# The README's Quick start (make run, make test) on a brand-new Debian 12
+# with only git and make, from the committed HEAD. Needs root.
+quick-start-check:
+	./scripts/quick-start-check.sh
