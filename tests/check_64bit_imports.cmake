@@ -54,6 +54,11 @@ foreach(file IN LISTS FILES)
     if(name MATCHES "^(.+)(_r|_2|_chk)$")
       list(APPEND variants ${CMAKE_MATCH_1}64${CMAKE_MATCH_2} __${CMAKE_MATCH_1}64${CMAKE_MATCH_2})
     endif()
+    # strtof64 and its kind are the _Float64 functions of strtof and others,
+    # whose _Float32 siblings (strtof32) tell them apart.
+    if(DEFINED exports_${name}32)
+      list(REMOVE_ITEM variants ${name}64)
+    endif()
     foreach(variant IN LISTS variants)
       if(DEFINED exports_${variant})
         list(APPEND strays "${name} (${base}), where ${variant} is the 64-bit one")
