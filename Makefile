@@ -7,6 +7,8 @@
 #              benchmark and print the table (docs/performance.md)
 #   make bench-smoke  the same build, every benchmark once on the small file,
 #              the memory bounds of hostile parses, and the binaries' sizes
+#   make docs  the API reference, by Doxygen from the public headers, in
+#              build-docs/html; any warning fails
 #   make deb   the Debian packages (dpkg-buildpackage -b -us -uc), in build-deb
 #   make package-check  install into a staging prefix and build the consumer
 #              example through CMake and pkg-config; build the Debian packages
@@ -21,10 +23,13 @@
 #   make fuzz        every fuzz harness for FUZZ_SECONDS under ASan and UBSan
 #   make test-tsan   the threads test under ThreadSanitizer (clang)
 #   make test-valgrind  the plain build's tests under valgrind's memcheck
+#   make quick-start-check  the README's two commands on a brand-new Debian 12
+#              (scripts/quick-start-check.sh, as root; what CI ends with)
 # Each preset has its build directory: build, build-test, build-asan,
 # build-bench, build-package, build-aarch64, build-armhf, build-libcxx,
 # build-qnx, build-fuzz, build-tsan; the Debian packages are built in
-# build-deb and, by package-check, build-deb-check.
+# build-deb and, by package-check, build-deb-check; the API reference in
+# build-docs.
 
 BENCH_ROUNDS ?= 5
 BENCH_FILES  ?= typical,large,wide
@@ -34,7 +39,7 @@ FUZZ_TARGETS ?=
 JOBS         ?= $(shell nproc 2>/dev/null || echo 2)
 
 BUILD_DIRS := build build-test build-asan build-bench build-package build-aarch64 build-armhf \
-              build-libcxx build-qnx build-fuzz build-tsan build-deb build-deb-check
+              build-libcxx build-qnx build-fuzz build-tsan build-deb build-deb-check build-docs
 DEPS       := ./scripts/install-deps.sh
 empty      :=
 space      := $(empty) $(empty)
@@ -42,7 +47,7 @@ space      := $(empty) $(empty)
 .PHONY: all deps deps-bench deps-package deps-cross build run test test-plain test-sanitize \
         test-build bench bench-build bench-smoke clean fuzz fuzz-build test-tsan \
         test-valgrind package-check cross-test cross-test-armhf test-libcxx deps-cross-armhf \
-        deps-libcxx qnx-standin deb abi-baseline
+        deps-libcxx qnx-standin deb abi-baseline docs deps-docs quick-start-check
 
 all: build
 
@@ -63,6 +68,9 @@ deps-cross-armhf:
 
 deps-libcxx:
 	@$(DEPS) libcxx
+
+deps-docs:
+	@$(DEPS) docs
 
 build: deps
 	cmake --preset default
@@ -116,8 +124,15 @@ bench-smoke: bench-build
 clean:
 	rm -rf $(BUILD_DIRS)
 
-# libzelconfig1, libzelconfig-dev and zelcfg (with their -dbgsym packages)
-# land in build-deb; DEB_BUILD_OPTIONS=nocheck leaves the tests out.
+# The API reference (scripts/make-docs.sh): Doxygen reads the public headers'
+# comments; a class, function or enumerator without one fails, as does any
+# other warning of Doxygen's.
+docs: deps-docs
+	./scripts/make-docs.sh build-docs
+
+# libzelconfig1, libzelconfig-dev, zelcfg (with their -dbgsym packages) and
+# libzelconfig-doc land in build-deb; DEB_BUILD_OPTIONS=nocheck leaves the
+# tests out.
 deb: deps-package
 	./scripts/build-deb.sh build-deb
 
@@ -206,3 +221,8 @@ test-valgrind: test-build
 	    --overwrite MemoryCheckCommand=$$(command -v valgrind) \
 	    --overwrite "MemoryCheckCommandOptions=--error-exitcode=99 --leak-check=full \
 	        --errors-for-leak-kinds=definite --suppressions=$(CURDIR)/tests/valgrind.supp"
+
+# The README's Quick start (make run, make test) on a brand-new Debian 12
+# with only git and make, from the committed HEAD. Needs root.
+quick-start-check:
+	./scripts/quick-start-check.sh

@@ -1,5 +1,16 @@
 # Compiler settings shared by every target of the project.
 
+# 64-bit file offsets and a 64-bit time_t on every target, the 32-bit ones
+# included: without them a 32-bit build cannot open a file over 2 GiB, list a
+# directory whose entries carry 64-bit positions (readdir fails with
+# EOVERFLOW) or tell the time after January 2038. glibc then links the 64-bit
+# variants (open64, __fstat64_time64, ...); on 64-bit targets, and on C
+# libraries whose types are 64-bit anyway, the macros change nothing. Set for
+# the whole tree (library, plug-in, tool, tests, the GoogleTest built here)
+# so that no two of its objects disagree; the public headers hold no type
+# whose size depends on them, so an application may be built either way.
+add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+
 if(ZELCONFIG_SANITIZE)
   # Applied to everything, tests included, so that the runtime sees every
   # allocation and every call across the library boundary.

@@ -1,7 +1,7 @@
 # Install rules: the library and the document library with their SONAME
-# links, the public headers under
-# include/zelconfig, the host's default logger, the zelcfg tool when it is
-# built (with its manual page and bash completion), the guides in docs/, a
+# links, the public headers under include/zelconfig, the host's default
+# logger, the zelcfg tool when it is built (with its manual page and bash
+# completion), the guides in docs/ with the licence and the release notes, a
 # CMake package (find_package(ZelConfig)) and pkg-config files.
 # Included from the top-level CMakeLists.txt after every target is defined.
 
@@ -36,9 +36,12 @@ if(TARGET zelcfg)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME zelcfg)
 endif()
 
-# The guides: the tool's, the format's, the document API's and the others.
+# The guides: the tool's, the format's, the document API's and the others;
+# the licence, whose notice must go with every copy, and the release notes.
+# (The Debian packages carry the licence in debian/copyright instead.)
 file(GLOB _zelconfig_docs CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
-install(FILES ${_zelconfig_docs} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${_zelconfig_docs} ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NEWS
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # CMake package: ZelConfig::ZelConfig, ZelConfig::ZelConfigDocument (which
 # brings ZelConfig::ZelConfig) and ZelConfig::ZelLogDefault. The libraries

@@ -23,6 +23,7 @@ public:
     // Block name -> block, in byte order; NULL until the first parse. Owned.
     std::map<std::string, CBlock*>* m_pmCFGData;
 
+    // An empty model (m_pmCFGData NULL) in block mode, or in the mode given.
     CCFGParser();
     explicit CCFGParser(unsigned int uiAnonymousMode);
     // Parse at once; the status is not kept (call CFGParseFile to get it).
@@ -31,6 +32,7 @@ public:
 
     // Copying is refused: both log at level 8 and leave the target empty.
     CCFGParser(const CCFGParser& other);
+    // Refused like the copy: logs at level 8 and empties this parser.
     CCFGParser& operator=(const CCFGParser& other);
 
     ~CCFGParser();

@@ -23,6 +23,7 @@ public:
     // Parse at once; the status is not kept.
     explicit CCFGReader(const std::string& strPath);
     CCFGReader(const std::string& strPath, unsigned int uiAnonymousMode);
+    // Shares other's parser, which both then hold.
     CCFGReader(const CCFGReader& other);
     // Frees the parser this reader holds, then shares other's. No self test.
     CCFGReader& operator=(const CCFGReader& other);

@@ -20,6 +20,7 @@ public:
     CCFGWriter();
     // Parse at once; the status is not kept.
     explicit CCFGWriter(const std::string& strPath);
+    // Shares other's parser, which both then hold.
     CCFGWriter(const CCFGWriter& other);
     // Frees the parser this writer holds, then shares other's. No self test.
     CCFGWriter& operator=(const CCFGWriter& other);

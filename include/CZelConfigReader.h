@@ -38,8 +38,10 @@ public:
     // Decimal, or hexadecimal after "0x"/"0X"; wraps to int.
     int GetInt(const std::string& strKey);
     int GetInt(const std::string& strKey, int& iValue);
+    // As strtof reads the text under the C library's current locale.
     float GetFloat(const std::string& strKey);
     int GetFloat(const std::string& strKey, float& fValue);
+    // As strtod reads the text under the C library's current locale.
     double GetDouble(const std::string& strKey);
     int GetDouble(const std::string& strKey, double& dValue);
     // "true" in any case is 1; trailing CR and LF are ignored.

@@ -32,6 +32,7 @@ public:
     // Binds a new back end and loads the file at strPath.
     int Parse(const std::string& strPath);
 
+    // Gives every entry of strKey already in the file this value; adds none.
     int Set(const std::string& strKey, const std::string& strValue);
     // Numbers are written as a default-formatted stream writes them, under
     // the global locale: "-42", "0.1", "1.23457e+06".
@@ -40,6 +41,7 @@ public:
     int Set(const std::string& strKey, double dValue);
     // 1 is written as "TRUE", 0 as "FALSE"; anything else is refused with 7.
     int SetBool(const std::string& strKey, unsigned int uiValue);
+    // Writes the values back to the file the back end was bound to.
     int Save();
     // Hands pData to the back end's SetDataPtr; NULL detaches.
     void SetDataPtr(void* pData);

@@ -8,8 +8,15 @@
 // call and calls ZelLog (source line, level, function name, printf-style
 // format and its arguments) only when bit (1 << level) is set.
 extern "C" {
-struct TovLogParams { unsigned int uiEnableMask; };
+// The platform's log parameters.
+struct TovLogParams
+{
+    unsigned int uiEnableMask; // bit (1 << level) enables the messages of that level
+};
+// The one set of log parameters of the process.
 extern TovLogParams g_TovLogParams;
+// Logs one message: the caller's source line, the level, the caller's
+// function name, then a printf format and its arguments.
 void ZelLog(int line, int level, const char* function, const char* format, ...);
 }
 

@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Installs the three packages of DEB_DIR into a clean Debian 12 root, with
+# Installs the four packages of DEB_DIR into a clean Debian 12 root, with
 # apt as a user would (their dependencies come from the mirror), and checks
 # them there: zelcfg --version, man -w zelcfg, the bash completion as
 # bash-completion loads it, the shipped consumer example built through
 # find_package(ZelConfig) and through pkg-config and run on the shipped CFG
-# and XML samples. Then purges them and finds none of their files, and no
-# other file, left behind.
+# and XML samples, the API reference's pages and every file they link to.
+# Then purges them and finds none of their files, and no other file, left
+# behind.
 # The base root (debootstrap's minbase with the consumer's compiler, CMake,
 # pkg-config, man-db and bash-completion) is built once from the mirror apt
 # uses here and kept in /var/cache/zelconfig-package-check.
@@ -19,23 +20,13 @@ fail() { echo "package-check: FAILED: $*" >&2; exit 1; }
 
 cache=/var/cache/zelconfig-package-check
 base=$cache/bookworm-consumer.tar
-mkdir -p "$cache"
+# shellcheck source=debian-root.sh
+. "$(dirname "$0")/debian-root.sh"
 if [ ! -s "$base" ]; then
     echo "package-check: building the clean Debian 12 root once (a few minutes; log: $cache/debootstrap.log)"
-    command -v debootstrap >/dev/null || fail "debootstrap is not installed (scripts/install-deps.sh package)"
-    mirror=$(sed -n 's/^URIs:[[:space:]]*//p' /etc/apt/sources.list.d/*.sources 2>/dev/null |
-             grep -v security | head -n 1)
-    [ -n "$mirror" ] || mirror=$(awk '$1=="deb" {print $2; exit}' /etc/apt/sources.list 2>/dev/null)
-    [ -n "$mirror" ] || fail "no Debian mirror found in apt's sources"
-    b=$(mktemp -d /var/tmp/zelconfig-base.XXXXXX)
-    debootstrap --variant=minbase --include=g++,make,cmake,pkgconf,man-db,bash-completion \
-        bookworm "$b" "$mirror" >"$cache/debootstrap.log" 2>&1 ||
-        { rm -rf --one-file-system "$b"; fail "debootstrap, see $cache/debootstrap.log"; }
-    cp /etc/apt/sources.list.d/*.sources "$b/etc/apt/sources.list.d/" 2>/dev/null || true
-    [ -s "$b/etc/apt/sources.list.d/debian.sources" ] && rm -f "$b/etc/apt/sources.list"
-    rm -rf "$b/var/lib/apt/lists/"* "$b/var/cache/apt/archives/"*.deb
-    tar -C "$b" -cf "$base.tmp" . && mv "$base.tmp" "$base"
-    rm -rf --one-file-system "$b"
+    mkdir -p "$cache"
+    debian_base_root "$base" g++,make,cmake,pkgconf,man-db,bash-completion "$cache/debootstrap.log" ||
+        fail "no clean Debian 12 root"
 fi
 
 root=$(mktemp -d /var/tmp/zelconfig-root.XXXXXX)
@@ -49,7 +40,7 @@ tar -C "$root" -xf "$base"
 cp /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 for m in proc dev dev/pts; do mount --bind "/$m" "$root/$m" && mounted+=("$root/$m"); done
 mkdir -p "$root/check/debs"
-for package in libzelconfig1 libzelconfig-dev zelcfg; do
+for package in libzelconfig1 libzelconfig-dev zelcfg libzelconfig-doc; do
     deb=$(find "$debs" -maxdepth 1 -name "${package}_*.deb" | head -n 1)
     [ -n "$deb" ] || fail "no ${package}_*.deb in $debs"
     cp "$deb" "$root/check/debs/"
@@ -73,7 +64,7 @@ snapshot >/check/before.txt
 export DEBIAN_FRONTEND=noninteractive
 apt-get update -q >/check/apt.log 2>&1 || { cat /check/apt.log; fail "apt-get update"; }
 apt-get install -y -q --no-install-recommends /check/debs/*.deb >>/check/apt.log 2>&1 ||
-    { cat /check/apt.log; fail "apt-get install of the three packages"; }
+    { cat /check/apt.log; fail "apt-get install of the packages"; }
 pass "apt installs $(cd /check/debs && echo *.deb | sed 's/ /, /g') with their dependencies"
 
 [ "$(zelcfg --version)" = "zelcfg $version" ] || fail "zelcfg --version prints '$(zelcfg --version)'"
@@ -121,7 +112,18 @@ g++ -std=c++17 $flags /tmp/consumer/print_value.cpp -o /tmp/print_value-pkgconfi
     { cat /tmp/pkgconfig.log; fail "building the consumer through pkg-config"; }
 run_consumer "the consumer built through pkg-config" /tmp/print_value-pkgconfig
 
-packages="libzelconfig1 libzelconfig-dev zelcfg"
+# The API reference: its start page, and every page, style sheet, script and
+# image its pages name is there (uncompressed, as a browser needs them).
+reference=/usr/share/doc/libzelconfig-doc/html
+[ -f $reference/index.html ] && [ -f $reference/classCZelConfigReader.html ] ||
+    fail "no API reference in $reference"
+missing=$(cd $reference && grep -oh '\(href\|src\)="[^"#?]*' ./*.html | sed 's/^[a-z]*="//' |
+    grep -v '^[a-z]*:' | sort -u |
+    while IFS= read -r target; do [ -z "$target" ] || [ -f "$target" ] || echo "$target"; done)
+[ -z "$missing" ] || fail "files the API reference links to are missing: $missing"
+pass "the API reference is in $reference, with every file its pages link to"
+
+packages="libzelconfig1 libzelconfig-dev zelcfg libzelconfig-doc"
 # shellcheck disable=SC2086
 dpkg -L $packages | sort -u | while IFS= read -r path; do
     [ -d "$path" ] || echo "$path"

@@ -10,6 +10,7 @@
 #   install-deps.sh cross-armhf  the same for 32-bit ARM (dpkg's armhf architecture)
 #   install-deps.sh libcxx  that, plus LLVM's libc++ for clang (GoogleTest is
 #                           built from libgtest-dev's sources)
+#   install-deps.sh docs    that, plus Doxygen for the API reference
 #   install-deps.sh fuzz    that, plus libFuzzer for clang
 #   install-deps.sh valgrind  that, plus valgrind for the memcheck run
 # Every set also gets the de_DE.UTF-8 locale, which the locale test runs under.
@@ -49,6 +50,7 @@ libcxx_packages="libc++-dev libc++abi-dev"
 # libFuzzer's runtime comes with clang's runtime libraries.
 fuzz_packages="libclang-rt-14-dev libfuzzer-14-dev"
 valgrind_packages="valgrind"
+docs_packages="doxygen"
 
 for extra in "$@"; do
     case "$extra" in
@@ -59,7 +61,8 @@ for extra in "$@"; do
         libcxx) packages="$packages $libcxx_packages" ;;
         fuzz) packages="$packages $fuzz_packages" ;;
         valgrind) packages="$packages $valgrind_packages" ;;
-        *) echo "error: unknown package set: $extra (known: bench, package, cross, cross-armhf, libcxx, fuzz, valgrind)" >&2; exit 2 ;;
+        docs) packages="$packages $docs_packages" ;;
+        *) echo "error: unknown package set: $extra (known: bench, package, cross, cross-armhf, libcxx, fuzz, valgrind, docs)" >&2; exit 2 ;;
     esac
 done
 

@@ -3,7 +3,7 @@
 #             links, the default logger
 #   headers   exactly the headers of include/, each compiling on its own
 #   files     the CMake package and pkg-config files
-#   zelcfg    the tool, its bash completion, the guides
+#   zelcfg    the tool, its bash completion, the guides, the licence and NEWS
 #   manual    zelcfg's manual page: rendered by man, every command of usage.txt
 #   plugin    the XML plug-in, exporting its three factories only
 #   zelcfg-xml  the installed zelcfg sets and gets a value in an XML copy
@@ -88,10 +88,12 @@ elseif(CHECK STREQUAL "zelcfg")
   endif()
   get_filename_component(completions ${completion} DIRECTORY)
   package_pass("zelcfg's bash completion installed in ${completions}")
-  if(NOT EXISTS ${STAGE}/${DOCDIR}/cli.md)
-    package_fail("no ${DOCDIR}/cli.md")
-  endif()
-  package_pass("the guides installed in ${DOCDIR}")
+  foreach(doc IN ITEMS cli.md LICENSE NEWS)
+    if(NOT EXISTS ${STAGE}/${DOCDIR}/${doc})
+      package_fail("no ${DOCDIR}/${doc}")
+    endif()
+  endforeach()
+  package_pass("the guides, the licence and the release notes installed in ${DOCDIR}")
 
 elseif(CHECK STREQUAL "manual")
   set(page ${STAGE}/${MANDIR}/man1/zelcfg.1.gz)

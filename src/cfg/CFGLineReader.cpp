@@ -53,7 +53,7 @@ bool CFGLineReader::Open(const std::string& path, unsigned lockSeconds)
     size_t chunk = kMaxChunk;
     m_regular = ::fstat(m_fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 0;
     if (m_regular) {
-        m_fileSize = static_cast<size_t>(status.st_size);
+        m_fileSize = static_cast<std::uint64_t>(status.st_size);
     }
     if (m_regular && static_cast<unsigned long long>(status.st_size) < kMaxChunk) {
         // One byte more than the file, so that the second read sees the end.
@@ -72,7 +72,8 @@ void CFGLineReader::OpenBytes(std::string_view bytes)
 {
     // Everything is read already: no descriptor, nothing to fill or to read ahead.
     m_base = bytes.data();
-    m_end = m_total = m_capacity = bytes.size();
+    m_end = m_capacity = bytes.size();
+    m_total = bytes.size();
     m_eof = true;
 }
 
@@ -97,7 +98,7 @@ bool CFGLineReader::OpenAhead(const CFGLineReader& source)
 bool CFGLineReader::Next(std::string_view& line)
 {
     // Filling keeps this: it drops handed-out bytes and counts the new ones.
-    m_lineOffset = m_total - (m_end - m_begin);
+    m_lineOffset = static_cast<size_t>(m_total - (m_end - m_begin));
     for (;;) {
         const char* base = m_base;
         if (m_scanned < m_end) {
@@ -184,7 +185,7 @@ bool CFGLineReader::Fill()
         m_eof = true;
     } else {
         m_end += static_cast<size_t>(count);
-        m_total += static_cast<size_t>(count);
+        m_total += static_cast<std::uint64_t>(count);
         if (m_position >= 0) {
             m_position += static_cast<off_t>(count);
         }

@@ -2,6 +2,7 @@
 #define ZELCONFIG_CFG_CFGLINEREADER_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,7 +47,9 @@ public:
     // over bytes in memory one search finds it rather than a line at a time.
     bool NextStartingWith(char first, std::string_view& line);
 
-    // Where the line Next handed out last begins, counted from the input's start.
+    // Where the line Next handed out last begins, counted from the input's
+    // start. A file of 4 GiB or more wraps it on a 32-bit target; only readers
+    // of bytes in memory, which cannot be so large there, use it.
     size_t LineOffset() const { return m_lineOffset; }
 
     // True when reading stopped on an I/O error rather than at the end.
@@ -66,8 +69,10 @@ private:
     bool m_ownsFd = true;
     bool m_regular = false;  // a regular file, which can be read ahead
     off_t m_position = -1;    // where the next positional read starts; -1: plain reads
-    size_t m_total = 0;       // bytes read from the file so far
-    size_t m_fileSize = 0;    // a regular file's size when it was opened
+    // Counted in 64 bits, as a file may hold more bytes than a 32-bit size_t
+    // can count.
+    std::uint64_t m_total = 0;    // bytes read from the file so far
+    std::uint64_t m_fileSize = 0; // a regular file's size when it was opened
     std::unique_ptr<char[]> m_buffer;
     const char* m_base = nullptr; // m_buffer's bytes, or the bytes read in place
     size_t m_capacity = 0;
