@@ -36,6 +36,7 @@ namespace zelconfig {
 class ZELCONFIG_API Document
 {
 public:
+    // How lines are read, as CCFGParser's m_uiAnonymousMode selects.
     enum class Mode
     {
         kBlock,     // entries belong to the header above them; bytes kept as they are
@@ -53,13 +54,18 @@ public:
         kCreate = 2u, // with kLock: create a missing file, empty, first
     };
 
+    // An empty document that reads in `mode`; nothing loaded yet.
     explicit Document(Mode mode = Mode::kBlock);
     ~Document();
+    // Takes over the other document's bytes, lock and state; the other may
+    // then only be destroyed or assigned to.
     Document(Document&& other) noexcept;
+    // The same for an existing document, whose own state (and lock) goes.
     Document& operator=(Document&& other) noexcept;
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 
+    // The mode the document reads in.
     Mode GetMode() const;
 
     // Reads the file: the status CCFGParser::CFGParseFile gives for it (0,
@@ -105,12 +111,15 @@ public:
     // in the order given.
     std::vector<std::string> BlockNames() const;
     std::vector<std::string> BlockNames(Order order) const;
-    // Every entry of the model: blocks in saved order, or in the order given,
-    // each block's entries in file order, names and values as lookups see them.
+    // One entry of the model, names and value as lookups see them.
     struct Entry
     {
-        std::string block, name, value;
+        std::string block; // the block's name
+        std::string name;  // the entry's name
+        std::string value; // its value
     };
+    // Every entry of the model: blocks in saved order, or in the order given,
+    // each block's entries in file order.
     std::vector<Entry> Entries() const;
     std::vector<Entry> Entries(Order order) const;
 
@@ -127,7 +136,9 @@ public:
         size_t repeatedHeaderLine; // the repeated header above the entry, or 0
         std::string block; // a block: its name as lookups match it; empty for an entry
     };
+    // The look-alikes of `key`, in file order; none in anonymous mode.
     std::vector<Lookalike> Lookalikes(const std::string& key) const;
+    // The same for an entry named by its block and entry apart.
     std::vector<Lookalike> Lookalikes(const std::string& block, const std::string& entry) const;
     // Entries under repeated headers, which no lookup sees and the normalised
     // form drops (block mode); 0 in anonymous mode.
@@ -155,8 +166,11 @@ public:
     int Get(const std::string& block, const std::string& entry, std::string& value) const;
     // Each value of the entry apart, in file order; empty when there is none.
     std::vector<std::string> Values(const std::string& block, const std::string& entry) const;
+    // Set(key, value) for the entry apart: 0, -2, 22.
     int Set(const std::string& block, const std::string& entry, const std::string& value);
+    // Add(key, value) for the entry apart: 0 or 22.
     int Add(const std::string& block, const std::string& entry, const std::string& value);
+    // Remove(key) for the entry apart: 0, -2, 22.
     int Remove(const std::string& block, const std::string& entry);
     // Removes the headers of the block, its repeated headers included, and
     // the entries of their sections, each with the comment lines that belong

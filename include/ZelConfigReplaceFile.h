@@ -24,7 +24,7 @@ struct ReplaceOptions
 // exactly as it was.
 enum ReplaceStatus : int
 {
-    kReplaceDone = 0,
+    kReplaceDone = 0,          // replaced, flushed to disk
     kReplaceUntouched = -2,    // refused or failed; the file keeps its bytes and metadata
     kReplaceChanged = -3,      // the file no longer holds what it held when it was read:
                                // another program changed it; nothing was written
@@ -75,6 +75,7 @@ public:
     // the locked file itself instead. A ReplaceStatus, with a message for all
     // but kReplaceDone.
     int Replace(const std::string_view* pieces, size_t count, std::string& message);
+    // The same for one run of bytes.
     int Replace(const char* data, size_t size, std::string& message);
     // The same for contents made from what the file held when it was read,
     // `loaded`: just before the switch, under the lock, the file's bytes are
