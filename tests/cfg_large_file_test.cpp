@@ -7,7 +7,7 @@
 //
 // The file is sparse and the engine reads a line at a time, keeping only
 // blocks and entries, so this runs on any target; zelconfig::Document, which
-// holds a file's bytes, cannot take such a file in a 32-bit process. Its
+// holds a file's bytes, refuses such a file in a 32-bit process. Its
 // holes read as NUL bytes: lines of up to 1 MiB, each ended by the line feed
 // written at its last byte, which the format ignores and a save drops.
 #include <cerrno>
@@ -23,6 +23,7 @@
 #include "CCFGParser.h"
 #include "CZelConfigParser.h"
 #include "TestFiles.h"
+#include "ZelConfigDocument.h"
 #include "ZelConfigReplaceFile.h"
 
 namespace {
@@ -106,6 +107,15 @@ std::string ThroughReplace(const std::string& path)
     return "replace " + std::to_string(status) + message;
 }
 
+// Loads the file into a document, which holds its bytes: refused in a
+// 32-bit process, whose memory cannot hold them, before any size wraps.
+std::string ThroughDocument(const std::string& path)
+{
+    zelconfig::Document document;
+    const int status = document.Load(path, zelconfig::Document::kLock);
+    return "document " + std::to_string(status) + " " + document.Error();
+}
+
 struct LargeFileCase
 {
     const char* name;
@@ -131,14 +141,23 @@ TEST_P(LargeFileTable, ReadsPast4GiBAndSavesTheEdit)
     ASSERT_EQ(static_cast<std::uint64_t>(info.st_size), kFileSize);
 
     const LargeFileCase& row = GetParam();
+    if (row.edit == ThroughDocument && sizeof(size_t) > 4) {
+        GTEST_SKIP() << "a 64-bit process can hold the file: the row is about 32-bit ones";
+    }
     EXPECT_EQ(row.edit(path), row.done);
-    EXPECT_EQ(ReadFile(path), row.saved);
+    if (!row.saved.empty()) {
+        EXPECT_EQ(ReadFile(path), row.saved);
+    } else {
+        ASSERT_EQ(::stat(path.c_str(), &info), 0);
+        EXPECT_EQ(static_cast<std::uint64_t>(info.st_size), kFileSize); // untouched
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, LargeFileTable, testing::Values(
     LargeFileCase{"Engine", ThroughEngine, kEdited, kSaved},
     LargeFileCase{"FrontEnd", ThroughFrontEnd, kEdited, kSaved},
-    LargeFileCase{"AtomicReplace", ThroughReplace, "replace 0", kReplacement}
+    LargeFileCase{"AtomicReplace", ThroughReplace, "replace 0", kReplacement},
+    LargeFileCase{"DocumentRefuses", ThroughDocument, "document -2 " + std::string(std::strerror(EFBIG)), ""}
 ), RowName());
 
 } // namespace

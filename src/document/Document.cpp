@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <locale>
 #include <string_view>
 #include <sys/stat.h>
@@ -241,15 +243,24 @@ public:
         m_text = Memory();
         struct stat info {};
         size_t size = 0;
+        m_size = m_loadedSize = 0;
         if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+            // A file larger than this process could ever hold (4 GiB on a
+            // 32-bit system) is refused before its size wraps around.
+            if (static_cast<uintmax_t>(info.st_size) >= std::numeric_limits<size_t>::max() / 2) {
+                return EFBIG;
+            }
             size = static_cast<size_t>(info.st_size);
         }
-        m_size = m_loadedSize = 0;
         // One byte more than the file, so that the read that sees its end
         // needs no growth.
         m_loaded.Allocate(size + 1);
         for (;;) {
             if (m_loadedSize == m_loaded.capacity()) {
+                if (m_loaded.capacity() >= std::numeric_limits<size_t>::max() / 2) {
+                    m_loadedSize = 0;
+                    return EFBIG;
+                }
                 Memory larger;
                 larger.Allocate(m_loaded.capacity() * 2);
                 std::memcpy(larger.get(), m_loaded.get(), m_loadedSize);
