@@ -349,7 +349,9 @@ int HoldsExactly(int fd, std::string_view loaded)
 
 } // namespace
 
-struct LockedFile::State
+// Hidden: the class is exported, and so would be its implementation's
+// members, which are nobody's ABI.
+struct __attribute__((visibility("hidden"))) LockedFile::State
 {
     UniqueDescriptor fd;     // the locked file
     UniqueDescriptor directory; // where it is, held since Lock
