@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <limits>
@@ -16,7 +17,7 @@
 // Large files are read into huge pages where the system offers them.
 #if defined(__linux__)
 #include <sys/mman.h>
-#if defined(MAP_ANONYMOUS) && defined(MADV_HUGEPAGE)
+#if defined(MADV_HUGEPAGE)
 #define ZELCONFIG_DOCUMENT_HUGE_PAGES 1
 #endif
 #endif
@@ -60,8 +61,8 @@ bool IsBlankLine(std::string_view line)
     return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
 }
 
-// Memory for a file's bytes that no other process can change: anonymous
-// pages of this process, never a mapping of the file, which another program
+// Memory for a file's bytes that no other process can change: the
+// process's own memory, never a mapping of the file, which another program
 // could shorten (SIGBUS) or rewrite under an edit. Large blocks ask for huge
 // pages where the system offers them: a 50 MB file then costs some twenty
 // page faults instead of twelve thousand, which is most of what reading it
@@ -88,12 +89,14 @@ public:
         Free();
 #if ZELCONFIG_DOCUMENT_HUGE_PAGES
         if (size >= kHugePage) {
+            // Aligned to a huge page, so that the hint covers whole ones.
             const size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
-            void* pages = ::mmap(nullptr, rounded, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-            if (pages != MAP_FAILED) {
+            void* pages = nullptr;
+            if (::posix_memalign(&pages, kHugePage, rounded) == 0) {
                 ::madvise(pages, rounded, MADV_HUGEPAGE); // a hint: fine when refused
                 m_bytes = static_cast<char*>(pages);
-                m_pages = m_capacity = rounded;
+                m_capacity = rounded;
+                m_aligned = true;
                 return;
             }
         }
@@ -111,27 +114,25 @@ private:
 #endif
     void Free()
     {
-#if ZELCONFIG_DOCUMENT_HUGE_PAGES
-        if (m_pages != 0) {
-            ::munmap(m_bytes, m_pages);
-        } else
-#endif
-        {
+        if (m_aligned) {
+            std::free(m_bytes);
+        } else {
             delete[] m_bytes;
         }
         m_bytes = nullptr;
-        m_capacity = m_pages = 0;
+        m_capacity = 0;
+        m_aligned = false;
     }
     void Swap(Memory& other)
     {
         std::swap(m_bytes, other.m_bytes);
         std::swap(m_capacity, other.m_capacity);
-        std::swap(m_pages, other.m_pages);
+        std::swap(m_aligned, other.m_aligned);
     }
 
     char* m_bytes = nullptr;
     size_t m_capacity = 0;
-    size_t m_pages = 0; // mapped anonymously: munmap, not delete[]
+    bool m_aligned = false; // from posix_memalign: free, not delete[]
 };
 
 // The file's bytes as loaded (or last saved), which a save compares with the
