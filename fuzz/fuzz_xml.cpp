@@ -132,6 +132,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         std::string value;
         const int found = doc.Find(line, value);
         FUZZ_REQUIRE(found == 0 || (found == -2 && value.empty()), line);
+        // A miss whose parts, joined, name something reads through the quoted key offered.
+        const std::string joined = found == 0 ? std::string() : doc.JoinedKey(line);
+        FUZZ_REQUIRE(joined.empty() || doc.Find(joined, value) == 0, line + " -> " + joined);
     }
     // Values that need escaping, blanks only, a CDATA end and line ends.
     const std::string values[] = {"", "  ", "a&b<c>\"d'e", "]]>", "x\r\ny\tz", "\n"};

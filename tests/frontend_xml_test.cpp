@@ -23,6 +23,7 @@ const std::string kDevice =
     "  <Net Host=\"10.0.0.1\" Mode='a&amp;b'>\n"
     "    <Port>80</Port>\n    <Name>x &lt; y &#65;</Name>\n    <Data><![CDATA[<raw> & ]]></Data>\n"
     "    <Mixed>a<!-- c -->b<![CDATA[c]]></Mixed>\n    <Empty/>\n    <Host>child first</Host>\n"
+    "    <java.version vendor.name=\"v\">11</java.version>\n"
     "  </Net>\n  <Net><Port>81</Port></Net>\n  <Net Port=\"82\"/>\n</Device>\n";
 
 struct LookupCase
@@ -61,7 +62,14 @@ INSTANTIATE_TEST_SUITE_P(Keys, LookupTable, testing::Values(
     LookupCase{"EmptyPart", "Net..Port", -2, "", ""},
     LookupCase{"TooDeep", "Net.Port.x", -2, "", ""},
     LookupCase{"NulInKey", std::string("Net.Port\0x", 10), -2, "", ""},
-    LookupCase{"EmptyKey", "", 7, "", "9 GetValue: Invalid Key\n"}),
+    LookupCase{"EmptyKey", "", 7, "", "9 GetValue: Invalid Key\n"},
+    // A name that holds dots is one quoted part; unquoted, its dots split.
+    LookupCase{"DottedQuoted", "Net.\"java.version\"", 0, "11", ""},
+    LookupCase{"DottedUnquoted", "Net.java.version", -2, "", ""},
+    LookupCase{"DottedAttribute", "Net.\"java.version\".\"vendor.name\"", 0, "v", ""},
+    LookupCase{"QuotedPlainName", "\"Net\".\"Port\"", 0, "80\n81\n82", ""},
+    LookupCase{"QuoteUnclosed", "Net.\"java.version", -2, "", ""},
+    LookupCase{"NoIndexInLibraryKeys", "Net.\"java.version\"[1]", -2, "", ""}),
     RowName());
 
 struct LoadCase

@@ -16,6 +16,7 @@ printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.*]\nstrict=
 printf 'Version=2\nName = box\n' >build.conf
 printf '<c v="1">\n  <Net Port="80"><Host>h</Host></Net>\n</c>\n' | tee device.xml >box.conf
 printf '<c>\n  <If><Name>a</Name></If>\n  <If><Name>b</Name></If>\n</c>\n' >ports.xml
+printf '<p><props><java.version>11</java.version></props></p>\n' >pom.xml
 
 failed=0 rows=0
 while IFS='|' read -r line expected; do
@@ -49,6 +50,8 @@ zelcfg --xml unset box.conf ''       | v Net.Port Net.Host
 zelcfg set device.xml Net.Port ''    |
 zelcfg get ports.xml I               | If\[1\].Name If\[2\].Name
 zelcfg unset ports.xml "'If[2'"      | If\[2\].Name
+zelcfg get pom.xml p                 | props.\"java.version\"
+zelcfg get pom.xml "'props.\"j'"        | props.\"java.version\"
 zelcfg lint device.xml ''            |
 zelcfg --block get device.xml ''     |
 TABLE

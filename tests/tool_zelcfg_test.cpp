@@ -348,6 +348,23 @@ INSTANTIATE_TEST_SUITE_P(XmlLint, ToolTable, testing::Values(
              "-:1:10: duplicate attribute 'a': the element has one of that name at line 1, column 4"
                  + kKeysReadTheFirst, "", kUnchanged, "<in"}),
     RowName());
+
+// Names that hold dots: quoted in the keys printed, read back quoted.
+const std::string kPom = "<project><properties><maven.compiler.source>1.6</maven.compiler.source>"
+                         "<a.b c.d=\"2\"/></properties></project>\n";
+INSTANTIATE_TEST_SUITE_P(XmlDottedNames, ToolTable, testing::Values(
+    ToolCase{"ListNull", "pom.xml", kPom, {"list", "-z", "pom.xml"}, 0,
+             "properties.\"maven.compiler.source\"\0" "1.6\0properties.\"a.b\"\0\0"
+             "properties.\"a.b\".\"c.d\"\0" "2\0"s, ""},
+    ToolCase{"GetApart", "pom.xml", kPom, {"get", "pom.xml", "properties", "\"maven.compiler.source\""}, 0,
+             "1.6\n", ""},
+    ToolCase{"GetApartUnquotedHint", "pom.xml", kPom, {"get", "pom.xml", "properties.a", "b.c.d"}, 1, "",
+             "zelcfg: pom.xml: no key properties.a.b.c.d; properties.\"a.b\".\"c.d\" names what is there: a name "
+             "that holds dots is quoted\n"},
+    ToolCase{"SetApartUnquotedRefused", "pom.xml", kPom, {"set", "pom.xml", "properties", "maven.compiler.source",
+             "11"}, 2, "", "zelcfg: pom.xml: properties.maven.compiler.source names no element here, but "
+             "properties.\"maven.compiler.source\" names what is there: a name that holds dots is quoted\n"}),
+    RowName());
 #endif
 
 // -v hands the library's own log lines to stderr; without it the tool alone speaks.

@@ -36,6 +36,21 @@ const std::string kInline = "<c>\n"
                             "  <Dns>a</Dns> <!-- primary -->\n"
                             "</c>\n";
 
+// Element and attribute names that hold dots, as in a build's properties,
+// and repeated elements.
+const std::string kDotted = "<project>\n"
+                            "  <properties>\n"
+                            "    <maven.compiler.source>1.6</maven.compiler.source>\n"
+                            "    <a.b x.y=\"7\">t</a.b>\n"
+                            "    <a.b>u</a.b>\n"
+                            "  </properties>\n"
+                            "  <includes>\n"
+                            "    <include>a</include>\n"
+                            "    <include>b</include>\n"
+                            "    <include>c</include>\n"
+                            "  </includes>\n"
+                            "</project>\n";
+
 // The parser reads no further than a NUL byte.
 const std::string kNul("<c><a>1</a></c>\0\n", 17);
 
@@ -155,10 +170,52 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
     // Removals: an element with its line when alone on it, else its bytes.
     EditCase{"RemoveElementKeepsCommentAbove", kDevice, {"unset", "a.xml", "Net.Interface[2]"}, 0,
              "    <Interface id=\"2\">\n      <Name>eth1</Name>\n    </Interface>\n", ""},
-    EditCase{"RemoveEveryMatch", kDevice, {"unset", "a.xml", "Net", "Interface"}, 0,
-             "    <Interface id=\"1\">\n      <Name>eth0</Name>\n    </Interface>\n    <!-- second port -->\n"
-             "    <Interface id=\"2\">\n      <Name>eth1</Name>\n    </Interface>\n",
-             "    <!-- second port -->\n"},
+    EditCase{"RemoveSeveralRefused", kDevice, {"unset", "a.xml", "Net", "Interface"}, 2, "", "", "",
+             "zelcfg: a.xml: Net.Interface names 2 elements, on lines 5 and 9; an index picks one, as in "
+             "Net.Interface[1]\n"},
+    EditCase{"RemoveSeveralAttributesRefused", kDevice, {"unset", "a.xml", "Net.Interface.id"}, 2, "", "", "",
+             "zelcfg: a.xml: Net.Interface.id names 2 attributes, on lines 5 and 9; an index picks one, as in "
+             "Net.Interface[1].id\n"},
+    EditCase{"RemoveThreeRefused", kDotted, {"unset", "a.xml", "includes.include"}, 2, "", "", "",
+             "zelcfg: a.xml: includes.include names 3 elements, on lines 8, 9 and 10; an index picks one, as in "
+             "includes.include[1]\n"},
+    EditCase{"RemoveOneOfThree", kDotted, {"unset", "a.xml", "includes.include[3]"}, 0,
+             "    <include>c</include>\n", ""},
+    // A name that holds dots is quoted; its dots unquoted would name other elements.
+    EditCase{"DottedGet", kDotted, {"get", "a.xml", "properties.\"maven.compiler.source\""}, 0, "", "", "1.6\n"},
+    EditCase{"DottedGetIndexed", kDotted, {"get", "a.xml", "properties.\"a.b\"[2]"}, 0, "", "", "u\n"},
+    EditCase{"DottedGetAttribute", kDotted, {"get", "a.xml", "properties.\"a.b\"[1].\"x.y\""}, 0, "", "", "7\n"},
+    EditCase{"DottedGetUnquotedHint", kDotted, {"get", "a.xml", "properties.maven.compiler.source"}, 1, "", "", "",
+             "zelcfg: a.xml: no key properties.maven.compiler.source; properties.\"maven.compiler.source\" names "
+             "what is there: a name that holds dots is quoted\n"},
+    EditCase{"DottedSet", kDotted, {"set", "a.xml", "properties.\"maven.compiler.source\"", "11"}, 0,
+             "<maven.compiler.source>1.6<", "<maven.compiler.source>11<"},
+    EditCase{"DottedSetUnquotedRefused", kDotted, {"set", "a.xml", "properties.maven.compiler.source", "11"}, 2, "",
+             "", "",
+             "zelcfg: a.xml: properties.maven.compiler.source names no element here, but "
+             "properties.\"maven.compiler.source\" names what is there: a name that holds dots is quoted\n"},
+    EditCase{"DottedAddBelowRefused", kDotted, {"set", "a.xml", "properties.a.b.c", "1"}, 2, "", "", "",
+             "zelcfg: a.xml: properties.a.b.c names no element here, but properties.\"a.b\".c names what is "
+             "there: a name that holds dots is quoted\n"},
+    EditCase{"DottedAttributeSetRefused", kDotted, {"set", "--attribute", "a.xml", "properties.a.b.c.id", "1"}, 2,
+             "", "", "",
+             "zelcfg: a.xml: properties.a.b.c.id names no element here, but properties.\"a.b\".c.id names what "
+             "is there: a name that holds dots is quoted\n"},
+    EditCase{"DottedAddQuoted", kDotted, {"set", "a.xml", "properties.\"java.version\"", "17"}, 0,
+             "    <a.b>u</a.b>\n", "    <a.b>u</a.b>\n    <java.version>17</java.version>\n"},
+    EditCase{"DottedUnset", kDotted, {"unset", "a.xml", "properties.\"a.b\"[1].\"x.y\""}, 0, " x.y=\"7\"", ""},
+    EditCase{"DottedUnsetUnquotedRefused", kDotted, {"unset", "a.xml", "properties.maven.compiler.source"}, 2, "",
+             "", "",
+             "zelcfg: a.xml: properties.maven.compiler.source names no element here, but "
+             "properties.\"maven.compiler.source\" names what is there: a name that holds dots is quoted\n"},
+    EditCase{"DottedList", kDotted, {"list", "a.xml"}, 0, "", "",
+             "properties.\"maven.compiler.source\"=1.6\nproperties.\"a.b\"[1]=t\n"
+             "properties.\"a.b\"[1].\"x.y\"=7\nproperties.\"a.b\"[2]=u\nincludes.include[1]=a\n"
+             "includes.include[2]=b\nincludes.include[3]=c\n"},
+    EditCase{"QuoteUnclosedRefused", kDotted, {"get", "a.xml", "properties.\"a.b"}, 2, "", "", "",
+             "zelcfg: a.xml: a quoted part ends with a '\"': properties.\"a.b\n"},
+    EditCase{"QuoteInsidePartRefused", kDotted, {"get", "a.xml", "properties.a\"b\""}, 2, "", "", "",
+             "zelcfg: a.xml: a quote opens a part, and closes it before a '.': properties.a\"b\"\n"},
     EditCase{"RemoveSelfClosing", kDevice, {"unset", "a.xml", "Log"}, 0, "  <Log/>\n", ""},
     EditCase{"RemoveInline", kInline, {"unset", "a.xml", "Net.Host[1]"}, 0, "<Host>h</Host>", ""},
     EditCase{"RemoveAttributeSingleQuotes", kDevice, {"unset", "a.xml", "Net.mode"}, 0, " mode='auto'", ""},

@@ -418,7 +418,9 @@ const XmlDocument::ParentInfo& XmlDocument::InfoOf(pugi::xml_node parent) const
 
 // Splits the key at every '.' into parts whose names are C strings in
 // `scratch`, for the parser's searches; false (with the reason, when asked)
-// for a key that can name nothing.
+// for a key that can name nothing. A part in double quotes is one name, dots
+// and all: XML names hold dots but never quotes, so no other key reads
+// differently for it.
 bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& scratch, std::vector<KeyPart>& parts,
                            std::string* why)
 {
@@ -437,26 +439,49 @@ bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& sc
     }
     scratch.assign(key.data(), key.size());
     for (size_t begin = 0; begin <= key.size();) {
-        const size_t dot = std::min(key.find('.', begin), key.size());
-        size_t length = dot - begin;
+        size_t start = begin, dot, length;
+        bool quoted = false;
+        if (begin < key.size() && key[begin] == '"') {
+            const size_t close = key.find('"', begin + 1);
+            if (close == std::string_view::npos) {
+                return refuse("a quoted part ends with a '\"': " + std::string(key));
+            }
+            quoted = true;
+            start = begin + 1;
+            length = close - start;
+            dot = std::min(key.find('.', close), key.size());
+            const std::string_view rest = key.substr(close + 1, dot - close - 1);
+            if (!rest.empty() && (style != KeyStyle::kIndexed || rest[0] != '[')) {
+                return refuse("a quoted part ends at its closing '\"', before a '.'"
+                              + std::string(style == KeyStyle::kIndexed ? " or an index" : "") + ": "
+                              + std::string(key));
+            }
+        } else {
+            dot = std::min(key.find('.', begin), key.size());
+            length = dot - begin;
+            if (key.substr(begin, length).find('"') != std::string_view::npos) {
+                return refuse("a quote opens a part, and closes it before a '.': " + std::string(key));
+            }
+        }
         size_t index = 0;
         // The library's keys have no indexes: a '[' is part of a name there.
-        const size_t open =
-            style == KeyStyle::kIndexed ? key.substr(begin, length).find('[') : std::string_view::npos;
+        const size_t from = quoted ? length + 1 : 0;
+        const size_t open = style == KeyStyle::kIndexed ? key.substr(start, dot - start).find('[', from)
+                                                        : std::string_view::npos;
         if (open != std::string_view::npos) {
-            const std::string_view digits = key.substr(begin + open + 1, length - open - 1);
-            if (digits.size() < 2 || digits.back() != ']' || digits[0] == '0'
+            const std::string_view digits = key.substr(start + open + 1, dot - start - open - 1);
+            if ((quoted && open != length + 1) || digits.size() < 2 || digits.back() != ']' || digits[0] == '0'
                 || digits.find_first_not_of("0123456789") != digits.size() - 1) {
                 return refuse("an index is [N] with N from 1, at the end of a part: " + std::string(key));
             }
             index = std::strtoul(digits.data(), nullptr, 10);
-            length = open;
+            length = quoted ? length : open;
         }
         if (length == 0) {
             return refuse("an empty part names nothing: " + std::string(key));
         }
-        scratch[begin + length] = '\0';
-        parts.push_back(KeyPart{scratch.data() + begin, length, index, dot});
+        scratch[start + length] = '\0';
+        parts.push_back(KeyPart{scratch.data() + start, length, index, dot, quoted});
         begin = dot + 1;
     }
     return true;
@@ -467,6 +492,128 @@ bool XmlDocument::CheckKey(std::string_view key, KeyStyle style, std::string& wh
     std::string scratch;
     std::vector<KeyPart> parts;
     return SplitKey(key, style, scratch, parts, &why);
+}
+
+namespace {
+
+// A name as a key part: quoted when it holds a '.', so that it reads back as one.
+void AppendKeyName(std::string& key, std::string_view name)
+{
+    if (name.find('.') == std::string_view::npos) {
+        key += name;
+    } else {
+        key += '"';
+        key += name;
+        key += '"';
+    }
+}
+
+// How many lookups a search for a joined reading may make: a key of many
+// parts has very many readings.
+constexpr size_t kJoinBudget = 1024;
+
+} // namespace
+
+// Depth first from part `at`, which the elements of `level` are reached by:
+// each run of parts from there, joined with its dots, as one name. `runs`
+// holds the lengths of the runs so far; the furthest reading found goes to
+// `best` and `bestRuns`, the first found among equals (shortest runs first,
+// so the key as given wins a tie).
+void XmlDocument::Deepest(const std::vector<KeyPart>& parts, size_t count, size_t at,
+                          const std::vector<pugi::xml_node>& level, bool attributes, size_t& budget,
+                          std::vector<size_t>& runs, size_t& best, std::vector<size_t>& bestRuns) const
+{
+    if (at > best) {
+        best = at;
+        bestRuns = runs;
+    }
+    std::string name;
+    std::vector<pugi::xml_node> next;
+    for (size_t j = at; j < count && budget > 0; ++j) {
+        // A quoted part is a whole name, and an index ends one.
+        if (j > at && (parts[j].quoted || parts[at].quoted || parts[j - 1].index != 0)) {
+            break;
+        }
+        if (j > at) {
+            name += '.';
+        }
+        name.append(parts[j].name, parts[j].length);
+        --budget;
+        const KeyPart joined{name.c_str(), name.size(), parts[j].index, parts[j].end, true};
+        next.clear();
+        for (pugi::xml_node parent : level) {
+            NthChildrenNamed(parent, joined, [&next](pugi::xml_node child) { next.push_back(child); });
+        }
+        runs.push_back(j - at + 1);
+        if (!next.empty()) {
+            Deepest(parts, count, j + 1, next, attributes, budget, runs, best, bestRuns);
+        } else if (attributes && j + 1 == count && joined.index == 0 && count > best
+                   && std::any_of(level.begin(), level.end(),
+                                  [&](pugi::xml_node parent) { return bool(parent.attribute(joined.name)); })) {
+            best = count;
+            bestRuns = runs;
+        }
+        runs.pop_back();
+    }
+}
+
+size_t XmlDocument::JoinedReading(std::string_view key, const std::vector<KeyPart>& parts, size_t count,
+                                  bool attributes, std::string& reading) const
+{
+    size_t budget = kJoinBudget, best = 0;
+    std::vector<size_t> runs, bestRuns;
+    Deepest(parts, count, 0, std::vector<pugi::xml_node>(1, m_root), attributes, budget, runs, best, bestRuns);
+    reading.clear();
+    size_t part = 0;
+    for (size_t run : bestRuns) {
+        std::string name;
+        for (size_t i = part; i < part + run; ++i) {
+            name += i > part ? "." : "";
+            name.append(parts[i].name, parts[i].length);
+        }
+        part += run;
+        reading += reading.empty() ? "" : ".";
+        AppendKeyName(reading, name);
+        if (parts[part - 1].index != 0) {
+            reading += "[" + std::to_string(parts[part - 1].index) + "]";
+        }
+    }
+    if (part > 0 && part < parts.size()) {
+        reading += key.substr(parts[part - 1].end);
+    }
+    return best;
+}
+
+std::string XmlDocument::JoinedKey(const std::string& key) const
+{
+    std::string scratch, reading;
+    std::vector<KeyPart> parts;
+    if (!m_doc || !SplitKey(key, m_style, scratch, parts, nullptr)
+        || JoinedReading(key, parts, parts.size(), true, reading) < parts.size()) {
+        return std::string();
+    }
+    return reading;
+}
+
+bool XmlDocument::JoinedRefusal(std::string_view key, const std::vector<KeyPart>& parts, size_t count,
+                                size_t matched, bool attributes, std::string& why) const
+{
+    std::string reading;
+    if (JoinedReading(key, parts, count, attributes, reading) <= matched) {
+        return false;
+    }
+    why = std::string(key) + " names no element here, but " + reading
+        + " names what is there: a name that holds dots is quoted";
+    return true;
+}
+
+// The line, counted from 1, that a byte of the loaded document stands on.
+size_t XmlDocument::LineOf(const char* p) const
+{
+    const std::string_view text = m_hasLoaded ? std::string_view(m_loaded) : std::string_view(m_buffer.get(), m_size);
+    Position position{OffsetOf(p)};
+    position.Feed(text.data(), text.size());
+    return position.line;
 }
 
 // The children a part names: every one of its name, or the one its index picks.
@@ -640,16 +787,45 @@ int XmlDocument::Set(const std::string& key, const std::string& value)
     return targets.empty() ? -2 : 0;
 }
 
-int XmlDocument::Remove(const std::string& key, std::string& why)
+int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
 {
     if (!Editable(why)) {
         return kEditRefused;
     }
     std::vector<Structure> removals;
+    std::vector<size_t> lines;
     Walk(key, [&](auto match) {
         removals.push_back(Structure{Structure::kRemove, match.internal_object(),
                                      std::is_same_v<decltype(match), pugi::xml_attribute>, {}, {}, {}});
+        if (!all) {
+            lines.push_back(LineOf(match.name()));
+        }
     });
+    std::vector<KeyPart> parts;
+    std::string scratch;
+    if (removals.empty() && m_doc && SplitKey(key, m_style, scratch, parts, nullptr)) {
+        std::vector<pugi::xml_node> level;
+        if (JoinedRefusal(key, parts, parts.size(), Reach(parts, parts.size(), level), true, why)) {
+            return kEditRefused;
+        }
+    }
+    if (removals.size() > 1 && !all) {
+        // The index goes where the key first leads to several elements.
+        SplitKey(key, m_style, scratch, parts, nullptr);
+        std::vector<pugi::xml_node> level;
+        size_t at = 0;
+        while (at + 1 < parts.size() && Reach(parts, at + 1, level) == at + 1 && level.size() < 2) {
+            ++at;
+        }
+        why = key + " names " + std::to_string(removals.size())
+            + (removals[0].attribute ? " attributes" : " elements") + ", on lines ";
+        for (size_t i = 0; i < lines.size(); ++i) {
+            why += (i == 0 ? "" : i + 1 == lines.size() ? " and " : ", ") + std::to_string(lines[i]);
+        }
+        why += "; an index picks one, as in " + key.substr(0, parts[at].end)
+            + (parts[at].index == 0 ? "[1]" : "") + key.substr(parts[at].end);
+        return kEditRefused;
+    }
     for (Structure& removal : removals) {
         m_structure.push_back(std::move(removal));
     }
@@ -698,10 +874,10 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
             return elements == 1 ? std::strcmp(only.name(), name) == 0 : names.count(name) != 0;
         };
         for (pugi::xml_attribute attribute : element.attributes()) {
-            if (std::strchr(attribute.name(), '.') == nullptr && (elements == 0 || !hidden(attribute.name()))) {
+            if (elements == 0 || !hidden(attribute.name())) {
                 const auto changed = m_changed.find(attribute.internal_object());
                 key.resize(prefix);
-                key += attribute.name();
+                AppendKeyName(key, attribute.name());
                 visit(key, changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
             }
         }
@@ -714,10 +890,7 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
             }
             std::pair<size_t, size_t>* const count = indexed && elements > 1 ? counts[ordinal] : nullptr;
             ++ordinal;
-            // A name with a '.' cannot be reached by a key.
-            if (std::strchr(child.name(), '.') == nullptr) {
-                stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
-            }
+            stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
         }
         std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
     };
@@ -741,7 +914,7 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         const Frame frame = stack.back();
         stack.pop_back();
         key.resize(frame.prefix);
-        key += frame.element.name();
+        AppendKeyName(key, frame.element.name());
         if (frame.index != 0) {
             key += "[" + std::to_string(frame.index) + "]";
         }

@@ -101,6 +101,10 @@ public:
     // control character but tab and line ends; anything but ASCII in a file
     // declared in another encoding than UTF-8).
     int Set(const std::string& key, const std::string& value);
+    // For a key that names nothing: the key with neighbouring parts joined
+    // into one quoted name where that names something (a.b.c names <c> in
+    // <b> in <a>; a."b.c" names <b.c> in <a>); else empty.
+    std::string JoinedKey(const std::string& key) const;
     // Every element with text (or without content) and every attribute, in
     // document order, with its key and current value. In the indexed style
     // every part whose name repeats among its siblings carries its index, so
@@ -133,11 +137,13 @@ public:
     // element's last attribute (in that attribute's quotes) and creating the
     // missing elements as Add does: 0, 7, or kEditRefused with `why`.
     int SetAttribute(const std::string& key, const std::string& value, std::string& why);
-    // Removes every element the key names, or, where it names attributes,
-    // those attributes: an element with its whole line when it stands alone
-    // on it, an attribute with the blanks before it. 0; -2 when nothing
-    // matches; kEditRefused with `why`.
-    int Remove(const std::string& key, std::string& why);
+    // Removes the element the key names, or, where it names an attribute,
+    // that attribute: an element with its whole line when it stands alone
+    // on it, an attribute with the blanks before it; with `all`, every one
+    // the key names. 0; -2 when nothing matches; kEditRefused with `why`
+    // when the key names several and `all` is false (how many, on which
+    // lines), or names nothing but would with parts joined (JoinedKey).
+    int Remove(const std::string& key, std::string& why, bool all = false);
 
     // The file's bytes with the changed values replaced; `original` must be
     // the bytes the document was loaded from. False when they do not fit.
@@ -174,6 +180,7 @@ private:
         size_t length;
         size_t index; // [N]; 0 for every element of the name
         size_t end;   // where the part, index included, ends in the key
+        bool quoted;  // "a.b": one name, never joined with its neighbours
     };
     // An edit that adds or removes markup, on the node it starts from.
     struct Structure
@@ -220,6 +227,20 @@ private:
     size_t Reach(const std::vector<KeyPart>& parts, size_t count, std::vector<pugi::xml_node>& level) const;
     size_t CountNamed(pugi::xml_node parent, const KeyPart& part) const;
     bool Editable(std::string& why) const;
+    // The reading of the first `count` parts, neighbouring unquoted ones
+    // joined, that reaches furthest into the document (`attributes`: the
+    // last part may name an attribute): how many parts it reaches, and the
+    // key it is.
+    size_t JoinedReading(std::string_view key, const std::vector<KeyPart>& parts, size_t count, bool attributes,
+                         std::string& reading) const;
+    void Deepest(const std::vector<KeyPart>& parts, size_t count, size_t at, const std::vector<pugi::xml_node>& level,
+                 bool attributes, size_t& budget, std::vector<size_t>& runs, size_t& best,
+                 std::vector<size_t>& bestRuns) const;
+    // Whether an edit that would add to the document after `matched` parts
+    // is refused because joined parts name what is there; `why` says so.
+    bool JoinedRefusal(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
+                       bool attributes, std::string& why) const;
+    size_t LineOf(const char* p) const;
     int StartEdit(const std::string& key, const std::string& value, std::string& scratch,
                   std::vector<KeyPart>& parts, std::string& why) const;
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,

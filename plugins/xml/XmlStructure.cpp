@@ -126,7 +126,7 @@ int XmlDocument::AddMissing(std::string_view key, const std::vector<KeyPart>& pa
         return kEditRefused;
     }
     const KeyPart& first = parts[matched];
-    const size_t siblings = CountNamed(level[0], KeyPart{first.name, first.length, 0, 0});
+    const size_t siblings = CountNamed(level[0], KeyPart{first.name, first.length, 0, 0, first.quoted});
     if (first.index > siblings + 1) {
         why = std::string(key) + ": " + (matched == 0 ? std::string("the root element") : reached) + " has "
             + std::to_string(siblings) + " " + std::string(first.name, first.length) + " element"
@@ -161,6 +161,9 @@ int XmlDocument::Add(const std::string& key, const std::string& value, std::stri
         why = key + " is there already";
         return kEditRefused;
     }
+    if (JoinedRefusal(key, parts, parts.size(), matched, true, why)) {
+        return kEditRefused;
+    }
     return AddMissing(key, parts, parts.size(), matched, level, std::string(), value, why);
 }
 
@@ -183,6 +186,9 @@ int XmlDocument::SetAttribute(const std::string& key, const std::string& value, 
     std::vector<pugi::xml_node> level;
     const size_t matched = Reach(parts, elements, level);
     if (matched < elements) {
+        if (JoinedRefusal(key, parts, elements, matched, false, why)) {
+            return kEditRefused;
+        }
         return AddMissing(key, parts, elements, matched, level, name, value, why);
     }
     if (level.size() > 1) {

@@ -179,6 +179,15 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
         return false;
     }
     status = document.Find(key, raw);
+    if (status == -2) {
+        // The plug-in knows where joined parts name what is there.
+        const std::string joined = document.JoinedKey(key);
+        if (!joined.empty()) {
+            status = Fail(kExitNotFound, input.path,
+                          "no key " + key + "; " + joined + " names what is there: a name that holds dots is quoted");
+            return false;
+        }
+    }
     return true;
 #else
     // Only the front end is left, and it reads only files named as XML.
