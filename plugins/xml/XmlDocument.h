@@ -89,7 +89,8 @@ public:
     static bool CheckKey(std::string_view key, KeyStyle style, std::string& why);
 
     // A key is split at every '.': the first part names a child element of the
-    // root element, each further part a child of the element before it. When
+    // root element, each further part a child of the element before it. A
+    // part in double quotes is one name, dots and all ("maven.compiler.source"). When
     // an element reached by the earlier parts has no child of the last part's
     // name, its attribute of that name matches instead. Every match counts,
     // in document order: its value is appended to `value`, after a line feed
