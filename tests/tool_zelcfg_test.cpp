@@ -349,6 +349,16 @@ INSTANTIATE_TEST_SUITE_P(XmlLint, ToolTable, testing::Values(
                  + kKeysReadTheFirst, "", kUnchanged, "<in"}),
     RowName());
 
+// `count` elements <i>, one a line, from line 2.
+std::string Repeated(int count)
+{
+    std::string text = "<r>\n";
+    for (int i = 0; i < count; ++i) {
+        text += "<i/>\n";
+    }
+    return text + "</r>\n";
+}
+
 // Names that hold dots: quoted in the keys printed, read back quoted.
 const std::string kPom = "<project><properties><maven.compiler.source>1.6</maven.compiler.source>"
                          "<a.b c.d=\"2\"/></properties></project>\n";
@@ -363,7 +373,10 @@ INSTANTIATE_TEST_SUITE_P(XmlDottedNames, ToolTable, testing::Values(
              "that holds dots is quoted\n"},
     ToolCase{"SetApartUnquotedRefused", "pom.xml", kPom, {"set", "pom.xml", "properties", "maven.compiler.source",
              "11"}, 2, "", "zelcfg: pom.xml: properties.maven.compiler.source names no element here, but "
-             "properties.\"maven.compiler.source\" names what is there: a name that holds dots is quoted\n"}),
+             "properties.\"maven.compiler.source\" names what is there: a name that holds dots is quoted\n"},
+    ToolCase{"UnsetOfManyNamesTheFirstLines", "a.xml", Repeated(12), {"unset", "a.xml", "i"}, 2, "",
+             "zelcfg: a.xml: i names 12 elements, on lines 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 and 2 more; an index "
+             "picks one, as in i[1]\n"}),
     RowName());
 #endif
 

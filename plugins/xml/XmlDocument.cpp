@@ -607,13 +607,19 @@ bool XmlDocument::JoinedRefusal(std::string_view key, const std::vector<KeyPart>
     return true;
 }
 
-// The line, counted from 1, that a byte of the loaded document stands on.
-size_t XmlDocument::LineOf(const char* p) const
+// The lines, counted from 1, that bytes of the loaded document stand on, in
+// one pass: `offsets` ascend, as matches come in document order.
+std::vector<size_t> XmlDocument::LinesOf(const std::vector<size_t>& offsets) const
 {
     const std::string_view text = m_hasLoaded ? std::string_view(m_loaded) : std::string_view(m_buffer.get(), m_size);
-    Position position{OffsetOf(p)};
-    position.Feed(text.data(), text.size());
-    return position.line;
+    Position position{0};
+    std::vector<size_t> lines;
+    for (size_t offset : offsets) {
+        position.target = std::max(offset, position.at);
+        position.Feed(text.data() + position.at, text.size() - position.at);
+        lines.push_back(position.line);
+    }
+    return lines;
 }
 
 // The children a part names: every one of its name, or the one its index picks.
@@ -793,13 +799,11 @@ int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
         return kEditRefused;
     }
     std::vector<Structure> removals;
-    std::vector<size_t> lines;
+    std::vector<size_t> offsets;
     Walk(key, [&](auto match) {
         removals.push_back(Structure{Structure::kRemove, match.internal_object(),
                                      std::is_same_v<decltype(match), pugi::xml_attribute>, {}, {}, {}});
-        if (!all) {
-            lines.push_back(LineOf(match.name()));
-        }
+        offsets.push_back(OffsetOf(match.name()));
     });
     std::vector<KeyPart> parts;
     std::string scratch;
@@ -817,10 +821,18 @@ int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
         while (at + 1 < parts.size() && Reach(parts, at + 1, level) == at + 1 && level.size() < 2) {
             ++at;
         }
+        // A few lines tell where; a file of thousands needs no list of them all.
+        constexpr size_t kLinesShown = 10;
+        const size_t shown = std::min(offsets.size(), kLinesShown);
+        offsets.resize(shown);
+        const std::vector<size_t> lines = LinesOf(offsets);
         why = key + " names " + std::to_string(removals.size())
             + (removals[0].attribute ? " attributes" : " elements") + ", on lines ";
-        for (size_t i = 0; i < lines.size(); ++i) {
-            why += (i == 0 ? "" : i + 1 == lines.size() ? " and " : ", ") + std::to_string(lines[i]);
+        for (size_t i = 0; i < shown; ++i) {
+            why += (i == 0 ? "" : i + 1 == removals.size() ? " and " : ", ") + std::to_string(lines[i]);
+        }
+        if (shown < removals.size()) {
+            why += " and " + std::to_string(removals.size() - shown) + " more";
         }
         why += "; an index picks one, as in " + key.substr(0, parts[at].end)
             + (parts[at].index == 0 ? "[1]" : "") + key.substr(parts[at].end);

@@ -241,7 +241,7 @@ private:
     // is refused because joined parts name what is there; `why` says so.
     bool JoinedRefusal(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
                        bool attributes, std::string& why) const;
-    size_t LineOf(const char* p) const;
+    std::vector<size_t> LinesOf(const std::vector<size_t>& offsets) const;
     int StartEdit(const std::string& key, const std::string& value, std::string& scratch,
                   std::vector<KeyPart>& parts, std::string& why) const;
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
