@@ -75,6 +75,52 @@ bool OnlyRemoved(const std::vector<std::string>& before, const std::vector<std::
     return true;
 }
 
+// Whether Add(key) must refuse (block mode): a first header whose name holds
+// '.' and is a longer prefix of the key; or a line a reader could take for
+// the entry that no lookup finds: in the block's first section an entry whose
+// name differs only by blanks at its ends, under a repeated header of the
+// block one whose name is that or the same; without the block, a first
+// header whose name differs from it only by blanks at its ends.
+bool AddIsAmbiguous(const std::string& text, const std::string& key, const std::string& block,
+                    const std::string& entry)
+{
+    std::map<std::string, int> headers; // name: how many seen so far
+    bool blockHeld = false;
+    for (const std::string& line : LinesOf(text)) {
+        const auto classified = CFGClassifyLine(line);
+        if (classified.kind == CFGLineKind::kHeader) {
+            const std::string name(classified.name);
+            if (++headers[name] == 1 && name.size() > block.size() && key.size() > name.size() + 1
+                && key.compare(0, name.size(), name) == 0 && key[name.size()] == '.') {
+                return true;
+            }
+            blockHeld = blockHeld || name == block;
+        }
+    }
+    if (!blockHeld) {
+        for (const auto& held : headers) {
+            if (held.first != block && Trimmed(held.first) == Trimmed(block)) {
+                return true;
+            }
+        }
+        return false;
+    }
+    std::string current;
+    bool first = false;
+    std::map<std::string, int> seen;
+    for (const std::string& line : LinesOf(text)) {
+        const auto classified = CFGClassifyLine(line);
+        if (classified.kind == CFGLineKind::kHeader) {
+            current = std::string(classified.name);
+            first = ++seen[current] == 1;
+        } else if (classified.kind == CFGLineKind::kEntry && current == block
+                   && Trimmed(classified.key) == Trimmed(entry) && (!first || classified.key != entry)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& edit, Outcome& outcome)
@@ -117,6 +163,8 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
             || value.find('\n') != std::string::npos
             || (anonymous && (block != zelconfig::kCFGAnonymousBlock || SpaceAtEnds(entry) || SpaceAtEnds(value)))) {
             expected = EINVAL;
+        } else if (!anonymous && parsed == 0 && AddIsAmbiguous(text, edit.key, block, entry)) {
+            expected = zelconfig::kEditAmbiguous;
         } else {
             CBlock*& added = promised[block];
             added = added != nullptr ? added : new CBlock();
@@ -228,10 +276,10 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
         });
         break;
     case Op::kRemoveBlock:
+        // In block mode the block's whole text goes, whatever its lines hold.
         linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
             const auto kind = CFGClassifyLine(line).kind;
-            return kind == CFGLineKind::kComment || kind == CFGLineKind::kHeader
-                   || (!anonymous && kind == CFGLineKind::kEntry);
+            return !anonymous || kind == CFGLineKind::kComment || kind == CFGLineKind::kHeader;
         });
         break;
     case Op::kNormalise:

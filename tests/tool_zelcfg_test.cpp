@@ -79,6 +79,15 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              "zelcfg: a.cfg: line 1: a block header has no ']'\n"},
     ToolCase{"EntryAboveHeader", "a.cfg", "k=1\n[A]\n", {"get", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 1: an entry stands above the first block header\n"},
+    ToolCase{"ByteOrderMarkNamed", "a.cfg", "\xEF\xBB\xBF[A]\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
+             "zelcfg: a.cfg: line 2: an entry stands above the first block header (a byte-order mark: its three "
+             "bytes start the first line, which is therefore no header or comment)\n"},
+    ToolCase{"XmlNotNamedSoHintsXml", "p.conf", "<?xml version=\"1.0\"?>\n<a><b>1</b></a>\n", {"get", "p.conf", "a.b"},
+             2, "", "zelcfg: p.conf: line 1: an entry stands above the first block header; it starts with '<': "
+             "--xml reads it as XML\n"},
+    ToolCase{"KeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n", {"get", "d.cfg", "Net.eth0.Address"},
+             1, "", "zelcfg: d.cfg: no key Net.eth0.Address; the block 'Net.eth0' holds '.': address its entry as "
+             "'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
@@ -217,6 +226,21 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              {"unset", "f.cfg", "a.y"}, 0, "", "", "[a]\nx=1\n# about y\n\n# z\nz=3\n"},
     ToolCase{"RemoveBlockKeepsBanner", "f.cfg", "# banner\n\n[a]\nx=1\n[b]\nk=v\n", {"remove-block", "f.cfg", "a"},
              0, "", "", "# banner\n\n[b]\nk=v\n"},
+    ToolCase{"SetRefusesKeyOfDottedBlock", "d.cfg", "[Net.eth0]\nAddress=1\n",
+             {"set", "d.cfg", "Net.eth0.Address", "2"}, 2, "", "zelcfg: d.cfg: refusing to add Net.eth0.Address; "
+             "line 1 holds the block 'Net.eth0', whose name holds '.': address its entry as 'Net.eth0' 'Address' "
+             "(BLOCK ENTRY apart)\n"},
+    ToolCase{"UnsetKeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n",
+             {"unset", "d.cfg", "Net.eth0.Address"}, 1, "", "zelcfg: d.cfg: no key Net.eth0.Address; the block "
+             "'Net.eth0' holds '.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
+    ToolCase{"SetOnEntryAboveHeader", "s.conf", "net.ipv4.ip_forward=0\n", {"set", "s.conf", "net.ipv4.ip_forward", "1"},
+             2, "", "zelcfg: s.conf: line 1: an entry stands above the first block header\n"},
+    ToolCase{"UnsetOnEntryAboveHeader", "a.cfg", "k=1\n[A]\nk=1\n", {"unset", "a.cfg", "A.k"}, 2, "",
+             "zelcfg: a.cfg: line 1: an entry stands above the first block header\n"},
+    ToolCase{"RemoveBlockOnHeaderWithoutBracket", "a.cfg", "[A]\n[B\n", {"remove-block", "a.cfg", "A"}, 2, "",
+             "zelcfg: a.cfg: line 2: a block header has no ']'\n"},
+    ToolCase{"RemoveBlockTakesIgnoredLines", "tox.ini", "[tox]\nenv=py3\n[docs]\ndeps =\n    sphinx\n\n# b\n[b]\n",
+             {"--block", "remove-block", "tox.ini", "docs"}, 0, "", "", "[tox]\nenv=py3\n# b\n[b]\n"},
     ToolCase{"RemoveBlockMissing", "a.cfg", "[N]\n", {"remove-block", "a.cfg", "M"}, 1, "",
              "zelcfg: a.cfg: no block M\n"},
     ToolCase{"RemoveBlockMissingWithBlanks", "a.cfg", "[N ]\n", {"remove-block", "a.cfg", "N"}, 1, "",

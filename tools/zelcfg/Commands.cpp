@@ -73,6 +73,11 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 std::string LoadFailure(int status, const Document& document)
 {
     if (!document.Error().empty()) {
+        const std::string_view text = document.Text();
+        const size_t first = text.find_first_not_of(" \t\r\n");
+        if (status != -2 && first != std::string_view::npos && text[first] == '<') {
+            return document.Error() + "; it starts with '<': --xml reads it as XML";
+        }
         return document.Error();
     }
     return status == -2 ? "cannot be read" : "cannot be parsed (status " + std::to_string(status) + ")";
@@ -166,6 +171,24 @@ std::string LookalikeHint(const Document& document, const EntryName& name)
     return hint;
 }
 
+// For a key that misses: a block whose name holds '.' and is a longer prefix
+// of the key, which only BLOCK and ENTRY apart reach, as a tail for a message.
+std::string DottedBlockHint(const Document& document, const EntryName& name, bool apart)
+{
+    const std::string& key = name.shown;
+    if (apart || document.GetMode() == Document::Mode::kAnonymous) {
+        return "";
+    }
+    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
+        if (block.size() > name.block.size() && key.size() > block.size() + 1
+            && key.compare(0, block.size(), block) == 0 && key[block.size()] == '.') {
+            return "; the block '" + block + "' holds '.': address its entry as "
+                   + Address(block, key.substr(block.size() + 1)) + " (BLOCK ENTRY apart)";
+        }
+    }
+    return "";
+}
+
 // Writes the output, ending each piece with NUL under --null, else with a
 // line feed.
 void Emit(const Invocation& invocation, const std::string& text)
@@ -197,7 +220,7 @@ int Get(const Invocation& invocation, const Input& input)
         if (status == 0) {
             values = document.Values(name.block, name.entry);
         } else {
-            hint = LookalikeHint(document, name);
+            hint = LookalikeHint(document, name) + DottedBlockHint(document, name, apart);
         }
     }
     if (status == 0) {
@@ -316,16 +339,19 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         }
         status = document.Set(name.block, name.entry, value);
         if (status == -2) {
-            const std::string hint = LookalikeHint(document, name);
-            if (!hint.empty()) {
-                return Fail(kExitFailure, input.path, "refusing to add " + name.shown + hint);
+            // The library decides whether adding is safe: a key names the
+            // block it splits to only where no dotted block is meant.
+            status = apart || anonymous ? document.Add(name.block, name.entry, value)
+                                        : document.Add(name.shown, value);
+            if (status == zelconfig::kEditAmbiguous) {
+                return Fail(kExitFailure, input.path, document.Error());
             }
-            status = document.Add(name.block, name.entry, value);
         }
     } else if (kind == EditKind::kUnset) {
         status = document.Remove(name.block, name.entry);
         if (status == -2) {
-            return Fail(kExitNotFound, input.path, "no key " + name.shown + LookalikeHint(document, name));
+            return Fail(kExitNotFound, input.path,
+                        "no key " + name.shown + LookalikeHint(document, name) + DottedBlockHint(document, name, apart));
         }
     } else {
         const std::string& block = invocation.operands[1];
