@@ -41,6 +41,7 @@ const std::string kFile = "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\
 const std::string kRepeated = "[D]\nB=80\n[D]\nO=land\n# end\n";
 const std::string kCrlf = "[A]\r\nk=1\r\n\r\n[B]\r\nb=2\r\n";
 const std::string kNoFinalFeed = "[A]\n# c\nk=1";
+const std::string kTwoOfK = "[A]\nk=1\nj=0\n# c\nk=2\n[B]\nk=3\n";
 const std::string kBanner = "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\ny=2\n[b]\nk=v\n";
 
 struct EditRow
@@ -157,6 +158,49 @@ INSTANTIATE_TEST_SUITE_P(Normalise, EditTable, testing::Values(
     EditRow{"AsTheEngineSaves", kBlock, kFile, Op::kNormalise, "", "", 0,
             "# about log\n[Log]\nLevel=warn\n# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
     EditRow{"Anonymous", kAnonymous, " k = 1\n", Op::kNormalise, "", "", 0, "[anonymous]\nk=1\n"}),
+    RowName());
+
+// One entry of a key that names several: SetAt and RemoveAt take the Nth in
+// file order, Append adds after the last; Lines says where they stand.
+enum class OneOf { kSetAt, kRemoveAt, kAppend };
+
+struct OneOfRow
+{
+    const char* name;
+    std::string input;
+    OneOf op;
+    size_t index;
+    std::string value;
+    int status;
+    std::string output;
+};
+
+using OneOfTable = testing::TestWithParam<OneOfRow>;
+
+TEST_P(OneOfTable, ChangesOnlyThatEntry)
+{
+    const OneOfRow& row = GetParam();
+    Document document;
+    ASSERT_EQ(document.Parse(row.input), 0);
+    const std::vector<size_t> lines = document.Lines("A", "k");
+    const int status = row.op == OneOf::kSetAt      ? document.SetAt("A", "k", row.index, row.value)
+                       : row.op == OneOf::kRemoveAt ? document.RemoveAt("A", "k", row.index)
+                                                    : document.Append("A", "k", row.value);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(document.Text(), row.output);
+    EXPECT_EQ(lines, (row.input == kTwoOfK ? std::vector<size_t>{2, 5} : std::vector<size_t>{}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, OneOfTable, testing::Values(
+    OneOfRow{"SetTheSecond", kTwoOfK, OneOf::kSetAt, 2, "9", 0, "[A]\nk=1\nj=0\n# c\nk=9\n[B]\nk=3\n"},
+    OneOfRow{"SetEveryOneWithZero", kTwoOfK, OneOf::kSetAt, 0, "9", 0, "[A]\nk=9\nj=0\n# c\nk=9\n[B]\nk=3\n"},
+    OneOfRow{"SetBeyondTheEntries", kTwoOfK, OneOf::kSetAt, 3, "9", -2, kTwoOfK},
+    OneOfRow{"RemoveTheSecondWithItsComment", kTwoOfK, OneOf::kRemoveAt, 2, "", 0, "[A]\nk=1\nj=0\n[B]\nk=3\n"},
+    OneOfRow{"RemoveTheFirst", kTwoOfK, OneOf::kRemoveAt, 1, "", 0, "[A]\nj=0\n# c\nk=2\n[B]\nk=3\n"},
+    OneOfRow{"RemoveBeyondTheEntries", kTwoOfK, OneOf::kRemoveAt, 3, "", -2, kTwoOfK},
+    OneOfRow{"AppendAfterTheLast", kTwoOfK, OneOf::kAppend, 0, "4", 0, "[A]\nk=1\nj=0\n# c\nk=2\nk=4\n[B]\nk=3\n"},
+    OneOfRow{"AppendWithoutEntriesAdds", "[A]\nk =1\n", OneOf::kAppend, 0, "4", zelconfig::kEditAmbiguous,
+             "[A]\nk =1\n"}),
     RowName());
 
 // Every failed load, parse and save says why, naming the line that stopped a parse.

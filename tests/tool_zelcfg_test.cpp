@@ -13,6 +13,7 @@ using namespace std::string_literals; // NUL-separated outputs
 const std::string kSample = "# net\n[Net]\nHost=10.0.0.1\nPort=80\nPort=81\nRatio=0.1\nOn=True\n"
                             "Big=4294967296\nHex=0x1F\n[Log]\nLevel=warn\r\n";
 const std::string kUnchanged = "(unchanged)";
+const std::string kUnit = "[Unit]\nAfter=a\nAfter=b\nWants=w\n"; // a key of two entries
 const std::string kLint = std::string(ZELCONFIG_TEST_DATA) + "/lint/";
 const std::string kFindings = ReadFile(kLint + "every-finding.cfg");
 
@@ -135,8 +136,33 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
-    ToolCase{"SetEveryEntry", "a.cfg", "[N]\n# p\nP=1\nP=2\n", {"set", "a.cfg", "N.P", "3"}, 0, "", "",
-             "[N]\n# p\nP=3\nP=3\n"},
+    ToolCase{"SetEveryEntryWithAll", "a.cfg", "[N]\n# p\nP=1\nP=2\n", {"set", "--all", "a.cfg", "N.P", "3"}, 0, "",
+             "", "[N]\n# p\nP=3\nP=3\n"},
+    ToolCase{"SetRepeatedKeyRefused", "g.cfg", kUnit, {"set", "g.cfg", "Unit.After", "x"}, 2, "",
+             "zelcfg: g.cfg: Unit.After names 2 entries (lines 2 and 3): --all sets every one, --index N the Nth, "
+             "--add appends another\n"},
+    ToolCase{"SetIndexOfRepeatedKey", "g.cfg", kUnit, {"set", "--index", "2", "g.cfg", "Unit.After", "x"}, 0, "", "",
+             "[Unit]\nAfter=a\nAfter=x\nWants=w\n"},
+    ToolCase{"SetIndexBeyondTheEntries", "g.cfg", kUnit, {"set", "--index=3", "g.cfg", "Unit.After", "x"}, 1, "",
+             "zelcfg: g.cfg: no entry 3 of Unit.After: it names 2 entries (lines 2 and 3)\n"},
+    ToolCase{"SetAddAfterTheLastOfTheKey", "g.cfg", kUnit, {"set", "--add", "g.cfg", "Unit.After", "c"}, 0, "", "",
+             "[Unit]\nAfter=a\nAfter=b\nAfter=c\nWants=w\n"},
+    ToolCase{"SetAddOfANewKeyAdds", "g.cfg", kUnit, {"set", "--add", "g.cfg", "Unit.Before", "c"}, 0, "", "",
+             kUnit + "Before=c\n"},
+    ToolCase{"SetAllAndIndexExclude", "g.cfg", kUnit, {"set", "--all", "--index", "1", "g.cfg", "Unit.After", "c"}, 2,
+             "", "zelcfg: --all, --index and --add exclude each other\nTry 'zelcfg --help'.\n"},
+    ToolCase{"IndexFromOne", "g.cfg", kUnit, {"unset", "--index", "0", "g.cfg", "Unit.After"}, 2, "",
+             "zelcfg: --index needs a whole number from 1, the entry's place among the key's in file order\n"
+             "Try 'zelcfg --help'.\n"},
+    ToolCase{"UnsetRepeatedKeyRefused", "g.cfg", kUnit, {"unset", "g.cfg", "Unit.After"}, 2, "",
+             "zelcfg: g.cfg: Unit.After names 2 entries (lines 2 and 3): --all removes every one, --index N the "
+             "Nth\n"},
+    ToolCase{"UnsetIndexOfRepeatedKey", "g.cfg", kUnit, {"unset", "--index", "1", "g.cfg", "Unit.After"}, 0, "", "",
+             "[Unit]\nAfter=b\nWants=w\n"},
+    ToolCase{"UnsetAllOfRepeatedKey", "g.cfg", kUnit, {"unset", "--all", "g.cfg", "Unit.After"}, 0, "", "",
+             "[Unit]\nWants=w\n"},
+    ToolCase{"AddRefusedOnXml", "a.xml", "<a><b>1</b></a>\n", {"set", "--add", "a.xml", "a.b", "2"}, 2, "",
+             "zelcfg: a.xml: --index and --add work on CFG files only; an XML key takes [N]\n"},
     ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n# end\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "",
              "", "[N]\nP=1\n[M]\nQ=x y\n# end\n"},
     ToolCase{"SetNormalise", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n",

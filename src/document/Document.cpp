@@ -1067,6 +1067,67 @@ int Document::Set(const std::string& block, const std::string& entry, const std:
 }
 
 
+std::vector<size_t> Document::Lines(const std::string& block, const std::string& entry) const
+{
+    const State& s = *m_state;
+    std::vector<size_t> lines;
+    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line& line, std::string_view, std::string_view) {
+        lines.push_back(line.begin);
+    });
+    for (size_t& line : lines) {
+        line = s.LineNumber(line);
+    }
+    return lines;
+}
+
+int Document::SetAt(const std::string& block, const std::string& entry, size_t index, const std::string& value)
+{
+    State& s = *m_state;
+    if (index == 0) {
+        return Set(block, entry, value);
+    }
+    if (!s.Editable() || value.find('\n') != std::string::npos || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
+        return EINVAL;
+    }
+    size_t count = 0;
+    int result = -2;
+    std::vector<Splice> splices;
+    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
+        if (++count == index) {
+            result = 0;
+            if (stored != value) {
+                const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
+                splices.push_back({begin, begin + stored.size(), value});
+            }
+        }
+    });
+    s.Apply(splices);
+    return result;
+}
+
+int Document::Append(const std::string& block, const std::string& entryName, const std::string& value)
+{
+    State& s = *m_state;
+    if (!s.Editable()) {
+        return EINVAL;
+    }
+    bool found = false;
+    Line last{};
+    s.ForEachMatch(CFGKeyParts{block, entryName}, [&](const Line& line, std::string_view, std::string_view) {
+        last = line;
+        found = true;
+    });
+    if (!found) {
+        return Add(block, entryName, value);
+    }
+    if (CFGCheckWritable(block, entryName, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
+        return EINVAL;
+    }
+    const std::string lineEnd = s.LineEnd(true);
+    s.InsertAfter(&last, entryName + "=" + value + lineEnd, lineEnd.size(), false);
+    return 0;
+}
+
 int Document::Add(const std::string& key, const std::string& value)
 {
     if (key.empty()) {
@@ -1158,6 +1219,11 @@ int Document::Remove(const std::string& key)
 
 int Document::Remove(const std::string& block, const std::string& entry)
 {
+    return RemoveAt(block, entry, 0);
+}
+
+int Document::RemoveAt(const std::string& block, const std::string& entry, size_t index)
+{
     State& s = *m_state;
     if (!s.Editable()) {
         return EINVAL;
@@ -1175,8 +1241,10 @@ int Document::Remove(const std::string& block, const std::string& entry)
     } else if (parts.block != kCFGAnonymousBlock) {
         return -2;
     }
+    size_t count = 0; // the entries of the key met so far
     const std::vector<Line> removed = s.Owned(from, to, [&](const CFGReport& report) {
-        return report.line.kind == CFGLineKind::kEntry && report.line.key == parts.entry;
+        return report.line.kind == CFGLineKind::kEntry && report.line.key == parts.entry
+               && (++count == index || index == 0);
     });
     if (removed.empty()) {
         return -2;
