@@ -154,6 +154,15 @@ INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
     EditRow{"AnonymousBlockRefused", kAnonymous, "k=1\n", Op::kRemoveBlock, "anonymous", "", 22, "k=1\n"}),
     RowName());
 
+INSTANTIATE_TEST_SUITE_P(OneEntryOfTheKey, EditTable, testing::Values(
+    EditRow{"SetTheFirst", kBlock, kTwoOfK, Op::kSetAt, "A.k", "9", 0, "[A]\nk=9\nj=0\n# c\nk=2\n[B]\nk=3\n"},
+    EditRow{"RemoveTheFirst", kBlock, kTwoOfK, Op::kRemoveAt, "A.k", "", 0, "[A]\nj=0\n# c\nk=2\n[B]\nk=3\n"},
+    EditRow{"AppendAfterTheLast", kBlock, kTwoOfK, Op::kAppend, "A.k", "4", 0,
+            "[A]\nk=1\nj=0\n# c\nk=2\nk=4\n[B]\nk=3\n"},
+    EditRow{"AnonymousAppend", kAnonymous, "k=1\n# c\nj=2\n", Op::kAppend, "anonymous.k", "3", 0,
+            "k=1\nk=3\n# c\nj=2\n"}),
+    RowName());
+
 INSTANTIATE_TEST_SUITE_P(Normalise, EditTable, testing::Values(
     EditRow{"AsTheEngineSaves", kBlock, kFile, Op::kNormalise, "", "", 0,
             "# about log\n[Log]\nLevel=warn\n# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
@@ -265,6 +274,15 @@ int Apply(Document& document, const docpromise::Edit& edit)
         return document.RemoveBlock(edit.key);
     case Op::kNormalise:
         break;
+    case Op::kSetAt:
+    case Op::kRemoveAt:
+    case Op::kAppend: {
+        const size_t dot = edit.key.find('.');
+        const std::string block = edit.key.substr(0, dot), entry = dot == std::string::npos ? "" : edit.key.substr(dot + 1);
+        return edit.op == Op::kSetAt      ? document.SetAt(block, entry, edit.index, edit.value)
+               : edit.op == Op::kRemoveAt ? document.RemoveAt(block, entry, edit.index)
+                                          : document.Append(block, entry, edit.value);
+    }
     }
     return document.Normalise();
 }
