@@ -75,6 +75,52 @@ bool OnlyRemoved(const std::vector<std::string>& before, const std::vector<std::
     return true;
 }
 
+// Whether Add(key) must refuse (block mode): a first header whose name holds
+// '.' and is a longer prefix of the key; or a line a reader could take for
+// the entry that no lookup finds: in the block's first section an entry whose
+// name differs only by blanks at its ends, under a repeated header of the
+// block one whose name is that or the same; without the block, a first
+// header whose name differs from it only by blanks at its ends.
+bool AddIsAmbiguous(const std::string& text, const std::string& key, const std::string& block,
+                    const std::string& entry, bool dotted = true)
+{
+    std::map<std::string, int> headers; // name: how many seen so far
+    bool blockHeld = false;
+    for (const std::string& line : LinesOf(text)) {
+        const auto classified = CFGClassifyLine(line);
+        if (classified.kind == CFGLineKind::kHeader) {
+            const std::string name(classified.name);
+            if (++headers[name] == 1 && dotted && name.size() > block.size() && key.size() > name.size() + 1
+                && key.compare(0, name.size(), name) == 0 && key[name.size()] == '.') {
+                return true;
+            }
+            blockHeld = blockHeld || name == block;
+        }
+    }
+    if (!blockHeld) {
+        for (const auto& held : headers) {
+            if (held.first != block && Trimmed(held.first) == Trimmed(block)) {
+                return true;
+            }
+        }
+        return false;
+    }
+    std::string current;
+    bool first = false;
+    std::map<std::string, int> seen;
+    for (const std::string& line : LinesOf(text)) {
+        const auto classified = CFGClassifyLine(line);
+        if (classified.kind == CFGLineKind::kHeader) {
+            current = std::string(classified.name);
+            first = ++seen[current] == 1;
+        } else if (classified.kind == CFGLineKind::kEntry && current == block
+                   && Trimmed(classified.key) == Trimmed(entry) && (!first || classified.key != entry)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& edit, Outcome& outcome)
@@ -97,8 +143,68 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
                && (anonymous ? Trimmed(classified.key) : classified.key) == entry;
     };
 
+    // The nodes of the key in the promised model, in file order.
+    const auto nodesOfKey = [&]() {
+        std::vector<size_t> found;
+        const auto held = promised.find(block);
+        for (size_t i = 0; held != promised.end() && i < held->second->m_vecNodes.size(); ++i) {
+            if (held->second->m_vecNodes[i].m_strKey == entry) {
+                found.push_back(i);
+            }
+        }
+        return found;
+    };
+    // What Add refuses as no line could hold it: 22.
+    const char first = entry.empty() ? '\0' : entry.front();
+    const bool unwritable = block.find_first_of("]\n") != std::string::npos
+                            || entry.find_first_of("=\n") != std::string::npos || first == '#' || first == ';'
+                            || first == '[' || value.find('\n') != std::string::npos
+                            || (anonymous && (block != zelconfig::kCFGAnonymousBlock || SpaceAtEnds(entry)
+                                              || SpaceAtEnds(value)));
+
     int expected = 0;
     switch (edit.op) {
+    case Op::kSetAt: {
+        outcome.status = document.SetAt(block, entry, edit.index, value);
+        const std::vector<size_t> nodes = nodesOfKey();
+        if (value.find('\n') != std::string::npos || (anonymous && SpaceAtEnds(value))) {
+            expected = EINVAL;
+        } else if (edit.index == 0 || edit.index > nodes.size()) {
+            expected = edit.index == 0 ? engine.CFGSetData(block + "." + entry, value) : -2;
+        } else {
+            promised[block]->m_vecNodes[nodes[edit.index - 1]].m_strValue = value;
+        }
+        break;
+    }
+    case Op::kRemoveAt: {
+        outcome.status = document.RemoveAt(block, entry, edit.index);
+        const std::vector<size_t> nodes = nodesOfKey();
+        if (edit.index == 0 || edit.index > nodes.size()) {
+            expected = edit.index == 0 && !nodes.empty() ? 0 : -2;
+            for (size_t i = nodes.size(); expected == 0 && i-- > 0;) {
+                promised[block]->m_vecNodes.erase(promised[block]->m_vecNodes.begin() + static_cast<long>(nodes[i]));
+            }
+        } else {
+            promised[block]->m_vecNodes.erase(promised[block]->m_vecNodes.begin()
+                                              + static_cast<long>(nodes[edit.index - 1]));
+        }
+        break;
+    }
+    case Op::kAppend: {
+        outcome.status = document.Append(block, entry, value);
+        const std::vector<size_t> nodes = nodesOfKey();
+        if (unwritable) {
+            expected = EINVAL;
+        } else if (nodes.empty() && !anonymous && parsed == 0 && AddIsAmbiguous(text, edit.key, block, entry, false)) {
+            expected = zelconfig::kEditAmbiguous;
+        } else {
+            CBlock*& added = promised[block];
+            added = added != nullptr ? added : new CBlock();
+            const size_t at = nodes.empty() ? added->m_vecNodes.size() : nodes.back() + 1;
+            added->m_vecNodes.insert(added->m_vecNodes.begin() + static_cast<long>(at), CNode{"", entry, value});
+        }
+        break;
+    }
     case Op::kSet: {
         outcome.status = document.Set(edit.key, value);
         const std::string full = block + "." + entry;
@@ -111,12 +217,10 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
     }
     case Op::kAdd: {
         outcome.status = document.Add(edit.key, value);
-        const char first = entry.empty() ? '\0' : entry.front();
-        if (edit.key.empty() || block.find_first_of("]\n") != std::string::npos
-            || entry.find_first_of("=\n") != std::string::npos || first == '#' || first == ';' || first == '['
-            || value.find('\n') != std::string::npos
-            || (anonymous && (block != zelconfig::kCFGAnonymousBlock || SpaceAtEnds(entry) || SpaceAtEnds(value)))) {
+        if (edit.key.empty() || unwritable) {
             expected = EINVAL;
+        } else if (!anonymous && parsed == 0 && AddIsAmbiguous(text, edit.key, block, entry)) {
+            expected = zelconfig::kEditAmbiguous;
         } else {
             CBlock*& added = promised[block];
             added = added != nullptr ? added : new CBlock();
@@ -180,7 +284,7 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
     }
     // A removal keeps the comments that are not its own; they then join the
     // comment of what follows them, so only blocks, keys and values are promised.
-    if (edit.op == Op::kRemove || edit.op == Op::kRemoveBlock) {
+    if (edit.op == Op::kRemove || edit.op == Op::kRemoveBlock || edit.op == Op::kRemoveAt) {
         for (CCFGParser* parser : {&reread, &engine}) {
             for (auto& named : *parser->m_pmCFGData) {
                 named.second->m_strComment.clear();
@@ -199,6 +303,7 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
     bool linesKept = true;
     switch (edit.op) {
     case Op::kSet:
+    case Op::kSetAt:
         linesKept = before.size() == after.size();
         for (size_t i = 0; linesKept && i < before.size(); ++i) {
             if (before[i] != after[i]) {
@@ -208,7 +313,8 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
             }
         }
         break;
-    case Op::kAdd: {
+    case Op::kAdd:
+    case Op::kAppend: {
         size_t prefix = 0, suffix = 0;
         while (prefix < before.size() && prefix < after.size() && before[prefix] == after[prefix]) {
             ++prefix;
@@ -223,15 +329,16 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
         break;
     }
     case Op::kRemove:
+    case Op::kRemoveAt:
         linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
             return CFGClassifyLine(line).kind == CFGLineKind::kComment || entryIs(line);
         });
         break;
     case Op::kRemoveBlock:
+        // In block mode the block's whole text goes, whatever its lines hold.
         linesKept = OnlyRemoved(before, after, [&](const std::string& line) {
             const auto kind = CFGClassifyLine(line).kind;
-            return kind == CFGLineKind::kComment || kind == CFGLineKind::kHeader
-                   || (!anonymous && kind == CFGLineKind::kEntry);
+            return !anonymous || kind == CFGLineKind::kComment || kind == CFGLineKind::kHeader;
         });
         break;
     case Op::kNormalise:

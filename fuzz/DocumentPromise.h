@@ -9,13 +9,14 @@
 // engine: shared by the document's table test and its fuzz harness.
 namespace docpromise {
 
-enum class Op { kSet, kAdd, kRemove, kRemoveBlock, kNormalise };
+enum class Op { kSet, kAdd, kRemove, kRemoveBlock, kNormalise, kSetAt, kRemoveAt, kAppend };
 
 struct Edit
 {
     Op op;
     std::string key; // the block's name for kRemoveBlock
     std::string value;
+    size_t index = 1; // kSetAt and kRemoveAt: which entry of the key, from 1
 };
 
 struct Outcome

@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FUZZ_REQUIRE(reads.empty(), reads);
 
     static const char* const kValues[] = {"", "v", "x y", " pad ", "a=b", "tail\r", "two\nlines"};
-    docpromise::Edit edit{static_cast<Op>((choice >> 1) % 5), "", kValues[(choice >> 4) % 7]};
+    docpromise::Edit edit{static_cast<Op>((choice >> 1) % 8), "", kValues[(choice >> 4) % 7], (pick >> 4) % 4};
     const std::vector<std::string> names = Names(text);
     if ((pick & 0x80) == 0 && !names.empty()) {
         edit.key = names[pick % names.size()];

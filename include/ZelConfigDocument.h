@@ -12,6 +12,11 @@
 
 namespace zelconfig {
 
+// Document::Add's refusal to write beside what the key was probably meant to
+// name: a look-alike entry or block, or a block whose dotted name is a
+// longer prefix of the key. Nothing is written.
+constexpr int kEditAmbiguous = -4;
+
 // A CFG file held as its bytes, for edits that keep everything they do not
 // have to change: comments, blank lines, the order of blocks, line ends.
 //
@@ -28,9 +33,11 @@ namespace zelconfig {
 // block "anonymous".
 //
 // Statuses: 0 success; -1 a block header without ']'; -2 a file that cannot
-// be opened or saved, or a key or block that is not there; 22 (EINVAL) nothing
-// loaded, an empty key, or a name or value that no line of the file could
-// hold in this mode. Nothing is thrown on purpose; only a failed ordinary
+// be opened or saved, or a key or block that is not there; kEditAmbiguous
+// (-4) an addition refused because the file holds something the key was
+// probably meant to name (Error() says what, and how to name it); 22
+// (EINVAL) nothing loaded, a file read only in part, an empty key, or a name
+// or value that no line of the file could hold in this mode. Nothing is thrown on purpose; only a failed ordinary
 // allocation escapes as std::bad_alloc. One document must be used by one
 // thread at a time.
 class ZELCONFIG_API Document
@@ -90,8 +97,9 @@ public:
     // feed; lines that edits add then end so too, where the carriage return
     // cannot become part of a value (headers, and entries in anonymous mode).
     bool CrlfLineEnds() const;
-    // Why the last Load, Parse or Save failed, in words ("line 3: a block
-    // header has no ']'"); empty after a success.
+    // Why the last Load, Parse or Save failed, or the last Add was refused
+    // with kEditAmbiguous, in words ("line 3: a block header has no ']'");
+    // empty after a successful load.
     const std::string& Error() const;
 
     // Appends every value of the key to `value` exactly as
@@ -152,7 +160,10 @@ public:
     // (or its header) in its first section, before the comments of what
     // follows. A missing block is added, with its header, after the file's
     // last header or entry. In anonymous mode only the block "anonymous"
-    // takes entries. 0 or 22.
+    // takes entries. 0, 22, or kEditAmbiguous where the key could name
+    // something else in the file: a look-alike (see Lookalikes), or a block
+    // whose name holds '.' and is a longer prefix of the key ("Net.eth0.A"
+    // with [Net.eth0] held), whose entries only the names apart reach.
     int Add(const std::string& key, const std::string& value);
     // Removes every entry of the key, with the comment lines that belong to
     // each: those directly above it, no blank line between. Every other line
@@ -168,13 +179,28 @@ public:
     std::vector<std::string> Values(const std::string& block, const std::string& entry) const;
     // Set(key, value) for the entry apart: 0, -2, 22.
     int Set(const std::string& block, const std::string& entry, const std::string& value);
-    // Add(key, value) for the entry apart: 0 or 22.
+    // Add(key, value) for the entry apart: 0, 22 or kEditAmbiguous (a
+    // look-alike only: the block is named as it is).
     int Add(const std::string& block, const std::string& entry, const std::string& value);
     // Remove(key) for the entry apart: 0, -2, 22.
     int Remove(const std::string& block, const std::string& entry);
-    // Removes the headers of the block, its repeated headers included, and
-    // the entries of their sections, each with the comment lines that belong
-    // to it as for Remove; blank lines and other comments stay. In anonymous
+    // The lines, counted from 1, of the entries a lookup of the entry apart
+    // finds (those Set and Remove change), in file order.
+    std::vector<size_t> Lines(const std::string& block, const std::string& entry) const;
+    // Set and Remove for the index-th of those entries alone, counted from 1
+    // in file order (0: every one, as Set and Remove): 0, -2 when there are
+    // fewer, 22.
+    int SetAt(const std::string& block, const std::string& entry, size_t index, const std::string& value);
+    int RemoveAt(const std::string& block, const std::string& entry, size_t index);
+    // Another entry of a key that has some, right after the last of them;
+    // for a key without entries, Add(block, entry, value): 0, 22 or
+    // kEditAmbiguous.
+    int Append(const std::string& block, const std::string& entry, const std::string& value);
+    // Removes the whole text of the block's sections, its repeated headers
+    // included: each header and every line up to the next header, blank and
+    // ignored lines too, with the comment lines directly above the header
+    // (no blank line between); the comment lines directly above the next
+    // header belong to it and stay. In anonymous
     // mode only the header lines and their comments go (entries there belong
     // to "anonymous", which cannot be removed): 0, -2, 22.
     int RemoveBlock(const std::string& name);

@@ -41,6 +41,7 @@ const std::string kFile = "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\
 const std::string kRepeated = "[D]\nB=80\n[D]\nO=land\n# end\n";
 const std::string kCrlf = "[A]\r\nk=1\r\n\r\n[B]\r\nb=2\r\n";
 const std::string kNoFinalFeed = "[A]\n# c\nk=1";
+const std::string kTwoOfK = "[A]\nk=1\nj=0\n# c\nk=2\n[B]\nk=3\n";
 const std::string kBanner = "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\ny=2\n[b]\nk=v\n";
 
 struct EditRow
@@ -102,7 +103,19 @@ INSTANTIATE_TEST_SUITE_P(Add, EditTable, testing::Values(
             "k=1\r\nj=2\r\n# x\r\n[H]\r\n"},
     EditRow{"AnonymousOtherBlockRefused", kAnonymous, "k=1\n", Op::kAdd, "H.j", "2", 22, "k=1\n"},
     EditRow{"EntryReadAsCommentRefused", kBlock, kFile, Op::kAdd, "Net.#x", "1", 22, kFile},
-    EditRow{"BlockNameWithBracketRefused", kBlock, kFile, Op::kAdd, "a]b.x", "1", 22, kFile}),
+    EditRow{"BlockNameWithBracketRefused", kBlock, kFile, Op::kAdd, "a]b.x", "1", 22, kFile},
+    EditRow{"BesideAnEntryWithBlanksRefused", kBlock, kFile, Op::kAdd, "Net.Port", "8080", zelconfig::kEditAmbiguous,
+            kFile},
+    EditRow{"BesideABlockWithBlanksRefused", kBlock, "[ A ]\nk=1\n", Op::kAdd, "A.k", "2", zelconfig::kEditAmbiguous,
+            "[ A ]\nk=1\n"},
+    EditRow{"UnderARepeatedHeaderRefused", kBlock, kRepeated, Op::kAdd, "D.O", "1", zelconfig::kEditAmbiguous,
+            kRepeated},
+    EditRow{"BesideADottedBlockRefused", kBlock, "[Net.eth0]\nAddress=1\n", Op::kAdd, "Net.eth0.Address", "2",
+            zelconfig::kEditAmbiguous, "[Net.eth0]\nAddress=1\n"},
+    EditRow{"BesideADottedBlockNextToItsPrefixRefused", kBlock, "[Net]\n[Net.eth0]\n", Op::kAdd, "Net.eth0.A", "2",
+            zelconfig::kEditAmbiguous, "[Net]\n[Net.eth0]\n"},
+    EditRow{"DottedBlockOfAnotherPrefixIsNoBar", kBlock, "[Net.eth0]\n", Op::kAdd, "Net.eth01", "2", 0,
+            "[Net.eth0]\n[Net]\neth01=2\n"}),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
@@ -123,26 +136,80 @@ INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
-    EditRow{"SectionWithItsHeadersComment", kBlock, kFile, Op::kRemoveBlock, "Net", "", 0,
-            "\n# about log\n[Log]\nLevel=warn\n"},
-    EditRow{"CommentsAboveABlankLineStay", kBlock, kBanner, Op::kRemoveBlock, "a", "", 0,
-            "# banner\n# more banner\n\n# about the y group\n\n[b]\nk=v\n"},
-    EditRow{"LastBlockKeepsTrailingComments", kBlock, kFile + "# the end\n", Op::kRemoveBlock, "Log", "", 0,
-            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n# the end\n"},
+    EditRow{"WholeTextUpToTheNextHeadersComment", kBlock, kFile, Op::kRemoveBlock, "Net", "", 0,
+            "# about log\n[Log]\nLevel=warn\n"},
+    EditRow{"CommentsAboveABlankLineBeforeItStay", kBlock, kBanner, Op::kRemoveBlock, "a", "", 0,
+            "# banner\n# more banner\n\n[b]\nk=v\n"},
+    EditRow{"IgnoredLinesGoWithIt", kBlock, "[tox]\nenv=py3\n[docs]\ndeps =\n    sphinx\n\n  x\n[b]\nk=v\n",
+            Op::kRemoveBlock, "docs", "", 0, "[tox]\nenv=py3\n[b]\nk=v\n"},
+    EditRow{"LastBlockToTheEnd", kBlock, kFile + "# the end\n", Op::kRemoveBlock, "Log", "", 0,
+            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n"},
     EditRow{"EveryRepeatedHeader", kBlock, "[D]\nB=1\n# e\n[E]\ne=1\n[D]\nO=2\n# end\n", Op::kRemoveBlock, "D", "",
-            0, "# e\n[E]\ne=1\n# end\n"},
+            0, "# e\n[E]\ne=1\n"},
     EditRow{"LastLineWithoutFeed", kBlock, "[A]\na=1\n[B]\nb=1", Op::kRemoveBlock, "B", "", 0, "[A]\na=1"},
-    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "\r\n[B]\r\nb=2\r\n"},
+    EditRow{"Crlf", kBlock, kCrlf, Op::kRemoveBlock, "A", "", 0, "[B]\r\nb=2\r\n"},
     EditRow{"Missing", kBlock, kFile, Op::kRemoveBlock, "None", "", -2, kFile},
     EditRow{"AnonymousOnlyTheHeaders", kAnonymous, "# h\n[H]\nk=1\n[H]\nj=2\n", Op::kRemoveBlock, "H", "", 0,
             "k=1\nj=2\n"},
     EditRow{"AnonymousBlockRefused", kAnonymous, "k=1\n", Op::kRemoveBlock, "anonymous", "", 22, "k=1\n"}),
     RowName());
 
+INSTANTIATE_TEST_SUITE_P(OneEntryOfTheKey, EditTable, testing::Values(
+    EditRow{"SetTheFirst", kBlock, kTwoOfK, Op::kSetAt, "A.k", "9", 0, "[A]\nk=9\nj=0\n# c\nk=2\n[B]\nk=3\n"},
+    EditRow{"RemoveTheFirst", kBlock, kTwoOfK, Op::kRemoveAt, "A.k", "", 0, "[A]\nj=0\n# c\nk=2\n[B]\nk=3\n"},
+    EditRow{"AppendAfterTheLast", kBlock, kTwoOfK, Op::kAppend, "A.k", "4", 0,
+            "[A]\nk=1\nj=0\n# c\nk=2\nk=4\n[B]\nk=3\n"},
+    EditRow{"AnonymousAppend", kAnonymous, "k=1\n# c\nj=2\n", Op::kAppend, "anonymous.k", "3", 0,
+            "k=1\nk=3\n# c\nj=2\n"}),
+    RowName());
+
 INSTANTIATE_TEST_SUITE_P(Normalise, EditTable, testing::Values(
     EditRow{"AsTheEngineSaves", kBlock, kFile, Op::kNormalise, "", "", 0,
             "# about log\n[Log]\nLevel=warn\n# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
     EditRow{"Anonymous", kAnonymous, " k = 1\n", Op::kNormalise, "", "", 0, "[anonymous]\nk=1\n"}),
+    RowName());
+
+// One entry of a key that names several: SetAt and RemoveAt take the Nth in
+// file order, Append adds after the last; Lines says where they stand.
+enum class OneOf { kSetAt, kRemoveAt, kAppend };
+
+struct OneOfRow
+{
+    const char* name;
+    std::string input;
+    OneOf op;
+    size_t index;
+    std::string value;
+    int status;
+    std::string output;
+};
+
+using OneOfTable = testing::TestWithParam<OneOfRow>;
+
+TEST_P(OneOfTable, ChangesOnlyThatEntry)
+{
+    const OneOfRow& row = GetParam();
+    Document document;
+    ASSERT_EQ(document.Parse(row.input), 0);
+    const std::vector<size_t> lines = document.Lines("A", "k");
+    const int status = row.op == OneOf::kSetAt      ? document.SetAt("A", "k", row.index, row.value)
+                       : row.op == OneOf::kRemoveAt ? document.RemoveAt("A", "k", row.index)
+                                                    : document.Append("A", "k", row.value);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(document.Text(), row.output);
+    EXPECT_EQ(lines, (row.input == kTwoOfK ? std::vector<size_t>{2, 5} : std::vector<size_t>{}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, OneOfTable, testing::Values(
+    OneOfRow{"SetTheSecond", kTwoOfK, OneOf::kSetAt, 2, "9", 0, "[A]\nk=1\nj=0\n# c\nk=9\n[B]\nk=3\n"},
+    OneOfRow{"SetEveryOneWithZero", kTwoOfK, OneOf::kSetAt, 0, "9", 0, "[A]\nk=9\nj=0\n# c\nk=9\n[B]\nk=3\n"},
+    OneOfRow{"SetBeyondTheEntries", kTwoOfK, OneOf::kSetAt, 3, "9", -2, kTwoOfK},
+    OneOfRow{"RemoveTheSecondWithItsComment", kTwoOfK, OneOf::kRemoveAt, 2, "", 0, "[A]\nk=1\nj=0\n[B]\nk=3\n"},
+    OneOfRow{"RemoveTheFirst", kTwoOfK, OneOf::kRemoveAt, 1, "", 0, "[A]\nj=0\n# c\nk=2\n[B]\nk=3\n"},
+    OneOfRow{"RemoveBeyondTheEntries", kTwoOfK, OneOf::kRemoveAt, 3, "", -2, kTwoOfK},
+    OneOfRow{"AppendAfterTheLast", kTwoOfK, OneOf::kAppend, 0, "4", 0, "[A]\nk=1\nj=0\n# c\nk=2\nk=4\n[B]\nk=3\n"},
+    OneOfRow{"AppendWithoutEntriesAdds", "[A]\nk =1\n", OneOf::kAppend, 0, "4", zelconfig::kEditAmbiguous,
+             "[A]\nk =1\n"}),
     RowName());
 
 // Every failed load, parse and save says why, naming the line that stopped a parse.
@@ -207,6 +274,15 @@ int Apply(Document& document, const docpromise::Edit& edit)
         return document.RemoveBlock(edit.key);
     case Op::kNormalise:
         break;
+    case Op::kSetAt:
+    case Op::kRemoveAt:
+    case Op::kAppend: {
+        const size_t dot = edit.key.find('.');
+        const std::string block = edit.key.substr(0, dot), entry = dot == std::string::npos ? "" : edit.key.substr(dot + 1);
+        return edit.op == Op::kSetAt      ? document.SetAt(block, entry, edit.index, edit.value)
+               : edit.op == Op::kRemoveAt ? document.RemoveAt(block, entry, edit.index)
+                                          : document.Append(block, entry, edit.value);
+    }
     }
     return document.Normalise();
 }

@@ -342,7 +342,8 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
     ToolCase{"StandardInputLint", {"lint", "--xml", "-"}, 2, "",
              "zelcfg: -: not well-formed XML at line 2, column 6: Start-end tags mismatch\n", "", "<c>\n<a></c>"},
     ToolCase{"StandardInputIsCfgWithoutXml", {"get", "-", "v"}, 2, "",
-             "zelcfg: -: line 1: an entry stands above the first block header\n", "", "<c v='2'/>"},
+             "zelcfg: -: line 1: an entry stands above the first block header; it starts with '<': --xml reads it "
+             "as XML\n", "", "<c v='2'/>"},
     ToolCase{"UnusedEntityDeclared", {"--xml", "get", "-", "k"}, 0, "1\n", "", "",
              "<!DOCTYPE c [<!ENTITY e 'x'>]><c><k>1</k></c>"},
     ToolCase{"XmlWhateverTheName", {"get", "--xml", "in", "k"}, 0, "2\n", "", "", "<c><k>2</k></c>"}),

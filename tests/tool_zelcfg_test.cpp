@@ -13,6 +13,7 @@ using namespace std::string_literals; // NUL-separated outputs
 const std::string kSample = "# net\n[Net]\nHost=10.0.0.1\nPort=80\nPort=81\nRatio=0.1\nOn=True\n"
                             "Big=4294967296\nHex=0x1F\n[Log]\nLevel=warn\r\n";
 const std::string kUnchanged = "(unchanged)";
+const std::string kUnit = "[Unit]\nAfter=a\nAfter=b\nWants=w\n"; // a key of two entries
 const std::string kLint = std::string(ZELCONFIG_TEST_DATA) + "/lint/";
 const std::string kFindings = ReadFile(kLint + "every-finding.cfg");
 
@@ -79,6 +80,15 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              "zelcfg: a.cfg: line 1: a block header has no ']'\n"},
     ToolCase{"EntryAboveHeader", "a.cfg", "k=1\n[A]\n", {"get", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 1: an entry stands above the first block header\n"},
+    ToolCase{"ByteOrderMarkNamed", "a.cfg", "\xEF\xBB\xBF[A]\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
+             "zelcfg: a.cfg: line 2: an entry stands above the first block header (a byte-order mark: its three "
+             "bytes start the first line, which is therefore no header or comment)\n"},
+    ToolCase{"XmlNotNamedSoHintsXml", "p.conf", "<?xml version=\"1.0\"?>\n<a><b>1</b></a>\n", {"get", "p.conf", "a.b"},
+             2, "", "zelcfg: p.conf: line 1: an entry stands above the first block header; it starts with '<': "
+             "--xml reads it as XML\n"},
+    ToolCase{"KeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n", {"get", "d.cfg", "Net.eth0.Address"},
+             1, "", "zelcfg: d.cfg: no key Net.eth0.Address; the block 'Net.eth0' holds '.': address its entry as "
+             "'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
@@ -126,8 +136,33 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
-    ToolCase{"SetEveryEntry", "a.cfg", "[N]\n# p\nP=1\nP=2\n", {"set", "a.cfg", "N.P", "3"}, 0, "", "",
-             "[N]\n# p\nP=3\nP=3\n"},
+    ToolCase{"SetEveryEntryWithAll", "a.cfg", "[N]\n# p\nP=1\nP=2\n", {"set", "--all", "a.cfg", "N.P", "3"}, 0, "",
+             "", "[N]\n# p\nP=3\nP=3\n"},
+    ToolCase{"SetRepeatedKeyRefused", "g.cfg", kUnit, {"set", "g.cfg", "Unit.After", "x"}, 2, "",
+             "zelcfg: g.cfg: Unit.After names 2 entries (lines 2 and 3): --all sets every one, --index N the Nth, "
+             "--add appends another\n"},
+    ToolCase{"SetIndexOfRepeatedKey", "g.cfg", kUnit, {"set", "--index", "2", "g.cfg", "Unit.After", "x"}, 0, "", "",
+             "[Unit]\nAfter=a\nAfter=x\nWants=w\n"},
+    ToolCase{"SetIndexBeyondTheEntries", "g.cfg", kUnit, {"set", "--index=3", "g.cfg", "Unit.After", "x"}, 1, "",
+             "zelcfg: g.cfg: no entry 3 of Unit.After: it names 2 entries (lines 2 and 3)\n"},
+    ToolCase{"SetAddAfterTheLastOfTheKey", "g.cfg", kUnit, {"set", "--add", "g.cfg", "Unit.After", "c"}, 0, "", "",
+             "[Unit]\nAfter=a\nAfter=b\nAfter=c\nWants=w\n"},
+    ToolCase{"SetAddOfANewKeyAdds", "g.cfg", kUnit, {"set", "--add", "g.cfg", "Unit.Before", "c"}, 0, "", "",
+             kUnit + "Before=c\n"},
+    ToolCase{"SetAllAndIndexExclude", "g.cfg", kUnit, {"set", "--all", "--index", "1", "g.cfg", "Unit.After", "c"}, 2,
+             "", "zelcfg: --all, --index and --add exclude each other\nTry 'zelcfg --help'.\n"},
+    ToolCase{"IndexFromOne", "g.cfg", kUnit, {"unset", "--index", "0", "g.cfg", "Unit.After"}, 2, "",
+             "zelcfg: --index needs a whole number from 1, the entry's place among the key's in file order\n"
+             "Try 'zelcfg --help'.\n"},
+    ToolCase{"UnsetRepeatedKeyRefused", "g.cfg", kUnit, {"unset", "g.cfg", "Unit.After"}, 2, "",
+             "zelcfg: g.cfg: Unit.After names 2 entries (lines 2 and 3): --all removes every one, --index N the "
+             "Nth\n"},
+    ToolCase{"UnsetIndexOfRepeatedKey", "g.cfg", kUnit, {"unset", "--index", "1", "g.cfg", "Unit.After"}, 0, "", "",
+             "[Unit]\nAfter=b\nWants=w\n"},
+    ToolCase{"UnsetAllOfRepeatedKey", "g.cfg", kUnit, {"unset", "--all", "g.cfg", "Unit.After"}, 0, "", "",
+             "[Unit]\nWants=w\n"},
+    ToolCase{"AddRefusedOnXml", "a.xml", "<a><b>1</b></a>\n", {"set", "--add", "a.xml", "a.b", "2"}, 2, "",
+             "zelcfg: a.xml: --index and --add work on CFG files only; an XML key takes [N]\n"},
     ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n# end\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "",
              "", "[N]\nP=1\n[M]\nQ=x y\n# end\n"},
     ToolCase{"SetNormalise", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n",
@@ -217,6 +252,21 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              {"unset", "f.cfg", "a.y"}, 0, "", "", "[a]\nx=1\n# about y\n\n# z\nz=3\n"},
     ToolCase{"RemoveBlockKeepsBanner", "f.cfg", "# banner\n\n[a]\nx=1\n[b]\nk=v\n", {"remove-block", "f.cfg", "a"},
              0, "", "", "# banner\n\n[b]\nk=v\n"},
+    ToolCase{"SetRefusesKeyOfDottedBlock", "d.cfg", "[Net.eth0]\nAddress=1\n",
+             {"set", "d.cfg", "Net.eth0.Address", "2"}, 2, "", "zelcfg: d.cfg: refusing to add Net.eth0.Address; "
+             "line 1 holds the block 'Net.eth0', whose name holds '.': address its entry as 'Net.eth0' 'Address' "
+             "(BLOCK ENTRY apart)\n"},
+    ToolCase{"UnsetKeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n",
+             {"unset", "d.cfg", "Net.eth0.Address"}, 1, "", "zelcfg: d.cfg: no key Net.eth0.Address; the block "
+             "'Net.eth0' holds '.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
+    ToolCase{"SetOnEntryAboveHeader", "s.conf", "net.ipv4.ip_forward=0\n", {"set", "s.conf", "net.ipv4.ip_forward", "1"},
+             2, "", "zelcfg: s.conf: line 1: an entry stands above the first block header\n"},
+    ToolCase{"UnsetOnEntryAboveHeader", "a.cfg", "k=1\n[A]\nk=1\n", {"unset", "a.cfg", "A.k"}, 2, "",
+             "zelcfg: a.cfg: line 1: an entry stands above the first block header\n"},
+    ToolCase{"RemoveBlockOnHeaderWithoutBracket", "a.cfg", "[A]\n[B\n", {"remove-block", "a.cfg", "A"}, 2, "",
+             "zelcfg: a.cfg: line 2: a block header has no ']'\n"},
+    ToolCase{"RemoveBlockTakesIgnoredLines", "tox.ini", "[tox]\nenv=py3\n[docs]\ndeps =\n    sphinx\n\n# b\n[b]\n",
+             {"--block", "remove-block", "tox.ini", "docs"}, 0, "", "", "[tox]\nenv=py3\n# b\n[b]\n"},
     ToolCase{"RemoveBlockMissing", "a.cfg", "[N]\n", {"remove-block", "a.cfg", "M"}, 1, "",
              "zelcfg: a.cfg: no block M\n"},
     ToolCase{"RemoveBlockMissingWithBlanks", "a.cfg", "[N ]\n", {"remove-block", "a.cfg", "N"}, 1, "",

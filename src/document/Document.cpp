@@ -490,6 +490,12 @@ struct Document::State
         loaded = true;
         changed = false;
         status = Index();
+        // The mark's bytes make the first line neither header nor comment,
+        // which the line named above does not show.
+        if (status != 0 && std::string_view(text).substr(0, 3) == "\xEF\xBB\xBF") {
+            error += " (a byte-order mark: its three bytes start the first line, which is therefore no header "
+                     "or comment)";
+        }
         return status;
     }
 
@@ -976,6 +982,49 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
     return found;
 }
 
+namespace {
+
+// How an entry is shown in messages: "[a.b]k" where no key reaches it.
+std::string Shown(const std::string& block, const std::string& entry)
+{
+    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
+}
+
+// How to name an entry on zelcfg's command line, quoted: as a KEY, or as
+// BLOCK and ENTRY apart for a block whose name holds '.'.
+std::string Address(const std::string& block, const std::string& entry)
+{
+    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
+                                                : "'" + block + "' '" + entry + "'";
+}
+
+// The look-alikes of an entry, as a tail for a message.
+std::string LookalikeText(const std::string& block, const std::string& entry,
+                          const std::vector<Document::Lookalike>& lookalikes)
+{
+    std::string hint;
+    for (const Document::Lookalike& found : lookalikes) {
+        const std::string line = std::to_string(found.line);
+        if (!found.block.empty()) {
+            hint += "; line " + line + " holds the block '" + found.block
+                    + "': blanks around a block name are part of it, so address it as "
+                    + Address(found.block, entry) + " (quoted)";
+        } else if (found.key.empty()) {
+            hint += "; line " + line + " holds it under a repeated header (line "
+                    + std::to_string(found.repeatedHeaderLine)
+                    + "), which the library does not read: merge the two blocks";
+        } else {
+            const std::string held = found.key.substr(block.size() + 1);
+            hint += "; line " + line + " holds '" + Shown(block, held)
+                    + "': blanks around an entry name are part of it in block mode, so address it as "
+                    + Address(block, held) + " (quoted)";
+        }
+    }
+    return hint;
+}
+
+} // namespace
+
 size_t Document::UnreadEntries() const
 {
     const State& s = *m_state;
@@ -1017,12 +1066,91 @@ int Document::Set(const std::string& block, const std::string& entry, const std:
     return result;
 }
 
+
+std::vector<size_t> Document::Lines(const std::string& block, const std::string& entry) const
+{
+    const State& s = *m_state;
+    std::vector<size_t> lines;
+    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line& line, std::string_view, std::string_view) {
+        lines.push_back(line.begin);
+    });
+    for (size_t& line : lines) {
+        line = s.LineNumber(line);
+    }
+    return lines;
+}
+
+int Document::SetAt(const std::string& block, const std::string& entry, size_t index, const std::string& value)
+{
+    State& s = *m_state;
+    if (index == 0) {
+        return Set(block, entry, value);
+    }
+    if (!s.Editable() || value.find('\n') != std::string::npos || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
+        return EINVAL;
+    }
+    size_t count = 0;
+    int result = -2;
+    std::vector<Splice> splices;
+    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
+        if (++count == index) {
+            result = 0;
+            if (stored != value) {
+                const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
+                splices.push_back({begin, begin + stored.size(), value});
+            }
+        }
+    });
+    s.Apply(splices);
+    return result;
+}
+
+int Document::Append(const std::string& block, const std::string& entryName, const std::string& value)
+{
+    State& s = *m_state;
+    if (!s.Editable()) {
+        return EINVAL;
+    }
+    bool found = false;
+    Line last{};
+    s.ForEachMatch(CFGKeyParts{block, entryName}, [&](const Line& line, std::string_view, std::string_view) {
+        last = line;
+        found = true;
+    });
+    if (!found) {
+        return Add(block, entryName, value);
+    }
+    if (CFGCheckWritable(block, entryName, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
+        return EINVAL;
+    }
+    const std::string lineEnd = s.LineEnd(true);
+    s.InsertAfter(&last, entryName + "=" + value + lineEnd, lineEnd.size(), false);
+    return 0;
+}
+
 int Document::Add(const std::string& key, const std::string& value)
 {
     if (key.empty()) {
         return EINVAL;
     }
-    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
+    State& s = *m_state;
+    const CFGKeyParts parts = CFGSplitKey(key, s.Anonymous());
+    // A block whose name is a longer prefix of the key is most likely what
+    // was meant: "Net.eth0.Address" with [Net.eth0] held.
+    if (!s.Anonymous() && s.Editable()
+        && CFGCheckWritable(parts.block, parts.entry, value, nullptr) == CFGWritable::kWritable) {
+        for (size_t i = 0; i < s.headers.size(); ++i) {
+            const std::string_view held = s.HeaderName(i);
+            if (s.headers[i].first && held.size() > parts.block.size() && key.size() > held.size() + 1
+                && key.compare(0, held.size(), held.data(), held.size()) == 0 && key[held.size()] == '.') {
+                const std::string name(held), entry = key.substr(held.size() + 1);
+                s.error = "refusing to add " + key + "; line " + std::to_string(s.LineNumber(s.headers[i].at))
+                          + " holds the block '" + name + "', whose name holds '.': address its entry as "
+                          + Address(name, entry) + " (BLOCK ENTRY apart)";
+                return kEditAmbiguous;
+            }
+        }
+    }
     return Add(std::string(parts.block), std::string(parts.entry), value);
 }
 
@@ -1036,6 +1164,13 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     // The lines must read back as exactly this block, entry and value.
     if (CFGCheckWritable(parts.block, parts.entry, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
         return EINVAL;
+    }
+    // A line a reader would take for the entry, which no lookup finds, is
+    // most likely what was meant: adding beside it would make two.
+    const std::vector<Lookalike> lookalikes = Lookalikes(block, entryName);
+    if (!lookalikes.empty()) {
+        s.error = "refusing to add " + Shown(block, entryName) + LookalikeText(block, entryName, lookalikes);
+        return kEditAmbiguous;
     }
     const std::string header = "[" + block + "]";
     const std::string lineEnd = s.LineEnd(true);
@@ -1084,6 +1219,11 @@ int Document::Remove(const std::string& key)
 
 int Document::Remove(const std::string& block, const std::string& entry)
 {
+    return RemoveAt(block, entry, 0);
+}
+
+int Document::RemoveAt(const std::string& block, const std::string& entry, size_t index)
+{
     State& s = *m_state;
     if (!s.Editable()) {
         return EINVAL;
@@ -1101,8 +1241,10 @@ int Document::Remove(const std::string& block, const std::string& entry)
     } else if (parts.block != kCFGAnonymousBlock) {
         return -2;
     }
+    size_t count = 0; // the entries of the key met so far
     const std::vector<Line> removed = s.Owned(from, to, [&](const CFGReport& report) {
-        return report.line.kind == CFGLineKind::kEntry && report.line.key == parts.entry;
+        return report.line.kind == CFGLineKind::kEntry && report.line.key == parts.entry
+               && (++count == index || index == 0);
     });
     if (removed.empty()) {
         return -2;
@@ -1117,16 +1259,38 @@ int Document::RemoveBlock(const std::string& name)
     if (!s.Editable() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
         return EINVAL;
     }
-    // Its headers go, and in block mode the entries of their sections, each
-    // with the comment lines that belong to it; every other line stays.
-    bool inside = false;
-    const std::vector<Line> removed = s.Owned(0, kNone, [&](const CFGReport& report) {
-        if (report.line.kind == CFGLineKind::kHeader) {
-            inside = report.line.name == name;
-            return inside;
+    std::vector<Line> removed;
+    if (s.Anonymous()) {
+        // Entries there belong to "anonymous": only the headers go, each
+        // with the comment lines that belong to it.
+        removed = s.Owned(0, kNone, [&](const CFGReport& report) {
+            return report.line.kind == CFGLineKind::kHeader && report.line.name == name;
+        });
+    } else {
+        // The whole text of each of its sections goes, lines the engine
+        // ignores included, up to the next header; of the comment lines
+        // directly above a header, no blank line between, those above one of
+        // the block's own headers go and those above another header stay.
+        bool inside = false;
+        std::vector<Line> comments; // the comment lines directly above the current line
+        s.Walk(0, kNone, [&](const Line& line, const CFGReport& report) {
+            if (report.line.kind == CFGLineKind::kComment) {
+                comments.push_back(line);
+                return;
+            }
+            if (report.line.kind == CFGLineKind::kHeader) {
+                inside = report.line.name == name;
+            }
+            if (inside) {
+                removed.insert(removed.end(), comments.begin(), comments.end());
+                removed.push_back(line);
+            }
+            comments.clear();
+        });
+        if (inside) {
+            removed.insert(removed.end(), comments.begin(), comments.end());
         }
-        return inside && !s.Anonymous();
-    });
+    }
     if (removed.empty()) {
         return -2;
     }

@@ -17,6 +17,7 @@ const struct
     {kOptionType, "--type"}, {kOptionStrict, "--strict"},       {kOptionNull, "--null"},
     {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"}, {kOptionWait, "--wait"},
     {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"}, {kOptionAttribute, "--attribute"},
+    {kOptionAll, "--all"},     {kOptionIndex, "--index"},      {kOptionAdd, "--add"},
 };
 
 // The type --type names, by the same names TypeName gives them.
@@ -68,6 +69,12 @@ bool CheckShape(const Command& command, Invocation& invocation, std::string& err
                     + CommandNames([option](const Command& other) { return (other.options & option) != 0; });
             return false;
         }
+    }
+    const unsigned which = invocation.options & (kOptionAll | kOptionIndex | kOptionAdd);
+    if ((which & (which - 1)) != 0) {
+        error = std::string(command.name == std::string("set") ? "--all, --index and --add" : "--all and --index")
+                + " exclude each other";
+        return false;
     }
     if (invocation.Has(kOptionStrict) && invocation.type == ValueType::kString) {
         error = "--strict needs --type int, float, double or bool";
@@ -128,6 +135,20 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             invocation.options |= kOptionInPlace;
         } else if (arg == "--attribute") {
             invocation.options |= kOptionAttribute;
+        } else if (arg == "--all") {
+            invocation.options |= kOptionAll;
+        } else if (arg == "--add") {
+            invocation.options |= kOptionAdd;
+        } else if (arg == "--index" || arg.compare(0, 8, "--index=") == 0) {
+            const bool joined = arg.size() > 7;
+            const std::string text = joined ? arg.substr(8) : i + 1 < argc ? argv[++i] : "";
+            if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos
+                || std::stoul(text) == 0) {
+                error = "--index needs a whole number from 1, the entry's place among the key's in file order";
+                return false;
+            }
+            invocation.index = std::stoul(text);
+            invocation.options |= kOptionIndex;
         } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
             const bool joined = arg.size() > 6;
             const bool given = joined || i + 1 < argc;

@@ -73,6 +73,11 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 std::string LoadFailure(int status, const Document& document)
 {
     if (!document.Error().empty()) {
+        const std::string_view text = document.Text();
+        const size_t first = text.find_first_not_of(" \t\r\n");
+        if (status != -2 && first != std::string_view::npos && text[first] == '<') {
+            return document.Error() + "; it starts with '<': --xml reads it as XML";
+        }
         return document.Error();
     }
     return status == -2 ? "cannot be read" : "cannot be parsed (status " + std::to_string(status) + ")";
@@ -166,6 +171,24 @@ std::string LookalikeHint(const Document& document, const EntryName& name)
     return hint;
 }
 
+// For a key that misses: a block whose name holds '.' and is a longer prefix
+// of the key, which only BLOCK and ENTRY apart reach, as a tail for a message.
+std::string DottedBlockHint(const Document& document, const EntryName& name, bool apart)
+{
+    const std::string& key = name.shown;
+    if (apart || document.GetMode() == Document::Mode::kAnonymous) {
+        return "";
+    }
+    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
+        if (block.size() > name.block.size() && key.size() > block.size() + 1
+            && key.compare(0, block.size(), block) == 0 && key[block.size()] == '.') {
+            return "; the block '" + block + "' holds '.': address its entry as "
+                   + Address(block, key.substr(block.size() + 1)) + " (BLOCK ENTRY apart)";
+        }
+    }
+    return "";
+}
+
 // Writes the output, ending each piece with NUL under --null, else with a
 // line feed.
 void Emit(const Invocation& invocation, const std::string& text)
@@ -197,7 +220,7 @@ int Get(const Invocation& invocation, const Input& input)
         if (status == 0) {
             values = document.Values(name.block, name.entry);
         } else {
-            hint = LookalikeHint(document, name);
+            hint = LookalikeHint(document, name) + DottedBlockHint(document, name, apart);
         }
     }
     if (status == 0) {
@@ -269,6 +292,41 @@ bool Editable(const EntryName& name, const std::string& value, bool anonymous, s
     return false;
 }
 
+// "lines 3, 5 and 9", for messages.
+std::string LineList(const std::vector<size_t>& lines)
+{
+    std::string text = lines.size() == 1 ? "line " : "lines ";
+    for (size_t i = 0; i < lines.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == lines.size() ? " and " : ", ") + std::to_string(lines[i]);
+    }
+    return text;
+}
+
+// A key that names several entries is edited only as the options say: false
+// after refusing, with the count and the lines, when they say nothing.
+bool Repeated(const Invocation& invocation, const std::string& file, const EntryName& name,
+              const std::vector<size_t>& lines, const char* verb, int& status)
+{
+    if (lines.size() < 2 || invocation.Has(kOptionAll) || invocation.Has(kOptionIndex)
+        || invocation.Has(kOptionAdd)) {
+        return true;
+    }
+    const bool set = std::string(verb) == "sets";
+    status = Fail(kExitFailure, file, name.shown + " names " + std::to_string(lines.size()) + " entries ("
+                                          + LineList(lines) + "): --all " + verb + " every one, --index N the Nth"
+                                          + (set ? ", --add appends another" : ""));
+    return false;
+}
+
+// --index beyond the key's entries.
+int NoSuchEntry(const Invocation& invocation, const std::string& file, const EntryName& name,
+                const std::vector<size_t>& lines)
+{
+    return Fail(kExitNotFound, file, "no entry " + std::to_string(invocation.index) + " of " + name.shown + ": it names "
+                                         + std::to_string(lines.size()) + (lines.size() == 1 ? " entry" : " entries")
+                                         + (lines.empty() ? "" : " (" + LineList(lines) + ")"));
+}
+
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
@@ -314,18 +372,39 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
                 || (!stored.empty() && stored.back() == '\r'))) {
             value += '\r';
         }
-        status = document.Set(name.block, name.entry, value);
+        const std::vector<size_t> lines = document.Lines(name.block, name.entry);
+        if (!Repeated(invocation, input.path, name, lines, "sets", status)) {
+            return status;
+        }
+        if (invocation.Has(kOptionAdd) && !lines.empty()) {
+            status = document.Append(name.block, name.entry, value);
+        } else {
+            status = document.SetAt(name.block, name.entry, invocation.index, value);
+        }
+        if (status == -2 && invocation.Has(kOptionIndex)) {
+            return NoSuchEntry(invocation, input.path, name, lines);
+        }
         if (status == -2) {
-            const std::string hint = LookalikeHint(document, name);
-            if (!hint.empty()) {
-                return Fail(kExitFailure, input.path, "refusing to add " + name.shown + hint);
+            // The library decides whether adding is safe: a key names the
+            // block it splits to only where no dotted block is meant.
+            status = apart || anonymous ? document.Add(name.block, name.entry, value)
+                                        : document.Add(name.shown, value);
+            if (status == zelconfig::kEditAmbiguous) {
+                return Fail(kExitFailure, input.path, document.Error());
             }
-            status = document.Add(name.block, name.entry, value);
         }
     } else if (kind == EditKind::kUnset) {
-        status = document.Remove(name.block, name.entry);
+        const std::vector<size_t> lines = document.Lines(name.block, name.entry);
+        if (!Repeated(invocation, input.path, name, lines, "removes", status)) {
+            return status;
+        }
+        status = document.RemoveAt(name.block, name.entry, invocation.index);
+        if (status == -2 && invocation.Has(kOptionIndex) && !lines.empty()) {
+            return NoSuchEntry(invocation, input.path, name, lines);
+        }
         if (status == -2) {
-            return Fail(kExitNotFound, input.path, "no key " + name.shown + LookalikeHint(document, name));
+            return Fail(kExitNotFound, input.path,
+                        "no key " + name.shown + LookalikeHint(document, name) + DottedBlockHint(document, name, apart));
         }
     } else {
         const std::string& block = invocation.operands[1];
@@ -512,8 +591,11 @@ const std::vector<Command>& AllCommands()
 {
     static const std::vector<Command> commands = {
         {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
-        {"set", 3, 4, kOptionType | kOptionStrict | kOptionNormalise | kOptionAttribute | kOptionsSave, Set, XmlSet},
-        {"unset", 2, 3, kOptionNormalise | kOptionsSave, Unset, XmlUnset},
+        {"set", 3, 4,
+         kOptionType | kOptionStrict | kOptionNormalise | kOptionAttribute | kOptionAll | kOptionIndex | kOptionAdd
+             | kOptionsSave,
+         Set, XmlSet},
+        {"unset", 2, 3, kOptionNormalise | kOptionAll | kOptionIndex | kOptionsSave, Unset, XmlUnset},
         {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, RemoveBlock, nullptr},
         {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
         {"blocks", 1, 1, kOptionNull | kOptionStdin, Blocks, nullptr},
@@ -556,6 +638,9 @@ int RunCommand(const Command& command, const Invocation& invocation)
     }
     if (invocation.Has(kOptionNormalise)) {
         return Fail(kExitFailure, input.path, "--normalise works on CFG files only");
+    }
+    if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAdd)) {
+        return Fail(kExitFailure, input.path, "--index and --add work on CFG files only; an XML key takes [N]");
     }
     if (command.runXml == nullptr) {
         return Fail(kExitFailure, input.path,

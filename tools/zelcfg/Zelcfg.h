@@ -40,6 +40,9 @@ enum CommandOption : unsigned
     kOptionForce = 1u << 7,     // --force
     kOptionInPlace = 1u << 8,   // --in-place
     kOptionAttribute = 1u << 9, // --attribute
+    kOptionAll = 1u << 10,      // --all: every entry of a repeated key
+    kOptionIndex = 1u << 11,    // --index N: the Nth entry of a repeated key
+    kOptionAdd = 1u << 12,      // --add: another entry of the key
     kOptionsSave = kOptionWait | kOptionForce | kOptionInPlace, // what every edit takes
 };
 
@@ -87,6 +90,7 @@ struct Invocation
     unsigned options = 0;    // CommandOption bits given on the line (kOptionStdin: FILE is '-')
     bool strictName = false; // --strict-name
     unsigned waitSeconds = 10; // --wait
+    size_t index = 0;          // --index, from 1
 
     bool Has(CommandOption option) const { return (options & option) != 0; }
 };

@@ -82,7 +82,7 @@ _zelcfg() {
             case $word in
                 --block | --anonymous | --xml) mode+=("$word") ;;
                 # bash splits --type=int at "=" (COMP_WORDBREAKS).
-                --type | --wait) [[ ${COMP_WORDS[i + 1]-} == = ]] && ((i++))
+                --type | --wait | --index) [[ ${COMP_WORDS[i + 1]-} == = ]] && ((i++))
                                  ((i++)) ;;
             esac
         else
@@ -99,8 +99,8 @@ _zelcfg() {
         _zelcfg_offer "$cur" int float double bool string
         return 0
     fi
-    # A number of seconds: nothing to offer.
-    if [[ -z $ended && ($prev == --wait || $cur == --wait=*) ]]; then
+    # A number of seconds or an entry's place: nothing to offer.
+    if [[ -z $ended && ($prev == --wait || $cur == --wait=* || $prev == --index || $cur == --index=*) ]]; then
         return 0
     fi
 
