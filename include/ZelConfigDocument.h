@@ -187,10 +187,11 @@ public:
     // The lines, counted from 1, of the entries a lookup of the entry apart
     // finds (those Set and Remove change), in file order.
     std::vector<size_t> Lines(const std::string& block, const std::string& entry) const;
-    // Set and Remove for the index-th of those entries alone, counted from 1
-    // in file order (0: every one, as Set and Remove): 0, -2 when there are
-    // fewer, 22.
+    // Set for the index-th of those entries alone, counted from 1 in file
+    // order (0: every one, as Set): 0, -2 when there are fewer, 22.
     int SetAt(const std::string& block, const std::string& entry, size_t index, const std::string& value);
+    // Remove for the index-th of those entries alone, counted from 1 in file
+    // order (0: every one, as Remove): 0, -2 when there are fewer, 22.
     int RemoveAt(const std::string& block, const std::string& entry, size_t index);
     // Another entry of a key that has some, right after the last of them;
     // for a key without entries, Add(block, entry, value): 0, 22 or
