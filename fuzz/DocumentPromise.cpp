@@ -210,6 +210,8 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
         const std::string full = block + "." + entry;
         if (edit.key.empty() || value.find('\n') != std::string::npos || (anonymous && SpaceAtEnds(value))) {
             expected = EINVAL;
+        } else if (nodesOfKey().size() > 1) {
+            expected = zelconfig::kEditAmbiguous; // one entry of several cannot be meant
         } else {
             expected = engine.CFGSetData(full, value);
         }
@@ -230,7 +232,7 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
     }
     case Op::kRemove: {
         outcome.status = document.Remove(edit.key);
-        expected = edit.key.empty() ? EINVAL : -2;
+        expected = edit.key.empty() ? EINVAL : nodesOfKey().size() > 1 ? zelconfig::kEditAmbiguous : -2;
         auto found = promised.find(block);
         if (expected == -2 && found != promised.end()) {
             std::vector<CNode>& nodes = found->second->m_vecNodes;

@@ -12,9 +12,10 @@
 
 namespace zelconfig {
 
-// Document::Add's refusal to write beside what the key was probably meant to
-// name: a look-alike entry or block, or a block whose dotted name is a
-// longer prefix of the key. Nothing is written.
+// An edit's refusal where the key could name something else in the file:
+// Add beside a look-alike entry or block, or a block whose dotted name is a
+// longer prefix of the key; Set and Remove of a key that names several
+// entries. Nothing is written; Error() says what, and how to name it.
 constexpr int kEditAmbiguous = -4;
 
 // A CFG file held as its bytes, for edits that keep everything they do not
@@ -34,12 +35,12 @@ constexpr int kEditAmbiguous = -4;
 //
 // Statuses: 0 success; -1 a block header without ']'; -2 a file that cannot
 // be opened or saved, or a key or block that is not there; kEditAmbiguous
-// (-4) an addition refused because the file holds something the key was
-// probably meant to name (Error() says what, and how to name it); 22
-// (EINVAL) nothing loaded, a file read only in part, an empty key, or a name
-// or value that no line of the file could hold in this mode. Nothing is thrown on purpose; only a failed ordinary
-// allocation escapes as std::bad_alloc. One document must be used by one
-// thread at a time.
+// (-4) an edit refused because the key could name something else in the
+// file (Error() says what, and how to name it); 22 (EINVAL) nothing loaded,
+// a file read only in part, an empty key, or a name or value that no line of
+// the file could hold in this mode. Nothing is thrown on purpose; only a
+// failed ordinary allocation escapes as std::bad_alloc. One document must be
+// used by one thread at a time.
 class ZELCONFIG_API Document
 {
 public:
@@ -97,8 +98,8 @@ public:
     // feed; lines that edits add then end so too, where the carriage return
     // cannot become part of a value (headers, and entries in anonymous mode).
     bool CrlfLineEnds() const;
-    // Why the last Load, Parse or Save failed, or the last Add was refused
-    // with kEditAmbiguous, in words ("line 3: a block header has no ']'");
+    // Why the last Load, Parse or Save failed, or the last edit was refused
+    // or found nothing, in words ("line 3: a block header has no ']'");
     // empty after a successful load.
     const std::string& Error() const;
 
@@ -152,9 +153,12 @@ public:
     // form drops (block mode); 0 in anonymous mode.
     size_t UnreadEntries() const;
 
-    // Gives every entry of the key that CCFGParser::CFGSetData would change
-    // the value, rewriting only the value's bytes of each line that does not
-    // hold it yet: 0, -2 when there is no such entry, 22.
+    // Gives the entry of the key the value, rewriting only the value's bytes
+    // of its line when it does not hold it yet: 0; -2 when there is no such
+    // entry; kEditAmbiguous when the key names several entries, for only
+    // one could be meant (SetAt with index 0 sets every one, as
+    // CCFGParser::CFGSetData does; Append adds another); 22. Error() says
+    // why after -2 and kEditAmbiguous.
     int Set(const std::string& key, const std::string& value);
     // Adds an entry at the end of its block: after the block's last entry
     // (or its header) in its first section, before the comments of what
@@ -165,11 +169,20 @@ public:
     // whose name holds '.' and is a longer prefix of the key ("Net.eth0.A"
     // with [Net.eth0] held), whose entries only the names apart reach.
     int Add(const std::string& key, const std::string& value);
-    // Removes every entry of the key, with the comment lines that belong to
-    // each: those directly above it, no blank line between. Every other line
+    // Removes the entry of the key, with the comment lines that belong to
+    // it: those directly above it, no blank line between. Every other line
     // stays; a comment kept so joins the comment of what follows it in the
-    // model. 0, -2, 22.
+    // model. 0; -2 when there is none; kEditAmbiguous when the key names
+    // several entries (RemoveAt with index 0 removes every one); 22.
+    // Error() says why after -2 and kEditAmbiguous.
     int Remove(const std::string& key);
+    // Why a lookup of the key finds nothing, as the message of Set's and
+    // Remove's -2: "no key KEY", then what the file holds that the key was
+    // probably meant to name (see Lookalikes; a block whose dotted name is
+    // a longer prefix of the key), and how to name it.
+    std::string Missing(const std::string& key) const;
+    // The same for an entry named by its block and entry apart.
+    std::string Missing(const std::string& block, const std::string& entry) const;
 
     // Get, Set, Add and Remove for an entry named by its block and entry
     // apart. These reach a block whose name holds '.', which no key can name;
@@ -177,21 +190,23 @@ public:
     int Get(const std::string& block, const std::string& entry, std::string& value) const;
     // Each value of the entry apart, in file order; empty when there is none.
     std::vector<std::string> Values(const std::string& block, const std::string& entry) const;
-    // Set(key, value) for the entry apart: 0, -2, 22.
+    // Set(key, value) for the entry apart: 0, -2, kEditAmbiguous, 22.
     int Set(const std::string& block, const std::string& entry, const std::string& value);
     // Add(key, value) for the entry apart: 0, 22 or kEditAmbiguous (a
     // look-alike only: the block is named as it is).
     int Add(const std::string& block, const std::string& entry, const std::string& value);
-    // Remove(key) for the entry apart: 0, -2, 22.
+    // Remove(key) for the entry apart: 0, -2, kEditAmbiguous, 22.
     int Remove(const std::string& block, const std::string& entry);
     // The lines, counted from 1, of the entries a lookup of the entry apart
     // finds (those Set and Remove change), in file order.
     std::vector<size_t> Lines(const std::string& block, const std::string& entry) const;
     // Set for the index-th of those entries alone, counted from 1 in file
-    // order (0: every one, as Set): 0, -2 when there are fewer, 22.
+    // order (0: every one): 0, -2 when there are fewer (Error() says how
+    // many there are), 22.
     int SetAt(const std::string& block, const std::string& entry, size_t index, const std::string& value);
     // Remove for the index-th of those entries alone, counted from 1 in file
-    // order (0: every one, as Remove): 0, -2 when there are fewer, 22.
+    // order (0: every one): 0, -2 when there are fewer (Error() says how
+    // many there are), 22.
     int RemoveAt(const std::string& block, const std::string& entry, size_t index);
     // Another entry of a key that has some, right after the last of them;
     // for a key without entries, Add(block, entry, value): 0, 22 or
@@ -203,7 +218,8 @@ public:
     // (no blank line between); the comment lines directly above the next
     // header belong to it and stay. In anonymous
     // mode only the header lines and their comments go (entries there belong
-    // to "anonymous", which cannot be removed): 0, -2, 22.
+    // to "anonymous", which cannot be removed): 0, -2 (Error() names a
+    // look-alike block), 22.
     int RemoveBlock(const std::string& name);
     // Rewrites the whole text in the normalised form CCFGParser::CFGSaveData
     // writes for the model read from it: 0, or 22 when that form would not

@@ -69,7 +69,8 @@ TEST_P(EditTable, KeepsItsPromise)
 INSTANTIATE_TEST_SUITE_P(Set, EditTable, testing::Values(
     EditRow{"OneValue", kBlock, kFile, Op::kSet, "Net.Host", "10.0.0.2", 0,
             "# top\n[Net]\n; about host\nHost=10.0.0.2\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n"},
-    EditRow{"EveryEntryOfTheKey", kBlock, "[A]\nk=1\nj=0\nk=1\n", Op::kSet, "A.k", "2", 0, "[A]\nk=2\nj=0\nk=2\n"},
+    EditRow{"SeveralEntriesRefused", kBlock, "[A]\nk=1\nj=0\nk=1\n", Op::kSet, "A.k", "2", zelconfig::kEditAmbiguous,
+            "[A]\nk=1\nj=0\nk=1\n"},
     EditRow{"SameValueChangesNothing", kBlock, kFile, Op::kSet, "Log.Level", "warn", 0, kFile},
     EditRow{"NameWithBlanksIsAnotherKey", kBlock, kFile, Op::kSet, "Net.Port", "81", -2, kFile},
     EditRow{"BlanksKeptAsTheKeyHasThem", kBlock, kFile, Op::kSet, "Net.Port ", "81", 0,
@@ -78,8 +79,10 @@ INSTANTIATE_TEST_SUITE_P(Set, EditTable, testing::Values(
             "[D]\nB=3\n[D]\nB=2\n"},
     EditRow{"CrlfKeptWhenTheValueHasIt", kBlock, kCrlf, Op::kSet, "A.k", "9\r", 0, "[A]\r\nk=9\r\n\r\n[B]\r\nb=2\r\n"},
     EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kSet, "A.k", "22", 0, "[A]\n# c\nk=22"},
-    EditRow{"AnonymousKeepsTheBlanks", kAnonymous, " k = 1 \r\n[H]\nk=2\n", Op::kSet, "k", "3", 0,
-            " k = 3 \r\n[H]\nk=3\n"},
+    EditRow{"AnonymousKeepsTheBlanks", kAnonymous, " k = 1 \r\n[H]\nj=2\n", Op::kSet, "k", "3", 0,
+            " k = 3 \r\n[H]\nj=2\n"},
+    EditRow{"AnonymousSeveralAcrossHeadersRefused", kAnonymous, "k=1\n[H]\nk=2\n", Op::kSet, "k", "3",
+            zelconfig::kEditAmbiguous, "k=1\n[H]\nk=2\n"},
     EditRow{"AnonymousBlankValueBeforeCr", kAnonymous, "k= \r\nj=1\r\n", Op::kSet, "k", "3", 0, "k=3 \r\nj=1\r\n"},
     EditRow{"AnonymousRefusesBlanksAtEnds", kAnonymous, "k=1\n", Op::kSet, "k", " 3", 22, "k=1\n"},
     EditRow{"LineFeedRefused", kBlock, kFile, Op::kSet, "Net.Host", "a\n[X]", 22, kFile},
@@ -121,8 +124,8 @@ INSTANTIATE_TEST_SUITE_P(Add, EditTable, testing::Values(
 INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
     EditRow{"EntryWithItsComment", kBlock, kFile, Op::kRemove, "Net.Host", "", 0,
             "# top\n[Net]\nPort = 80\n\n# about log\n[Log]\nLevel=warn\n"},
-    EditRow{"EveryEntryOfTheKey", kBlock, "[A]\n# one\nk=1\nj=0\n\n# two\nk=2\n# end\n", Op::kRemove, "A.k", "", 0,
-            "[A]\nj=0\n\n# end\n"},
+    EditRow{"SeveralEntriesRefused", kBlock, "[A]\n# one\nk=1\nj=0\n\n# two\nk=2\n# end\n", Op::kRemove, "A.k", "",
+            zelconfig::kEditAmbiguous, "[A]\n# one\nk=1\nj=0\n\n# two\nk=2\n# end\n"},
     EditRow{"CommentAboveABlankLineStays", kBlock, kBanner, Op::kRemove, "a.y", "", 0,
             "# banner\n# more banner\n\n[a]\nx=1\n# about the y group\n\n[b]\nk=v\n"},
     EditRow{"CrlfBlankLineKeepsTheComment", kBlock, "[A]\r\n# c\r\n\r\nk=1\r\n", Op::kRemove, "A.k", "", 0,
@@ -131,8 +134,9 @@ INSTANTIATE_TEST_SUITE_P(Remove, EditTable, testing::Values(
     EditRow{"OnlyUnderARepeatedHeader", kBlock, kRepeated, Op::kRemove, "D.O", "", -2, kRepeated},
     EditRow{"LastLineWithoutFeed", kBlock, kNoFinalFeed, Op::kRemove, "A.k", "", 0, "[A]"},
     EditRow{"Crlf", kBlock, kCrlf, Op::kRemove, "B.b", "", 0, "[A]\r\nk=1\r\n\r\n[B]\r\n"},
-    EditRow{"AnonymousEverywhere", kAnonymous, "# a\n k =1\n[H]\nk=2\nj=3\n", Op::kRemove, "k", "", 0,
-            "[H]\nj=3\n"}),
+    EditRow{"AnonymousAboveAHeader", kAnonymous, "# a\n k =1\n[H]\nj=3\n", Op::kRemove, "k", "", 0, "[H]\nj=3\n"},
+    EditRow{"AnonymousSeveralRefused", kAnonymous, "# a\n k =1\n[H]\nk=2\nj=3\n", Op::kRemove, "k", "",
+            zelconfig::kEditAmbiguous, "# a\n k =1\n[H]\nk=2\nj=3\n"}),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
@@ -286,6 +290,58 @@ int Apply(Document& document, const docpromise::Edit& edit)
     }
     return document.Normalise();
 }
+
+// An edit that finds nothing, or would change what the key may not mean,
+// leaves the text as it was and says in Error() what the file holds and how
+// to name it.
+struct RefusalRow
+{
+    const char* name;
+    std::string text;
+    docpromise::Edit edit;
+    int status;
+    std::string error;
+};
+
+using RefusalTable = testing::TestWithParam<RefusalRow>;
+
+TEST_P(RefusalTable, ErrorNamesWhatWasMeant)
+{
+    const RefusalRow& row = GetParam();
+    Document document;
+    ASSERT_EQ(document.Parse(row.text), 0);
+    EXPECT_EQ(Apply(document, row.edit), row.status);
+    EXPECT_EQ(document.Error(), row.error);
+    EXPECT_EQ(document.Text(), row.text);
+}
+
+constexpr int kAmbiguous = zelconfig::kEditAmbiguous;
+const std::string kTwoK = "[A]\nk=1\nk=2\n";
+const std::string kDotted = "[Net.eth0]\nAddress=1\n";
+const std::string kBlanks = "[Net]\nPort = 80\n";
+
+INSTANTIATE_TEST_SUITE_P(Document, RefusalTable, testing::Values(
+    RefusalRow{"SetOfSeveral", kTwoK, {Op::kSet, "A.k", "3"}, kAmbiguous, "A.k names 2 entries (lines 2 and 3)"},
+    RefusalRow{"RemoveOfSeveral", kTwoK, {Op::kRemove, "A.k", ""}, kAmbiguous, "A.k names 2 entries (lines 2 and 3)"},
+    RefusalRow{"SetAtBeyond", kTwoK, {Op::kSetAt, "A.k", "3", 3}, -2,
+               "no entry 3 of A.k: it names 2 entries (lines 2 and 3)"},
+    RefusalRow{"RemoveAtOfNone", kTwoK, {Op::kRemoveAt, "A.j", "", 1}, -2, "no key A.j"},
+    RefusalRow{"SetMissesNameWithBlanks", kBlanks, {Op::kSet, "Net.Port", "8080"}, -2,
+               "no key Net.Port; line 2 holds 'Net.Port ': blanks around an entry name are part of it in block "
+               "mode, so address it as 'Net.Port ' (quoted)"},
+    RefusalRow{"AddBesideNameWithBlanks", kBlanks, {Op::kAdd, "Net.Port", "8080"}, kAmbiguous,
+               "refusing to add Net.Port; line 2 holds 'Net.Port ': blanks around an entry name are part of it in "
+               "block mode, so address it as 'Net.Port ' (quoted)"},
+    RefusalRow{"RemoveMissesDottedBlock", kDotted, {Op::kRemove, "Net.eth0.Address", ""}, -2,
+               "no key Net.eth0.Address; line 1 holds the block 'Net.eth0', whose name holds '.': address its "
+               "entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)"},
+    RefusalRow{"AddBesideDottedBlock", kDotted, {Op::kAdd, "Net.eth0.Address", "2"}, kAmbiguous,
+               "refusing to add Net.eth0.Address; line 1 holds the block 'Net.eth0', whose name holds '.': address "
+               "its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)"},
+    RefusalRow{"RemoveBlockMissesBlanks", "[N ]\nk=1\n", {Op::kRemoveBlock, "N", ""}, -2,
+               "no block N; line 1 holds the block 'N ': blanks around a block name are part of it, so address it "
+               "as 'N ' (quoted)"}),
+    RowName());
 
 TEST_P(SplicedTable, SavesWhatTheEditsGiveInMemory)
 {

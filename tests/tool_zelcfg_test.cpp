@@ -87,8 +87,8 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              2, "", "zelcfg: p.conf: line 1: an entry stands above the first block header; it starts with '<': "
              "--xml reads it as XML\n"},
     ToolCase{"KeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n", {"get", "d.cfg", "Net.eth0.Address"},
-             1, "", "zelcfg: d.cfg: no key Net.eth0.Address; the block 'Net.eth0' holds '.': address its entry as "
-             "'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
+             1, "", "zelcfg: d.cfg: no key Net.eth0.Address; line 1 holds the block 'Net.eth0', whose name holds "
+             "'.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
@@ -257,8 +257,8 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
              "line 1 holds the block 'Net.eth0', whose name holds '.': address its entry as 'Net.eth0' 'Address' "
              "(BLOCK ENTRY apart)\n"},
     ToolCase{"UnsetKeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n",
-             {"unset", "d.cfg", "Net.eth0.Address"}, 1, "", "zelcfg: d.cfg: no key Net.eth0.Address; the block "
-             "'Net.eth0' holds '.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
+             {"unset", "d.cfg", "Net.eth0.Address"}, 1, "", "zelcfg: d.cfg: no key Net.eth0.Address; line 1 holds the "
+             "block 'Net.eth0', whose name holds '.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
     ToolCase{"SetOnEntryAboveHeader", "s.conf", "net.ipv4.ip_forward=0\n", {"set", "s.conf", "net.ipv4.ip_forward", "1"},
              2, "", "zelcfg: s.conf: line 1: an entry stands above the first block header\n"},
     ToolCase{"UnsetOnEntryAboveHeader", "a.cfg", "k=1\n[A]\nk=1\n", {"unset", "a.cfg", "A.k"}, 2, "",

@@ -341,6 +341,79 @@ private:
     size_t m_size = 0;
 };
 
+// How an entry is shown in messages: "[a.b]k" where no key reaches it.
+std::string Shown(const std::string& block, const std::string& entry)
+{
+    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
+}
+
+// How to name an entry on zelcfg's command line, quoted: as a KEY, or as
+// BLOCK and ENTRY apart for a block whose name holds '.'; a block alone when
+// there is no entry.
+std::string Address(const std::string& block, const std::string& entry)
+{
+    if (entry.empty()) {
+        return "'" + block + "'";
+    }
+    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
+                                                : "'" + block + "' '" + entry + "'";
+}
+
+// The look-alikes of an entry, as a tail for a message.
+std::string LookalikeText(const std::string& block, const std::string& entry,
+                          const std::vector<Document::Lookalike>& lookalikes)
+{
+    std::string hint;
+    for (const Document::Lookalike& found : lookalikes) {
+        const std::string line = std::to_string(found.line);
+        if (!found.block.empty()) {
+            hint += "; line " + line + " holds the block '" + found.block
+                    + "': blanks around a block name are part of it, so address it as "
+                    + Address(found.block, entry) + " (quoted)";
+        } else if (found.key.empty()) {
+            hint += "; line " + line + " holds it under a repeated header (line "
+                    + std::to_string(found.repeatedHeaderLine)
+                    + "), which the library does not read: merge the two blocks";
+        } else {
+            const std::string held = found.key.substr(block.size() + 1);
+            hint += "; line " + line + " holds '" + Shown(block, held)
+                    + "': blanks around an entry name are part of it in block mode, so address it as "
+                    + Address(block, held) + " (quoted)";
+        }
+    }
+    return hint;
+}
+
+// "line 3", "lines 2 and 3", "lines 2, 5 and 9", for messages.
+std::string LineList(const std::vector<size_t>& lines)
+{
+    std::string text = lines.size() == 1 ? "line " : "lines ";
+    for (size_t i = 0; i < lines.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == lines.size() ? " and " : ", ") + std::to_string(lines[i]);
+    }
+    return text;
+}
+
+// An edit's choice among the entries of a key: every one (0), the index-th
+// counted from 1, or the one there must be.
+constexpr size_t kEvery = 0;
+constexpr size_t kTheOnly = static_cast<size_t>(-1);
+
+
+// An entry as an edit or a lookup names it: by a key (which a dotted block's
+// hint needs), or by its block and entry apart.
+struct Named
+{
+    CFGKeyParts parts;
+    std::string key;    // as given; empty when named apart
+    bool byKey = false;
+
+    std::string Shown() const
+    {
+        return byKey ? key : zelconfig::Shown(std::string(parts.block), std::string(parts.entry));
+    }
+};
+
 } // namespace
 
 struct Document::State
@@ -738,6 +811,114 @@ struct Document::State
         });
         return true;
     }
+
+    // A key as the mode splits it.
+    Named Name(const std::string& key) const { return {CFGSplitKey(key, Anonymous()), key, true}; }
+
+    // The first block whose name holds '.' and is a longer prefix of the
+    // key, which is most likely what the key meant ("Net.eth0.Address" with
+    // [Net.eth0] held), as a tail for a message; empty when there is none.
+    std::string DottedBlockText(const Named& name) const
+    {
+        const std::string& key = name.key;
+        if (key.empty() || Anonymous() || !loaded) {
+            return "";
+        }
+        for (size_t i = 0; i < headers.size(); ++i) {
+            const std::string_view held = HeaderName(i);
+            if (headers[i].first && held.size() > name.parts.block.size() && key.size() > held.size() + 1
+                && key.compare(0, held.size(), held.data(), held.size()) == 0 && key[held.size()] == '.') {
+                return "; line " + std::to_string(LineNumber(headers[i].at)) + " holds the block '"
+                       + std::string(held) + "', whose name holds '.': address its entry as "
+                       + Address(std::string(held), key.substr(held.size() + 1)) + " (BLOCK ENTRY apart)";
+            }
+        }
+        return "";
+    }
+
+    // Why no lookup finds the entry, with what the file holds that the name
+    // was probably meant for.
+    std::string Missing(const Document& document, const Named& name) const
+    {
+        const std::string block(name.parts.block), entry(name.parts.entry);
+        return "no key " + name.Shown() + LookalikeText(block, entry, document.Lookalikes(block, entry))
+               + DottedBlockText(name);
+    }
+
+    // Whether `which` picks among the key's entries, found at `offsets`: 0,
+    // else -2 or kEditAmbiguous with the error saying why.
+    int Pick(const Document& document, const Named& name, const std::vector<size_t>& offsets, size_t which)
+    {
+        if (offsets.empty()) {
+            error = Missing(document, name);
+            return -2;
+        }
+        if ((which == kTheOnly && offsets.size() > 1) || (which != kTheOnly && which > offsets.size())) {
+            std::vector<size_t> lines;
+            for (size_t at : offsets) {
+                lines.push_back(LineNumber(at));
+            }
+            const std::string count = std::to_string(lines.size()) + (lines.size() == 1 ? " entry" : " entries");
+            error = which == kTheOnly ? name.Shown() + " names " + count + " (" + LineList(lines) + ")"
+                                      : "no entry " + std::to_string(which) + " of " + name.Shown() + ": it names "
+                                            + count + " (" + LineList(lines) + ")";
+            return which == kTheOnly ? kEditAmbiguous : -2;
+        }
+        return 0;
+    }
+
+    // Set, SetAt: the value of the entries `which` picks.
+    int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value)
+    {
+        if (!Editable() || value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
+            return EINVAL;
+        }
+        std::vector<size_t> offsets;
+        std::vector<Splice> splices;
+        ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
+            offsets.push_back(line.begin);
+            const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();
+            if (taken && stored != value) {
+                const size_t begin = static_cast<size_t>(stored.data() - text.data());
+                splices.push_back({begin, begin + stored.size(), value});
+            }
+        });
+        const int picked = Pick(document, name, offsets, which);
+        if (picked == 0) {
+            Apply(splices);
+        }
+        return picked;
+    }
+
+    // Remove, RemoveAt: the entries `which` picks, with their comments.
+    int RemoveEntries(const Document& document, const Named& name, size_t which)
+    {
+        if (!Editable()) {
+            return EINVAL;
+        }
+        std::vector<size_t> offsets;
+        ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view) {
+            offsets.push_back(line.begin);
+        });
+        const int picked = Pick(document, name, offsets, which);
+        if (picked != 0) {
+            return picked;
+        }
+        // The block's first section, or the whole file for "anonymous":
+        // where the matches stand.
+        size_t from = 0, to = kNone;
+        if (!Anonymous()) {
+            const size_t section = FindSection(name.parts.block);
+            from = headers[section].at;
+            to = SectionEnd(section);
+        }
+        size_t count = 0; // the entries of the key met so far
+        RemoveLines(Owned(from, to, [&](const CFGReport& report) {
+            return report.line.kind == CFGLineKind::kEntry && report.line.key == name.parts.entry
+                   && (++count == which || which == kEvery || which == kTheOnly);
+        }));
+        return 0;
+    }
 };
 
 Document::Document(Mode mode) : m_state(new State(mode)) {}
@@ -982,48 +1163,16 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
     return found;
 }
 
-namespace {
 
-// How an entry is shown in messages: "[a.b]k" where no key reaches it.
-std::string Shown(const std::string& block, const std::string& entry)
+std::string Document::Missing(const std::string& key) const
 {
-    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
+    return m_state->Missing(*this, m_state->Name(key));
 }
 
-// How to name an entry on zelcfg's command line, quoted: as a KEY, or as
-// BLOCK and ENTRY apart for a block whose name holds '.'.
-std::string Address(const std::string& block, const std::string& entry)
+std::string Document::Missing(const std::string& block, const std::string& entry) const
 {
-    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
-                                                : "'" + block + "' '" + entry + "'";
+    return m_state->Missing(*this, Named{{block, entry}, {}});
 }
-
-// The look-alikes of an entry, as a tail for a message.
-std::string LookalikeText(const std::string& block, const std::string& entry,
-                          const std::vector<Document::Lookalike>& lookalikes)
-{
-    std::string hint;
-    for (const Document::Lookalike& found : lookalikes) {
-        const std::string line = std::to_string(found.line);
-        if (!found.block.empty()) {
-            hint += "; line " + line + " holds the block '" + found.block
-                    + "': blanks around a block name are part of it, so address it as "
-                    + Address(found.block, entry) + " (quoted)";
-        } else if (found.key.empty()) {
-            hint += "; line " + line + " holds it under a repeated header (line "
-                    + std::to_string(found.repeatedHeaderLine)
-                    + "), which the library does not read: merge the two blocks";
-        } else {
-            const std::string held = found.key.substr(block.size() + 1);
-            hint += "; line " + line + " holds '" + Shown(block, held)
-                    + "': blanks around an entry name are part of it in block mode, so address it as "
-                    + Address(block, held) + " (quoted)";
-        }
-    }
-    return hint;
-}
-
-} // namespace
 
 size_t Document::UnreadEntries() const
 {
@@ -1040,32 +1189,14 @@ size_t Document::UnreadEntries() const
 
 int Document::Set(const std::string& key, const std::string& value)
 {
-    if (key.empty()) {
-        return EINVAL;
-    }
-    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
-    return Set(std::string(parts.block), std::string(parts.entry), value);
+    State& s = *m_state;
+    return key.empty() ? EINVAL : s.SetEntries(*this, s.Name(key), kTheOnly, value);
 }
 
 int Document::Set(const std::string& block, const std::string& entry, const std::string& value)
 {
-    State& s = *m_state;
-    if (!s.Editable() || value.find('\n') != std::string::npos || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
-        return EINVAL;
-    }
-    int result = -2;
-    std::vector<Splice> splices;
-    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
-        result = 0;
-        if (stored != value) {
-            const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
-            splices.push_back({begin, begin + stored.size(), value});
-        }
-    });
-    s.Apply(splices);
-    return result;
+    return m_state->SetEntries(*this, Named{{block, entry}, {}}, kTheOnly, value);
 }
-
 
 std::vector<size_t> Document::Lines(const std::string& block, const std::string& entry) const
 {
@@ -1082,27 +1213,7 @@ std::vector<size_t> Document::Lines(const std::string& block, const std::string&
 
 int Document::SetAt(const std::string& block, const std::string& entry, size_t index, const std::string& value)
 {
-    State& s = *m_state;
-    if (index == 0) {
-        return Set(block, entry, value);
-    }
-    if (!s.Editable() || value.find('\n') != std::string::npos || (s.Anonymous() && s.HasSpaceAtEnds(value))) {
-        return EINVAL;
-    }
-    size_t count = 0;
-    int result = -2;
-    std::vector<Splice> splices;
-    s.ForEachMatch(CFGKeyParts{block, entry}, [&](const Line&, std::string_view, std::string_view stored) {
-        if (++count == index) {
-            result = 0;
-            if (stored != value) {
-                const size_t begin = static_cast<size_t>(stored.data() - s.text.data());
-                splices.push_back({begin, begin + stored.size(), value});
-            }
-        }
-    });
-    s.Apply(splices);
-    return result;
+    return m_state->SetEntries(*this, Named{{block, entry}, {}}, index, value);
 }
 
 int Document::Append(const std::string& block, const std::string& entryName, const std::string& value)
@@ -1134,24 +1245,17 @@ int Document::Add(const std::string& key, const std::string& value)
         return EINVAL;
     }
     State& s = *m_state;
-    const CFGKeyParts parts = CFGSplitKey(key, s.Anonymous());
+    const Named name = s.Name(key);
     // A block whose name is a longer prefix of the key is most likely what
-    // was meant: "Net.eth0.Address" with [Net.eth0] held.
-    if (!s.Anonymous() && s.Editable()
-        && CFGCheckWritable(parts.block, parts.entry, value, nullptr) == CFGWritable::kWritable) {
-        for (size_t i = 0; i < s.headers.size(); ++i) {
-            const std::string_view held = s.HeaderName(i);
-            if (s.headers[i].first && held.size() > parts.block.size() && key.size() > held.size() + 1
-                && key.compare(0, held.size(), held.data(), held.size()) == 0 && key[held.size()] == '.') {
-                const std::string name(held), entry = key.substr(held.size() + 1);
-                s.error = "refusing to add " + key + "; line " + std::to_string(s.LineNumber(s.headers[i].at))
-                          + " holds the block '" + name + "', whose name holds '.': address its entry as "
-                          + Address(name, entry) + " (BLOCK ENTRY apart)";
-                return kEditAmbiguous;
-            }
+    // was meant: adding beside it would write where no reader looks.
+    if (s.Editable() && CFGCheckWritable(name.parts.block, name.parts.entry, value, nullptr) == CFGWritable::kWritable) {
+        const std::string dotted = s.DottedBlockText(name);
+        if (!dotted.empty()) {
+            s.error = "refusing to add " + key + dotted;
+            return kEditAmbiguous;
         }
     }
-    return Add(std::string(parts.block), std::string(parts.entry), value);
+    return Add(std::string(name.parts.block), std::string(name.parts.entry), value);
 }
 
 int Document::Add(const std::string& block, const std::string& entryName, const std::string& value)
@@ -1210,47 +1314,18 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
 
 int Document::Remove(const std::string& key)
 {
-    if (key.empty()) {
-        return EINVAL;
-    }
-    const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
-    return Remove(std::string(parts.block), std::string(parts.entry));
+    State& s = *m_state;
+    return key.empty() ? EINVAL : s.RemoveEntries(*this, s.Name(key), kTheOnly);
 }
 
 int Document::Remove(const std::string& block, const std::string& entry)
 {
-    return RemoveAt(block, entry, 0);
+    return m_state->RemoveEntries(*this, Named{{block, entry}, {}}, kTheOnly);
 }
 
 int Document::RemoveAt(const std::string& block, const std::string& entry, size_t index)
 {
-    State& s = *m_state;
-    if (!s.Editable()) {
-        return EINVAL;
-    }
-    const CFGKeyParts parts{block, entry};
-    // The block's first section, or the whole file for "anonymous".
-    size_t from = 0, to = kNone;
-    if (!s.Anonymous()) {
-        const size_t section = s.FindSection(parts.block);
-        if (section == kNone) {
-            return -2;
-        }
-        from = s.headers[section].at;
-        to = s.SectionEnd(section);
-    } else if (parts.block != kCFGAnonymousBlock) {
-        return -2;
-    }
-    size_t count = 0; // the entries of the key met so far
-    const std::vector<Line> removed = s.Owned(from, to, [&](const CFGReport& report) {
-        return report.line.kind == CFGLineKind::kEntry && report.line.key == parts.entry
-               && (++count == index || index == 0);
-    });
-    if (removed.empty()) {
-        return -2;
-    }
-    s.RemoveLines(removed);
-    return 0;
+    return m_state->RemoveEntries(*this, Named{{block, entry}, {}}, index);
 }
 
 int Document::RemoveBlock(const std::string& name)
@@ -1292,6 +1367,7 @@ int Document::RemoveBlock(const std::string& name)
         }
     }
     if (removed.empty()) {
+        s.error = "no block " + name + LookalikeText(name, "", Lookalikes(name, ""));
         return -2;
     }
     s.RemoveLines(removed);

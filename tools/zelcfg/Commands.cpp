@@ -134,61 +134,6 @@ EntryName NameOf(const Invocation& invocation, bool apart, bool anonymous)
     return {std::string(parts.block), std::string(parts.entry), key};
 }
 
-// How to name an entry on the command line, quoted: as a KEY, or as BLOCK and
-// ENTRY apart for a block whose name holds '.', which no key reaches; the
-// block alone when there is no entry (remove-block).
-std::string Address(const std::string& block, const std::string& entry)
-{
-    if (entry.empty()) {
-        return "'" + block + "'";
-    }
-    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
-                                                : "'" + block + "' '" + entry + "'";
-}
-
-// What the file holds that looks like the entry but that the library does
-// not find under it, as a tail for a message; empty when there is nothing.
-std::string LookalikeHint(const Document& document, const EntryName& name)
-{
-    std::string hint;
-    for (const Document::Lookalike& found : document.Lookalikes(name.block, name.entry)) {
-        const std::string line = std::to_string(found.line);
-        if (!found.block.empty()) {
-            hint += "; line " + line + " holds the block '" + found.block
-                    + "': blanks around a block name are part of it, so address it as "
-                    + Address(found.block, name.entry) + " (quoted)";
-        } else if (found.key.empty()) {
-            hint += "; line " + line + " holds it under a repeated header (line "
-                    + std::to_string(found.repeatedHeaderLine)
-                    + "), which the library does not read: merge the two blocks";
-        } else {
-            const std::string entry = found.key.substr(name.block.size() + 1);
-            hint += "; line " + line + " holds '" + Shown(name.block, entry)
-                    + "': blanks around an entry name are part of it in block mode, so address it as "
-                    + Address(name.block, entry) + " (quoted)";
-        }
-    }
-    return hint;
-}
-
-// For a key that misses: a block whose name holds '.' and is a longer prefix
-// of the key, which only BLOCK and ENTRY apart reach, as a tail for a message.
-std::string DottedBlockHint(const Document& document, const EntryName& name, bool apart)
-{
-    const std::string& key = name.shown;
-    if (apart || document.GetMode() == Document::Mode::kAnonymous) {
-        return "";
-    }
-    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
-        if (block.size() > name.block.size() && key.size() > block.size() + 1
-            && key.compare(0, block.size(), block) == 0 && key[block.size()] == '.') {
-            return "; the block '" + block + "' holds '.': address its entry as "
-                   + Address(block, key.substr(block.size() + 1)) + " (BLOCK ENTRY apart)";
-        }
-    }
-    return "";
-}
-
 // Writes the output, ending each piece with NUL under --null, else with a
 // line feed.
 void Emit(const Invocation& invocation, const std::string& text)
@@ -201,7 +146,7 @@ int Get(const Invocation& invocation, const Input& input)
 {
     const bool apart = invocation.operands.size() == 3;
     const EntryName name = NameOf(invocation, apart, input.Anonymous());
-    std::string raw, text, hint;
+    std::string raw, text, missing = "no key " + name.shown;
     std::vector<std::string> values; // what to print
     int status = kExitFailure;
     if (input.backend == Backend::kXml) {
@@ -220,7 +165,7 @@ int Get(const Invocation& invocation, const Input& input)
         if (status == 0) {
             values = document.Values(name.block, name.entry);
         } else {
-            hint = LookalikeHint(document, name) + DottedBlockHint(document, name, apart);
+            missing = apart ? document.Missing(name.block, name.entry) : document.Missing(name.shown);
         }
     }
     if (status == 0) {
@@ -236,7 +181,7 @@ int Get(const Invocation& invocation, const Input& input)
         values.assign(1, text);
     }
     if (status == -2) {
-        return Fail(kExitNotFound, input.path, "no key " + name.shown + hint);
+        return Fail(kExitNotFound, input.path, missing);
     }
     if (invocation.Has(kOptionStrict)) {
         const std::string problem = PartialRead(invocation.type, raw);
@@ -292,41 +237,6 @@ bool Editable(const EntryName& name, const std::string& value, bool anonymous, s
     return false;
 }
 
-// "lines 3, 5 and 9", for messages.
-std::string LineList(const std::vector<size_t>& lines)
-{
-    std::string text = lines.size() == 1 ? "line " : "lines ";
-    for (size_t i = 0; i < lines.size(); ++i) {
-        text += (i == 0 ? "" : i + 1 == lines.size() ? " and " : ", ") + std::to_string(lines[i]);
-    }
-    return text;
-}
-
-// A key that names several entries is edited only as the options say: false
-// after refusing, with the count and the lines, when they say nothing.
-bool Repeated(const Invocation& invocation, const std::string& file, const EntryName& name,
-              const std::vector<size_t>& lines, const char* verb, int& status)
-{
-    if (lines.size() < 2 || invocation.Has(kOptionAll) || invocation.Has(kOptionIndex)
-        || invocation.Has(kOptionAdd)) {
-        return true;
-    }
-    const bool set = std::string(verb) == "sets";
-    status = Fail(kExitFailure, file, name.shown + " names " + std::to_string(lines.size()) + " entries ("
-                                          + LineList(lines) + "): --all " + verb + " every one, --index N the Nth"
-                                          + (set ? ", --add appends another" : ""));
-    return false;
-}
-
-// --index beyond the key's entries.
-int NoSuchEntry(const Invocation& invocation, const std::string& file, const EntryName& name,
-                const std::vector<size_t>& lines)
-{
-    return Fail(kExitNotFound, file, "no entry " + std::to_string(invocation.index) + " of " + name.shown + ": it names "
-                                         + std::to_string(lines.size()) + (lines.size() == 1 ? " entry" : " entries")
-                                         + (lines.empty() ? "" : " (" + LineList(lines) + ")"));
-}
-
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
@@ -338,7 +248,7 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
     const size_t named = invocation.operands.size() - (kind == EditKind::kSet ? 1 : 0);
     const bool apart = kind != EditKind::kRemoveBlock && named == 3;
     const EntryName name = NameOf(invocation, apart, anonymous);
-    std::string value, error;
+    std::string value, error, remedy;
     int status = kExitFailure;
     if (kind == EditKind::kSet && !ValueToSet(invocation, input.path, value, status)) {
         return status;
@@ -372,50 +282,43 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
                 || (!stored.empty() && stored.back() == '\r'))) {
             value += '\r';
         }
-        const std::vector<size_t> lines = document.Lines(name.block, name.entry);
-        if (!Repeated(invocation, input.path, name, lines, "sets", status)) {
-            return status;
-        }
-        if (invocation.Has(kOptionAdd) && !lines.empty()) {
-            status = document.Append(name.block, name.entry, value);
-        } else {
+        // The library refuses a key that names several entries; the options
+        // say which are meant.
+        remedy = ": --all sets every one, --index N the Nth, --add appends another";
+        if (invocation.Has(kOptionAdd)) {
+            status = document.Lines(name.block, name.entry).empty() ? -2
+                                                                    : document.Append(name.block, name.entry, value);
+        } else if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
             status = document.SetAt(name.block, name.entry, invocation.index, value);
+        } else {
+            status = apart ? document.Set(name.block, name.entry, value) : document.Set(name.shown, value);
         }
-        if (status == -2 && invocation.Has(kOptionIndex)) {
-            return NoSuchEntry(invocation, input.path, name, lines);
-        }
-        if (status == -2) {
+        if (status == -2 && !invocation.Has(kOptionIndex)) {
             // The library decides whether adding is safe: a key names the
             // block it splits to only where no dotted block is meant.
             status = apart || anonymous ? document.Add(name.block, name.entry, value)
                                         : document.Add(name.shown, value);
-            if (status == zelconfig::kEditAmbiguous) {
-                return Fail(kExitFailure, input.path, document.Error());
-            }
+            remedy = "";
         }
     } else if (kind == EditKind::kUnset) {
-        const std::vector<size_t> lines = document.Lines(name.block, name.entry);
-        if (!Repeated(invocation, input.path, name, lines, "removes", status)) {
-            return status;
-        }
-        status = document.RemoveAt(name.block, name.entry, invocation.index);
-        if (status == -2 && invocation.Has(kOptionIndex) && !lines.empty()) {
-            return NoSuchEntry(invocation, input.path, name, lines);
-        }
-        if (status == -2) {
-            return Fail(kExitNotFound, input.path,
-                        "no key " + name.shown + LookalikeHint(document, name) + DottedBlockHint(document, name, apart));
+        remedy = ": --all removes every one, --index N the Nth";
+        if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
+            status = document.RemoveAt(name.block, name.entry, invocation.index);
+        } else {
+            status = apart ? document.Remove(name.block, name.entry) : document.Remove(name.shown);
         }
     } else {
-        const std::string& block = invocation.operands[1];
-        status = document.RemoveBlock(block);
-        if (status == -2) {
-            return Fail(kExitNotFound, input.path, "no block " + block + LookalikeHint(document, {block, "", block}));
-        }
+        status = document.RemoveBlock(invocation.operands[1]);
         if (status == EINVAL && anonymous) {
             return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
                                                   "remove them one by one");
         }
+    }
+    if (status == -2) {
+        return Fail(kExitNotFound, input.path, document.Error());
+    }
+    if (status == zelconfig::kEditAmbiguous) {
+        return Fail(kExitFailure, input.path, document.Error() + remedy);
     }
     if (status != 0) {
         return Fail(kExitFailure, input.path, "cannot edit the file (status " + std::to_string(status) + ")");
