@@ -54,9 +54,8 @@ public:
             ADD_FAILURE_AT("README.md", line) << "the value is " << actual << ", not " << promised;
         }
     }
-    // "written as": read back from the file by a fresh reader, after the example.
+    // "written as": read back by a fresh reader after the example (CheckWritten).
     void Written(const std::string& key, const std::string& text) { m_written.emplace_back(key, text); }
-
     void CheckWritten() const
     {
         CZelConfigReader reader(m_first);
@@ -102,33 +101,25 @@ void PrintTo(const ReadmeCase& row, std::ostream* os)
     *os << row.name;
 }
 
+// The shipped sample.cfg's blocks with Port=8080, as a save writes them.
+const std::string kNet = "# Sample configuration of a small network device.\n[Net]\n"
+                         "; address of the management server\nHost=10.0.0.1\nPort=8080\nTimeout=2.5\n";
+const std::string kLogging = "# Blocks are saved in name order, so this one comes first in a saved copy.\n"
+                             "[Logging]\nLevel=warning\n; rotate after this many bytes\nMaxSize=0x100000\n";
+
 const ReadmeCase kCases[] = {
-    // The front end's save: the whole file in the normalised form.
-    {"ParserSetAndSave", "CZelConfigParser config;", "/etc/device.cfg",
-     "# Blocks are saved in name order, so this one comes first in a saved copy.\n"
-     "[Logging]\nLevel=warning\n; rotate after this many bytes\nMaxSize=0x100000\n"
-     "# Sample configuration of a small network device.\n"
-     "[Net]\n; address of the management server\nHost=10.0.0.1\nPort=8080\nTimeout=2.5\nEnabled=TRUE\n"},
-    {"EngineSaveToCopy", "CCFGParser parser;", "/etc/device-copy.cfg",
-     "# Blocks are saved in name order, so this one comes first in a saved copy.\n"
-     "[Logging]\nLevel=warning\n; rotate after this many bytes\nMaxSize=0x100000\n"
-     "# Sample configuration of a small network device.\n"
-     "[Net]\n; address of the management server\nHost=10.0.0.1\nPort=8080\nTimeout=2.5\nEnabled=FALSE\n"},
+    // The front end's and the engine's saves: the whole file, normalised.
+    {"ParserSetAndSave", "CZelConfigParser config;", "/etc/device.cfg", kLogging + kNet + "Enabled=TRUE\n"},
+    {"EngineSaveToCopy", "CCFGParser parser;", "/etc/device-copy.cfg", kLogging + kNet + "Enabled=FALSE\n"},
     // The document: one value's bytes and one added line, all else kept.
     {"DocumentSetAndAdd", "zelconfig::Document file;", "/etc/device.cfg",
-     "# Sample configuration of a small network device.\n"
-     "[Net]\n; address of the management server\nHost=10.0.0.1\nPort=8080\nTimeout=2.5\nEnabled=FALSE\n"
-     "Mask=24\n\n"
-     "# Blocks are saved in name order, so this one comes first in a saved copy.\n"
-     "[Logging]\nLevel=warning\n; rotate after this many bytes\nMaxSize=0x100000\n"},
+     kNet + "Enabled=FALSE\nMask=24\n\n" + kLogging},
     // XML through the plug-in: only the value's bytes change.
     {"XmlSetAndSave", "CZelConfigParser config(\"/etc/device.xml\");", "/etc/device.xml",
-     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-     "<!-- Sample configuration of a small network device. -->\n"
-     "<Device>\n  <!-- address of the management server -->\n  <Net Host=\"10.0.0.1\">\n"
-     "    <Port>8080</Port>\n    <Timeout>2.5</Timeout>\n  </Net>\n  <Logging Level=\"warning\">\n"
-     "    <!-- rotate after this many bytes -->\n    <MaxSize>0x100000</MaxSize>\n  </Logging>\n"
-     "</Device>\n"},
+     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- Sample configuration of a small network device. -->\n"
+     "<Device>\n  <!-- address of the management server -->\n  <Net Host=\"10.0.0.1\">\n    <Port>8080</Port>\n"
+     "    <Timeout>2.5</Timeout>\n  </Net>\n  <Logging Level=\"warning\">\n    <!-- rotate after this many bytes -->\n"
+     "    <MaxSize>0x100000</MaxSize>\n  </Logging>\n</Device>\n"},
 };
 
 TEST(ReadmeExamples, EachHasItsRow)
