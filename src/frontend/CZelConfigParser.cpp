@@ -30,8 +30,10 @@ int CZelConfigParser::Parse(const std::string& strPath)
 
     // The reader's Parse frees the data the writer back end may still hold:
     // nothing may be freed twice or used after it is gone. The CFG back ends
-    // see to it themselves; a writer of any other kind is detached first.
-    if (MustDetachBeforeReplacing(m_pReader, m_pWriter)) {
+    // see to it themselves once connected (the caller may have handed the
+    // writer side the reader's data); a writer of any other kind is detached.
+    Connect(m_pReader, m_pWriter);
+    if (MustDetachBeforeReplacing(m_pWriter)) {
         CZelConfigWriter::SetDataPtr(nullptr);
     }
     int result = CZelConfigReader::Parse(strPath);

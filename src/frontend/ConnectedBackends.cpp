@@ -90,13 +90,9 @@ void Connect(IConfigReader* reader, IConfigWriter* writer)
     borrower->m_lender = lender;
 }
 
-bool MustDetachBeforeReplacing(IConfigReader* reader, IConfigWriter* writer)
+bool MustDetachBeforeReplacing(const IConfigWriter* writer)
 {
-    if (dynamic_cast<ConnectedCFGWriter*>(writer) == nullptr) {
-        return writer != nullptr;
-    }
-    Connect(reader, writer);
-    return false;
+    return writer != nullptr && dynamic_cast<const ConnectedCFGWriter*>(writer) == nullptr;
 }
 
 } // namespace zelconfig

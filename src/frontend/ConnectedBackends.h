@@ -64,11 +64,11 @@ private:
 // the writer holds the reader's parser.
 void Connect(IConfigReader* reader, IConfigWriter* writer);
 
-// Whether `writer` must be detached before `reader` is replaced: only a back
-// end of another kind, which may hold the reader's data unseen. A CFG writer
-// on the reader's parser is connected instead and learns of its end quietly;
+// Whether `writer` must be detached before its reader is replaced: only a
+// back end of another kind, which may hold the reader's data unseen. A CFG
+// writer on the reader's parser learns of its end quietly once connected;
 // one on other data (or none) is left as it is.
-bool MustDetachBeforeReplacing(IConfigReader* reader, IConfigWriter* writer);
+bool MustDetachBeforeReplacing(const IConfigWriter* writer);
 
 } // namespace zelconfig
 
