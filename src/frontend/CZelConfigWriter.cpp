@@ -2,7 +2,6 @@
 
 #include <new>
 
-#include "CCFGWriter.h"
 #include "IConfigWriter.h"
 #include "frontend/Backend.h"
 #include "frontend/ConnectedBackends.h"
