@@ -100,6 +100,28 @@ TEST(WriterFrontEnd, CreateBindsWithoutLoadingParseLoads)
     EXPECT_EQ(parsed.Save(), EINVAL) << "the old back end is gone";
 }
 
+// A writer front end that the caller hands a reader front end's CFG data
+// follows it as the parser front end's two sides do: a reader that goes
+// first leaves it without data, quietly, and the data is freed once.
+TEST(WriterFrontEnd, HandedAReadersDataOutlivesTheReader)
+{
+    TempDir dir;
+    const std::string path = dir.Write("a.cfg", kFile);
+    CZelConfigWriter writer;
+    ASSERT_EQ(writer.Create(path), 0);
+    {
+        CZelConfigReader reader(path);
+        writer.SetDataPtr(reader.GetDataPtr());
+        EXPECT_EQ(writer.Set("V.k", 1), 0);
+        EXPECT_EQ(reader.GetInt("V.k"), 1) << "one copy of the data";
+        capture_log::Reset(1u << 9);
+    }
+    EXPECT_EQ(writer.Set("V.k", 2), 7);
+    EXPECT_EQ(writer.Save(), EINVAL);
+    EXPECT_EQ(capture_log::Text(), "");
+    EXPECT_EQ(ReadFile(path), kFile);
+}
+
 TEST(ParserFrontEnd, ReadChangeSaveAndReadBack)
 {
     TempDir dir;

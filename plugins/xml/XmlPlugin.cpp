@@ -4,16 +4,15 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
 #include <unistd.h>
-#include <unordered_map>
 
 #include "IConfigReader.h"
 #include "IConfigWriter.h"
 #include "XmlDocument.h"
 #include "XmlLog.h"
+#include "ZelConfigLending.h"
 
 using zelconfig::xml::XmlDocument;
 using zelconfig::xml::XmlError;
@@ -23,45 +22,12 @@ namespace {
 
 using Document = std::shared_ptr<XmlDocument>;
 
-// The documents this plug-in's readers have handed out through GetDataPtr. A
-// writer takes only those, and shares them: a pointer from another back end
-// (a CZelConfigParser on "a.xml.inf" reads through the CFG engine but writes
+// The documents this plug-in's readers hand out through GetDataPtr. A writer
+// takes only those, and shares them: a pointer of another back end (a
+// CZelConfigParser on "a.xml.inf" reads through the CFG engine but writes
 // through this plug-in) is refused, and a document lives until both its
 // reader and every writer given it let go, in whichever order.
-std::mutex g_lentMutex;
-
-// Never destroyed: a reader held by an application's static object may let
-// its document go after this library's own statics are gone, at exit.
-std::unordered_map<const void*, std::weak_ptr<XmlDocument>>& Lent()
-{
-    static auto* lent = new std::unordered_map<const void*, std::weak_ptr<XmlDocument>>;
-    return *lent;
-}
-
-// Records the document as handed out and returns the handle for GetDataPtr.
-void* Lend(const Document& document)
-{
-    std::lock_guard<std::mutex> lock(g_lentMutex);
-    Lent()[document.get()] = document;
-    return document.get();
-}
-
-// Forgets a reader's document when the reader lets it go.
-void Unlend(const Document& document)
-{
-    if (document) {
-        std::lock_guard<std::mutex> lock(g_lentMutex);
-        Lent().erase(document.get());
-    }
-}
-
-// The handed-out document behind a SetDataPtr handle; null for any other pointer.
-Document Borrow(void* data)
-{
-    std::lock_guard<std::mutex> lock(g_lentMutex);
-    const auto lent = Lent().find(data);
-    return lent != Lent().end() ? lent->second.lock() : Document();
-}
+using Lent = zelconfig::Lending<XmlDocument>;
 
 // A new document loaded from `path`, or null with the failure logged and
 // its status in `status`.
@@ -96,12 +62,12 @@ class XmlReader : public IConfigReader
 {
 public:
     explicit XmlReader(const char* path) : m_path(path != nullptr ? path : "") {}
-    ~XmlReader() override { Unlend(m_document); }
+    ~XmlReader() override { Lent::Forget(m_document.get()); }
 
     int ParseFile(const std::string& path) override
     {
         m_path = path;
-        Unlend(m_document);
+        Lent::Forget(m_document.get());
         int status;
         m_document = Load(path, status);
         return status;
@@ -134,7 +100,7 @@ public:
     }
 
     // The document, for this plug-in's writer only.
-    void* GetDataPtr() override { return m_document ? Lend(m_document) : nullptr; }
+    void* GetDataPtr() override { return m_document ? Lent::Lend(m_document) : nullptr; }
 
 private:
     std::string m_path;
@@ -200,7 +166,7 @@ public:
             XML_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
             return;
         }
-        m_document = Borrow(data);
+        m_document = Lent::Borrow(data);
         if (!m_document) {
             XML_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
         }

@@ -11,9 +11,8 @@ CZelConfigParser::CZelConfigParser(const std::string& strPath)
     : CZelConfigReader(strPath), CZelConfigWriter(strPath, 1u)
 {
     ZEL_LOG(kLogTrace, "CZelConfigParser", "File Path %s", strPath.c_str());
-    // Connected even after a failed parse: the writer then gets what there is.
+    // Lent even after a failed parse: the writer then gets what there is.
     CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
-    Connect(m_pReader, m_pWriter);
 }
 
 CZelConfigParser::~CZelConfigParser()
@@ -31,7 +30,7 @@ int CZelConfigParser::Parse(const std::string& strPath)
     // The reader's Parse frees the data the writer back end may still hold:
     // nothing may be freed twice or used after it is gone. The CFG back ends
     // see to it themselves; a writer of any other kind is detached first.
-    if (MustDetachBeforeReplacing(m_pReader, m_pWriter)) {
+    if (MustDetachBeforeReplacing(m_pWriter)) {
         CZelConfigWriter::SetDataPtr(nullptr);
     }
     int result = CZelConfigReader::Parse(strPath);
@@ -39,7 +38,6 @@ int CZelConfigParser::Parse(const std::string& strPath)
         result = CZelConfigWriter::Create(strPath);
         if (result == 0) {
             CZelConfigWriter::SetDataPtr(CZelConfigReader::GetDataPtr());
-            Connect(m_pReader, m_pWriter);
         }
     }
     ZEL_LOG(kLogTrace, "Parse", "-");

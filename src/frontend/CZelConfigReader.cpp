@@ -1,13 +1,7 @@
 #include "CZelConfigReader.h"
 
-#include <cctype>
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <new>
-#include <strings.h>
 
-#include "CCFGReader.h"
 #include "IConfigReader.h"
 #include "frontend/Backend.h"
 #include "frontend/ConnectedBackends.h"

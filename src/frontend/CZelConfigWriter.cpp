@@ -1,12 +1,11 @@
 #include "CZelConfigWriter.h"
 
 #include <new>
-#include <sstream>
 
-#include "CCFGWriter.h"
 #include "IConfigWriter.h"
 #include "frontend/Backend.h"
 #include "frontend/ConnectedBackends.h"
+#include "frontend/ValueConversion.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -100,16 +99,6 @@ int NoWriter(const char* function)
     return 22;
 }
 
-// A number as a fresh, default-formatted stream writes it: the global
-// locale's decimal point and grouping, %g with 6 digits for floating point.
-template <class T>
-std::string FormatNumber(T value)
-{
-    std::stringstream stream;
-    stream << value;
-    return stream.str();
-}
-
 } // namespace
 
 int CZelConfigWriter::Set(const std::string& strKey, const std::string& strValue)
@@ -145,7 +134,7 @@ int CZelConfigWriter::SetBool(const std::string& strKey, unsigned int uiValue)
                 static_cast<int>(uiValue));
         return 7;
     }
-    return m_pWriter->SetValue(strKey, uiValue == 1 ? "TRUE" : "FALSE");
+    return m_pWriter->SetValue(strKey, FormatBool(uiValue == 1));
 }
 
 int CZelConfigWriter::Save()

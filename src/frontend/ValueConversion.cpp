@@ -49,14 +49,16 @@ unsigned int StrToU32(const char* text, int base)
 
 } // namespace
 
+bool IsHexInt(const std::string& text)
+{
+    return text.size() >= 3 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+}
+
 int ConvertInt(const std::string& raw, int& value)
 {
     errno = 0;
-    // "0x1A" and "0X1a" are hexadecimal; there is no octal, so "010" is ten.
-    const bool hex = raw.size() >= 3 && raw[0] == '0'
-                      && std::toupper(static_cast<unsigned char>(raw[1])) == 'X';
     // Wrap-around into int is meant: "0xffffffff" and "-1" both give -1.
-    value = static_cast<int>(StrToU32(raw.c_str(), hex ? 16 : 10));
+    value = static_cast<int>(StrToU32(raw.c_str(), IsHexInt(raw) ? 16 : 10));
     const int error = errno;
     if (error != 0) {
         ZEL_LOG(kLogError, "GetInt", "Error converting string %s to int, errno=%d", raw.c_str(),
@@ -111,6 +113,11 @@ int ConvertString(const std::string& raw, std::string& value)
 {
     value = TrimLineEnds(raw);
     return 0;
+}
+
+const char* FormatBool(bool value)
+{
+    return value ? "TRUE" : "FALSE";
 }
 
 } // namespace zelconfig

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <sstream>
 #include <strings.h>
 
 #include "frontend/ValueConversion.h"
@@ -99,9 +98,9 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     }
     if (type == ValueType::kBool) {
         if (strcasecmp(raw.c_str(), "true") == 0 || raw == "1") {
-            value = "TRUE";
+            value = zelconfig::FormatBool(true);
         } else if (strcasecmp(raw.c_str(), "false") == 0 || raw == "0") {
-            value = "FALSE";
+            value = zelconfig::FormatBool(false);
         } else {
             error = "'" + raw + "' is no bool (true, false, 1 or 0)";
             return false;
@@ -110,31 +109,27 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     }
     errno = 0;
     char* end = nullptr;
-    std::ostringstream stream; // default formatting, as the library's Set
+    std::string written; // as the library's setters write it
     if (type == ValueType::kInt) {
-        // Decimal, or hexadecimal after "0x", as the getter reads: no octal.
-        const bool hex = raw.size() >= 3 && raw[0] == '0' && (raw[1] == 'x' || raw[1] == 'X');
-        const long number = std::strtol(raw.c_str(), &end, hex ? 16 : 10);
+        // Decimal or hexadecimal, as the getter reads, but within an int.
+        const long number = std::strtol(raw.c_str(), &end, zelconfig::IsHexInt(raw) ? 16 : 10);
         if (errno == 0 && number >= INT32_MIN && number <= INT32_MAX) {
-            stream << static_cast<int>(number);
-        }
-    } else if (type == ValueType::kFloat) {
-        // strtof reports what does not fit a float, as the getter does.
-        const float number = std::strtof(raw.c_str(), &end);
-        if (errno == 0) {
-            stream << static_cast<double>(number);
+            written = zelconfig::FormatNumber(static_cast<int>(number));
         }
     } else {
-        const double number = std::strtod(raw.c_str(), &end);
+        // strtof reports what does not fit a float, as the getter does; the
+        // setters write a float as a double.
+        const double number = type == ValueType::kFloat ? std::strtof(raw.c_str(), &end)
+                                                        : std::strtod(raw.c_str(), &end);
         if (errno == 0) {
-            stream << number;
+            written = zelconfig::FormatNumber(number);
         }
     }
-    if (raw.empty() || end == nullptr || *end != '\0' || stream.str().empty()) {
+    if (raw.empty() || end == nullptr || *end != '\0' || written.empty()) {
         error = "'" + raw + "' is no " + (type == ValueType::kInt ? "int" : "number") + " in range";
         return false;
     }
-    value = stream.str();
+    value = written;
     return true;
 }
 
@@ -200,8 +195,7 @@ std::string PartialRead(ValueType type, const std::string& raw)
     if (type == ValueType::kInt) {
         // Hexadecimal after "0x" is a 32-bit pattern (0xffffffff is -1);
         // decimal must fit an int.
-        const bool hex = text.size() >= 3 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-        if (hex) {
+        if (zelconfig::IsHexInt(text)) {
             inRange = std::strtoull(begin, &end, 16) <= UINT32_MAX;
         } else {
             const long long number = std::strtoll(begin, &end, 10);
