@@ -102,6 +102,9 @@ public:
     // control character but tab and line ends; anything but ASCII in a file
     // declared in another encoding than UTF-8).
     int Set(const std::string& key, const std::string& value);
+    // The same, refusing (kEditRefused, `why` saying how many and where) a
+    // key that names several matches unless `all`.
+    int Set(const std::string& key, const std::string& value, std::string& why, bool all);
     // For a key that names nothing: the key with neighbouring parts joined
     // into one quoted name where that names something (a.b.c names <c> in
     // <b> in <a>; a."b.c" names <b.c> in <a>); else empty.
@@ -242,6 +245,7 @@ private:
     bool JoinedRefusal(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
                        bool attributes, std::string& why) const;
     std::vector<size_t> LinesOf(const std::vector<size_t>& offsets) const;
+    std::string Several(const std::string& key, std::vector<size_t> offsets, bool attributes) const;
     int StartEdit(const std::string& key, const std::string& value, std::string& scratch,
                   std::vector<KeyPart>& parts, std::string& why) const;
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
