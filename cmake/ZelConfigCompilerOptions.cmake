@@ -49,9 +49,11 @@ endfunction()
 # and an empty entry means the current directory: a program run from the
 # build tree would load any library lying there. So installed programs are
 # linked with their install-time path from the start, and the build tree
-# holds the one link that makes that path lead to the build's libraries;
-# installed shared libraries carry no run path (whatever loads them has
-# loaded their dependencies, or finds them in the system's places).
+# holds the one link that makes that path lead to the build's libraries.
+# A shared library that needs libZelConfig (the document library, the
+# plug-in) finds it in its own directory ($ORIGIN), where both are
+# installed: a program linked --as-needed to it alone, from a prefix outside
+# the loader's paths, would otherwise not start. Others carry no run path.
 function(zelconfig_install_runpath target)
   get_target_property(_type ${target} TYPE)
   if(_type STREQUAL "EXECUTABLE")
@@ -69,6 +71,12 @@ function(zelconfig_install_runpath target)
       set_target_properties(${target} PROPERTIES SKIP_BUILD_RPATH ON)
     endif()
   else()
-    set_target_properties(${target} PROPERTIES SKIP_BUILD_RPATH ON INSTALL_RPATH "")
+    get_target_property(_links ${target} LINK_LIBRARIES)
+    if(CMAKE_SYSTEM_NAME STREQUAL "Linux"
+       AND ("ZelConfig" IN_LIST _links OR "ZelConfig::ZelConfig" IN_LIST _links))
+      set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
+    else()
+      set_target_properties(${target} PROPERTIES SKIP_BUILD_RPATH ON INSTALL_RPATH "")
+    endif()
   endif()
 endfunction()

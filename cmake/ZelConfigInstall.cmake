@@ -87,7 +87,30 @@ else()
   string(REGEX REPLACE "/$" "" _zelconfig_pc_up "${_zelconfig_pc_up}")
   set(ZELCONFIG_PC_PREFIX "\${pcfiledir}/${_zelconfig_pc_up}")
 endif()
-foreach(pc IN ITEMS zelconfig zelconfig-logdefault zelconfig-document)
-  configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${ZELCONFIG_INSTALL_PKGCONFIGDIR})
+# zelconfig.pc's Libs (which the others require) add a run path to the
+# libdir when it is none of the loader's own, so that a program built with
+# them starts from such a prefix. That is decided at install time, when
+# `cmake --install --prefix` may have named another prefix than the
+# configured one (ZelConfigPkgConfigRunpath.cmake); here @ZELCONFIG_PC_RPATH@
+# is kept for it.
+set(ZELCONFIG_PC_RPATH "@ZELCONFIG_PC_RPATH@")
+# The loader's own directories: those the toolchain and CMake take as
+# implicit, with the multiarch ones of the platform's.
+set(_zelconfig_loader_dirs ${CMAKE_PLATFORM_IMPLICIT_LINK_DIRECTORIES} ${CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES})
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  foreach(dir IN LISTS CMAKE_PLATFORM_IMPLICIT_LINK_DIRECTORIES)
+    list(APPEND _zelconfig_loader_dirs ${dir}/${CMAKE_LIBRARY_ARCHITECTURE})
+  endforeach()
+endif()
+set(_zelconfig_pc_files zelconfig zelconfig-logdefault zelconfig-document)
+foreach(pc IN LISTS _zelconfig_pc_files)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in ${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc.in @ONLY)
+endforeach()
+install(CODE "set(ZELCONFIG_PC_DIR [[${PROJECT_BINARY_DIR}/pkgconfig]])
+set(ZELCONFIG_PC_FILES [[${_zelconfig_pc_files}]])
+set(ZELCONFIG_PC_INSTALL_LIBDIR [[${CMAKE_INSTALL_LIBDIR}]])
+set(ZELCONFIG_PC_LOADER_DIRS [[${_zelconfig_loader_dirs}]])
+include([[${CMAKE_CURRENT_LIST_DIR}/ZelConfigPkgConfigRunpath.cmake]])")
+foreach(pc IN LISTS _zelconfig_pc_files)
+  install(FILES ${PROJECT_BINARY_DIR}/pkgconfig/${pc}.pc DESTINATION ${ZELCONFIG_INSTALL_PKGCONFIGDIR})
 endforeach()

@@ -76,6 +76,15 @@ foreach(check IN ITEMS default own-log document)
   set_tests_properties(package_consumer_pkgconfig_${check} PROPERTIES FIXTURES_REQUIRED zelconfig_stage)
 endforeach()
 
+# Programs of every exported target and pkg-config module start with no
+# LD_LIBRARY_PATH, the package in a prefix outside the loader's paths.
+foreach(check IN ITEMS cmake pkgconfig)
+  add_test(NAME package_runpath_${check}
+    COMMAND ${CMAKE_COMMAND} -DCHECK=${check} ${_package_vars} -DGENERATOR=${CMAKE_GENERATOR}
+            -DMAKE_PROGRAM=${CMAKE_MAKE_PROGRAM} -P ${_package_scripts}/RunpathConsumers.cmake)
+  set_tests_properties(package_runpath_${check} PROPERTIES FIXTURES_REQUIRED zelconfig_stage)
+endforeach()
+
 if(TARGET Zel_XMLConfigParser)
   # The plug-in is found through the library search path, as on the target.
   add_test(NAME package_consumer_cmake_xml

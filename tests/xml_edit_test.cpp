@@ -179,6 +179,19 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
     EditCase{"RemoveThreeRefused", kDotted, {"unset", "a.xml", "includes.include"}, 2, "", "", "",
              "zelcfg: a.xml: includes.include names 3 elements, on lines 8, 9 and 10; an index picks one, as in "
              "includes.include[1]\n"},
+    EditCase{"RemoveAllThree", kDotted, {"unset", "--all", "a.xml", "includes.include"}, 0,
+             "    <include>a</include>\n    <include>b</include>\n    <include>c</include>\n", ""},
+    EditCase{"RemoveAllKeepsCommentBetween", kDevice, {"unset", "a.xml", "Net.Interface", "--all"}, 0,
+             "    <Interface id=\"1\">\n      <Name>eth0</Name>\n    </Interface>\n    <!-- second port -->\n"
+             "    <Interface id=\"2\">\n      <Name>eth1</Name>\n    </Interface>\n",
+             "    <!-- second port -->\n"},
+    EditCase{"RemoveAllAttributes", kDevice, {"unset", "--all", "a.xml", "Net.Interface.id"}, 0,
+             "<Interface id=\"1\">\n      <Name>eth0</Name>\n    </Interface>\n    <!-- second port -->\n"
+             "    <Interface id=\"2\">",
+             "<Interface>\n      <Name>eth0</Name>\n    </Interface>\n    <!-- second port -->\n    <Interface>"},
+    EditCase{"RemoveAllOfOne", kDevice, {"unset", "--all", "a.xml", "Log"}, 0, "  <Log/>\n", ""},
+    EditCase{"RemoveAllMissing", kDotted, {"unset", "--all", "a.xml", "includes.exclude"}, 1, "", "", "",
+             "zelcfg: a.xml: no key includes.exclude\n"},
     EditCase{"RemoveOneOfThree", kDotted, {"unset", "a.xml", "includes.include[3]"}, 0,
              "    <include>c</include>\n", ""},
     // A name that holds dots is quoted; its dots unquoted would name other elements.

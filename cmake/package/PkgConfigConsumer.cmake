@@ -74,25 +74,8 @@ void ZelLog(int, int level, const char* function, const char* format, ...)
   package_pass("a consumer's own logger, declared by ZelConfigLog.h, receives the library's calls")
 
 elseif(CHECK STREQUAL "document")
-  file(WRITE ${WORK_DIR}/document_get.cpp [=[
-#include <cstdio>
-#include <string>
-
-#include <ZelConfigDocument.h>
-
-int main(int argc, char** argv)
-{
-    zelconfig::Document document;
-    std::string value;
-    if (argc != 3 || document.Load(argv[1]) != 0 || document.Get(argv[2], value) != 0) {
-        return 1;
-    }
-    std::printf("%s=%s\n", argv[2], value.c_str());
-    return 0;
-}
-]=])
   pkg_config_flags(flags zelconfig-document zelconfig-logdefault)
-  package_run(out err status g++ ${cxxflags} ${WORK_DIR}/document_get.cpp
+  package_run(out err status g++ ${cxxflags} ${CMAKE_CURRENT_LIST_DIR}/runpath-check/document_get.cpp
               -o ${WORK_DIR}/document_get ${flags})
   if(NOT status EQUAL 0)
     message("${err}")

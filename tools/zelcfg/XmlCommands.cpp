@@ -111,8 +111,9 @@ int XmlUnset(const Invocation& invocation, const Input& input)
         return status;
     }
     return EditXml(invocation, input, [&](XmlDocument& document) {
+        // Several elements are removed only when --all asks for every one.
         std::string why;
-        const int removed = document.Remove(key, why);
+        const int removed = document.Remove(key, why, invocation.Has(kOptionAll));
         if (removed == -2) {
             return Fail(kExitNotFound, input.path, "no key " + key);
         }
