@@ -797,7 +797,7 @@ int XmlDocument::Set(const std::string& key, const std::string& value, std::stri
     });
     if (targets.size() > 1 && !all) {
         why = Several(key, offsets, targets[0].second);
-        return kEditRefused;
+        return kEditSeveral;
     }
     for (const auto& target : targets) {
         m_changed[target.first] = Change{target.second, value};
@@ -857,7 +857,7 @@ int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
     }
     if (removals.size() > 1 && !all) {
         why = Several(key, offsets, removals[0].attribute);
-        return kEditRefused;
+        return kEditSeveral;
     }
     for (Structure& removal : removals) {
         m_structure.push_back(std::move(removal));

@@ -39,6 +39,9 @@ enum class KeyStyle
 
 // The status of an edit that Add and SetAttribute refuse, saying why.
 constexpr int kEditRefused = 5;
+// The status of a Set or Remove refused because the key names several
+// matches and one was asked for; `why` says how many and where.
+constexpr int kEditSeveral = 6;
 
 // Something in a well-formed file that readers take otherwise than it looks,
 // or that stricter XML readers refuse, for `zelconfig lint`.
@@ -102,7 +105,7 @@ public:
     // control character but tab and line ends; anything but ASCII in a file
     // declared in another encoding than UTF-8).
     int Set(const std::string& key, const std::string& value);
-    // The same, refusing (kEditRefused, `why` saying how many and where) a
+    // The same, refusing (kEditSeveral, `why` saying how many and where) a
     // key that names several matches unless `all`.
     int Set(const std::string& key, const std::string& value, std::string& why, bool all);
     // For a key that names nothing: the key with neighbouring parts joined
@@ -144,9 +147,10 @@ public:
     // Removes the element the key names, or, where it names an attribute,
     // that attribute: an element with its whole line when it stands alone
     // on it, an attribute with the blanks before it; with `all`, every one
-    // the key names. 0; -2 when nothing matches; kEditRefused with `why`
+    // the key names. 0; -2 when nothing matches; kEditSeveral with `why`
     // when the key names several and `all` is false (how many, on which
-    // lines), or names nothing but would with parts joined (JoinedKey).
+    // lines); kEditRefused with `why` when it names nothing but would with
+    // parts joined (JoinedKey).
     int Remove(const std::string& key, std::string& why, bool all = false);
 
     // The file's bytes with the changed values replaced; `original` must be
