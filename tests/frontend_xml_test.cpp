@@ -319,7 +319,10 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
     ToolCase{"GetTypedAttribute", {"get", "--type", "int", "a.xml", "Net.Port"}, 0, "80\n", "", ""},
     ToolCase{"GetMissing", {"get", "a.xml", "Net.X"}, 1, "", "zelcfg: a.xml: no key Net.X\n", ""},
     ToolCase{"List", {"list", "a.xml"}, 0, "v=1\nNet.Port=80\nNet.Host[1]=h\nNet.Host[2]=i\n", "", ""},
-    ToolCase{"SetEveryMatch", {"set", "a.xml", "Net.Host", "x"}, 0, "", "",
+    ToolCase{"SetOfSeveralRefused", {"set", "a.xml", "Net.Host", "x"}, 2, "",
+             "zelcfg: a.xml: Net.Host names 2 elements, on lines 2 and 2; an index picks one, as in Net.Host[1], or "
+             "--all sets every one\n", ""},
+    ToolCase{"SetEveryMatchWithAll", {"set", "--all", "a.xml", "Net.Host", "x"}, 0, "", "",
              "<c v=\"1\">\n  <Net Port=\"80\"><Host>x</Host><Host>x</Host></Net>\n</c>\n"},
     ToolCase{"SetTyped", {"set", "--type", "bool", "a.xml", "v", "1"}, 0, "", "",
              "<c v=\"TRUE\">\n  <Net Port=\"80\"><Host>h</Host><Host>i</Host></Net>\n</c>\n"},

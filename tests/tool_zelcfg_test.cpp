@@ -426,7 +426,7 @@ INSTANTIATE_TEST_SUITE_P(XmlDottedNames, ToolTable, testing::Values(
              "properties.\"maven.compiler.source\" names what is there: a name that holds dots is quoted\n"},
     ToolCase{"UnsetOfManyNamesTheFirstLines", "a.xml", Repeated(12), {"unset", "a.xml", "i"}, 2, "",
              "zelcfg: a.xml: i names 12 elements, on lines 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 and 2 more; an index "
-             "picks one, as in i[1]\n"}),
+             "picks one, as in i[1], or --all removes every one\n"}),
     RowName());
 #endif
 

@@ -172,13 +172,13 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
              "    <Interface id=\"2\">\n      <Name>eth1</Name>\n    </Interface>\n", ""},
     EditCase{"RemoveSeveralRefused", kDevice, {"unset", "a.xml", "Net", "Interface"}, 2, "", "", "",
              "zelcfg: a.xml: Net.Interface names 2 elements, on lines 5 and 9; an index picks one, as in "
-             "Net.Interface[1]\n"},
+             "Net.Interface[1], or --all removes every one\n"},
     EditCase{"RemoveSeveralAttributesRefused", kDevice, {"unset", "a.xml", "Net.Interface.id"}, 2, "", "", "",
              "zelcfg: a.xml: Net.Interface.id names 2 attributes, on lines 5 and 9; an index picks one, as in "
-             "Net.Interface[1].id\n"},
+             "Net.Interface[1].id, or --all removes every one\n"},
     EditCase{"RemoveThreeRefused", kDotted, {"unset", "a.xml", "includes.include"}, 2, "", "", "",
              "zelcfg: a.xml: includes.include names 3 elements, on lines 8, 9 and 10; an index picks one, as in "
-             "includes.include[1]\n"},
+             "includes.include[1], or --all removes every one\n"},
     EditCase{"RemoveAllThree", kDotted, {"unset", "--all", "a.xml", "includes.include"}, 0,
              "    <include>a</include>\n    <include>b</include>\n    <include>c</include>\n", ""},
     EditCase{"RemoveAllKeepsCommentBetween", kDevice, {"unset", "a.xml", "Net.Interface", "--all"}, 0,

@@ -779,18 +779,60 @@ bool XmlDocument::ValueHoldable(const std::string& value) const
 
 int XmlDocument::Set(const std::string& key, const std::string& value)
 {
+    std::string why;
+    return Set(key, value, why, true);
+}
+
+int XmlDocument::Set(const std::string& key, const std::string& value, std::string& why, bool all)
+{
     if (!ValueHoldable(value)) {
         return 7;
     }
     std::vector<std::pair<const void*, bool>> targets;
+    std::vector<size_t> offsets;
     Walk(key, [&](auto match) {
         targets.emplace_back(match.internal_object(),
                              std::is_same_v<decltype(match), pugi::xml_attribute>);
+        offsets.push_back(OffsetOf(match.name()));
     });
+    if (targets.size() > 1 && !all) {
+        why = Several(key, offsets, targets[0].second);
+        return kEditSeveral;
+    }
     for (const auto& target : targets) {
         m_changed[target.first] = Change{target.second, value};
     }
     return targets.empty() ? -2 : 0;
+}
+
+// What a key that names several matches says: how many, the first lines,
+// and the index that picks one.
+std::string XmlDocument::Several(const std::string& key, std::vector<size_t> offsets, bool attributes) const
+{
+    // The index goes where the key first leads to several elements.
+    std::vector<KeyPart> parts;
+    std::string scratch;
+    SplitKey(key, m_style, scratch, parts, nullptr);
+    std::vector<pugi::xml_node> level;
+    size_t at = 0;
+    while (at + 1 < parts.size() && Reach(parts, at + 1, level) == at + 1 && level.size() < 2) {
+        ++at;
+    }
+    // A few lines tell where; a file of thousands needs no list of them all.
+    constexpr size_t kLinesShown = 10;
+    const size_t count = offsets.size(), shown = std::min(count, kLinesShown);
+    offsets.resize(shown);
+    const std::vector<size_t> lines = LinesOf(offsets);
+    std::string why = key + " names " + std::to_string(count) + (attributes ? " attributes" : " elements")
+                      + ", on lines ";
+    for (size_t i = 0; i < shown; ++i) {
+        why += (i == 0 ? "" : i + 1 == count ? " and " : ", ") + std::to_string(lines[i]);
+    }
+    if (shown < count) {
+        why += " and " + std::to_string(count - shown) + " more";
+    }
+    return why + "; an index picks one, as in " + key.substr(0, parts[at].end) + (parts[at].index == 0 ? "[1]" : "")
+           + key.substr(parts[at].end);
 }
 
 int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
@@ -814,29 +856,8 @@ int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
         }
     }
     if (removals.size() > 1 && !all) {
-        // The index goes where the key first leads to several elements.
-        SplitKey(key, m_style, scratch, parts, nullptr);
-        std::vector<pugi::xml_node> level;
-        size_t at = 0;
-        while (at + 1 < parts.size() && Reach(parts, at + 1, level) == at + 1 && level.size() < 2) {
-            ++at;
-        }
-        // A few lines tell where; a file of thousands needs no list of them all.
-        constexpr size_t kLinesShown = 10;
-        const size_t shown = std::min(offsets.size(), kLinesShown);
-        offsets.resize(shown);
-        const std::vector<size_t> lines = LinesOf(offsets);
-        why = key + " names " + std::to_string(removals.size())
-            + (removals[0].attribute ? " attributes" : " elements") + ", on lines ";
-        for (size_t i = 0; i < shown; ++i) {
-            why += (i == 0 ? "" : i + 1 == removals.size() ? " and " : ", ") + std::to_string(lines[i]);
-        }
-        if (shown < removals.size()) {
-            why += " and " + std::to_string(removals.size() - shown) + " more";
-        }
-        why += "; an index picks one, as in " + key.substr(0, parts[at].end)
-            + (parts[at].index == 0 ? "[1]" : "") + key.substr(parts[at].end);
-        return kEditRefused;
+        why = Several(key, offsets, removals[0].attribute);
+        return kEditSeveral;
     }
     for (Structure& removal : removals) {
         m_structure.push_back(std::move(removal));

@@ -39,6 +39,9 @@ enum class KeyStyle
 
 // The status of an edit that Add and SetAttribute refuse, saying why.
 constexpr int kEditRefused = 5;
+// The status of a Set or Remove refused because the key names several
+// matches and one was asked for; `why` says how many and where.
+constexpr int kEditSeveral = 6;
 
 // Something in a well-formed file that readers take otherwise than it looks,
 // or that stricter XML readers refuse, for `zelconfig lint`.
@@ -102,6 +105,9 @@ public:
     // control character but tab and line ends; anything but ASCII in a file
     // declared in another encoding than UTF-8).
     int Set(const std::string& key, const std::string& value);
+    // The same, refusing (kEditSeveral, `why` saying how many and where) a
+    // key that names several matches unless `all`.
+    int Set(const std::string& key, const std::string& value, std::string& why, bool all);
     // For a key that names nothing: the key with neighbouring parts joined
     // into one quoted name where that names something (a.b.c names <c> in
     // <b> in <a>; a."b.c" names <b.c> in <a>); else empty.
@@ -141,9 +147,10 @@ public:
     // Removes the element the key names, or, where it names an attribute,
     // that attribute: an element with its whole line when it stands alone
     // on it, an attribute with the blanks before it; with `all`, every one
-    // the key names. 0; -2 when nothing matches; kEditRefused with `why`
+    // the key names. 0; -2 when nothing matches; kEditSeveral with `why`
     // when the key names several and `all` is false (how many, on which
-    // lines), or names nothing but would with parts joined (JoinedKey).
+    // lines); kEditRefused with `why` when it names nothing but would with
+    // parts joined (JoinedKey).
     int Remove(const std::string& key, std::string& why, bool all = false);
 
     // The file's bytes with the changed values replaced; `original` must be
@@ -242,6 +249,7 @@ private:
     bool JoinedRefusal(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,
                        bool attributes, std::string& why) const;
     std::vector<size_t> LinesOf(const std::vector<size_t>& offsets) const;
+    std::string Several(const std::string& key, std::vector<size_t> offsets, bool attributes) const;
     int StartEdit(const std::string& key, const std::string& value, std::string& scratch,
                   std::vector<KeyPart>& parts, std::string& why) const;
     int AddMissing(std::string_view key, const std::vector<KeyPart>& parts, size_t count, size_t matched,

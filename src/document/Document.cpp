@@ -14,18 +14,8 @@
 #include <unordered_set>
 #include <utility>
 
-// Large files are read into huge pages where the system offers them.
-#if defined(__linux__)
-#include <sys/mman.h>
-#if defined(MADV_HUGEPAGE)
-#define ZELCONFIG_DOCUMENT_HUGE_PAGES 1
-#endif
-#endif
-#ifndef ZELCONFIG_DOCUMENT_HUGE_PAGES
-#define ZELCONFIG_DOCUMENT_HUGE_PAGES 0
-#endif
-
 #include "CBlock.h"
+#include "EditedFile.h"
 #include "cfg/CFGKey.h"
 #include "cfg/CFGLine.h"
 #include "cfg/CFGModel.h"
@@ -60,286 +50,6 @@ bool IsBlankLine(std::string_view line)
 {
     return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
 }
-
-// Memory for a file's bytes that no other process can change: the
-// process's own memory, never a mapping of the file, which another program
-// could shorten (SIGBUS) or rewrite under an edit. Large blocks ask for huge
-// pages where the system offers them: a 50 MB file then costs some twenty
-// page faults instead of twelve thousand, which is most of what reading it
-// costs a short-lived process.
-class Memory
-{
-public:
-    Memory() = default;
-    Memory(Memory&& other) noexcept { Swap(other); }
-    Memory& operator=(Memory&& other) noexcept
-    {
-        Memory gone(std::move(*this));
-        Swap(other);
-        return *this;
-    }
-    Memory(const Memory&) = delete;
-    Memory& operator=(const Memory&) = delete;
-    ~Memory() { Free(); }
-
-    // At least `size` bytes, not zeroed by this code; the old contents go.
-    // Throws std::bad_alloc as any allocation that runs out does.
-    void Allocate(size_t size)
-    {
-        Free();
-#if ZELCONFIG_DOCUMENT_HUGE_PAGES
-        if (size >= kHugePage) {
-            // Aligned to a huge page, so that the hint covers whole ones.
-            const size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
-            void* pages = nullptr;
-            if (::posix_memalign(&pages, kHugePage, rounded) == 0) {
-                ::madvise(pages, rounded, MADV_HUGEPAGE); // a hint: fine when refused
-                m_bytes = static_cast<char*>(pages);
-                m_capacity = rounded;
-                m_aligned = true;
-                return;
-            }
-        }
-#endif
-        m_bytes = new char[size];
-        m_capacity = size;
-    }
-    char* get() const { return m_bytes; }
-    size_t capacity() const { return m_capacity; }
-    explicit operator bool() const { return m_bytes != nullptr; }
-
-private:
-#if ZELCONFIG_DOCUMENT_HUGE_PAGES
-    static constexpr size_t kHugePage = 2 * 1024 * 1024;
-#endif
-    void Free()
-    {
-        if (m_aligned) {
-            std::free(m_bytes);
-        } else {
-            delete[] m_bytes;
-        }
-        m_bytes = nullptr;
-        m_capacity = 0;
-        m_aligned = false;
-    }
-    void Swap(Memory& other)
-    {
-        std::swap(m_bytes, other.m_bytes);
-        std::swap(m_capacity, other.m_capacity);
-        std::swap(m_aligned, other.m_aligned);
-    }
-
-    char* m_bytes = nullptr;
-    size_t m_capacity = 0;
-    bool m_aligned = false; // from posix_memalign: free, not delete[]
-};
-
-// The file's bytes as loaded (or last saved), which a save compares with the
-// file before it replaces it, and the edits made since. An edit that comes
-// before every edit kept so far (an edit's splices come back to front) is
-// kept beside the loaded bytes; any other, or a read of the text, settles
-// them into a buffer of the text's own. A save then writes the loaded bytes'
-// unchanged ranges and the splices' bytes, so that no copy of a large file
-// is made for an edit of one value.
-class Bytes
-{
-public:
-    // Never NULL, for memchr. Reading settles the splices into a buffer.
-    const char* data() const
-    {
-        Rebase();
-        Settle();
-        return m_text ? m_text.get() : m_loaded ? m_loaded.get() : "";
-    }
-    size_t size() const { return m_size; }
-    bool empty() const { return m_size == 0; }
-    char operator[](size_t at) const { return data()[at]; }
-    char back() const { return data()[m_size - 1]; }
-    operator std::string_view() const { return std::string_view(data(), m_size); }
-
-    // What the file held when it was read or last saved.
-    std::string_view Loaded() const
-    {
-        Rebase();
-        return std::string_view(m_loaded ? m_loaded.get() : "", m_loadedSize);
-    }
-
-    // Replaces the whole text with bytes from elsewhere (never from this
-    // text), kept as an edit: the loaded bytes stay what they were.
-    void Assign(std::string_view bytes)
-    {
-        Rebase();
-        m_splices.clear();
-        m_text.Allocate(std::max<size_t>(bytes.size() + bytes.size() / 8, 4096));
-        if (!bytes.empty()) {
-            std::memcpy(m_text.get(), bytes.data(), bytes.size());
-        }
-        m_size = bytes.size();
-    }
-
-    // Makes bytes held in memory the loaded text, as if a file held them.
-    void Load(std::string_view bytes)
-    {
-        Assign(bytes);
-        Saved();
-    }
-
-    // [begin, end) becomes `with`; the bytes after it move.
-    void Replace(size_t begin, size_t end, std::string_view with)
-    {
-        Rebase();
-        if (!m_text && (m_splices.empty() || end <= m_splices.front().begin)) {
-            m_splices.insert(m_splices.begin(), Spliced{begin, end, std::string(with)});
-            m_size = m_size - (end - begin) + with.size();
-            return;
-        }
-        Own();
-        const size_t size = m_size - (end - begin) + with.size();
-        if (size > m_text.capacity()) {
-            Memory larger;
-            larger.Allocate(size + size / 8);
-            std::memcpy(larger.get(), m_text.get(), m_size);
-            m_text = std::move(larger);
-        }
-        if (end < m_size) {
-            std::memmove(m_text.get() + begin + with.size(), m_text.get() + end, m_size - end);
-        }
-        if (!with.empty()) {
-            std::memcpy(m_text.get() + begin, with.data(), with.size());
-        }
-        m_size = size;
-    }
-
-    // The text as runs to write one after the other: the loaded bytes'
-    // unchanged ranges and the splices' bytes; one run for a settled text.
-    std::vector<std::string_view> Pieces() const
-    {
-        if (m_text || m_splices.empty()) {
-            return {std::string_view(data(), m_size)};
-        }
-        std::vector<std::string_view> pieces;
-        size_t at = 0;
-        for (const Spliced& splice : m_splices) {
-            pieces.emplace_back(m_loaded.get() + at, splice.begin - at);
-            pieces.emplace_back(splice.with);
-            at = splice.end;
-        }
-        pieces.emplace_back(m_loaded.get() + at, m_loadedSize - at);
-        return pieces;
-    }
-
-    // The text as it stands is now what the file holds. Made so when next
-    // needed, not now: a process that saves and exits pays nothing for it.
-    void Saved() { m_savedPending = !m_splices.empty() || m_text; }
-
-    // Reads a descriptor to its end into memory of its own: 0 or an errno
-    // value. Its own loop rather than FileIO's ReadAll: it reads straight
-    // into memory sized from the file and never zeroed here, where ReadAll
-    // would copy every byte once more through a growing std::string.
-    int Read(int fd)
-    {
-        m_savedPending = false;
-        m_splices.clear();
-        m_text = Memory();
-        struct stat info {};
-        size_t size = 0;
-        m_size = m_loadedSize = 0;
-        if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-            // A file larger than this process could ever hold (4 GiB on a
-            // 32-bit system) is refused before its size wraps around.
-            if (static_cast<uintmax_t>(info.st_size) >= std::numeric_limits<size_t>::max() / 2) {
-                return EFBIG;
-            }
-            size = static_cast<size_t>(info.st_size);
-        }
-        // One byte more than the file, so that the read that sees its end
-        // needs no growth.
-        m_loaded.Allocate(size + 1);
-        for (;;) {
-            if (m_loadedSize == m_loaded.capacity()) {
-                if (m_loaded.capacity() >= std::numeric_limits<size_t>::max() / 2) {
-                    m_loadedSize = 0;
-                    return EFBIG;
-                }
-                Memory larger;
-                larger.Allocate(m_loaded.capacity() * 2);
-                std::memcpy(larger.get(), m_loaded.get(), m_loadedSize);
-                m_loaded = std::move(larger);
-            }
-            const ssize_t count = ::read(fd, m_loaded.get() + m_loadedSize, m_loaded.capacity() - m_loadedSize);
-            if (count < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                m_loadedSize = 0;
-                return errno;
-            }
-            if (count == 0) {
-                m_size = m_loadedSize;
-                return 0;
-            }
-            m_loadedSize += static_cast<size_t>(count);
-        }
-    }
-
-private:
-    // A splice kept beside the loaded bytes: [begin, end) of them becomes `with`.
-    struct Spliced
-    {
-        size_t begin, end;
-        std::string with;
-    };
-
-    // Makes the text the loaded bytes, after a save.
-    void Rebase() const
-    {
-        if (m_savedPending) {
-            m_savedPending = false;
-            Own();
-            m_loaded = std::move(m_text);
-            m_loadedSize = m_size;
-        }
-    }
-
-    // Applies the kept splices, for a reader of the text.
-    void Settle() const
-    {
-        if (!m_splices.empty()) {
-            Own();
-        }
-    }
-
-    // The text in a buffer of its own, with room for edits; the loaded
-    // bytes stay for the save's comparison.
-    void Own() const
-    {
-        if (m_text) {
-            return;
-        }
-        Memory own;
-        own.Allocate(m_size + 64 * 1024);
-        size_t at = 0;
-        for (std::string_view piece : Pieces()) {
-            if (!piece.empty()) {
-                std::memcpy(own.get() + at, piece.data(), piece.size());
-            }
-            at += piece.size();
-        }
-        m_text = std::move(own);
-        m_splices.clear();
-    }
-
-    // Mutable: a reader's first look after edits settles them, and after a
-    // save makes the text the loaded bytes, which changes where the bytes
-    // are, not what they are.
-    mutable Memory m_loaded;
-    mutable size_t m_loadedSize = 0;
-    mutable bool m_savedPending = false;
-    mutable Memory m_text; // the text, once it is not the loaded bytes with splices
-    mutable std::vector<Spliced> m_splices; // in the loaded bytes' offsets, in order
-    size_t m_size = 0;
-};
 
 // How an entry is shown in messages: "[a.b]k" where no key reaches it.
 std::string Shown(const std::string& block, const std::string& entry)
@@ -416,7 +126,7 @@ struct Named
 
 } // namespace
 
-struct Document::State
+struct Document::State : EditedFile
 {
     // A header line, and whether its name is new there: a later header of a
     // taken name opens no block, and its entries are lost to a reader.
@@ -427,19 +137,12 @@ struct Document::State
     };
 
     Mode mode;
-    Bytes text;
     std::vector<Header> headers; // in file order
     size_t readEnd = kNone;      // lines from here on were not read (a parse stopped)
     int status = -2;             // of the last load
     bool loaded = false;         // a model exists (the file could be read)
-    bool changed = false;
     std::locale locale;          // anonymous-mode trimming, as at the load
     const std::ctype<char>* ctype = nullptr;
-    bool hasFile = false;
-    std::string path;
-    std::string error;
-    std::unique_ptr<LockedFile> lock; // held from Load to the next Load
-    ReplaceOptions saving;            // how the file is locked and saved
 
     explicit State(Mode m) : mode(m) {}
 
@@ -942,36 +645,9 @@ int Document::Load(const std::string& path, unsigned options, const ReplaceOptio
     ZEL_LOG(kLogParams, "Load", "File Path %s", path.c_str());
     State& s = *m_state;
     s = State(s.mode);
-    s.path = path;
-    s.hasFile = true;
-    s.saving = saving;
-    s.saving.create = (options & kCreate) != 0;
-    int fd = -1;
-    if ((options & kLock) != 0) {
-        s.lock.reset(new LockedFile);
-        if (s.lock->Lock(path, s.saving, s.error) != kReplaceDone) {
-            s.lock.reset();
-            ZEL_LOG(kLogError, "Load", "Error Opening File");
-            return s.status = -2;
-        }
-        s.path = s.lock->Path();
-        fd = s.lock->Descriptor();
-    } else if (path.find('\0') == std::string::npos) {
-        const int opened = OpenRegular(path, O_RDONLY, fd);
-        if (opened != 0) {
-            s.error = opened == kNotRegularFile ? "not a regular file" : std::strerror(opened);
-        }
-    } else {
-        s.error = std::strerror(ENOENT);
-    }
-    int error = fd < 0 ? -1 : s.text.Read(fd);
-    if (fd >= 0 && !s.lock) {
-        ::close(fd);
-    }
-    if (error != 0) {
-        if (error > 0) {
-            s.error = std::strerror(error);
-        }
+    ReplaceOptions creating = saving;
+    creating.create = (options & kCreate) != 0;
+    if (s.EditedFile::Load(path, (options & kLock) != 0, creating) != 0) {
         ZEL_LOG(kLogError, "Load", "Error Opening File");
         return s.status = -2;
     }
@@ -982,7 +658,7 @@ int Document::Parse(std::string_view text)
 {
     State& s = *m_state;
     s = State(s.mode);
-    s.text.Load(text);
+    s.EditedFile::Parse(text);
     return s.Start();
 }
 
@@ -1395,39 +1071,8 @@ int Document::Normalise()
 int Document::Save()
 {
     State& s = *m_state;
-    if (!s.hasFile || !s.Editable()) {
-        // A failed load keeps its own reason.
-        if (!s.hasFile) {
-            s.error = "no file to save to: nothing was loaded from one";
-        }
-        return EINVAL;
-    }
-    if (!s.changed) {
-        return 0;
-    }
-    s.error.clear();
-    LockedFile briefly;
-    LockedFile* file = s.lock.get();
-    if (file == nullptr) {
-        file = &briefly;
-        ReplaceOptions saving = s.saving;
-        saving.create = false;
-        if (briefly.Lock(s.path, saving, s.error) != kReplaceDone) {
-            return kReplaceUntouched;
-        }
-    }
-    // Under the lock, the file must still hold what was loaded: a change
-    // made since by a program that ignores the lock, or while a document
-    // loaded without it was edited, is refused rather than overwritten.
-    const std::vector<std::string_view> pieces = s.text.Pieces();
-    const int replaced = file->ReplaceIfUnchanged(s.text.Loaded(), pieces.data(), pieces.size(), s.error);
-    // A file rewritten in place only in part holds neither the loaded bytes
-    // nor the text, so a later save finds it changed and refuses.
-    if (replaced == kReplaceDone || replaced == kReplaceNotFlushed) {
-        s.text.Saved();
-        s.changed = false;
-    }
-    return replaced;
+    // A failed load keeps its own reason.
+    return s.HasFile() && !s.Editable() ? EINVAL : s.EditedFile::Save();
 }
 
 } // namespace zelconfig

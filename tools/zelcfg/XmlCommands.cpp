@@ -86,8 +86,12 @@ int XmlSet(const Invocation& invocation, const Input& input)
     return EditXml(invocation, input, [&](XmlDocument& document) {
         // What is there changes; what is not is added.
         std::string why;
+        const bool all = invocation.Has(kOptionAll);
         int result = invocation.Has(kOptionAttribute) ? document.SetAttribute(key, value, why)
-                                                      : document.Set(key, value);
+                                                      : document.Set(key, value, why, all);
+        if (result == zelconfig::xml::kEditSeveral) {
+            return Fail(kExitFailure, path, why + ", or --all sets every one");
+        }
         if (result == -2) {
             result = document.Add(key, value, why);
         }
@@ -116,6 +120,9 @@ int XmlUnset(const Invocation& invocation, const Input& input)
         const int removed = document.Remove(key, why, invocation.Has(kOptionAll));
         if (removed == -2) {
             return Fail(kExitNotFound, input.path, "no key " + key);
+        }
+        if (removed == zelconfig::xml::kEditSeveral) {
+            return Fail(kExitFailure, input.path, why + ", or --all removes every one");
         }
         return removed == 0 ? kExitOk : Fail(kExitFailure, input.path, why);
     });
