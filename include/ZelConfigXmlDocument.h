@@ -77,6 +77,9 @@ public:
     // document order. A part whose name repeats among its siblings carries
     // its index, so that each key reads back exactly its value.
     std::vector<Entry> Entries() const;
+    // The lines, counted from 1, of every element or attribute the key
+    // names, in document order: those Set and Remove would change.
+    std::vector<size_t> Lines(const std::string& key) const;
     // Why a lookup of the key finds nothing, as a message: "no key KEY", and
     // the key with its parts quoted where that names what is there.
     std::string Missing(const std::string& key) const;

@@ -609,6 +609,13 @@ bool XmlDocument::JoinedRefusal(std::string_view key, const std::vector<KeyPart>
 
 // The lines, counted from 1, that bytes of the loaded document stand on, in
 // one pass: `offsets` ascend, as matches come in document order.
+std::vector<size_t> XmlDocument::Lines(const std::string& key) const
+{
+    std::vector<size_t> offsets;
+    Walk(key, [&](auto match) { offsets.push_back(OffsetOf(match.name())); });
+    return LinesOf(offsets);
+}
+
 std::vector<size_t> XmlDocument::LinesOf(const std::vector<size_t>& offsets) const
 {
     const std::string_view text = m_hasLoaded ? std::string_view(m_loaded) : std::string_view(m_buffer.get(), m_size);

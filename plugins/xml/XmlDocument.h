@@ -108,6 +108,8 @@ public:
     // The same, refusing (kEditSeveral, `why` saying how many and where) a
     // key that names several matches unless `all`.
     int Set(const std::string& key, const std::string& value, std::string& why, bool all);
+    // The lines, counted from 1, of every match of the key, in document order.
+    std::vector<size_t> Lines(const std::string& key) const;
     // For a key that names nothing: the key with neighbouring parts joined
     // into one quoted name where that names something (a.b.c names <c> in
     // <b> in <a>; a."b.c" names <b.c> in <a>); else empty.

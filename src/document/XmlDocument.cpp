@@ -170,6 +170,11 @@ std::vector<XmlDocument::Entry> XmlDocument::Entries() const
     return entries;
 }
 
+std::vector<size_t> XmlDocument::Lines(const std::string& key) const
+{
+    return m_state->CheckKey(key) == 0 ? m_state->tree.Lines(key) : std::vector<size_t>();
+}
+
 std::string XmlDocument::Missing(const std::string& key) const
 {
     State& s = *m_state;

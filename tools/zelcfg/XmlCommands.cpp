@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CZelConfigReader.h"
+#include "ZelConfigXmlDocument.h"
 #include "TypedValues.h"
 #include "platform/FileIO.h"
 
@@ -40,30 +41,47 @@ bool KeyOf(const Invocation& invocation, const std::string& path, std::string& k
     return CheckKey(path, key, status);
 }
 
-// An edit of an XML file: under the lock from the read to the rename, as for
-// a CFG file, so that concurrent edits take turns. `change` edits the loaded
-// document and returns the exit status; the file is saved when it is 0.
+// An edit of an XML file through the library's XML document: under the
+// lock from the read to the rename, as for a CFG file, so that concurrent
+// edits take turns. `change` edits the document and returns the exit
+// status; the file is saved when it is 0.
 template <class Change>
 int EditXml(const Invocation& invocation, const Input& input, Change&& change)
 {
-    zelconfig::LockedFile file;
-    XmlDocument document;
-    int status = kExitFailure;
-    if (!LoadXml(invocation, input, file, document, status)) {
-        return status;
+    zelconfig::XmlDocument document;
+    int loaded = document.Load(input.path, zelconfig::Document::kLock, SaveOptions(invocation));
+    if (loaded == -2) {
+        // A file that cannot be read is said to be so as every command says
+        // it; one that can is refused for the save alone.
+        const std::string locking = document.Error();
+        loaded = document.Load(input.path);
+        return Fail(kExitFailure, input.path,
+                    loaded == 0    ? SaveFailure(locking)
+                    : loaded == -2 ? "cannot be read: " + document.Error()
+                                   : document.Error());
     }
-    status = change(document);
+    if (loaded != 0) {
+        return Fail(kExitFailure, input.path, document.Error());
+    }
+    const int status = change(document);
     if (status != kExitOk) {
         return status;
     }
-    zelconfig::xml::XmlError failure;
-    if (const int saved = document.Save(file, failure)) {
-        return SaveFailed(saved, input.path, failure.description);
+    if (const int saved = document.Save()) {
+        return SaveFailed(saved, input.path, document.Error());
     }
     return kExitOk;
 }
 
-const char kNotHoldable[] = "an XML file cannot hold a NUL byte or another control character";
+// A refusal of the document, with the option that takes every match where
+// the key names several.
+int Refused(const zelconfig::XmlDocument& document, const std::string& path, const std::string& key,
+            const char* every)
+{
+    const bool several = document.Lines(key).size() > 1;
+    return Fail(kExitFailure, path, document.Error() + (several ? std::string(", or --all ") + every : ""));
+}
+
 #else
 const char kWithoutXml[] = "this zelcfg was built without the XML plug-in";
 #endif
@@ -83,22 +101,18 @@ int XmlSet(const Invocation& invocation, const Input& input)
     if (!KeyOf(invocation, path, key, status)) {
         return status;
     }
-    return EditXml(invocation, input, [&](XmlDocument& document) {
+    return EditXml(invocation, input, [&](zelconfig::XmlDocument& document) {
         // What is there changes; what is not is added.
-        std::string why;
-        const bool all = invocation.Has(kOptionAll);
-        int result = invocation.Has(kOptionAttribute) ? document.SetAttribute(key, value, why)
-                                                      : document.Set(key, value, why, all);
-        if (result == zelconfig::xml::kEditSeveral) {
-            return Fail(kExitFailure, path, why + ", or --all sets every one");
-        }
+        int result = invocation.Has(kOptionAttribute) ? document.SetAttribute(key, value)
+                     : invocation.Has(kOptionAll)     ? document.SetAll(key, value)
+                                                      : document.Set(key, value);
         if (result == -2) {
-            result = document.Add(key, value, why);
+            result = document.Add(key, value);
         }
-        if (result == 7) {
-            return Fail(kExitFailure, path, kNotHoldable);
+        if (result == zelconfig::kEditAmbiguous) {
+            return Refused(document, path, key, "sets every one");
         }
-        return result == 0 ? kExitOk : Fail(kExitFailure, path, why);
+        return result == 0 ? kExitOk : Fail(kExitFailure, path, document.Error());
     });
 #else
     static_cast<void>(input);
@@ -114,17 +128,16 @@ int XmlUnset(const Invocation& invocation, const Input& input)
     if (!KeyOf(invocation, input.path, key, status)) {
         return status;
     }
-    return EditXml(invocation, input, [&](XmlDocument& document) {
+    return EditXml(invocation, input, [&](zelconfig::XmlDocument& document) {
         // Several elements are removed only when --all asks for every one.
-        std::string why;
-        const int removed = document.Remove(key, why, invocation.Has(kOptionAll));
+        const int removed = invocation.Has(kOptionAll) ? document.RemoveAll(key) : document.Remove(key);
         if (removed == -2) {
             return Fail(kExitNotFound, input.path, "no key " + key);
         }
-        if (removed == zelconfig::xml::kEditSeveral) {
-            return Fail(kExitFailure, input.path, why + ", or --all removes every one");
+        if (removed == zelconfig::kEditAmbiguous) {
+            return Refused(document, input.path, key, "removes every one");
         }
-        return removed == 0 ? kExitOk : Fail(kExitFailure, input.path, why);
+        return removed == 0 ? kExitOk : Fail(kExitFailure, input.path, document.Error());
     });
 #else
     static_cast<void>(invocation);
@@ -135,20 +148,16 @@ int XmlUnset(const Invocation& invocation, const Input& input)
 int XmlList(const Invocation& invocation, const Input& input)
 {
 #ifdef ZELCFG_WITH_XML_DOCUMENT
-    zelconfig::xml::XmlDocument document;
+    zelconfig::XmlDocument document;
     int status = kExitFailure;
-    if (!LoadXml(input, document, status)) {
+    if (!ReadXml(input, document, status)) {
         return status;
     }
     // A key holds no NUL, nor does a value XML can hold.
     const bool null = invocation.Has(kOptionNull);
-    document.ForEach([null](const std::string& key, const std::string& value) {
-        if (null) {
-            std::cout << key << '\0' << value << '\0';
-        } else {
-            std::cout << key << '=' << value << '\n';
-        }
-    });
+    for (const zelconfig::XmlDocument::Entry& entry : document.Entries()) {
+        std::cout << entry.key << (null ? '\0' : '=') << entry.value << (null ? '\0' : '\n');
+    }
     return Flushed(input.path);
 #else
     static_cast<void>(invocation);
@@ -182,19 +191,16 @@ int XmlLint(const Invocation& invocation, const Input& input)
 bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status)
 {
 #ifdef ZELCFG_WITH_XML_DOCUMENT
-    zelconfig::xml::XmlDocument document;
-    if (!CheckKey(input.path, key, status) || !LoadXml(input, document, status)) {
+    zelconfig::XmlDocument document;
+    if (!CheckKey(input.path, key, status) || !ReadXml(input, document, status)) {
         return false;
     }
-    status = document.Find(key, raw);
-    if (status == -2) {
-        // The plug-in knows where joined parts name what is there.
-        const std::string joined = document.JoinedKey(key);
-        if (!joined.empty()) {
-            status = Fail(kExitNotFound, input.path,
-                          "no key " + key + "; " + joined + " names what is there: a name that holds dots is quoted");
-            return false;
-        }
+    status = document.Get(key, raw);
+    // The library knows where joined parts name what is there.
+    const std::string missing = status == -2 ? document.Missing(key) : "";
+    if (missing.size() > std::string("no key ").size() + key.size()) {
+        status = Fail(kExitNotFound, input.path, missing);
+        return false;
     }
     return true;
 #else
@@ -237,20 +243,23 @@ std::string XmlParseFailure(int status)
 
 #ifdef ZELCFG_WITH_XML_DOCUMENT
 
-bool LoadXml(const Input& input, zelconfig::xml::XmlDocument& document, int& exitStatus)
+bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus)
 {
-    if (input.Stdin()) {
-        std::string bytes;
-        return LoadXmlBytes(input, document, bytes, exitStatus);
+    int status = -2;
+    std::string bytes, why;
+    if (!input.Stdin()) {
+        status = document.Load(input.path);
+        why = document.Error();
+    } else if (const int read = zelconfig::ReadAll(0, bytes)) {
+        why = std::strerror(read);
+    } else {
+        status = document.Parse(bytes);
+        why = document.Error();
     }
-    zelconfig::xml::XmlError error;
-    const int status = document.LoadFile(input.path, error);
     if (status != 0) {
-        exitStatus = XmlLoadFailure(input.path, status, error);
+        exitStatus = Fail(kExitFailure, input.path, status == -2 ? "cannot be read: " + why : why);
         return false;
     }
-    // The tool's keys may pick one of several same-named elements.
-    document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
     return true;
 }
 
@@ -274,28 +283,6 @@ bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std
     if (status == 0) {
         status = document.LoadBuffer(bytes.data(), bytes.size(), error);
     }
-    if (status != 0) {
-        exitStatus = XmlLoadFailure(input.path, status, error);
-        return false;
-    }
-    document.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
-    return true;
-}
-
-bool LoadXml(const Invocation& invocation, const Input& input, zelconfig::LockedFile& file,
-             zelconfig::xml::XmlDocument& document, int& exitStatus)
-{
-    std::string message;
-    if (file.Lock(input.path, SaveOptions(invocation), message) != zelconfig::kReplaceDone) {
-        // A file that cannot be read is said to be so as every command says
-        // it; one that loads is refused for the save alone.
-        if (LoadXml(input, document, exitStatus)) {
-            exitStatus = Fail(kExitFailure, input.path, SaveFailure(message));
-        }
-        return false;
-    }
-    zelconfig::xml::XmlError error;
-    const int status = document.LoadFile(file, error);
     if (status != 0) {
         exitStatus = XmlLoadFailure(input.path, status, error);
         return false;

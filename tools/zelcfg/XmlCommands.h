@@ -7,6 +7,7 @@
 #include "Zelcfg.h"
 #ifdef ZELCFG_WITH_XML_DOCUMENT
 #include "XmlDocument.h"
+#include "ZelConfigXmlDocument.h"
 #endif
 
 namespace zelcfg {
@@ -38,18 +39,13 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
 std::string XmlParseFailure(int status);
 
 #ifdef ZELCFG_WITH_XML_DOCUMENT
-// The one way every XML command reads its file, or standard input: false
-// after reporting why it could not, in one wording per cause, with the exit
-// status in `exitStatus`.
-bool LoadXml(const Input& input, zelconfig::xml::XmlDocument& document, int& exitStatus);
-// The same that also hands back the bytes the document was loaded from,
-// which lint counts lines and columns in.
+// The way every XML command but lint reads its file, or standard input:
+// false after reporting why it could not, in one wording per cause, with
+// the exit status in `exitStatus`.
+bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus);
+// The same with the plug-in's document code, handing back the bytes it was
+// loaded from, which lint counts lines and columns in.
 bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std::string& bytes, int& exitStatus);
-// The same for an edit: locks the file for it first (--wait, --force,
-// --in-place). A file that cannot be read is reported as above; one that
-// cannot be saved, as for a CFG file.
-bool LoadXml(const Invocation& invocation, const Input& input, zelconfig::LockedFile& file,
-             zelconfig::xml::XmlDocument& document, int& exitStatus);
 // Reports a failed load of `path` (a status of XmlDocument's loads); the
 // exit status to give.
 int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::XmlError& error);
