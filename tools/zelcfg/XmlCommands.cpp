@@ -7,7 +7,6 @@
 #include <memory>
 #include <vector>
 
-#include "CZelConfigReader.h"
 #include "ZelConfigXmlDocument.h"
 #include "TypedValues.h"
 #include "platform/FileIO.h"
@@ -16,7 +15,6 @@ namespace zelcfg {
 
 namespace {
 
-#ifdef ZELCFG_WITH_XML_DOCUMENT
 using zelconfig::xml::KeyStyle;
 using zelconfig::xml::XmlDocument;
 
@@ -82,9 +80,6 @@ int Refused(const zelconfig::XmlDocument& document, const std::string& path, con
     return Fail(kExitFailure, path, document.Error() + (several ? std::string(", or --all ") + every : ""));
 }
 
-#else
-const char kWithoutXml[] = "this zelcfg was built without the XML plug-in";
-#endif
 
 } // namespace
 
@@ -96,7 +91,6 @@ int XmlSet(const Invocation& invocation, const Input& input)
     if (!ValueToSet(invocation, path, value, status)) {
         return status;
     }
-#ifdef ZELCFG_WITH_XML_DOCUMENT
     std::string key;
     if (!KeyOf(invocation, path, key, status)) {
         return status;
@@ -114,15 +108,10 @@ int XmlSet(const Invocation& invocation, const Input& input)
         }
         return result == 0 ? kExitOk : Fail(kExitFailure, path, document.Error());
     });
-#else
-    static_cast<void>(input);
-    return Fail(kExitFailure, path, kWithoutXml);
-#endif
 }
 
 int XmlUnset(const Invocation& invocation, const Input& input)
 {
-#ifdef ZELCFG_WITH_XML_DOCUMENT
     std::string key;
     int status = kExitFailure;
     if (!KeyOf(invocation, input.path, key, status)) {
@@ -139,15 +128,10 @@ int XmlUnset(const Invocation& invocation, const Input& input)
         }
         return removed == 0 ? kExitOk : Fail(kExitFailure, input.path, document.Error());
     });
-#else
-    static_cast<void>(invocation);
-    return Fail(kExitFailure, input.path, kWithoutXml);
-#endif
 }
 
 int XmlList(const Invocation& invocation, const Input& input)
 {
-#ifdef ZELCFG_WITH_XML_DOCUMENT
     zelconfig::XmlDocument document;
     int status = kExitFailure;
     if (!ReadXml(input, document, status)) {
@@ -159,10 +143,6 @@ int XmlList(const Invocation& invocation, const Input& input)
         std::cout << entry.key << (null ? '\0' : '=') << entry.value << (null ? '\0' : '\n');
     }
     return Flushed(input.path);
-#else
-    static_cast<void>(invocation);
-    return Fail(kExitFailure, input.path, kWithoutXml);
-#endif
 }
 
 int XmlLint(const Invocation& invocation, const Input& input)
@@ -170,7 +150,6 @@ int XmlLint(const Invocation& invocation, const Input& input)
     if (invocation.Has(kOptionDiff) || invocation.Has(kOptionType)) {
         return Fail(kExitFailure, input.path, "lint --diff and --type work on CFG files only");
     }
-#ifdef ZELCFG_WITH_XML_DOCUMENT
     zelconfig::xml::XmlDocument document;
     std::string bytes;
     int status = kExitFailure;
@@ -183,14 +162,10 @@ int XmlLint(const Invocation& invocation, const Input& input)
     }
     const int written = Flushed(input.path);
     return written != kExitOk ? written : findings.empty() ? kExitOk : kExitNotFound;
-#else
-    return Fail(kExitFailure, input.path, kWithoutXml);
-#endif
 }
 
 bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status)
 {
-#ifdef ZELCFG_WITH_XML_DOCUMENT
     zelconfig::XmlDocument document;
     if (!CheckKey(input.path, key, status) || !ReadXml(input, document, status)) {
         return false;
@@ -203,45 +178,7 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
         return false;
     }
     return true;
-#else
-    // Only the front end is left, and it reads only files named as XML.
-    if (input.Stdin() || zelconfig::ChooseBackend(input.path.c_str(), zelconfig::BackendUse::kRead)
-                             != zelconfig::Backend::kXml) {
-        status = Fail(kExitFailure, input.path, kWithoutXml);
-        return false;
-    }
-    CZelConfigReader reader;
-    status = reader.Parse(input.path);
-    if (status != 0) {
-        status = Fail(kExitFailure, input.path, XmlParseFailure(status));
-        return false;
-    }
-    status = reader.GetString(key, raw);
-    return true;
-#endif
 }
-
-std::string XmlParseFailure(int status)
-{
-    switch (status) {
-    case -2:
-        return "cannot be read (-v tells why)";
-    case -1:
-        return "not well-formed XML (-v tells where)";
-    case EINVAL:
-        // The plug-in answers EINVAL only when its memory ran out; the front
-        // end answers it when there is no plug-in to ask.
-        if (zelconfig::XmlPluginLoaded()) {
-            return "out of memory";
-        }
-        return std::string("no XML back end: ") + zelconfig::kXmlPluginName + " cannot be loaded (-v tells why)";
-    default:
-        break;
-    }
-    return "the XML back end reports status " + std::to_string(status);
-}
-
-#ifdef ZELCFG_WITH_XML_DOCUMENT
 
 bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus)
 {
@@ -313,6 +250,5 @@ int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::Xm
     return Fail(kExitFailure, path, "cannot be read (status " + std::to_string(status) + ")");
 }
 
-#endif
 
 } // namespace zelcfg

@@ -4,16 +4,14 @@
 #include <string>
 
 #include "Input.h"
-#include "Zelcfg.h"
-#ifdef ZELCFG_WITH_XML_DOCUMENT
 #include "XmlDocument.h"
+#include "Zelcfg.h"
 #include "ZelConfigXmlDocument.h"
-#endif
 
 namespace zelcfg {
 
-// set on an XML file, with the plug-in's own document code: it changes the
-// elements or attributes the key names, or adds those it names and the file
+// set on an XML file, through the library's XML document: it changes the
+// element or attribute the key names, or adds those it names and the file
 // lacks (--attribute: an attribute).
 int XmlSet(const Invocation& invocation, const Input& input);
 
@@ -21,8 +19,7 @@ int XmlSet(const Invocation& invocation, const Input& input);
 // key names.
 int XmlUnset(const Invocation& invocation, const Input& input);
 
-// list on an XML file, with the plug-in's own document code when the tool
-// is built with it: KEY=VALUE lines, or KEY and VALUE as NUL-terminated
+// list on an XML file: KEY=VALUE lines, or KEY and VALUE as NUL-terminated
 // fields under --null.
 int XmlList(const Invocation& invocation, const Input& input);
 
@@ -35,10 +32,6 @@ int XmlLint(const Invocation& invocation, const Input& input);
 // cannot be read, with the exit status in `status`.
 bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status);
 
-// Why a front end's Parse of an XML file failed, in words.
-std::string XmlParseFailure(int status);
-
-#ifdef ZELCFG_WITH_XML_DOCUMENT
 // The way every XML command but lint reads its file, or standard input:
 // false after reporting why it could not, in one wording per cause, with
 // the exit status in `exitStatus`.
@@ -49,7 +42,6 @@ bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std
 // Reports a failed load of `path` (a status of XmlDocument's loads); the
 // exit status to give.
 int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::XmlError& error);
-#endif
 
 } // namespace zelcfg
 
