@@ -137,6 +137,32 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
     const zelconfig::CFGKeyParts parts = zelconfig::CFGSplitKey(edit.key, anonymous);
     const std::string block(parts.block), entry(parts.entry);
     const std::string& value = edit.value;
+    // In block mode the carriage return of a CR LF line is part of the value:
+    // an edit keeps the one a replaced value ends in, and a new line ends in
+    // CR LF when the file's first line does.
+    const bool ownCr = !value.empty() && value.back() == '\r';
+    const size_t firstFeed = text.find('\n');
+    const bool crlfFile = firstFeed != std::string::npos && firstFeed > 0 && text[firstFeed - 1] == '\r';
+    const auto written = [&](const std::string& stored) {
+        return !anonymous && !ownCr && !stored.empty() && stored.back() == '\r' ? value + '\r' : value;
+    };
+    const std::string newValue = !anonymous && !ownCr && crlfFile ? value + '\r' : value;
+    // CFGSetData of the key, each node keeping its carriage return.
+    const auto setEvery = [&]() {
+        std::vector<std::string> before;
+        const auto held = promised.find(block);
+        for (size_t i = 0; held != promised.end() && i < held->second->m_vecNodes.size(); ++i) {
+            before.push_back(held->second->m_vecNodes[i].m_strValue);
+        }
+        const int status = engine.CFGSetData(block + "." + entry, value);
+        for (size_t i = 0; status == 0 && i < before.size(); ++i) {
+            CNode& node = promised[block]->m_vecNodes[i];
+            if (node.m_strKey == entry) {
+                node.m_strValue = written(before[i]);
+            }
+        }
+        return status;
+    };
     const auto entryIs = [&](std::string_view line) {
         const auto classified = CFGClassifyLine(line);
         return classified.kind == CFGLineKind::kEntry
@@ -170,9 +196,10 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
         if (value.find('\n') != std::string::npos || (anonymous && SpaceAtEnds(value))) {
             expected = EINVAL;
         } else if (edit.index == 0 || edit.index > nodes.size()) {
-            expected = edit.index == 0 ? engine.CFGSetData(block + "." + entry, value) : -2;
+            expected = edit.index == 0 ? setEvery() : -2;
         } else {
-            promised[block]->m_vecNodes[nodes[edit.index - 1]].m_strValue = value;
+            std::string& stored = promised[block]->m_vecNodes[nodes[edit.index - 1]].m_strValue;
+            stored = written(stored);
         }
         break;
     }
@@ -201,19 +228,18 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
             CBlock*& added = promised[block];
             added = added != nullptr ? added : new CBlock();
             const size_t at = nodes.empty() ? added->m_vecNodes.size() : nodes.back() + 1;
-            added->m_vecNodes.insert(added->m_vecNodes.begin() + static_cast<long>(at), CNode{"", entry, value});
+            added->m_vecNodes.insert(added->m_vecNodes.begin() + static_cast<long>(at), CNode{"", entry, newValue});
         }
         break;
     }
     case Op::kSet: {
         outcome.status = document.Set(edit.key, value);
-        const std::string full = block + "." + entry;
         if (edit.key.empty() || value.find('\n') != std::string::npos || (anonymous && SpaceAtEnds(value))) {
             expected = EINVAL;
         } else if (nodesOfKey().size() > 1) {
             expected = zelconfig::kEditAmbiguous; // one entry of several cannot be meant
         } else {
-            expected = engine.CFGSetData(full, value);
+            expected = setEvery();
         }
         break;
     }
@@ -226,7 +252,7 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
         } else {
             CBlock*& added = promised[block];
             added = added != nullptr ? added : new CBlock();
-            added->m_vecNodes.push_back(CNode{"", entry, value});
+            added->m_vecNodes.push_back(CNode{"", entry, newValue});
         }
         break;
     }
@@ -311,7 +337,8 @@ std::string CheckEdit(const std::string& text, Document::Mode mode, const Edit& 
             if (before[i] != after[i]) {
                 const auto was = CFGClassifyLine(before[i]), now = CFGClassifyLine(after[i]);
                 linesKept = entryIs(before[i]) && now.kind == CFGLineKind::kEntry && now.key == was.key
-                            && (anonymous ? Trimmed(now.value) : now.value) == value;
+                            && (anonymous ? Trimmed(now.value) == value
+                                          : now.value == written(std::string(was.value)));
             }
         }
         break;

@@ -95,8 +95,11 @@ public:
     // True when an edit has changed the bytes since the last load or save.
     bool Changed() const;
     // True when the file's first line ends in a carriage return and a line
-    // feed; lines that edits add then end so too, where the carriage return
-    // cannot become part of a value (headers, and entries in anonymous mode).
+    // feed; lines that edits add then end so too. In block mode the carriage
+    // return before a line feed is part of the value, as the engine reads
+    // it: an added entry's value, and a set value replacing one that ends
+    // in it, get one unless they end in it already, so that the line keeps
+    // its CR LF.
     bool CrlfLineEnds() const;
     // Why the last Load, Parse or Save failed, or the last edit was refused
     // or found nothing, in words ("line 3: a block header has no ']'");

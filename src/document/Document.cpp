@@ -410,13 +410,34 @@ struct Document::State : EditedFile
     // Edits are allowed on a document whose whole file was read.
     bool Editable() const { return loaded && status == 0; }
 
-    // The bytes that end a line the edit adds: CR LF where the file uses it
-    // and the carriage return cannot become part of a value.
-    const char* LineEnd(bool entry) const
+    // Whether the file's first line ends in CR LF: lines added end so too.
+    bool Crlf() const
     {
         const Line first = LineAt(0);
-        const bool crlf = first.next != kNone && first.end > first.begin && text[first.end - 1] == '\r';
-        return crlf && (!entry || Anonymous()) ? "\r\n" : "\n";
+        return first.next != kNone && first.end > first.begin && text[first.end - 1] == '\r';
+    }
+
+    // The bytes that end a header line the edit adds.
+    const char* LineEnd() const { return Crlf() ? "\r\n" : "\n"; }
+
+    // The bytes that end an entry line the edit adds with `value`: in block
+    // mode the carriage return before the line feed is part of the value as
+    // the engine reads it, so the line ends in CR LF as its neighbours do
+    // unless the value brings its own carriage return.
+    const char* EntryEnd(std::string_view value) const
+    {
+        const bool ownCr = !Anonymous() && !value.empty() && value.back() == '\r';
+        return Crlf() && !ownCr ? "\r\n" : "\n";
+    }
+
+    // The bytes a value replacing `stored` is written as: in block mode a
+    // carriage return the stored value ends in stays, so the line keeps
+    // its CR LF.
+    static std::string Kept(std::string_view stored, const std::string& value, bool anonymous)
+    {
+        const bool keepCr = !anonymous && !stored.empty() && stored.back() == '\r'
+                            && (value.empty() || value.back() != '\r');
+        return keepCr ? value + '\r' : value;
     }
 
     // Applies splices that do not overlap, given in any order, and moves the
@@ -581,9 +602,10 @@ struct Document::State : EditedFile
         ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
             offsets.push_back(line.begin);
             const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();
-            if (taken && stored != value) {
+            std::string written = Kept(stored, value, Anonymous());
+            if (taken && stored != written) {
                 const size_t begin = static_cast<size_t>(stored.data() - text.data());
-                splices.push_back({begin, begin + stored.size(), value});
+                splices.push_back({begin, begin + stored.size(), std::move(written)});
             }
         });
         const int picked = Pick(document, name, offsets, which);
@@ -674,7 +696,7 @@ bool Document::Changed() const
 
 bool Document::CrlfLineEnds() const
 {
-    return std::strcmp(m_state->LineEnd(false), "\r\n") == 0;
+    return m_state->Crlf();
 }
 
 const std::string& Document::Error() const
@@ -910,7 +932,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
     if (CFGCheckWritable(block, entryName, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
         return EINVAL;
     }
-    const std::string lineEnd = s.LineEnd(true);
+    const std::string lineEnd = s.EntryEnd(value);
     s.InsertAfter(&last, entryName + "=" + value + lineEnd, lineEnd.size(), false);
     return 0;
 }
@@ -924,7 +946,8 @@ int Document::Add(const std::string& key, const std::string& value)
     const Named name = s.Name(key);
     // A block whose name is a longer prefix of the key is most likely what
     // was meant: adding beside it would write where no reader looks.
-    if (s.Editable() && CFGCheckWritable(name.parts.block, name.parts.entry, value, nullptr) == CFGWritable::kWritable) {
+    if (s.Editable()
+        && CFGCheckWritable(name.parts.block, name.parts.entry, value, nullptr) == CFGWritable::kWritable) {
         const std::string dotted = s.DottedBlockText(name);
         if (!dotted.empty()) {
             s.error = "refusing to add " + key + dotted;
@@ -953,7 +976,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
         return kEditAmbiguous;
     }
     const std::string header = "[" + block + "]";
-    const std::string lineEnd = s.LineEnd(true);
+    const std::string lineEnd = s.EntryEnd(value);
     std::string entry = entryName + "=" + value + lineEnd;
 
     // After the block's last entry, else after its header; in anonymous mode
@@ -983,7 +1006,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
             found = true;
         }
     });
-    std::string lines = s.Anonymous() ? entry : header + s.LineEnd(false) + entry;
+    std::string lines = s.Anonymous() ? entry : header + s.LineEnd() + entry;
     s.InsertAfter(found ? &anchor : nullptr, std::move(lines), lineEnd.size(), !s.Anonymous());
     return 0;
 }

@@ -272,16 +272,6 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
                     loaded == -2 ? SaveFailure(document.Error()) : LoadFailure(loaded, document));
     }
     if (kind == EditKind::kSet) {
-        // In block mode a carriage return before the line feed belongs to the
-        // value: in a file with such line ends, the new value gets one too,
-        // unless no entry it replaces has one (a last line without a line
-        // feed): a set to the value it holds must then write nothing.
-        std::string stored;
-        if (!anonymous && document.CrlfLineEnds() && (value.empty() || value.back() != '\r')
-            && (document.Get(name.block, name.entry, stored) != 0 || stored.find("\r\n") != std::string::npos
-                || (!stored.empty() && stored.back() == '\r'))) {
-            value += '\r';
-        }
         // The library refuses a key that names several entries; the options
         // say which are meant.
         remedy = ": --all sets every one, --index N the Nth, --add appends another";
