@@ -612,7 +612,7 @@ bool XmlDocument::JoinedRefusal(std::string_view key, const std::vector<KeyPart>
 std::vector<size_t> XmlDocument::Lines(const std::string& key) const
 {
     std::vector<size_t> offsets;
-    Walk(key, [&](auto match) { offsets.push_back(OffsetOf(match.name())); });
+    ForEachMatch(key, [&](auto match) { offsets.push_back(OffsetOf(match.name())); });
     return LinesOf(offsets);
 }
 
@@ -649,7 +649,7 @@ void XmlDocument::NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, V
 // Calls visit(element) or visit(attribute) for every match of the key, in
 // document order; false when nothing matched.
 template <class Visit>
-bool XmlDocument::Walk(std::string_view key, Visit&& visit) const
+bool XmlDocument::ForEachMatch(std::string_view key, Visit&& visit) const
 {
     if (!m_doc || !SplitKey(key, m_style, m_parts, m_keyParts, nullptr)) {
         return false;
@@ -761,7 +761,7 @@ int XmlDocument::Find(const std::string& key, std::string& value) const
 {
     // Only matches append, so a miss leaves `value` as it was.
     std::string& joined = value;
-    const bool found = Walk(key, [&](auto match) {
+    const bool found = ForEachMatch(key, [&](auto match) {
         // The engine's join: a line feed before a value when there is text.
         if (!joined.empty()) {
             joined += '\n';
@@ -797,7 +797,7 @@ int XmlDocument::Set(const std::string& key, const std::string& value, std::stri
     }
     std::vector<std::pair<const void*, bool>> targets;
     std::vector<size_t> offsets;
-    Walk(key, [&](auto match) {
+    ForEachMatch(key, [&](auto match) {
         targets.emplace_back(match.internal_object(),
                              std::is_same_v<decltype(match), pugi::xml_attribute>);
         offsets.push_back(OffsetOf(match.name()));
@@ -844,12 +844,12 @@ std::string XmlDocument::Several(const std::string& key, std::vector<size_t> off
 
 int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
 {
-    if (!Editable(why)) {
+    if (!MarkupEditable(why)) {
         return kEditRefused;
     }
     std::vector<Structure> removals;
     std::vector<size_t> offsets;
-    Walk(key, [&](auto match) {
+    ForEachMatch(key, [&](auto match) {
         removals.push_back(Structure{Structure::kRemove, match.internal_object(),
                                      std::is_same_v<decltype(match), pugi::xml_attribute>, {}, {}, {}});
         offsets.push_back(OffsetOf(match.name()));

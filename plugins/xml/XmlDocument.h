@@ -209,7 +209,7 @@ private:
 
     int Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error);
     template <class Visit>
-    bool Walk(std::string_view key, Visit&& visit) const;
+    bool ForEachMatch(std::string_view key, Visit&& visit) const;
     template <class Visit>
     void ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const;
     struct ParentInfo
@@ -236,7 +236,7 @@ private:
     void NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, Visit&& visit) const;
     size_t Reach(const std::vector<KeyPart>& parts, size_t count, std::vector<pugi::xml_node>& level) const;
     size_t CountNamed(pugi::xml_node parent, const KeyPart& part) const;
-    bool Editable(std::string& why) const;
+    bool MarkupEditable(std::string& why) const;
     // The reading of the first `count` parts, neighbouring unquoted ones
     // joined, that reaches furthest into the document (`attributes`: the
     // last part may name an attribute): how many parts it reaches, and the

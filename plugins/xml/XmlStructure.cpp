@@ -82,7 +82,7 @@ std::string NewElements(const std::vector<std::string>& names, size_t i, const s
 
 // Whether markup may be added to or removed from the file: not past a NUL
 // byte, where the parser stopped reading it.
-bool XmlDocument::Editable(std::string& why) const
+bool XmlDocument::MarkupEditable(std::string& why) const
 {
     if (m_nul != std::string_view::npos) {
         why = "byte " + std::to_string(m_nul) + " is a NUL, where the XML ends; markup cannot be added or removed";
@@ -98,7 +98,7 @@ int XmlDocument::StartEdit(const std::string& key, const std::string& value, std
     if (!ValueHoldable(value)) {
         return 7;
     }
-    return m_doc && Editable(why) && SplitKey(key, m_style, scratch, parts, &why) ? 0 : kEditRefused;
+    return m_doc && MarkupEditable(why) && SplitKey(key, m_style, scratch, parts, &why) ? 0 : kEditRefused;
 }
 
 // Records the missing parts [matched, count) as new elements under the one

@@ -408,7 +408,7 @@ struct Document::State : EditedFile
     }
 
     // Edits are allowed on a document whose whole file was read.
-    bool Editable() const { return loaded && status == 0; }
+    bool WhollyRead() const { return loaded && status == 0; }
 
     // Whether the file's first line ends in CR LF: lines added end so too.
     bool Crlf() const
@@ -594,7 +594,7 @@ struct Document::State : EditedFile
     // Set, SetAt: the value of the entries `which` picks.
     int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value)
     {
-        if (!Editable() || value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
+        if (!WhollyRead() || value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
             return EINVAL;
         }
         std::vector<size_t> offsets;
@@ -618,7 +618,7 @@ struct Document::State : EditedFile
     // Remove, RemoveAt: the entries `which` picks, with their comments.
     int RemoveEntries(const Document& document, const Named& name, size_t which)
     {
-        if (!Editable()) {
+        if (!WhollyRead()) {
             return EINVAL;
         }
         std::vector<size_t> offsets;
@@ -917,7 +917,7 @@ int Document::SetAt(const std::string& block, const std::string& entry, size_t i
 int Document::Append(const std::string& block, const std::string& entryName, const std::string& value)
 {
     State& s = *m_state;
-    if (!s.Editable()) {
+    if (!s.WhollyRead()) {
         return EINVAL;
     }
     bool found = false;
@@ -946,7 +946,7 @@ int Document::Add(const std::string& key, const std::string& value)
     const Named name = s.Name(key);
     // A block whose name is a longer prefix of the key is most likely what
     // was meant: adding beside it would write where no reader looks.
-    if (s.Editable()
+    if (s.WhollyRead()
         && CFGCheckWritable(name.parts.block, name.parts.entry, value, nullptr) == CFGWritable::kWritable) {
         const std::string dotted = s.DottedBlockText(name);
         if (!dotted.empty()) {
@@ -960,7 +960,7 @@ int Document::Add(const std::string& key, const std::string& value)
 int Document::Add(const std::string& block, const std::string& entryName, const std::string& value)
 {
     State& s = *m_state;
-    if (!s.Editable()) {
+    if (!s.WhollyRead()) {
         return EINVAL;
     }
     const CFGKeyParts parts{block, entryName};
@@ -1030,7 +1030,7 @@ int Document::RemoveAt(const std::string& block, const std::string& entry, size_
 int Document::RemoveBlock(const std::string& name)
 {
     State& s = *m_state;
-    if (!s.Editable() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
+    if (!s.WhollyRead() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
         return EINVAL;
     }
     std::vector<Line> removed;
@@ -1076,7 +1076,7 @@ int Document::RemoveBlock(const std::string& name)
 int Document::Normalise()
 {
     State& s = *m_state;
-    if (!s.Editable()) {
+    if (!s.WhollyRead()) {
         return EINVAL;
     }
     std::string normalised;
@@ -1095,7 +1095,7 @@ int Document::Save()
 {
     State& s = *m_state;
     // A failed load keeps its own reason.
-    return s.HasFile() && !s.Editable() ? EINVAL : s.EditedFile::Save();
+    return s.HasFile() && !s.WhollyRead() ? EINVAL : s.EditedFile::Save();
 }
 
 } // namespace zelconfig

@@ -208,7 +208,7 @@ int Get(const Invocation& invocation, const Input& input)
 // reason when no line of the file could hold them. Candidate lines go
 // through the parser's own classifier, so what is written is exactly what is
 // read back.
-bool Editable(const EntryName& name, const std::string& value, bool anonymous, std::string& error)
+bool Writable(const EntryName& name, const std::string& value, bool anonymous, std::string& error)
 {
     // "[]" and "=v" read back, but hardly as anyone meant them.
     if (name.block.empty() || name.entry.empty()) {
@@ -260,7 +260,7 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         if (!apart && (name.shown.empty() || (!anonymous && name.shown.find('.') == std::string::npos))) {
             return Fail(kExitFailure, input.path, "the key '" + name.shown + "' is not BLOCK.ENTRY");
         }
-        if (!Editable(name, value, anonymous, error)) {
+        if (!Writable(name, value, anonymous, error)) {
             return Fail(kExitFailure, input.path, error);
         }
     }
@@ -468,9 +468,14 @@ int SaveFailed(int status, const std::string& file, const std::string& message)
     return Fail(kExitFailure, file, SaveFailure(message));
 }
 
-int Fail(int status, const std::string& file, const std::string& message)
+void Report(const std::string& file, const std::string& message)
 {
     std::cerr << "zelcfg: " << file << ": " << message << '\n';
+}
+
+int Fail(int status, const std::string& file, const std::string& message)
+{
+    Report(file, message);
     return status;
 }
 

@@ -147,7 +147,7 @@ bool ValueToSet(const Invocation& invocation, const std::string& path, std::stri
         return false;
     }
     if (!loss.empty()) {
-        Fail(kExitOk, path, "warning: " + loss);
+        Report(path, "warning: " + loss);
     }
     return true;
 }

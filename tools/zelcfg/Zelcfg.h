@@ -67,7 +67,9 @@ const std::vector<Command>& AllCommands();
 // "get, list and blocks".
 std::string CommandNames(const std::function<bool(const Command&)>& test);
 
-// One line on stderr naming the file; returns the exit status to give.
+// One line on stderr naming the file, for a warning or a failure.
+void Report(const std::string& file, const std::string& message);
+// Reports a failure; returns the exit status to give.
 int Fail(int status, const std::string& file, const std::string& message);
 
 // After the output: kExitOk, or kExitFailure (reported) when stdout could not
