@@ -430,6 +430,11 @@ struct Document::State : EditedFile
         return Crlf() && !ownCr ? "\r\n" : "\n";
     }
 
+    // How much of an added entry line's end goes when it becomes the last
+    // line of a file without a final line feed: the line feed, and the
+    // carriage return only where it is no part of the value.
+    size_t EndDropped(const std::string& lineEnd) const { return Anonymous() ? lineEnd.size() : 1; }
+
     // The bytes a value replacing `stored` is written as: in block mode a
     // carriage return the stored value ends in stays, so the line keeps
     // its CR LF.
@@ -933,7 +938,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
         return EINVAL;
     }
     const std::string lineEnd = s.EntryEnd(value);
-    s.InsertAfter(&last, entryName + "=" + value + lineEnd, lineEnd.size(), false);
+    s.InsertAfter(&last, entryName + "=" + value + lineEnd, s.EndDropped(lineEnd), false);
     return 0;
 }
 
@@ -995,7 +1000,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
         });
     }
     if (found) {
-        s.InsertAfter(&anchor, std::move(entry), lineEnd.size(), false);
+        s.InsertAfter(&anchor, std::move(entry), s.EndDropped(lineEnd), false);
         return 0;
     }
     // A new block (in anonymous mode, the first entry) goes after the last
@@ -1007,7 +1012,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
         }
     });
     std::string lines = s.Anonymous() ? entry : header + s.LineEnd() + entry;
-    s.InsertAfter(found ? &anchor : nullptr, std::move(lines), lineEnd.size(), !s.Anonymous());
+    s.InsertAfter(found ? &anchor : nullptr, std::move(lines), s.EndDropped(lineEnd), !s.Anonymous());
     return 0;
 }
 

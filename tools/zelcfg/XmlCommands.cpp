@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "ZelConfigXmlDocument.h"
 #include "TypedValues.h"
+#include "ZelConfigXmlDocument.h"
 #include "platform/FileIO.h"
 
 namespace zelcfg {
@@ -79,7 +79,6 @@ int Refused(const zelconfig::XmlDocument& document, const std::string& path, con
     const bool several = document.Lines(key).size() > 1;
     return Fail(kExitFailure, path, document.Error() + (several ? std::string(", or --all ") + every : ""));
 }
-
 
 } // namespace
 
