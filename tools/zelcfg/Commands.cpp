@@ -9,11 +9,7 @@
 #include "XmlCommands.h"
 #include "ZelConfigDocument.h"
 #include "Zelcfg.h"
-#include "cfg/CFGKey.h"
-#include "cfg/CFGRead.h"
-#include "frontend/Backend.h"
-#include "platform/FileIO.h"
-#include "platform/ZelLog.h"
+#include "Internals.h"
 
 #ifndef ZELCONFIG_VERSION
 #define ZELCONFIG_VERSION "unknown"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "ZelConfigDocument.h"
-#include "frontend/Backend.h"
+#include "Internals.h"
 
 namespace zelcfg {
 

@@ -5,8 +5,7 @@
 #include <map>
 
 #include "TypedValues.h"
-#include "cfg/CFGLineReader.h"
-#include "cfg/CFGRead.h"
+#include "Internals.h"
 
 namespace zelcfg {
 

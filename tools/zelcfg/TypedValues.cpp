@@ -9,7 +9,7 @@
 #include <limits>
 #include <strings.h>
 
-#include "frontend/ValueConversion.h"
+#include "Internals.h"
 
 namespace zelcfg {
 

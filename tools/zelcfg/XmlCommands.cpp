@@ -9,7 +9,7 @@
 
 #include "TypedValues.h"
 #include "ZelConfigXmlDocument.h"
-#include "platform/FileIO.h"
+#include "Internals.h"
 
 namespace zelcfg {
 

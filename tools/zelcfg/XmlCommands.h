@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Input.h"
-#include "XmlDocument.h"
+#include "Internals.h"
 #include "Zelcfg.h"
 #include "ZelConfigXmlDocument.h"
 
