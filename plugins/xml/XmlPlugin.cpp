@@ -13,11 +13,11 @@
 #include "IConfigReader.h"
 #include "IConfigWriter.h"
 #include "XmlDocument.h"
-#include "XmlLog.h"
+#include "ZelConfigLog.h"
 
 using zelconfig::xml::XmlDocument;
 using zelconfig::xml::XmlError;
-using namespace zelconfig::xml;
+using zelconfig::kLogError, zelconfig::kLogParams, zelconfig::kLogTrace;
 
 namespace {
 
@@ -67,8 +67,8 @@ Document Borrow(void* data)
 // its status in `status`.
 Document Load(const std::string& path, int& status)
 {
-    XML_LOG(kLogTrace, "ParseFile", "+");
-    XML_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
+    ZELCONFIG_LOG(kLogTrace, "ParseFile", "+");
+    ZELCONFIG_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
     Document doc(new (std::nothrow) XmlDocument);
     XmlError error;
     status = doc ? doc->LoadFile(path, error) : 22;
@@ -76,19 +76,19 @@ Document Load(const std::string& path, int& status)
     case 0:
         break;
     case -2:
-        XML_LOG(kLogError, "ParseFile", "Error Opening File: %s", error.description.c_str());
+        ZELCONFIG_LOG(kLogError, "ParseFile", "Error Opening File: %s", error.description.c_str());
         break;
     case -1:
-        XML_LOG(kLogError, "ParseFile", "XML error at byte %zu: %s", error.offset, error.description.c_str());
+        ZELCONFIG_LOG(kLogError, "ParseFile", "XML error at byte %zu: %s", error.offset, error.description.c_str());
         break;
     default:
-        XML_LOG(kLogError, "ParseFile", "Memory allocation error for the XML document");
+        ZELCONFIG_LOG(kLogError, "ParseFile", "Memory allocation error for the XML document");
         break;
     }
     if (status != 0) {
         doc.reset();
     }
-    XML_LOG(kLogTrace, "ParseFile", "-");
+    ZELCONFIG_LOG(kLogTrace, "ParseFile", "-");
     return doc;
 }
 
@@ -118,18 +118,18 @@ public:
 
     int GetValue(const std::string& key, std::string& value) override
     {
-        XML_LOG(kLogTrace, "GetValue", "+");
+        ZELCONFIG_LOG(kLogTrace, "GetValue", "+");
         int result;
         if (!m_document) {
-            XML_LOG(kLogError, "GetValue", "XML document is NULL");
+            ZELCONFIG_LOG(kLogError, "GetValue", "XML document is NULL");
             result = 22;
         } else if (key.empty()) {
-            XML_LOG(kLogError, "GetValue", "Invalid Key");
+            ZELCONFIG_LOG(kLogError, "GetValue", "Invalid Key");
             result = 7;
         } else {
             result = m_document->Find(key, value);
         }
-        XML_LOG(kLogTrace, "GetValue", "-");
+        ZELCONFIG_LOG(kLogTrace, "GetValue", "-");
         return result;
     }
 
@@ -169,14 +169,14 @@ public:
         }
         // As the CFG writer: only an existing, writable file is saved to.
         if (::access(m_path.c_str(), W_OK) != 0) {
-            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(errno));
+            ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(errno));
             return -2;
         }
         XmlError error;
         const int result = m_document->Save(m_path, error);
         if (result != 0) {
-            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(),
-                    error.description.c_str());
+            ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(),
+                          error.description.c_str());
         }
         // The writer's callers know -2 for a file left as it was, whatever
         // the reason; the log line tells them apart.
@@ -197,12 +197,12 @@ public:
     {
         m_document.reset();
         if (data == nullptr) {
-            XML_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
+            ZELCONFIG_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
             return;
         }
         m_document = Borrow(data);
         if (!m_document) {
-            XML_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
+            ZELCONFIG_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
         }
     }
 
