@@ -1,9 +1,8 @@
 #include "CCFGWriter.h"
 
-#include <unistd.h>
-
 #include "CCFGParser.h"
 #include "adaptors/ParseIntoNewParser.h"
+#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -63,7 +62,7 @@ int CCFGWriter::SaveData()
         return 22;
     }
     // The writer rewrites existing files only; it never creates one.
-    if (access(m_strFilePath.c_str(), W_OK) != 0) {
+    if (MayWrite(m_strFilePath) != 0) {
         return -2;
     }
     return m_pCFGParser->CFGSaveData(m_strFilePath);

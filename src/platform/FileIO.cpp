@@ -114,6 +114,11 @@ int ClearNonBlocking(int fd)
     return set == 0 ? 0 : errno;
 }
 
+int MayWrite(const std::string& name, int directory)
+{
+    return ::faccessat(directory, name.c_str(), W_OK, 0) == 0 ? 0 : errno;
+}
+
 int OpenRegular(const std::string& path, int flags, int& fd)
 {
     fd = OpenFile(path, flags | O_NONBLOCK);

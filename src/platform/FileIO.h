@@ -2,6 +2,7 @@
 #define ZELCONFIG_PLATFORM_FILEIO_H
 
 #include <cstddef>
+#include <fcntl.h>
 #include <string>
 #include <string_view>
 #include <sys/uio.h>
@@ -32,6 +33,12 @@ int WriteFile(const std::string& path, std::string_view bytes);
 // Makes a descriptor opened with O_NONBLOCK (so that its open could not hang
 // on a FIFO) block as usual again, resuming after interruptions: 0 or errno.
 int ClearNonBlocking(int fd);
+
+// The rule of every save: only a file that exists and that the caller may
+// write (as access(2) decides, for the real user) is saved to, although a
+// rename over it would need only its directory. `name` is relative to
+// `directory`. 0, or the errno that says why not.
+int MayWrite(const std::string& name, int directory = AT_FDCWD);
 
 // What OpenRegular returns for a path that leads to anything but a regular file.
 constexpr int kNotRegularFile = -1;
