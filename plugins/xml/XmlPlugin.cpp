@@ -17,7 +17,7 @@
 
 using zelconfig::xml::XmlDocument;
 using zelconfig::xml::XmlError;
-using zelconfig::kLogError, zelconfig::kLogParams, zelconfig::kLogTrace;
+using namespace zelconfig; // the log levels and the statuses
 
 namespace {
 
@@ -71,14 +71,14 @@ Document Load(const std::string& path, int& status)
     ZELCONFIG_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
     Document doc(new (std::nothrow) XmlDocument);
     XmlError error;
-    status = doc ? doc->LoadFile(path, error) : 22;
+    status = doc ? doc->LoadFile(path, error) : kStatusInvalid;
     switch (status) {
     case 0:
         break;
-    case -2:
+    case kStatusNotFound:
         ZELCONFIG_LOG(kLogError, "ParseFile", "Error Opening File: %s", error.description.c_str());
         break;
-    case -1:
+    case kStatusMalformed:
         ZELCONFIG_LOG(kLogError, "ParseFile", "XML error at byte %zu: %s", error.offset, error.description.c_str());
         break;
     default:
@@ -122,10 +122,10 @@ public:
         int result;
         if (!m_document) {
             ZELCONFIG_LOG(kLogError, "GetValue", "XML document is NULL");
-            result = 22;
+            result = kStatusInvalid;
         } else if (key.empty()) {
             ZELCONFIG_LOG(kLogError, "GetValue", "Invalid Key");
-            result = 7;
+            result = kStatusEmptyKey;
         } else {
             result = m_document->Find(key, value);
         }
@@ -157,7 +157,7 @@ public:
     int SetValue(const std::string& key, std::string value) override
     {
         if (!m_document || key.empty()) {
-            return 7;
+            return !m_document ? kStatusNoData : kStatusEmptyKey;
         }
         return m_document->Set(key, value);
     }
@@ -165,12 +165,12 @@ public:
     int SaveData() override
     {
         if (!m_document) {
-            return 22;
+            return kStatusInvalid;
         }
         // As the CFG writer: only an existing, writable file is saved to.
         if (::access(m_path.c_str(), W_OK) != 0) {
             ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(errno));
-            return -2;
+            return kStatusNotFound;
         }
         XmlError error;
         const int result = m_document->Save(m_path, error);
@@ -180,13 +180,13 @@ public:
         }
         // The writer's callers know -2 for a file left as it was, whatever
         // the reason; the log line tells them apart.
-        return result == zelconfig::kReplaceChanged ? -2 : result;
+        return result == zelconfig::kReplaceChanged ? kStatusNotFound : result;
     }
 
     int SetPath(const std::string& path) override
     {
         if (path.empty()) {
-            return 7;
+            return kStatusEmptyPath;
         }
         m_path = path;
         return 0;

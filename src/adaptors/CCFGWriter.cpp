@@ -51,7 +51,7 @@ int CCFGWriter::ParseFile(const std::string& strPath)
 int CCFGWriter::SetValue(const std::string& strKey, std::string strValue)
 {
     if (m_pCFGParser == nullptr || strKey.empty()) {
-        return 7;
+        return m_pCFGParser == nullptr ? kStatusNoData : kStatusEmptyKey;
     }
     return m_pCFGParser->CFGSetData(strKey, std::move(strValue));
 }
@@ -59,11 +59,11 @@ int CCFGWriter::SetValue(const std::string& strKey, std::string strValue)
 int CCFGWriter::SaveData()
 {
     if (m_pCFGParser == nullptr) {
-        return 22;
+        return kStatusInvalid;
     }
     // The writer rewrites existing files only; it never creates one.
     if (MayWrite(m_strFilePath) != 0) {
-        return -2;
+        return kStatusNotFound;
     }
     return m_pCFGParser->CFGSaveData(m_strFilePath);
 }
@@ -71,7 +71,7 @@ int CCFGWriter::SaveData()
 int CCFGWriter::SetPath(const std::string& strPath)
 {
     if (strPath.empty()) {
-        return 7;
+        return kStatusEmptyPath;
     }
     m_strFilePath = strPath;
     return 0;

@@ -73,7 +73,7 @@ int Bind(IConfigWriter*& writer, std::atomic<void*>& xmlLibrary, const std::stri
     writer = nullptr;
     writer = CreateWriter(path, create, xmlLibrary);
     if (writer == nullptr) {
-        return 22;
+        return kStatusInvalid;
     }
     // The back end stays bound even when this fails.
     return create ? writer->SetPath(path) : writer->ParseFile(path);
@@ -97,7 +97,7 @@ namespace {
 int NoWriter(const char* function)
 {
     ZEL_LOG(kLogError, function, "Config Writer (m_pWriter) is NULL");
-    return 22;
+    return kStatusInvalid;
 }
 
 // A number as a fresh, default-formatted stream writes it: the global
@@ -143,7 +143,7 @@ int CZelConfigWriter::SetBool(const std::string& strKey, unsigned int uiValue)
     if (uiValue > 1) {
         ZEL_LOG(kLogError, "SetBool", "received bool value is not proper:: %d",
                 static_cast<int>(uiValue));
-        return 7;
+        return kStatusNotBool;
     }
     return m_pWriter->SetValue(strKey, uiValue == 1 ? "TRUE" : "FALSE");
 }

@@ -13,6 +13,8 @@
 
 namespace zelcfg {
 
+using zelconfig::kStatusInvalid, zelconfig::kStatusMalformed, zelconfig::kStatusNotFound;
+
 namespace {
 
 #ifdef ZELCFG_WITH_XML_DOCUMENT
@@ -88,10 +90,10 @@ int XmlSet(const Invocation& invocation, const Input& input)
         std::string why;
         int result = invocation.Has(kOptionAttribute) ? document.SetAttribute(key, value, why)
                                                       : document.Set(key, value);
-        if (result == -2) {
+        if (result == kStatusNotFound) {
             result = document.Add(key, value, why);
         }
-        if (result == 7) {
+        if (result == zelconfig::kStatusNotHoldable) {
             return Fail(kExitFailure, path, kNotHoldable);
         }
         return result == 0 ? kExitOk : Fail(kExitFailure, path, why);
@@ -113,7 +115,7 @@ int XmlUnset(const Invocation& invocation, const Input& input)
     return EditXml(invocation, input, [&](XmlDocument& document) {
         std::string why;
         const int removed = document.Remove(key, why);
-        if (removed == -2) {
+        if (removed == kStatusNotFound) {
             return Fail(kExitNotFound, input.path, "no key " + key);
         }
         return removed == 0 ? kExitOk : Fail(kExitFailure, input.path, why);
@@ -179,7 +181,7 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
         return false;
     }
     status = document.Find(key, raw);
-    if (status == -2) {
+    if (status == kStatusNotFound) {
         // The plug-in knows where joined parts name what is there.
         const std::string joined = document.JoinedKey(key);
         if (!joined.empty()) {
@@ -210,11 +212,11 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
 std::string XmlParseFailure(int status)
 {
     switch (status) {
-    case -2:
+    case kStatusNotFound:
         return "cannot be read (-v tells why)";
-    case -1:
+    case kStatusMalformed:
         return "not well-formed XML (-v tells where)";
-    case EINVAL:
+    case kStatusInvalid:
         // The plug-in answers EINVAL only when its memory ran out; the front
         // end answers it when there is no plug-in to ask.
         if (zelconfig::XmlPluginLoaded()) {
@@ -304,13 +306,13 @@ int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::Xm
         ? "line " + std::to_string(error.line) + ", column " + std::to_string(error.column)
         : "byte " + std::to_string(error.offset);
     switch (status) {
-    case -2:
+    case kStatusNotFound:
         return Fail(kExitFailure, path, "cannot be read: " + error.description);
-    case -1:
+    case kStatusMalformed:
         return Fail(kExitFailure, path,
                     error.unsupported ? where + ": " + error.description
                                       : "not well-formed XML at " + where + ": " + error.description);
-    case 22:
+    case kStatusInvalid:
         return Fail(kExitFailure, path, "out of memory");
     default:
         break;
