@@ -92,45 +92,15 @@ int Fcntl(int fd, int command, int argument = 0)
     return result;
 }
 
-// Reads the whole file a descriptor is open on into a buffer of its own;
-// 0, -2 or 22.
+// Reads the whole file a descriptor is open on, from its start, into a
+// buffer of its own (the library's ReadToEnd); 0, -2 or 22.
 int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
 {
-    struct stat info {};
-    if (::lseek(fd, 0, SEEK_SET) != 0 || ::fstat(fd, &info) != 0) {
-        error = std::strerror(errno);
-        return -2;
+    const int read = ::lseek(fd, 0, SEEK_SET) != 0 ? errno : zelconfig::ReadToEnd(fd, buffer, size);
+    if (read != 0) {
+        error = read == ENOMEM ? "out of memory" : std::strerror(read);
     }
-    size_t capacity = S_ISREG(info.st_mode) && info.st_size > 0 ? static_cast<size_t>(info.st_size) + 1 : 4096;
-    buffer.reset(static_cast<char*>(std::malloc(capacity)));
-    size = 0;
-    int status = buffer ? 0 : 22;
-    while (status == 0) {
-        if (size == capacity) {
-            char* grown = static_cast<char*>(std::realloc(buffer.get(), capacity * 2));
-            if (grown == nullptr) {
-                status = 22;
-                break;
-            }
-            buffer.release();
-            buffer.reset(grown);
-            capacity *= 2;
-        }
-        const ssize_t got = ::read(fd, buffer.get() + size, capacity - size);
-        if (got == 0) {
-            break;
-        }
-        if (got < 0 && errno != EINTR) {
-            error = std::strerror(errno);
-            status = -2;
-        } else if (got > 0) {
-            size += static_cast<size_t>(got);
-        }
-    }
-    if (status == 22) {
-        error = "out of memory";
-    }
-    return status;
+    return read == 0 ? 0 : read == ENOMEM ? kStatusInvalid : kStatusNotFound;
 }
 
 } // namespace
@@ -145,9 +115,9 @@ int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& b
         if (fd >= 0) {
             ::close(fd);
         }
-        return -2;
+        return kStatusNotFound;
     }
-    int status = -2;
+    int status = kStatusNotFound;
     int flags = 0;
     if (!S_ISREG(info.st_mode)) {
         error = S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file";

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <sys/uio.h>
 
+#include "ZelConfigReplaceFile.h" // ReadToEnd, the one whole-file read, defined here
+
 namespace zelconfig {
 
 // Writes every byte of `parts` to `fd`, resuming after interruptions and
@@ -17,8 +19,13 @@ int WriteAll(int fd, iovec* parts, int count);
 // The same for one buffer.
 int WriteAll(int fd, const void* data, size_t size);
 
-// Appends what `fd` holds from its position to its end (a pipe: until it
-// closes), resuming after interruptions: 0, or the errno that stopped it.
+// At least `size` bytes of the process's own memory, as ReadToEnd reads into
+// (huge pages for 2 MiB or more), released with std::free; `capacity` says
+// how many. Null when memory ran out.
+char* AllocateBytes(size_t size, size_t& capacity);
+
+// Appends what `fd` holds from its position to its end (ReadToEnd): 0, or
+// the errno that stopped it.
 int ReadAll(int fd, std::string& out);
 
 // Appends the whole file at `path` to `out`: 0, or the errno of the open or
