@@ -134,44 +134,6 @@ int ReadAll(int fd, std::string& out)
     return status;
 }
 
-namespace {
-
-// Opens `path`, resuming after interruptions: the descriptor, or -1 with errno set.
-int OpenFile(const std::string& path, int flags)
-{
-    int fd;
-    do {
-        fd = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
-}
-
-} // namespace
-
-int ReadFile(const std::string& path, std::string& out)
-{
-    const int fd = OpenFile(path, O_RDONLY);
-    if (fd < 0) {
-        return errno;
-    }
-    const int status = ReadAll(fd, out);
-    ::close(fd);
-    return status;
-}
-
-int WriteFile(const std::string& path, std::string_view bytes)
-{
-    const int fd = OpenFile(path, O_WRONLY | O_CREAT | O_TRUNC);
-    if (fd < 0) {
-        return errno;
-    }
-    int status = WriteAll(fd, bytes.data(), bytes.size());
-    if (::close(fd) != 0 && status == 0 && errno != EINTR) {
-        status = errno;
-    }
-    return status;
-}
-
 int ClearNonBlocking(int fd)
 {
     // A failed F_GETFL is -1, every flag set: never handed to F_SETFL.
@@ -195,7 +157,9 @@ int MayWrite(const std::string& name, int directory)
 
 int OpenRegular(const std::string& path, int flags, int& fd)
 {
-    fd = OpenFile(path, flags | O_NONBLOCK);
+    do {
+        fd = ::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, 0666);
+    } while (fd < 0 && errno == EINTR);
     if (fd < 0) {
         return errno;
     }
