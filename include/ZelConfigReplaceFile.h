@@ -104,6 +104,13 @@ private:
 // call's.
 ZELCONFIG_API int ReadToEnd(int fd, std::unique_ptr<char, void (*)(void*)>& bytes, size_t& size);
 
+// The rule of every save: only a file that exists and that the caller may
+// write (as access(2) decides, for the real user) is saved to, although a
+// rename over it would need only its directory. `name` is relative to the
+// open `directory` (AT_FDCWD: the working directory). 0, or the errno that
+// says why not.
+ZELCONFIG_API int MayWrite(int directory, const std::string& name);
+
 // Lock, Replace and unlock in one call, for a caller that read the file
 // before (and so may overwrite a change made since).
 ZELCONFIG_API int ReplaceFile(const std::string& path, const std::string_view* pieces, size_t count,

@@ -3,11 +3,11 @@
 // library's CFG adaptors, so an application sees one set of codes.
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <string>
-#include <unistd.h>
 #include <unordered_map>
 
 #include "IConfigReader.h"
@@ -168,8 +168,8 @@ public:
             return kStatusInvalid;
         }
         // As the CFG writer: only an existing, writable file is saved to.
-        if (::access(m_path.c_str(), W_OK) != 0) {
-            ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(errno));
+        if (const int cause = MayWrite(AT_FDCWD, m_path); cause != 0) {
+            ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(cause));
             return kStatusNotFound;
         }
         XmlError error;

@@ -62,7 +62,7 @@ int CCFGWriter::SaveData()
         return kStatusInvalid;
     }
     // The writer rewrites existing files only; it never creates one.
-    if (MayWrite(m_strFilePath) != 0) {
+    if (MayWrite(AT_FDCWD, m_strFilePath) != 0) {
         return kStatusNotFound;
     }
     return m_pCFGParser->CFGSaveData(m_strFilePath);

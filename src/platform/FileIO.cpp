@@ -150,7 +150,7 @@ int ClearNonBlocking(int fd)
     return set == 0 ? 0 : errno;
 }
 
-int MayWrite(const std::string& name, int directory)
+int MayWrite(int directory, const std::string& name)
 {
     return ::faccessat(directory, name.c_str(), W_OK, 0) == 0 ? 0 : errno;
 }

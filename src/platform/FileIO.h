@@ -6,7 +6,7 @@
 #include <string>
 #include <sys/uio.h>
 
-#include "ZelConfigReplaceFile.h" // ReadToEnd, the one whole-file read, defined here
+#include "ZelConfigReplaceFile.h" // ReadToEnd and MayWrite, defined here
 
 namespace zelconfig {
 
@@ -30,12 +30,6 @@ int ReadAll(int fd, std::string& out);
 // Makes a descriptor opened with O_NONBLOCK (so that its open could not hang
 // on a FIFO) block as usual again, resuming after interruptions: 0 or errno.
 int ClearNonBlocking(int fd);
-
-// The rule of every save: only a file that exists and that the caller may
-// write (as access(2) decides, for the real user) is saved to, although a
-// rename over it would need only its directory. `name` is relative to
-// `directory`. 0, or the errno that says why not.
-int MayWrite(const std::string& name, int directory = AT_FDCWD);
 
 // What OpenRegular returns for a path that leads to anything but a regular file.
 constexpr int kNotRegularFile = -1;

@@ -454,7 +454,7 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
         s.path = std::move(walked.path);
         break;
     }
-    const int cause = options.force ? 0 : MayWrite(s.name, s.directory.Get());
+    const int cause = options.force ? 0 : MayWrite(s.directory.Get(), s.name);
     if (cause != 0) {
         message = cause == EACCES || cause == EPERM || cause == EROFS || cause == ETXTBSY
                       ? "not writable: " + ErrorText(cause)
