@@ -10,7 +10,7 @@ namespace zelconfig {
 enum Status : int
 {
     kStatusMalformed = -1,      // the parse stopped at what it cannot read: a CFG header without
-                                // ']', XML that is not well formed
+                                // ']', XML that is not well formed or that the plug-in refuses
     kStatusNotFound = -2,       // no such key or block, or a file that cannot be opened, read or saved
     kStatusInvalid = 22,        // EINVAL: nothing to work on (no model, document, reader or writer,
                                 // or an empty key to CFGSetData), an entry above the first header

@@ -93,7 +93,8 @@ int Fcntl(int fd, int command, int argument = 0)
 }
 
 // Reads the whole file a descriptor is open on, from its start, into a
-// buffer of its own (the library's ReadToEnd); 0, -2 or 22.
+// buffer of its own (the library's ReadToEnd): 0, kStatusNotFound, or
+// kStatusInvalid when memory ran out.
 int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
 {
     const int read = ::lseek(fd, 0, SEEK_SET) != 0 ? errno : zelconfig::ReadToEnd(fd, buffer, size);
