@@ -1,3 +1,4 @@
+// CCFGWriter: the CFG engine behind IConfigWriter, one file's model saved over it.
 #include "CCFGWriter.h"
 
 #include "CCFGParser.h"

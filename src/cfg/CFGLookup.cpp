@@ -5,6 +5,7 @@
 
 #include "CFGBlockMap.h"
 #include "CFGKey.h"
+#include "ZelConfigStatus.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;

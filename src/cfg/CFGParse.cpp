@@ -8,6 +8,7 @@
 #include "CFGBlockMap.h"
 #include "CFGLineReader.h"
 #include "CFGModel.h"
+#include "ZelConfigStatus.h"
 #include "platform/FileLock.h"
 #include "platform/ZelLog.h"
 
