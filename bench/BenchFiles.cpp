@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "platform/FileIO.h"
+#include "TestFiles.h"
 
 namespace zelbench {
 
@@ -73,7 +73,7 @@ class Writer
 {
 public:
     explicit Writer(const std::string& path) : m_path(path) {}
-    bool Close() { return zelconfig::WriteFile(m_path, m_text) == 0; }
+    bool Close() { return WriteFile(m_path, m_text) == 0; }
     void Line(const std::string& text, FileFacts& facts)
     {
         m_text += text;
@@ -159,7 +159,7 @@ bool SaveFacts(const FileFacts& facts, const std::string& path)
     for (size_t i = 0; i < facts.keyBlocks.size(); ++i) {
         text += facts.keyBlocks[i] + " " + facts.keyEntries[i] + "\n";
     }
-    return zelconfig::WriteFile(path + ".facts", text) == 0;
+    return WriteFile(path + ".facts", text) == 0;
 }
 
 bool LoadFacts(const std::string& path, FileFacts& facts)

@@ -38,6 +38,7 @@
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
 #include "HeapCounter.h"
+#include "TestFiles.h"
 #include "Zelcfg.h"
 #include "platform/FileIO.h"
 
@@ -354,7 +355,7 @@ std::string XmlTwin(const Input& in)
     }
     text += "</Config>\n";
     const std::string temp = path + ".part";
-    Check(zelconfig::WriteFile(temp, text) == 0 && std::rename(temp.c_str(), path.c_str()) == 0,
+    Check(WriteFile(temp, text) == 0 && std::rename(temp.c_str(), path.c_str()) == 0,
           "writing the XML twin");
     return path;
 }
@@ -424,9 +425,7 @@ int XmlGetInt(const Input& in)
 // The whole file, untimed; empty when it cannot be read.
 std::string Contents(const std::string& path)
 {
-    std::string bytes;
-    zelconfig::ReadFile(path, bytes);
-    return bytes;
+    return ReadFile(path);
 }
 
 // Times a save into a file that does not exist yet; the saved bytes' size is
@@ -506,7 +505,7 @@ int TimeEdit(const Input& in, const std::function<void(const std::string&)>& edi
     const std::string target = in.scratch + "/edited.cfg";
     const std::string original = Contents(in.path);
     auto once = [&]() {
-        zelconfig::WriteFile(target, original);
+        WriteFile(target, original);
         const Clock::time_point start = Clock::now();
         edit(target);
         return Seconds(start);
@@ -526,7 +525,7 @@ int TimeEdit(const Input& in, const std::function<void(const std::string&)>& edi
 // The floor of a durable edit: read the file, write the same bytes to a
 // temporary file beside it, fsync, rename over the file, fsync the directory.
 // The read below is part of the timed floor (one read into an unzeroed buffer
-// of the file's size, the least a save can do), so it is not zelconfig::ReadFile.
+// of the file's size, the least a save can do), so it is not ReadFile.
 void DurableReplace(const std::string& target)
 {
     // Read in one call into a buffer of the file's size, which is not even zeroed.

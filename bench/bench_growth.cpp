@@ -29,8 +29,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "TestFiles.h"
 #include "Zelcfg.h"
-#include "platform/FileIO.h"
 
 namespace {
 
@@ -149,7 +149,7 @@ const Instructions g_counter;
 Cost Once(const Command& command, const std::string& path, const std::string& text)
 {
     const Instructions& counter = g_counter;
-    if (command.edits && zelconfig::WriteFile(path, text) != 0) {
+    if (command.edits && WriteFile(path, text) != 0) {
         g_failed = true;
     }
     zelcfg::Invocation invocation;
@@ -290,7 +290,7 @@ int main(int argc, char** argv)
         for (const Command& command : kCommands) {
             std::vector<double> seconds, instructions;
             for (const std::string& text : texts) {
-                if (!command.edits && zelconfig::WriteFile(path, text) != 0) {
+                if (!command.edits && WriteFile(path, text) != 0) {
                     g_failed = true;
                 }
                 const Cost cost = Median(command, path, text, runs);

@@ -9,7 +9,6 @@
 
 #include "CaptureLog.h"
 #include "TestFiles.h"
-#include "platform/FileIO.h"
 
 // What the harnesses add to the test support: files of this process to parse
 // and save, and a way to stop on a broken property.
@@ -35,7 +34,7 @@ inline std::string ScratchPath(const std::string& name)
 inline std::string WriteScratch(const std::string& name, const std::string& bytes)
 {
     const std::string path = ScratchPath(name);
-    if (zelconfig::WriteFile(path, bytes) != 0) {
+    if (WriteFile(path, bytes) != 0) {
         Fail("WriteScratch", path);
     }
     return path;

@@ -6,6 +6,7 @@
 
 #include "CBlock.h"
 #include "ZelConfigExport.h"
+#include "ZelConfigStatus.h"
 
 // The CFG engine: parses a CFG file into a map of blocks, looks values up,
 // updates them in memory and writes the whole model back.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ZelConfigExport.h"
+#include "ZelConfigStatus.h"
 
 class IConfigWriter;
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ZelConfigExport.h"
+#include "ZelConfigStatus.h"
 
 // What the front end needs from any back end that reads a configuration file:
 // the library's own CCFGReader, or the reader an XML plug-in creates.

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ZelConfigExport.h"
+#include "ZelConfigStatus.h"
 
 // What the front end needs from any back end that changes and saves a
 // configuration file: the library's own CCFGWriter, or the writer an XML

@@ -94,6 +94,23 @@ private:
     std::unique_ptr<State> m_state;
 };
 
+// Reads what `fd` holds from its position to its end (a pipe: until it
+// closes) into memory of the process's own, never a mapping of the file,
+// which another program could shorten (SIGBUS) or rewrite meanwhile:
+// `bytes`, released with std::free, holds `size` bytes, those read so far
+// when it fails. Resumes after interruptions; 2 MiB or more ask for huge
+// pages where the system offers them. 0, or an errno value: ENOMEM when
+// memory ran out, EFBIG for more than the process could hold, or the failed
+// call's.
+ZELCONFIG_API int ReadToEnd(int fd, std::unique_ptr<char, void (*)(void*)>& bytes, size_t& size);
+
+// The rule of every save: only a file that exists and that the caller may
+// write (as access(2) decides, for the real user) is saved to, although a
+// rename over it would need only its directory. `name` is relative to the
+// open `directory` (AT_FDCWD: the working directory). 0, or the errno that
+// says why not.
+ZELCONFIG_API int MayWrite(int directory, const std::string& name);
+
 // Lock, Replace and unlock in one call, for a caller that read the file
 // before (and so may overwrite a change made since).
 ZELCONFIG_API int ReplaceFile(const std::string& path, const std::string_view* pieces, size_t count,

@@ -92,45 +92,16 @@ int Fcntl(int fd, int command, int argument = 0)
     return result;
 }
 
-// Reads the whole file a descriptor is open on into a buffer of its own;
-// 0, -2 or 22.
+// Reads the whole file a descriptor is open on, from its start, into a
+// buffer of its own (the library's ReadToEnd): 0, kStatusNotFound, or
+// kStatusInvalid when memory ran out.
 int ReadDescriptor(int fd, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size, std::string& error)
 {
-    struct stat info {};
-    if (::lseek(fd, 0, SEEK_SET) != 0 || ::fstat(fd, &info) != 0) {
-        error = std::strerror(errno);
-        return -2;
+    const int read = ::lseek(fd, 0, SEEK_SET) != 0 ? errno : zelconfig::ReadToEnd(fd, buffer, size);
+    if (read != 0) {
+        error = read == ENOMEM ? "out of memory" : std::strerror(read);
     }
-    size_t capacity = S_ISREG(info.st_mode) && info.st_size > 0 ? static_cast<size_t>(info.st_size) + 1 : 4096;
-    buffer.reset(static_cast<char*>(std::malloc(capacity)));
-    size = 0;
-    int status = buffer ? 0 : 22;
-    while (status == 0) {
-        if (size == capacity) {
-            char* grown = static_cast<char*>(std::realloc(buffer.get(), capacity * 2));
-            if (grown == nullptr) {
-                status = 22;
-                break;
-            }
-            buffer.release();
-            buffer.reset(grown);
-            capacity *= 2;
-        }
-        const ssize_t got = ::read(fd, buffer.get() + size, capacity - size);
-        if (got == 0) {
-            break;
-        }
-        if (got < 0 && errno != EINTR) {
-            error = std::strerror(errno);
-            status = -2;
-        } else if (got > 0) {
-            size += static_cast<size_t>(got);
-        }
-    }
-    if (status == 22) {
-        error = "out of memory";
-    }
-    return status;
+    return read == 0 ? 0 : read == ENOMEM ? kStatusInvalid : kStatusNotFound;
 }
 
 } // namespace
@@ -145,9 +116,9 @@ int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& b
         if (fd >= 0) {
             ::close(fd);
         }
-        return -2;
+        return kStatusNotFound;
     }
-    int status = -2;
+    int status = kStatusNotFound;
     int flags = 0;
     if (!S_ISREG(info.st_mode)) {
         error = S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file";
@@ -227,7 +198,7 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
         m_loaded.clear();
         m_hasLoaded = false;
     }
-    const int fd = status == -1 ? ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    const int fd = status == kStatusMalformed ? ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
     if (fd >= 0) {
         LocateInFile(fd, size, error);
         ::close(fd);
@@ -253,7 +224,7 @@ int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
         m_hasSource = true;
         m_loaded = std::move(loaded);
         m_hasLoaded = true;
-    } else if (status == -1) {
+    } else if (status == kStatusMalformed) {
         LocateInFile(file.Descriptor(), size, error);
     }
     return status;
@@ -264,12 +235,12 @@ int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
     std::unique_ptr<char, Buffer> buffer(CopyOf(data, size));
     if (!buffer) {
         error.description = "out of memory";
-        return 22;
+        return kStatusInvalid;
     }
     m_hasSource = m_hasLoaded = false;
     m_loaded.clear();
     const int status = Adopt(std::move(buffer), size, error);
-    if (status == -1) {
+    if (status == kStatusMalformed) {
         Position position{error.offset};
         position.Feed(data, size);
         position.Into(error);
@@ -291,7 +262,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         error.offset = static_cast<size_t>(nonAscii - buffer.get());
         error.description = "Text other than ASCII in a file declared in " + std::string(encoding);
         error.unsupported = true;
-        return -1;
+        return kStatusMalformed;
     }
     // Found before the parse, which writes NUL bytes of its own.
     const char* const firstNul = static_cast<const char*>(std::memchr(buffer.get(), '\0', size));
@@ -305,18 +276,18 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     const std::unique_ptr<char, Buffer> raw(suspect ? CopyOf(buffer.get(), size) : nullptr);
     if (!doc || (suspect && !raw)) {
         error.description = "out of memory";
-        return 22;
+        return kStatusInvalid;
     }
     const pugi::xml_parse_result result =
         doc->load_buffer_inplace(buffer.get(), size, kParseOptions, pugi::encoding_utf8);
     if (result.status == pugi::status_out_of_memory) {
         error.description = result.description();
-        return 22;
+        return kStatusInvalid;
     }
     if (!result) {
         error.offset = static_cast<size_t>(result.offset);
         error.description = result.description();
-        return -1;
+        return kStatusMalformed;
     }
     // The parser takes several top-level elements, or text beside the root.
     size_t elements = 0;
@@ -325,7 +296,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
             const char* where = node.type() == pugi::node_element ? node.name() : node.value();
             error.offset = static_cast<size_t>(where - buffer.get());
             error.description = "Content outside the root element";
-            return -1;
+            return kStatusMalformed;
         }
     }
     const int references = raw ? BadReferenceInValues(raw.get(), size, error) : 0;
@@ -775,7 +746,7 @@ int XmlDocument::Find(const std::string& key, std::string& value) const
             AppendText(match, joined);
         }
     });
-    return found ? 0 : -2;
+    return found ? 0 : kStatusNotFound;
 }
 
 bool XmlDocument::ValueHoldable(const std::string& value) const
@@ -793,7 +764,7 @@ int XmlDocument::Set(const std::string& key, const std::string& value)
 int XmlDocument::Set(const std::string& key, const std::string& value, std::string& why, bool all)
 {
     if (!ValueHoldable(value)) {
-        return 7;
+        return kStatusNotHoldable;
     }
     std::vector<std::pair<const void*, bool>> targets;
     std::vector<size_t> offsets;
@@ -809,7 +780,7 @@ int XmlDocument::Set(const std::string& key, const std::string& value, std::stri
     for (const auto& target : targets) {
         m_changed[target.first] = Change{target.second, value};
     }
-    return targets.empty() ? -2 : 0;
+    return targets.empty() ? kStatusNotFound : 0;
 }
 
 // What a key that names several matches says: how many, the first lines,
@@ -869,7 +840,7 @@ int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
     for (Structure& removal : removals) {
         m_structure.push_back(std::move(removal));
     }
-    return removals.empty() ? -2 : 0;
+    return removals.empty() ? kStatusNotFound : 0;
 }
 
 void XmlDocument::ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const
@@ -1172,7 +1143,7 @@ int XmlDocument::Save(const std::string& target, XmlError& error)
     zelconfig::LockedFile file;
     if (file.Lock(target, zelconfig::ReplaceOptions(), error.description) != zelconfig::kReplaceDone) {
         error.description = target + ": " + error.description;
-        return -2;
+        return kStatusNotFound;
     }
     return Save(file, error);
 }
@@ -1190,7 +1161,7 @@ int XmlDocument::RenderAndReplace(zelconfig::LockedFile& file, bool sameFile, st
     const int read = sameFile ? ReadDescriptor(file.Descriptor(), original, size, error.description)
                               : ReadWhole(m_source, original, size, error.description);
     if (read != 0) {
-        error.description = read == 22 ? "out of memory" : m_source + ": " + error.description;
+        error.description = read == kStatusInvalid ? "out of memory" : m_source + ": " + error.description;
         return read;
     }
     // The file again, parsed in a copy: the original bytes are spliced below.
@@ -1198,13 +1169,13 @@ int XmlDocument::RenderAndReplace(zelconfig::LockedFile& file, bool sameFile, st
     pugi::xml_document now;
     if (!copy) {
         error.description = "out of memory";
-        return 22;
+        return kStatusInvalid;
     }
     const pugi::xml_parse_result parsed = now.load_buffer_inplace(copy.get(), size, kParseOptions,
                                                                    pugi::encoding_utf8);
     if (parsed.status == pugi::status_out_of_memory) {
         error.description = "out of memory";
-        return 22;
+        return kStatusInvalid;
     }
     if (!parsed || size != m_size || !SameTree(*m_doc, m_buffer.get(), now, copy.get(), size)
         || !Render(std::string_view(original.get(), size), text)) {
@@ -1223,7 +1194,7 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
 {
     if (!m_hasSource) {
         error.description = "the document was not loaded from a file";
-        return -2;
+        return kStatusNotFound;
     }
     char* real = ::realpath(m_source.c_str(), nullptr);
     const bool sameFile = real != nullptr && file.Path() == real;
@@ -1242,8 +1213,8 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
         replaced = file.ReplaceIfUnchanged(m_loaded, &piece, 1, error.description);
     } else {
         replaced = RenderAndReplace(file, sameFile, text, error);
-        if (replaced == 22 || replaced == -2) {
-            return -2;
+        if (replaced == kStatusInvalid || replaced == kStatusNotFound) {
+            return kStatusNotFound;
         }
     }
     // Once the new bytes are the file, they are the document from now on:

@@ -13,6 +13,7 @@
 #include <pugixml.hpp>
 
 #include "ZelConfigReplaceFile.h"
+#include "ZelConfigStatus.h"
 
 namespace zelconfig::xml {
 

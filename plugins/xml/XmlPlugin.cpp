@@ -3,20 +3,20 @@
 // library's CFG adaptors, so an application sees one set of codes.
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <new>
 #include <string>
-#include <unistd.h>
 
 #include "IConfigReader.h"
 #include "IConfigWriter.h"
 #include "XmlDocument.h"
-#include "XmlLog.h"
 #include "ZelConfigLending.h"
+#include "ZelConfigLog.h"
 
 using zelconfig::xml::XmlDocument;
 using zelconfig::xml::XmlError;
-using namespace zelconfig::xml;
+using namespace zelconfig; // the log levels and the statuses
 
 namespace {
 
@@ -33,28 +33,28 @@ using Lent = zelconfig::Lending<XmlDocument>;
 // its status in `status`.
 Document Load(const std::string& path, int& status)
 {
-    XML_LOG(kLogTrace, "ParseFile", "+");
-    XML_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
+    ZELCONFIG_LOG(kLogTrace, "ParseFile", "+");
+    ZELCONFIG_LOG(kLogParams, "ParseFile", "File Path %s", path.c_str());
     Document doc(new (std::nothrow) XmlDocument);
     XmlError error;
-    status = doc ? doc->LoadFile(path, error) : 22;
+    status = doc ? doc->LoadFile(path, error) : kStatusInvalid;
     switch (status) {
     case 0:
         break;
-    case -2:
-        XML_LOG(kLogError, "ParseFile", "Error Opening File: %s", error.description.c_str());
+    case kStatusNotFound:
+        ZELCONFIG_LOG(kLogError, "ParseFile", "Error Opening File: %s", error.description.c_str());
         break;
-    case -1:
-        XML_LOG(kLogError, "ParseFile", "XML error at byte %zu: %s", error.offset, error.description.c_str());
+    case kStatusMalformed:
+        ZELCONFIG_LOG(kLogError, "ParseFile", "XML error at byte %zu: %s", error.offset, error.description.c_str());
         break;
     default:
-        XML_LOG(kLogError, "ParseFile", "Memory allocation error for the XML document");
+        ZELCONFIG_LOG(kLogError, "ParseFile", "Memory allocation error for the XML document");
         break;
     }
     if (status != 0) {
         doc.reset();
     }
-    XML_LOG(kLogTrace, "ParseFile", "-");
+    ZELCONFIG_LOG(kLogTrace, "ParseFile", "-");
     return doc;
 }
 
@@ -84,18 +84,18 @@ public:
 
     int GetValue(const std::string& key, std::string& value) override
     {
-        XML_LOG(kLogTrace, "GetValue", "+");
+        ZELCONFIG_LOG(kLogTrace, "GetValue", "+");
         int result;
         if (!m_document) {
-            XML_LOG(kLogError, "GetValue", "XML document is NULL");
-            result = 22;
+            ZELCONFIG_LOG(kLogError, "GetValue", "XML document is NULL");
+            result = kStatusInvalid;
         } else if (key.empty()) {
-            XML_LOG(kLogError, "GetValue", "Invalid Key");
-            result = 7;
+            ZELCONFIG_LOG(kLogError, "GetValue", "Invalid Key");
+            result = kStatusEmptyKey;
         } else {
             result = m_document->Find(key, value);
         }
-        XML_LOG(kLogTrace, "GetValue", "-");
+        ZELCONFIG_LOG(kLogTrace, "GetValue", "-");
         return result;
     }
 
@@ -123,7 +123,7 @@ public:
     int SetValue(const std::string& key, std::string value) override
     {
         if (!m_document || key.empty()) {
-            return 7;
+            return !m_document ? kStatusNoData : kStatusEmptyKey;
         }
         return m_document->Set(key, value);
     }
@@ -131,28 +131,28 @@ public:
     int SaveData() override
     {
         if (!m_document) {
-            return 22;
+            return kStatusInvalid;
         }
         // As the CFG writer: only an existing, writable file is saved to.
-        if (::access(m_path.c_str(), W_OK) != 0) {
-            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(errno));
-            return -2;
+        if (const int cause = MayWrite(AT_FDCWD, m_path); cause != 0) {
+            ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(), std::strerror(cause));
+            return kStatusNotFound;
         }
         XmlError error;
         const int result = m_document->Save(m_path, error);
         if (result != 0) {
-            XML_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(),
-                    error.description.c_str());
+            ZELCONFIG_LOG(kLogError, "SaveData", "Cannot save %s: %s", m_path.c_str(),
+                          error.description.c_str());
         }
         // The writer's callers know -2 for a file left as it was, whatever
         // the reason; the log line tells them apart.
-        return result == zelconfig::kReplaceChanged ? -2 : result;
+        return result == zelconfig::kReplaceChanged ? kStatusNotFound : result;
     }
 
     int SetPath(const std::string& path) override
     {
         if (path.empty()) {
-            return 7;
+            return kStatusEmptyPath;
         }
         m_path = path;
         return 0;
@@ -163,12 +163,12 @@ public:
     {
         m_document.reset();
         if (data == nullptr) {
-            XML_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
+            ZELCONFIG_LOG(kLogError, "SetDataPtr", "Data Pointer not set in xml writer");
             return;
         }
         m_document = Lent::Borrow(data);
         if (!m_document) {
-            XML_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
+            ZELCONFIG_LOG(kLogError, "SetDataPtr", "Data Pointer is not an XML document");
         }
     }
 

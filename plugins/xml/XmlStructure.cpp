@@ -96,7 +96,7 @@ int XmlDocument::StartEdit(const std::string& key, const std::string& value, std
                            std::vector<KeyPart>& parts, std::string& why) const
 {
     if (!ValueHoldable(value)) {
-        return 7;
+        return kStatusNotHoldable;
     }
     return m_doc && MarkupEditable(why) && SplitKey(key, m_style, scratch, parts, &why) ? 0 : kEditRefused;
 }

@@ -223,7 +223,7 @@ int BadReferenceInValues(char* raw, size_t size, XmlError& error)
         raw, size, pugi::parse_minimal | pugi::parse_cdata | pugi::parse_doctype, pugi::encoding_utf8);
     if (parsed.status == pugi::status_out_of_memory) {
         error.description = parsed.description();
-        return 22;
+        return kStatusInvalid;
     }
     if (!parsed) {
         return 0; // the real parse says why
@@ -247,11 +247,11 @@ int BadReferenceInValues(char* raw, size_t size, XmlError& error)
     };
     for (pugi::xml_node node = doc.first_child(); node; node = NextInOrder(node, doc)) {
         if (node.type() == pugi::node_pcdata && check(node.value())) {
-            return -1;
+            return kStatusMalformed;
         }
         for (pugi::xml_attribute attribute : node.attributes()) {
             if (check(attribute.value())) {
-                return -1;
+                return kStatusMalformed;
             }
         }
     }

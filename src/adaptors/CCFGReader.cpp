@@ -77,10 +77,10 @@ int CCFGReader::GetValue(const std::string& strKey, std::string& strValue)
     int result;
     if (m_pCFGParser == nullptr) {
         ZEL_LOG(kLogError, "GetValue", "Parser object(m_pCFGParser) is NULL");
-        result = 22;
+        result = kStatusInvalid;
     } else if (strKey.empty()) {
         ZEL_LOG(kLogError, "GetValue", "Invalid Key");
-        result = 7;
+        result = kStatusEmptyKey;
     } else {
         result = m_pCFGParser->CFGGetData(strKey, strValue);
     }

@@ -1,9 +1,9 @@
+// CCFGWriter: the CFG engine behind IConfigWriter, one file's model saved over it.
 #include "CCFGWriter.h"
-
-#include <unistd.h>
 
 #include "CCFGParser.h"
 #include "adaptors/ParseIntoNewParser.h"
+#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -52,7 +52,7 @@ int CCFGWriter::ParseFile(const std::string& strPath)
 int CCFGWriter::SetValue(const std::string& strKey, std::string strValue)
 {
     if (m_pCFGParser == nullptr || strKey.empty()) {
-        return 7;
+        return m_pCFGParser == nullptr ? kStatusNoData : kStatusEmptyKey;
     }
     return m_pCFGParser->CFGSetData(strKey, std::move(strValue));
 }
@@ -60,11 +60,11 @@ int CCFGWriter::SetValue(const std::string& strKey, std::string strValue)
 int CCFGWriter::SaveData()
 {
     if (m_pCFGParser == nullptr) {
-        return 22;
+        return kStatusInvalid;
     }
     // The writer rewrites existing files only; it never creates one.
-    if (access(m_strFilePath.c_str(), W_OK) != 0) {
-        return -2;
+    if (MayWrite(AT_FDCWD, m_strFilePath) != 0) {
+        return kStatusNotFound;
     }
     return m_pCFGParser->CFGSaveData(m_strFilePath);
 }
@@ -72,7 +72,7 @@ int CCFGWriter::SaveData()
 int CCFGWriter::SetPath(const std::string& strPath)
 {
     if (strPath.empty()) {
-        return 7;
+        return kStatusEmptyPath;
     }
     m_strFilePath = strPath;
     return 0;

@@ -16,7 +16,7 @@ int ParseIntoNewParser(const std::string& path, unsigned int mode, CCFGParser*& 
     parser = new (std::nothrow) CCFGParser(mode);
     if (parser == nullptr) {
         ZEL_LOG(kLogError, "ParseFile", "Memory allocation error for m_pCFGParser");
-        result = 22;
+        result = kStatusInvalid;
     } else {
         result = parser->CFGParseFile(path);
     }

@@ -16,9 +16,8 @@ namespace {
 
 // A small file is read whole in one call; a large one in chunks of the
 // maximum size, so memory stays flat whatever the file's size (which is why
-// the reader keeps its own read loop rather than FileIO's ReadAll, which
-// holds the whole file). A line longer
-// than a chunk doubles the buffer until it fits.
+// the reader keeps its own read loop rather than ReadToEnd, which holds the
+// whole file). A line longer than a chunk doubles the buffer until it fits.
 constexpr size_t kMinChunk = size_t{4} * 1024;
 constexpr size_t kMaxChunk = size_t{256} * 1024;
 constexpr size_t kAheadChunk = size_t{64} * 1024;

@@ -1,11 +1,11 @@
 // CCFGParser's lookup and update of values by "block.entry" key.
 #include "CCFGParser.h"
 
-#include <cerrno>
 #include <string_view>
 
 #include "CFGBlockMap.h"
 #include "CFGKey.h"
+#include "ZelConfigStatus.h"
 #include "platform/ZelLog.h"
 
 using namespace zelconfig;
@@ -38,7 +38,7 @@ CBlock* FindBlock(CFGBlockMap& blocks, std::string_view name)
 int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
 {
     if (m_pmCFGData == nullptr || strKey.empty()) {
-        return -2;
+        return kStatusNotFound;
     }
     if (&strKey == &strValue) {
         // The names view into the key, which the values are appended to.
@@ -47,9 +47,9 @@ int CCFGParser::CFGGetData(const std::string& strKey, std::string& strValue)
     const CFGKeyParts parts = CFGSplitKey(strKey, m_uiAnonymousMode != 0);
     const CBlock* block = FindBlock(*m_pmCFGData, parts.block);
     if (block == nullptr) {
-        return -2;
+        return kStatusNotFound;
     }
-    int result = -2;
+    int result = kStatusNotFound;
     for (const CNode& node : block->m_vecNodes) {
         if (node.m_strKey == parts.entry) {
             // The separator depends on what the caller's string holds, not on a count of matches.
@@ -74,15 +74,15 @@ int CCFGParser::CFGSetData(const std::string& strKey, std::string strValue)
 {
     if (m_pmCFGData == nullptr || strKey.empty()) {
         ZEL_LOG(kLogError, "CFGSetData", "m_pmCFGData is NULL");
-        return EINVAL;
+        return kStatusInvalid;
     }
     // Unlike a lookup, a key without '.' never means the anonymous block.
     CFGKeyParts parts = CFGSplitKey(strKey, false);
     CBlock* block = FindBlock(*m_pmCFGData, parts.block);
     if (block == nullptr) {
-        return -2;
+        return kStatusNotFound;
     }
-    int result = -2;
+    int result = kStatusNotFound;
     std::string entry; // the entry name, once the key is a value about to be overwritten
     for (CNode& node : block->m_vecNodes) {
         if (node.m_strKey == parts.entry) {

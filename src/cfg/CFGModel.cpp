@@ -187,7 +187,7 @@ int CFGReadModel(CFGLineReader& reader, const std::ctype<char>* anonymous, CFGBl
 {
     ModelBuilder builder(reader, anonymous != nullptr, blocks);
     const int status = CFGRead(reader, CFGReadMode{anonymous, false}, builder);
-    if (status == -2) {
+    if (status == kStatusNotFound) {
         // The file opened but could not be read to its end.
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
     }

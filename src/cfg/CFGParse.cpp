@@ -1,7 +1,6 @@
 // CCFGParser::CFGParseFile: the lines of a file into a fresh model.
 #include "CCFGParser.h"
 
-#include <cerrno>
 #include <locale>
 #include <memory>
 #include <new>
@@ -9,6 +8,7 @@
 #include "CFGBlockMap.h"
 #include "CFGLineReader.h"
 #include "CFGModel.h"
+#include "ZelConfigStatus.h"
 #include "platform/FileLock.h"
 #include "platform/ZelLog.h"
 
@@ -24,7 +24,7 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     m_pmCFGData = blocks;
     if (blocks == nullptr) {
         ZEL_LOG(kLogError, "CFGParseFile", "m_pmCFGData is NULL");
-        return EINVAL;
+        return kStatusInvalid;
     }
 
     // Under the shared lock of cooperating editors, so that a save of theirs
@@ -34,7 +34,7 @@ int CCFGParser::CFGParseFile(const std::string& strPath)
     previous.reset();
     if (!opened) {
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
-        return -2;
+        return kStatusNotFound;
     }
     // Anonymous-mode trimming classes white space by the global locale of the moment.
     const std::locale locale;

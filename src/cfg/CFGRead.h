@@ -1,7 +1,6 @@
 #ifndef ZELCONFIG_CFG_CFGREAD_H
 #define ZELCONFIG_CFG_CFGREAD_H
 
-#include <cerrno>
 #include <locale>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "CFGBlockMap.h"
 #include "CFGLine.h"
 #include "CFGLineReader.h"
+#include "ZelConfigStatus.h"
 
 namespace zelconfig {
 
@@ -80,7 +80,7 @@ enum class CFGFate
     kEntryDropped,     // an entry under a repeated header, lost with its comment
     kIgnored,          // any other line; a pending comment stays pending
     kStopUnterminated, // a header without ']': reading ends with -1
-    kStopOutsideBlock, // block mode, an entry above the first header: reading ends with EINVAL
+    kStopOutsideBlock, // block mode, an entry above the first header: reading ends with kStatusInvalid
 };
 
 // One line and what became of it.
@@ -113,8 +113,8 @@ struct CFGReadMode
 //   void listener.Report(const CFGReport& report)
 // Anonymous mode claims "anonymous" before the first line, as its block
 // exists before any header. Returns 0, or the status that ended the reading:
-// -1 or EINVAL after the report of the line, -2 when the input could not be
-// read to its end. Nothing is logged: each listener logs in its own name.
+// kStatusMalformed or kStatusInvalid after the report of the line,
+// kStatusNotFound when the input could not be read to its end. Nothing is logged: each listener logs in its own name.
 template <typename Listener>
 int CFGRead(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
 {
@@ -144,7 +144,7 @@ int CFGRead(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
         case CFGLineKind::kUnterminatedHeader:
             report.fate = CFGFate::kStopUnterminated;
             listener.Report(report);
-            return -1;
+            return kStatusMalformed;
         case CFGLineKind::kHeader:
             inBlock = true;
             repeated = !listener.ClaimBlock(report.line.name, pending);
@@ -159,7 +159,7 @@ int CFGRead(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
             if (!inBlock) {
                 report.fate = CFGFate::kStopOutsideBlock;
                 listener.Report(report);
-                return EINVAL;
+                return kStatusInvalid;
             }
             report.fate = repeated ? CFGFate::kEntryDropped : CFGFate::kEntryKept;
             break;
@@ -174,7 +174,7 @@ int CFGRead(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
         listener.Report(report);
         pending.clear();
     }
-    return reader.Failed() ? -2 : 0;
+    return reader.Failed() ? kStatusNotFound : 0;
 }
 
 } // namespace zelconfig

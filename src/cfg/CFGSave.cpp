@@ -99,7 +99,7 @@ int CCFGParser::CFGSaveData(const std::string& strPath)
 {
     if (m_pmCFGData == nullptr) {
         ZEL_LOG(kLogError, "CFGSaveData", "m_pmCFGData is NULL");
-        return EINVAL;
+        return kStatusInvalid;
     }
     // The path is a C string: a NUL byte in it ends the name.
     bool regular = false;
@@ -109,7 +109,7 @@ int CCFGParser::CFGSaveData(const std::string& strPath)
     }
     if (fd < 0) {
         ZEL_LOG(kLogError, "CFGSaveData", "Cannot Open File");
-        return -2;
+        return kStatusNotFound;
     }
     ForEachSavedLine(*m_pmCFGData, [fd](std::string_view a, std::string_view b, std::string_view c,
                                         std::string_view d) { WriteLine(fd, a, b, c, d); });

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <limits>
 #include <locale>
+#include <new>
 #include <string_view>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_set>
 #include <utility>

@@ -6,69 +6,34 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <limits>
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
-
-// Large files are read into huge pages where the system offers them.
-#if defined(__linux__)
-#include <sys/mman.h>
-#if defined(MADV_HUGEPAGE)
-#define ZELCONFIG_DOCUMENT_HUGE_PAGES 1
-#endif
-#endif
-#ifndef ZELCONFIG_DOCUMENT_HUGE_PAGES
-#define ZELCONFIG_DOCUMENT_HUGE_PAGES 0
-#endif
 
 #include "platform/FileIO.h"
 
 namespace zelconfig {
 
-namespace {
-#if ZELCONFIG_DOCUMENT_HUGE_PAGES
-constexpr size_t kHugePage = 2 * 1024 * 1024;
-#endif
-} // namespace
-
 void Memory::Allocate(size_t size)
 {
-    Free();
-#if ZELCONFIG_DOCUMENT_HUGE_PAGES
-    if (size >= kHugePage) {
-        // Aligned to a huge page, so that the hint covers whole ones.
-        const size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
-        void* pages = nullptr;
-        if (::posix_memalign(&pages, kHugePage, rounded) == 0) {
-            ::madvise(pages, rounded, MADV_HUGEPAGE); // a hint: fine when refused
-            m_bytes = static_cast<char*>(pages);
-            m_capacity = rounded;
-            m_aligned = true;
-            return;
-        }
+    m_bytes.reset(AllocateBytes(size, m_capacity));
+    if (!m_bytes) {
+        throw std::bad_alloc();
     }
-#endif
-    m_bytes = new char[size];
+}
+
+int Memory::Read(int fd, size_t& size)
+{
+    const int status = ReadToEnd(fd, m_bytes, size);
+    if (status == ENOMEM) {
+        throw std::bad_alloc();
+    }
+    if (status != 0) {
+        m_bytes.reset();
+        size = 0;
+    }
     m_capacity = size;
-}
-
-void Memory::Free()
-{
-    if (m_aligned) {
-        std::free(m_bytes);
-    } else {
-        delete[] m_bytes;
-    }
-    m_bytes = nullptr;
-    m_capacity = 0;
-    m_aligned = false;
-}
-
-void Memory::Swap(Memory& other)
-{
-    std::swap(m_bytes, other.m_bytes);
-    std::swap(m_capacity, other.m_capacity);
-    std::swap(m_aligned, other.m_aligned);
+    return status;
 }
 
 void Bytes::Assign(std::string_view bytes)
@@ -123,54 +88,14 @@ std::vector<std::string_view> Bytes::Pieces() const
     return pieces;
 }
 
-// Reads a descriptor to its end into memory of its own: 0 or an errno
-// value. Its own loop rather than FileIO's ReadAll: it reads straight
-// into memory sized from the file and never zeroed here, where ReadAll
-// would copy every byte once more through a growing std::string.
 int Bytes::Read(int fd)
 {
     m_savedPending = false;
     m_splices.clear();
     m_text = Memory();
-    struct stat info {};
-    size_t size = 0;
-    m_size = m_loadedSize = 0;
-    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-        // A file larger than this process could ever hold (4 GiB on a
-        // 32-bit system) is refused before its size wraps around.
-        if (static_cast<uintmax_t>(info.st_size) >= std::numeric_limits<size_t>::max() / 2) {
-            return EFBIG;
-        }
-        size = static_cast<size_t>(info.st_size);
-    }
-    // One byte more than the file, so that the read that sees its end
-    // needs no growth.
-    m_loaded.Allocate(size + 1);
-    for (;;) {
-        if (m_loadedSize == m_loaded.capacity()) {
-            if (m_loaded.capacity() >= std::numeric_limits<size_t>::max() / 2) {
-                m_loadedSize = 0;
-                return EFBIG;
-            }
-            Memory larger;
-            larger.Allocate(m_loaded.capacity() * 2);
-            std::memcpy(larger.get(), m_loaded.get(), m_loadedSize);
-            m_loaded = std::move(larger);
-        }
-        const ssize_t count = ::read(fd, m_loaded.get() + m_loadedSize, m_loaded.capacity() - m_loadedSize);
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            m_loadedSize = 0;
-            return errno;
-        }
-        if (count == 0) {
-            m_size = m_loadedSize;
-            return 0;
-        }
-        m_loadedSize += static_cast<size_t>(count);
-    }
+    const int status = m_loaded.Read(fd, m_loadedSize);
+    m_size = m_loadedSize;
+    return status;
 }
 
 // The text in a buffer of its own, with room for edits; the loaded

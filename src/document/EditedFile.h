@@ -7,6 +7,7 @@
 // and keys; this knows bytes and files only.
 
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -18,39 +19,24 @@ namespace zelconfig {
 
 // Memory for a file's bytes that no other process can change: the
 // process's own memory, never a mapping of the file, which another program
-// could shorten (SIGBUS) or rewrite under an edit. Large blocks ask for huge
-// pages where the system offers them: a 50 MB file then costs some twenty
-// page faults instead of twelve thousand, which is most of what reading it
-// costs a short-lived process.
+// could shorten (SIGBUS) or rewrite under an edit; huge pages for large
+// blocks, as ReadToEnd reads into.
 class Memory
 {
 public:
-    Memory() = default;
-    Memory(Memory&& other) noexcept { Swap(other); }
-    Memory& operator=(Memory&& other) noexcept
-    {
-        Memory gone(std::move(*this));
-        Swap(other);
-        return *this;
-    }
-    Memory(const Memory&) = delete;
-    Memory& operator=(const Memory&) = delete;
-    ~Memory() { Free(); }
-
     // At least `size` bytes, not zeroed by this code; the old contents go.
     // Throws std::bad_alloc as any allocation that runs out does.
     void Allocate(size_t size);
-    char* get() const { return m_bytes; }
+    // The bytes of `fd` to its end (ReadToEnd): 0, or an errno value with
+    // nothing kept. Running out of memory throws, as Allocate does.
+    int Read(int fd, size_t& size);
+    char* get() const { return m_bytes.get(); }
     size_t capacity() const { return m_capacity; }
     explicit operator bool() const { return m_bytes != nullptr; }
 
 private:
-    void Free();
-    void Swap(Memory& other);
-
-    char* m_bytes = nullptr;
+    std::unique_ptr<char, void (*)(void*)> m_bytes{nullptr, std::free};
     size_t m_capacity = 0;
-    bool m_aligned = false; // from posix_memalign: free, not delete[]
 };
 
 // The file's bytes as loaded (or last saved), which a save compares with the

@@ -10,14 +10,14 @@ namespace zelconfig {
 namespace {
 
 // The tree's refusals, in the statuses every document gives.
-int Status(int tree)
+int DocumentStatus(int tree)
 {
     switch (tree) {
     case xml::kEditRefused:
     case xml::kEditSeveral:
         return kEditAmbiguous;
-    case 7: // a value XML cannot hold
-        return EINVAL;
+    case kStatusNotHoldable:
+        return kStatusInvalid;
     default:
         return tree;
     }
@@ -92,8 +92,8 @@ struct XmlDocument::State : EditedFile
         std::string why;
         const int status = edit(why);
         if (status != 0) {
-            error = status == -2 ? Missing(key) : status == 7 ? kNotHoldable : why;
-            return Status(status);
+            error = status == kStatusNotFound ? Missing(key) : status == kStatusNotHoldable ? kNotHoldable : why;
+            return DocumentStatus(status);
         }
         std::string rendered;
         if (!tree.Render(text, rendered)) {

@@ -107,7 +107,7 @@ int GetTwo(IConfigReader* reader, const char* function, const std::string& key, 
     std::string raw;
     if (reader == nullptr) {
         ZEL_LOG(kLogError, function, "Config Reader (m_pReader) is NULL");
-        return 22;
+        return kStatusInvalid;
     }
     const int status = reader->GetValue(key, raw);
     if (status != 0) {

@@ -72,7 +72,7 @@ int Bind(IConfigWriter*& writer, std::atomic<void*>& xmlLibrary, const std::stri
     writer = nullptr;
     writer = CreateWriter(path, create, xmlLibrary);
     if (writer == nullptr) {
-        return 22;
+        return kStatusInvalid;
     }
     // The back end stays bound even when this fails.
     return create ? writer->SetPath(path) : writer->ParseFile(path);
@@ -96,7 +96,7 @@ namespace {
 int NoWriter(const char* function)
 {
     ZEL_LOG(kLogError, function, "Config Writer (m_pWriter) is NULL");
-    return 22;
+    return kStatusInvalid;
 }
 
 } // namespace
@@ -132,7 +132,7 @@ int CZelConfigWriter::SetBool(const std::string& strKey, unsigned int uiValue)
     if (uiValue > 1) {
         ZEL_LOG(kLogError, "SetBool", "received bool value is not proper:: %d",
                 static_cast<int>(uiValue));
-        return 7;
+        return kStatusNotBool;
     }
     return m_pWriter->SetValue(strKey, FormatBool(uiValue == 1));
 }

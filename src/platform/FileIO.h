@@ -2,9 +2,11 @@
 #define ZELCONFIG_PLATFORM_FILEIO_H
 
 #include <cstddef>
+#include <fcntl.h>
 #include <string>
-#include <string_view>
 #include <sys/uio.h>
+
+#include "ZelConfigReplaceFile.h" // ReadToEnd and MayWrite, defined here
 
 namespace zelconfig {
 
@@ -16,18 +18,14 @@ int WriteAll(int fd, iovec* parts, int count);
 // The same for one buffer.
 int WriteAll(int fd, const void* data, size_t size);
 
-// Appends what `fd` holds from its position to its end (a pipe: until it
-// closes), resuming after interruptions: 0, or the errno that stopped it.
+// At least `size` bytes of the process's own memory, as ReadToEnd reads into
+// (huge pages for 2 MiB or more), released with std::free; `capacity` says
+// how many. Null when memory ran out.
+char* AllocateBytes(size_t size, size_t& capacity);
+
+// Appends what `fd` holds from its position to its end (ReadToEnd): 0, or
+// the errno that stopped it.
 int ReadAll(int fd, std::string& out);
-
-// Appends the whole file at `path` to `out`: 0, or the errno of the open or
-// the read that failed.
-int ReadFile(const std::string& path, std::string& out);
-
-// Replaces the file at `path` (created with mode 0666 less the umask) with
-// `bytes`: 0, or the errno that stopped it. No fsync: for scratch files,
-// not for saves that must survive a power cut.
-int WriteFile(const std::string& path, std::string_view bytes);
 
 // Makes a descriptor opened with O_NONBLOCK (so that its open could not hang
 // on a FIFO) block as usual again, resuming after interruptions: 0 or errno.

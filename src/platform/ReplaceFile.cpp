@@ -454,10 +454,8 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
         s.path = std::move(walked.path);
         break;
     }
-    // As the library's writer: a file the caller may not write is not replaced,
-    // although the rename would need only the directory.
-    if (!options.force && ::faccessat(s.directory.Get(), s.name.c_str(), W_OK, 0) != 0) {
-        const int cause = errno;
+    const int cause = options.force ? 0 : MayWrite(s.directory.Get(), s.name);
+    if (cause != 0) {
         message = cause == EACCES || cause == EPERM || cause == EROFS || cause == ETXTBSY
                       ? "not writable: " + ErrorText(cause)
                       : Failed("cannot tell whether " + s.path + " may be written", "access", cause);

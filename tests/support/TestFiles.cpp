@@ -1,7 +1,10 @@
 #include "TestFiles.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
+#include <unistd.h>
 
 #include "CCFGParser.h"
 #include "platform/FileIO.h"
@@ -24,14 +27,32 @@ TempDir::~TempDir()
 std::string TempDir::Write(const std::string& name, const std::string& bytes) const
 {
     const std::string path = m_path + "/" + name;
-    zelconfig::WriteFile(path, bytes);
+    WriteFile(path, bytes);
     return path;
 }
 
 std::string ReadFile(const std::string& path)
 {
     std::string bytes;
-    return zelconfig::ReadFile(path, bytes) == 0 ? bytes : std::string();
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int status = fd >= 0 ? zelconfig::ReadAll(fd, bytes) : errno;
+    if (fd >= 0) {
+        ::close(fd);
+    }
+    return status == 0 ? bytes : std::string();
+}
+
+int WriteFile(const std::string& path, std::string_view bytes)
+{
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        return errno;
+    }
+    int status = zelconfig::WriteAll(fd, bytes.data(), bytes.size());
+    if (::close(fd) != 0 && status == 0 && errno != EINTR) {
+        status = errno;
+    }
+    return status;
 }
 
 std::vector<std::string> Lines(const std::string& text, size_t limit)

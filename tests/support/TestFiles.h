@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class CCFGParser;
@@ -24,6 +25,10 @@ private:
 
 // The whole file; "" when it cannot be read.
 std::string ReadFile(const std::string& path);
+
+// Replaces the file at `path` (created with mode 0666 less the umask) with
+// `bytes`: 0, or the errno that stopped it. No fsync: for scratch files.
+int WriteFile(const std::string& path, std::string_view bytes);
 
 // The text's lines as the parser splits them (at line feeds only, the piece
 // after the last one included), at most `limit`.

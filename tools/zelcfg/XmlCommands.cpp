@@ -13,6 +13,8 @@
 
 namespace zelcfg {
 
+using zelconfig::kStatusInvalid, zelconfig::kStatusMalformed, zelconfig::kStatusNotFound;
+
 namespace {
 
 using zelconfig::xml::KeyStyle;
@@ -99,7 +101,7 @@ int XmlSet(const Invocation& invocation, const Input& input)
         int result = invocation.Has(kOptionAttribute) ? document.SetAttribute(key, value)
                      : invocation.Has(kOptionAll)     ? document.SetAll(key, value)
                                                       : document.Set(key, value);
-        if (result == -2) {
+        if (result == kStatusNotFound) {
             result = document.Add(key, value);
         }
         if (result == zelconfig::kEditAmbiguous) {
@@ -119,7 +121,7 @@ int XmlUnset(const Invocation& invocation, const Input& input)
     return EditXml(invocation, input, [&](zelconfig::XmlDocument& document) {
         // Several elements are removed only when --all asks for every one.
         const int removed = invocation.Has(kOptionAll) ? document.RemoveAll(key) : document.Remove(key);
-        if (removed == -2) {
+        if (removed == kStatusNotFound) {
             return Fail(kExitNotFound, input.path, "no key " + key);
         }
         if (removed == zelconfig::kEditAmbiguous) {
@@ -171,7 +173,7 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
     }
     status = document.Get(key, raw);
     // The library knows where joined parts name what is there.
-    const std::string missing = status == -2 ? document.Missing(key) : "";
+    const std::string missing = status == kStatusNotFound ? document.Missing(key) : "";
     if (missing.size() > std::string("no key ").size() + key.size()) {
         status = Fail(kExitNotFound, input.path, missing);
         return false;
@@ -181,7 +183,7 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
 
 bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus)
 {
-    int status = -2;
+    int status = kStatusNotFound;
     std::string bytes, why;
     if (!input.Stdin()) {
         status = document.Load(input.path);
@@ -193,7 +195,7 @@ bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStat
         why = document.Error();
     }
     if (status != 0) {
-        exitStatus = Fail(kExitFailure, input.path, status == -2 ? "cannot be read: " + why : why);
+        exitStatus = Fail(kExitFailure, input.path, status == kStatusNotFound ? "cannot be read: " + why : why);
         return false;
     }
     return true;
@@ -235,19 +237,18 @@ int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::Xm
         ? "line " + std::to_string(error.line) + ", column " + std::to_string(error.column)
         : "byte " + std::to_string(error.offset);
     switch (status) {
-    case -2:
+    case kStatusNotFound:
         return Fail(kExitFailure, path, "cannot be read: " + error.description);
-    case -1:
+    case kStatusMalformed:
         return Fail(kExitFailure, path,
                     error.unsupported ? where + ": " + error.description
                                       : "not well-formed XML at " + where + ": " + error.description);
-    case 22:
+    case kStatusInvalid:
         return Fail(kExitFailure, path, "out of memory");
     default:
         break;
     }
     return Fail(kExitFailure, path, "cannot be read (status " + std::to_string(status) + ")");
 }
-
 
 } // namespace zelcfg
