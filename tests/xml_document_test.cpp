@@ -76,6 +76,8 @@ INSTANTIATE_TEST_SUITE_P(XmlDocument, EditTable, testing::Values(
             "9"},
     EditRow{"SetOfSeveralRefused", kTwo, Op::kSet, "b", "9", kAmbiguous, "",
             "b names 2 elements, on lines 2 and 4; an index picks one, as in b[1]"},
+    EditRow{"LinesCountedInTheBytesAsGiven", "<a>\n  <b\n  >1</b>\n  <b>2</b>\n</a>\n", Op::kSet, "b", "9",
+            kAmbiguous, "", "b names 2 elements, on lines 2 and 4; an index picks one, as in b[1]"},
     EditRow{"SetAll", kTwo, Op::kSetAll, "b", "9", 0, "<a>\n  <b>9</b>\n  <!-- c -->\n  <b x='1'>9</b>\n</a>\n", "",
             "9\n9"},
     EditRow{"SetMissingAddsNothing", kTwo, Op::kSet, "c", "9", -2, "", "no key c"},

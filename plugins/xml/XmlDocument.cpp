@@ -206,30 +206,6 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
     return status;
 }
 
-int XmlDocument::LoadFile(const zelconfig::LockedFile& file, XmlError& error)
-{
-    std::unique_ptr<char, void (*)(void*)> buffer(nullptr, std::free);
-    size_t size = 0;
-    int status = ReadDescriptor(file.Descriptor(), buffer, size, error.description);
-    // The bytes as read, kept: the tree is parsed in place, and a save of
-    // this file, still locked, renders from them and compares the file with
-    // them instead of reading and parsing it again under the lock.
-    std::string loaded;
-    if (status == 0) {
-        loaded.assign(buffer.get(), size);
-        status = Adopt(std::unique_ptr<char, Buffer>(buffer.release()), size, error);
-    }
-    if (status == 0) {
-        m_source = file.Path();
-        m_hasSource = true;
-        m_loaded = std::move(loaded);
-        m_hasLoaded = true;
-    } else if (status == kStatusMalformed) {
-        LocateInFile(file.Descriptor(), size, error);
-    }
-    return status;
-}
-
 int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
 {
     std::unique_ptr<char, Buffer> buffer(CopyOf(data, size));
@@ -237,9 +213,12 @@ int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
         error.description = "out of memory";
         return kStatusInvalid;
     }
-    m_hasSource = m_hasLoaded = false;
-    m_loaded.clear();
+    m_hasSource = false;
     const int status = Adopt(std::move(buffer), size, error);
+    // The bytes as given, kept: the parse in place changes the buffer's,
+    // and lines are counted in these.
+    m_loaded.assign(status == 0 ? data : "", status == 0 ? size : 0);
+    m_hasLoaded = status == 0;
     if (status == kStatusMalformed) {
         Position position{error.offset};
         position.Feed(data, size);
@@ -1200,22 +1179,9 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
     const bool sameFile = real != nullptr && file.Path() == real;
     std::free(real);
     std::string text;
-    int replaced;
-    if (sameFile && m_hasLoaded) {
-        // Loaded from this file under the lock that is still held: the bytes
-        // kept are what the file must still hold, which the replacement
-        // checks just before the switch.
-        if (!Render(m_loaded, text)) {
-            error.description = m_source + zelconfig::kChangedSinceRead;
-            return zelconfig::kReplaceChanged;
-        }
-        const std::string_view piece(text);
-        replaced = file.ReplaceIfUnchanged(m_loaded, &piece, 1, error.description);
-    } else {
-        replaced = RenderAndReplace(file, sameFile, text, error);
-        if (replaced == kStatusInvalid || replaced == kStatusNotFound) {
-            return kStatusNotFound;
-        }
+    const int replaced = RenderAndReplace(file, sameFile, text, error);
+    if (replaced == kStatusInvalid || replaced == kStatusNotFound) {
+        return kStatusNotFound;
     }
     // Once the new bytes are the file, they are the document from now on:
     // parse them, so that later saves start from them. Should that fail, or
@@ -1227,9 +1193,6 @@ int XmlDocument::Save(zelconfig::LockedFile& file, XmlError& error)
         if (buffer && Adopt(std::move(buffer), text.size(), ignored) == 0) {
             m_source = file.Path();
             m_hasSource = true;
-            if (m_hasLoaded) {
-                m_loaded = std::move(text);
-            }
         }
     } else if (replaced == zelconfig::kReplaceUntouched || replaced == zelconfig::kReplaceChanged) {
         m_hasSource = true; // the tree still agrees with the file as it was loaded

@@ -80,9 +80,6 @@ public:
     // .column, .description; .unsupported for the last two); 22 when memory
     // runs out.
     int LoadFile(const std::string& path, XmlError& error);
-    // The same from a file the caller holds locked, for a read-modify-write
-    // cycle that Save(file, ...) ends.
-    int LoadFile(const zelconfig::LockedFile& file, XmlError& error);
     // The same from bytes in memory (a copy is taken); such a document has no
     // file to save to, but Render works.
     int LoadBuffer(const char* data, size_t size, XmlError& error);
@@ -169,7 +166,7 @@ public:
     // or -2 with error set and `target` untouched, unless the description
     // says the file was replaced.
     int Save(const std::string& target, XmlError& error);
-    // The same to a file the caller has locked (and perhaps loaded from).
+    // The same to a file the caller has locked.
     int Save(zelconfig::LockedFile& file, XmlError& error);
 
 private:
@@ -285,9 +282,8 @@ private:
     // when it no longer parses into the same tree at the same offsets.
     std::string m_source;
     bool m_hasSource = false;
-    // The bytes loaded from a locked file (LoadFile(LockedFile)), before the
-    // parse in place changed them: what a save of that file renders from
-    // and compares the file with.
+    // The bytes given to LoadBuffer, before the parse in place changed them:
+    // lines are counted in them.
     std::string m_loaded;
     bool m_hasLoaded = false;
     // Declared in an encoding other than UTF-8: ASCII only.
