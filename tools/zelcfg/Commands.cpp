@@ -236,6 +236,51 @@ bool Writable(const EntryName& name, const std::string& value, bool anonymous, s
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
+// The edit itself, on the loaded document: the library's status, with the
+// options that pick among several entries in `remedy` for its refusal.
+int ApplyEdit(const Invocation& invocation, Document& document, EditKind kind, const EntryName& name, bool apart,
+              const std::string& value, std::string& remedy)
+{
+    const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
+    if (kind == EditKind::kRemoveBlock) {
+        return document.RemoveBlock(invocation.operands[1]);
+    }
+    if (kind == EditKind::kUnset) {
+        remedy = ": --all removes every one, --index N the Nth";
+        if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
+            return document.RemoveAt(name.block, name.entry, invocation.index);
+        }
+        return apart ? document.Remove(name.block, name.entry) : document.Remove(name.shown);
+    }
+    remedy = ": --all sets every one, --index N the Nth, --add appends another";
+    int status;
+    if (invocation.Has(kOptionAdd)) {
+        status = document.Lines(name.block, name.entry).empty() ? -2 : document.Append(name.block, name.entry, value);
+    } else if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
+        status = document.SetAt(name.block, name.entry, invocation.index, value);
+    } else {
+        status = apart ? document.Set(name.block, name.entry, value) : document.Set(name.shown, value);
+    }
+    if (status == -2 && !invocation.Has(kOptionIndex)) {
+        // The library decides whether adding is safe: a key names the block
+        // it splits to only where no dotted block is meant.
+        remedy.clear();
+        return apart || anonymous ? document.Add(name.block, name.entry, value) : document.Add(name.shown, value);
+    }
+    return status;
+}
+
+// --normalise after an edit: refused where entries would be lost.
+int NormaliseAfterEdit(Document& document, const std::string& path)
+{
+    if (const size_t lost = document.UnreadEntries()) {
+        return Fail(kExitFailure, path, "refusing to normalise: " + std::to_string(lost)
+                                            + " entries under repeated block headers would be lost "
+                                              "('zelcfg lint' shows where)");
+    }
+    return document.Normalise() == 0 ? kExitOk : Fail(kExitFailure, path, kCannotNormalise);
+}
+
 // set, unset and remove-block: lock, read, edit the lines concerned, save
 // atomically.
 int Edit(const Invocation& invocation, const Input& input, EditKind kind)
@@ -267,57 +312,22 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
         return Fail(kExitFailure, input.path,
                     loaded == -2 ? SaveFailure(document.Error()) : LoadFailure(loaded, document));
     }
-    if (kind == EditKind::kSet) {
-        // The library refuses a key that names several entries; the options
-        // say which are meant.
-        remedy = ": --all sets every one, --index N the Nth, --add appends another";
-        if (invocation.Has(kOptionAdd)) {
-            status = document.Lines(name.block, name.entry).empty() ? -2
-                                                                    : document.Append(name.block, name.entry, value);
-        } else if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
-            status = document.SetAt(name.block, name.entry, invocation.index, value);
-        } else {
-            status = apart ? document.Set(name.block, name.entry, value) : document.Set(name.shown, value);
-        }
-        if (status == -2 && !invocation.Has(kOptionIndex)) {
-            // The library decides whether adding is safe: a key names the
-            // block it splits to only where no dotted block is meant.
-            status = apart || anonymous ? document.Add(name.block, name.entry, value)
-                                        : document.Add(name.shown, value);
-            remedy = "";
-        }
-    } else if (kind == EditKind::kUnset) {
-        remedy = ": --all removes every one, --index N the Nth";
-        if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
-            status = document.RemoveAt(name.block, name.entry, invocation.index);
-        } else {
-            status = apart ? document.Remove(name.block, name.entry) : document.Remove(name.shown);
-        }
-    } else {
-        status = document.RemoveBlock(invocation.operands[1]);
-        if (status == EINVAL && anonymous) {
-            return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
-                                                  "remove them one by one");
-        }
-    }
+    status = ApplyEdit(invocation, document, kind, name, apart, value, remedy);
     if (status == -2) {
         return Fail(kExitNotFound, input.path, document.Error());
     }
     if (status == zelconfig::kEditAmbiguous) {
         return Fail(kExitFailure, input.path, document.Error() + remedy);
     }
+    if (status == EINVAL && kind == EditKind::kRemoveBlock && anonymous) {
+        return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
+                                              "remove them one by one");
+    }
     if (status != 0) {
         return Fail(kExitFailure, input.path, "cannot edit the file (status " + std::to_string(status) + ")");
     }
-    if (invocation.Has(kOptionNormalise)) {
-        if (const size_t lost = document.UnreadEntries()) {
-            return Fail(kExitFailure, input.path, "refusing to normalise: " + std::to_string(lost)
-                                                      + " entries under repeated block headers would be lost "
-                                                        "('zelcfg lint' shows where)");
-        }
-        if (document.Normalise() != 0) {
-            return Fail(kExitFailure, input.path, kCannotNormalise);
-        }
+    if (invocation.Has(kOptionNormalise) && (status = NormaliseAfterEdit(document, input.path)) != kExitOk) {
+        return status;
     }
     if (const int saved = document.Save()) {
         return SaveFailed(saved, input.path, document.Error());
