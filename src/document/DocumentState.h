@@ -1,0 +1,658 @@
+#ifndef ZELCONFIG_DOCUMENT_DOCUMENTSTATE_H
+#define ZELCONFIG_DOCUMENT_DOCUMENTSTATE_H
+
+// The CFG document's state, shared by its reads (Document.cpp) and its
+// edits (DocumentEdits.cpp): the text over the editing core, the index of
+// its headers, and the walks and edits of its lines.
+
+#include "ZelConfigDocument.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <locale>
+#include <new>
+#include <string_view>
+#include <unistd.h>
+#include <unordered_set>
+#include <utility>
+
+#include "CBlock.h"
+#include "EditedFile.h"
+#include "cfg/CFGKey.h"
+#include "cfg/CFGLine.h"
+#include "cfg/CFGModel.h"
+#include "cfg/CFGRead.h"
+#include "cfg/CFGSavedForm.h"
+#include "platform/FileIO.h"
+#include "platform/ZelLog.h"
+
+namespace zelconfig {
+
+
+constexpr size_t kNone = std::string::npos;
+
+// One line of the text: [begin, end) without its line feed; `next` is where
+// the following line begins, kNone for the last line.
+struct Line
+{
+    size_t begin, end, next;
+};
+
+// A run of bytes to splice: [begin, end) replaced by `with`.
+struct Splice
+{
+    size_t begin, end;
+    std::string with;
+};
+
+// A line of white space only: it ends the run of comment lines above it, which
+// then belong to nothing below.
+inline bool IsBlankLine(std::string_view line)
+{
+    return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
+}
+
+// How an entry is shown in messages: "[a.b]k" where no key reaches it.
+inline std::string Shown(const std::string& block, const std::string& entry)
+{
+    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
+}
+
+// How to name an entry on zelcfg's command line, quoted: as a KEY, or as
+// BLOCK and ENTRY apart for a block whose name holds '.'; a block alone when
+// there is no entry.
+inline std::string Address(const std::string& block, const std::string& entry)
+{
+    if (entry.empty()) {
+        return "'" + block + "'";
+    }
+    return block.find('.') == std::string::npos ? "'" + block + "." + entry + "'"
+                                                : "'" + block + "' '" + entry + "'";
+}
+
+// The look-alikes of an entry, as a tail for a message.
+inline std::string LookalikeText(const std::string& block, const std::string& entry,
+                          const std::vector<Document::Lookalike>& lookalikes)
+{
+    std::string hint;
+    for (const Document::Lookalike& found : lookalikes) {
+        const std::string line = std::to_string(found.line);
+        if (!found.block.empty()) {
+            hint += "; line " + line + " holds the block '" + found.block
+                    + "': blanks around a block name are part of it, so address it as "
+                    + Address(found.block, entry) + " (quoted)";
+        } else if (found.key.empty()) {
+            hint += "; line " + line + " holds it under a repeated header (line "
+                    + std::to_string(found.repeatedHeaderLine)
+                    + "), which the library does not read: merge the two blocks";
+        } else {
+            const std::string held = found.key.substr(block.size() + 1);
+            hint += "; line " + line + " holds '" + Shown(block, held)
+                    + "': blanks around an entry name are part of it in block mode, so address it as "
+                    + Address(block, held) + " (quoted)";
+        }
+    }
+    return hint;
+}
+
+// "line 3", "lines 2 and 3", "lines 2, 5 and 9", for messages.
+inline std::string LineList(const std::vector<size_t>& lines)
+{
+    std::string text = lines.size() == 1 ? "line " : "lines ";
+    for (size_t i = 0; i < lines.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == lines.size() ? " and " : ", ") + std::to_string(lines[i]);
+    }
+    return text;
+}
+
+// An edit's choice among the entries of a key: every one (0), the index-th
+// counted from 1, or the one there must be.
+constexpr size_t kEvery = 0;
+constexpr size_t kTheOnly = static_cast<size_t>(-1);
+
+
+// An entry as an edit or a lookup names it: by a key (which a dotted block's
+// hint needs), or by its block and entry apart.
+struct Named
+{
+    CFGKeyParts parts;
+    std::string key;    // as given; empty when named apart
+    bool byKey = false;
+
+    std::string Shown() const
+    {
+        return byKey ? key : zelconfig::Shown(std::string(parts.block), std::string(parts.entry));
+    }
+};
+
+struct Document::State : EditedFile
+{
+    // A header line, and whether its name is new there: a later header of a
+    // taken name opens no block, and its entries are lost to a reader.
+    struct Header
+    {
+        size_t at;
+        bool first;
+    };
+
+    Mode mode;
+    std::vector<Header> headers; // in file order
+    size_t readEnd = kNone;      // lines from here on were not read (a parse stopped)
+    int status = -2;             // of the last load
+    bool loaded = false;         // a model exists (the file could be read)
+    std::locale locale;          // anonymous-mode trimming, as at the load
+    const std::ctype<char>* ctype = nullptr;
+
+    explicit State(Mode m) : mode(m) {}
+
+    bool Anonymous() const { return mode == Mode::kAnonymous; }
+
+    CFGReadMode ReadMode(bool headersOnly) const { return {Anonymous() ? ctype : nullptr, headersOnly}; }
+
+    Line LineAt(size_t begin) const
+    {
+        const void* feed = std::memchr(text.data() + begin, '\n', text.size() - begin);
+        if (feed == nullptr) {
+            return {begin, text.size(), kNone};
+        }
+        const size_t end = static_cast<size_t>(static_cast<const char*>(feed) - text.data());
+        return {begin, end, end + 1};
+    }
+
+    std::string_view View(const Line& line) const
+    {
+        return std::string_view(text.data() + line.begin, line.end - line.begin);
+    }
+
+    // Whether the header that begins at `at` is the first of its name.
+    bool FirstHeaderAt(size_t at) const
+    {
+        const auto found = std::lower_bound(headers.begin(), headers.end(), at,
+                                            [](const Header& header, size_t offset) { return header.at < offset; });
+        return found != headers.end() && found->at == at && found->first;
+    }
+
+    // Calls visit(line, report) for each line that begins in [from, to), with
+    // what the reading made of it: `from` begins a header line, or the file.
+    template <typename Visit>
+    void Walk(size_t from, size_t to, Visit visit) const
+    {
+        // The names a reading from there would have met are in the index.
+        struct Listener
+        {
+            const State& s;
+            const CFGLineReader& reader;
+            size_t from, to;
+            Visit& visit;
+            bool anonymousClaimed = false;
+            bool ClaimBlock(std::string_view, std::string_view)
+            {
+                if (s.Anonymous() && !anonymousClaimed) {
+                    return anonymousClaimed = true; // the block anonymous mode makes first
+                }
+                return s.FirstHeaderAt(from + reader.LineOffset());
+            }
+            void Report(const CFGReport& report)
+            {
+                const size_t begin = from + report.offset, end = begin + report.text.size();
+                if (begin < to) {
+                    visit(Line{begin, end, end < s.text.size() ? end + 1 : kNone}, report);
+                }
+            }
+        };
+        to = std::min(to, readEnd);
+        if (from > text.size() || from >= to) {
+            return;
+        }
+        CFGLineReader reader;
+        reader.OpenBytes(std::string_view(text).substr(from, to - from));
+        Listener listener{*this, reader, from, to, visit};
+        CFGRead(reader, ReadMode(false), listener);
+    }
+
+    bool HasSpaceAtEnds(std::string_view bytes) const { return CFGTrimAnonymous(bytes, *ctype).size() != bytes.size(); }
+
+    // Builds the header index from the reading of the headers alone: the
+    // parse's status, with the engine's messages.
+    int Index()
+    {
+        struct Listener
+        {
+            State& s;
+            std::unordered_set<std::string_view> names;
+            int status = 0;
+            bool ClaimBlock(std::string_view name, std::string_view) { return names.insert(name).second; }
+            void Report(const CFGReport& report)
+            {
+                switch (report.fate) {
+                case CFGFate::kBlockOpened:
+                case CFGFate::kBlockRepeated:
+                    s.headers.push_back({report.offset, report.fate == CFGFate::kBlockOpened});
+                    break;
+                case CFGFate::kStopUnterminated:
+                    ZEL_LOG(kLogError, "Load", "End Tag missing");
+                    s.Stop(report.offset, "a block header has no ']'");
+                    break;
+                case CFGFate::kStopOutsideBlock:
+                    ZEL_LOG(kLogError, "Load", "l_pBlock is NULL");
+                    s.Stop(report.offset, "an entry stands above the first block header");
+                    break;
+                default:
+                    break;
+                }
+            }
+        } listener{*this, {}};
+        headers.clear();
+        readEnd = kNone;
+        CFGLineReader reader;
+        reader.OpenBytes(text);
+        return CFGRead(reader, ReadMode(true), listener);
+    }
+
+    // Ends the parse at the line that begins at `at`, with the line's number
+    // and what is wrong with it in `error`.
+    void Stop(size_t at, const char* what)
+    {
+        readEnd = at;
+        error = "line " + std::to_string(LineNumber(at)) + ": " + what;
+    }
+
+    // Indexes the bytes just read.
+    int Start()
+    {
+        locale = std::locale();
+        ctype = &std::use_facet<std::ctype<char>>(locale);
+        loaded = true;
+        changed = false;
+        status = Index();
+        // The mark's bytes make the first line neither header nor comment,
+        // which the line named above does not show.
+        if (status != 0 && std::string_view(text).substr(0, 3) == "\xEF\xBB\xBF") {
+            error += " (a byte-order mark: its three bytes start the first line, which is therefore no header "
+                     "or comment)";
+        }
+        return status;
+    }
+
+    std::string_view HeaderName(size_t index) const
+    {
+        return CFGClassifyLine(View(LineAt(headers[index].at))).name;
+    }
+
+    // Each block name's first section (the block a lookup finds): by name
+    // (bytewise) or in the order of the headers in the file.
+    std::vector<std::pair<std::string_view, size_t>> FirstSections(Document::Order order) const
+    {
+        std::vector<std::pair<std::string_view, size_t>> sections;
+        for (size_t i = 0; i < headers.size(); ++i) {
+            if (headers[i].first) {
+                sections.emplace_back(HeaderName(i), i);
+            }
+        }
+        if (order == Document::Order::kSaved) {
+            std::sort(sections.begin(), sections.end());
+        }
+        return sections;
+    }
+
+    // Where the section of header `index` ends.
+    size_t SectionEnd(size_t index) const { return index + 1 < headers.size() ? headers[index + 1].at : kNone; }
+
+    // The first header of that name: the block a lookup finds. kNone if none.
+    size_t FindSection(std::string_view name) const
+    {
+        for (size_t i = 0; i < headers.size(); ++i) {
+            if (headers[i].first && HeaderName(i) == name) {
+                return i;
+            }
+        }
+        return kNone;
+    }
+
+    // Calls found(line, key, value) for every entry a lookup of the key's
+    // names would take, key and value as the model holds them.
+    template <typename Found>
+    void ForEachMatch(const CFGKeyParts& parts, Found found) const
+    {
+        ForEachEntryOf(parts.block, [&](const Line& line, std::string_view key, std::string_view value) {
+            if (key == parts.entry) {
+                found(line, key, value);
+            }
+        });
+    }
+
+    // Every entry of a block as the model holds it, in file order.
+    template <typename Found>
+    void ForEachEntryOf(std::string_view block, Found found) const
+    {
+        if (!loaded) {
+            return;
+        }
+        size_t from = 0, to = kNone;
+        if (Anonymous()) {
+            if (block != kCFGAnonymousBlock) {
+                return; // blocks of headers hold no entries in this mode
+            }
+        } else {
+            const size_t section = FindSection(block);
+            if (section == kNone) {
+                return;
+            }
+            from = headers[section].at;
+            to = SectionEnd(section);
+        }
+        Walk(from, to, [&](const Line& line, const CFGReport& report) {
+            if (report.fate == CFGFate::kEntryKept) {
+                found(line, report.line.key, report.line.value);
+            }
+        });
+    }
+
+    // The lines of the headers and entries in [from, to) that `takes`
+    // accepts, each with the comment lines that belong to it: those directly
+    // above it, with no blank line between. `takes` sees every header and
+    // entry in file order. Other lines, blank ones included, are not taken.
+    template <typename Takes>
+    std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
+    {
+        std::vector<Line> taken, waiting;
+        Walk(from, to, [&](const Line& line, const CFGReport& report) {
+            switch (report.fate) {
+            case CFGFate::kComment:
+                waiting.push_back(line);
+                return;
+            case CFGFate::kIgnored:
+                if (!IsBlankLine(report.text)) {
+                    return;
+                }
+                break;
+            case CFGFate::kBlockOpened:
+            case CFGFate::kBlockRepeated:
+            case CFGFate::kEntryKept:
+            case CFGFate::kEntryDropped:
+                if (takes(report)) {
+                    taken.insert(taken.end(), waiting.begin(), waiting.end());
+                    taken.push_back(line);
+                }
+                break;
+            case CFGFate::kStopUnterminated:
+            case CFGFate::kStopOutsideBlock:
+                return;
+            }
+            waiting.clear();
+        });
+        return taken;
+    }
+
+    // The line, counted from 1, that begins at `at`.
+    size_t LineNumber(size_t at) const
+    {
+        return 1 + static_cast<size_t>(std::count(text.data(), text.data() + at, '\n'));
+    }
+
+    // The blocks a reader could take for `name`, which the file lacks: the
+    // first header of each name that differs from it only by white space at
+    // its ends.
+    std::vector<Document::Lookalike> BlockLookalikes(std::string_view name) const
+    {
+        std::vector<Document::Lookalike> found;
+        const std::string_view wanted = CFGTrimAnonymous(name, *ctype);
+        for (size_t i = 0; i < headers.size(); ++i) {
+            const std::string_view held = HeaderName(i);
+            if (headers[i].first && held != name && CFGTrimAnonymous(held, *ctype) == wanted) {
+                found.push_back({LineNumber(headers[i].at), {}, 0, std::string(held)});
+            }
+        }
+        return found;
+    }
+
+    // Edits are allowed on a document whose whole file was read.
+    bool WhollyRead() const { return loaded && status == 0; }
+
+    // Whether the file's first line ends in CR LF: lines added end so too.
+    bool Crlf() const
+    {
+        const Line first = LineAt(0);
+        return first.next != kNone && first.end > first.begin && text[first.end - 1] == '\r';
+    }
+
+    // The bytes that end a header line the edit adds.
+    const char* LineEnd() const { return Crlf() ? "\r\n" : "\n"; }
+
+    // The bytes that end an entry line the edit adds with `value`: in block
+    // mode the carriage return before the line feed is part of the value as
+    // the engine reads it, so the line ends in CR LF as its neighbours do
+    // unless the value brings its own carriage return.
+    const char* EntryEnd(std::string_view value) const
+    {
+        const bool ownCr = !Anonymous() && !value.empty() && value.back() == '\r';
+        return Crlf() && !ownCr ? "\r\n" : "\n";
+    }
+
+    // How much of an added entry line's end goes when it becomes the last
+    // line of a file without a final line feed: the line feed, and the
+    // carriage return only where it is no part of the value.
+    size_t EndDropped(const std::string& lineEnd) const { return Anonymous() ? lineEnd.size() : 1; }
+
+    // The bytes a value replacing `stored` is written as: in block mode a
+    // carriage return the stored value ends in stays, so the line keeps
+    // its CR LF.
+    static std::string Kept(std::string_view stored, const std::string& value, bool anonymous)
+    {
+        const bool keepCr = !anonymous && !stored.empty() && stored.back() == '\r'
+                            && (value.empty() || value.back() != '\r');
+        return keepCr ? value + '\r' : value;
+    }
+
+    // Applies splices that do not overlap, given in any order, and moves the
+    // header index along. Headers inside a replaced run are dropped.
+    void Apply(std::vector<Splice>& splices)
+    {
+        std::sort(splices.begin(), splices.end(),
+                  [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        const auto before = [](const Header& header, size_t offset) { return header.at < offset; };
+        for (const Splice& splice : splices) {
+            if (splice.end == splice.begin && splice.with.empty()) {
+                continue;
+            }
+            text.Replace(splice.begin, splice.end, splice.with);
+            const auto delta = static_cast<std::ptrdiff_t>(splice.with.size())
+                               - static_cast<std::ptrdiff_t>(splice.end - splice.begin);
+            // In order: those before stay, those inside go, those after move.
+            const auto first = std::lower_bound(headers.begin(), headers.end(), splice.begin, before);
+            const auto last = std::lower_bound(first, headers.end(), splice.end, before);
+            for (auto header = last; header != headers.end(); ++header) {
+                header->at = static_cast<size_t>(static_cast<std::ptrdiff_t>(header->at) + delta);
+            }
+            headers.erase(first, last);
+            changed = true;
+        }
+    }
+
+    // Removes whole lines, given by where they begin; `lines` in file order.
+    void RemoveLines(const std::vector<Line>& lines)
+    {
+        std::vector<Splice> splices;
+        for (const Line& line : lines) {
+            const size_t end = line.next == kNone ? text.size() : line.next;
+            if (!splices.empty() && splices.back().end == line.begin) {
+                splices.back().end = end;
+            } else {
+                splices.push_back({line.begin, end, {}});
+            }
+        }
+        // The last line had no line feed: the one before it goes instead, so
+        // that the file still ends without one; unless the line it ends is
+        // empty, which would then be lost with it.
+        if (!splices.empty() && splices.back().end == text.size() && splices.back().begin > 1
+            && text.back() != '\n' && text[splices.back().begin - 2] != '\n') {
+            --splices.back().begin;
+        }
+        Apply(splices);
+    }
+
+    // Inserts lines after the line `anchor` (or at the start when none).
+    // `lines` hold their own line ends, the last of which, `lastEnd` bytes,
+    // is dropped when the anchor is the file's last line and has none. With
+    // `newBlock` the first line is the header of a block the file lacks.
+    void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd, bool newBlock)
+    {
+        size_t at = 0, header = 0;
+        if (anchor != nullptr) {
+            if (anchor->next == kNone) {
+                at = text.size();
+                header = at + 1;
+                lines.insert(0, "\n");
+                lines.resize(lines.size() - lastEnd);
+            } else {
+                at = header = anchor->next;
+            }
+        }
+        std::vector<Splice> splices{{at, at, std::move(lines)}};
+        Apply(splices);
+        if (newBlock) {
+            const auto after = [](size_t offset, const Header& h) { return offset < h.at; };
+            headers.insert(std::upper_bound(headers.begin(), headers.end(), header, after), Header{header, true});
+        }
+    }
+
+    // The engine's saved form of the model it reads from the text into
+    // `out`; false when that would not read back as the same model: in
+    // anonymous mode a trimmed name may begin like a comment or a header.
+    bool NormalisedText(std::string& out) const
+    {
+        std::unique_ptr<CFGBlockMap, void (*)(CFGBlockMap*)> model(new CFGBlockMap, FreeBlockMap);
+        CFGLineReader reader;
+        reader.OpenBytes(text);
+        CFGReadModel(reader, Anonymous() ? ctype : nullptr, *model);
+        if (Anonymous()) {
+            for (const CNode& node : model->at(kCFGAnonymousBlock)->m_vecNodes) {
+                if (!node.m_strKey.empty() && std::string_view("#;[").find(node.m_strKey.front()) != std::string_view::npos) {
+                    return false;
+                }
+            }
+        }
+        ForEachSavedLine(*model, [&out](std::string_view a, std::string_view b, std::string_view c, std::string_view d) {
+            for (std::string_view piece : {a, b, c, d}) {
+                out.append(piece.data(), piece.size());
+            }
+        });
+        return true;
+    }
+
+    // A key as the mode splits it.
+    Named Name(const std::string& key) const { return {CFGSplitKey(key, Anonymous()), key, true}; }
+
+    // The first block whose name holds '.' and is a longer prefix of the
+    // key, which is most likely what the key meant ("Net.eth0.Address" with
+    // [Net.eth0] held), as a tail for a message; empty when there is none.
+    std::string DottedBlockText(const Named& name) const
+    {
+        const std::string& key = name.key;
+        if (key.empty() || Anonymous() || !loaded) {
+            return "";
+        }
+        for (size_t i = 0; i < headers.size(); ++i) {
+            const std::string_view held = HeaderName(i);
+            if (headers[i].first && held.size() > name.parts.block.size() && key.size() > held.size() + 1
+                && key.compare(0, held.size(), held.data(), held.size()) == 0 && key[held.size()] == '.') {
+                return "; line " + std::to_string(LineNumber(headers[i].at)) + " holds the block '"
+                       + std::string(held) + "', whose name holds '.': address its entry as "
+                       + Address(std::string(held), key.substr(held.size() + 1)) + " (BLOCK ENTRY apart)";
+            }
+        }
+        return "";
+    }
+
+    // Why no lookup finds the entry, with what the file holds that the name
+    // was probably meant for.
+    std::string Missing(const Document& document, const Named& name) const
+    {
+        const std::string block(name.parts.block), entry(name.parts.entry);
+        return "no key " + name.Shown() + LookalikeText(block, entry, document.Lookalikes(block, entry))
+               + DottedBlockText(name);
+    }
+
+    // Whether `which` picks among the key's entries, found at `offsets`: 0,
+    // else -2 or kEditAmbiguous with the error saying why.
+    int Pick(const Document& document, const Named& name, const std::vector<size_t>& offsets, size_t which)
+    {
+        if (offsets.empty()) {
+            error = Missing(document, name);
+            return -2;
+        }
+        if ((which == kTheOnly && offsets.size() > 1) || (which != kTheOnly && which > offsets.size())) {
+            std::vector<size_t> lines;
+            for (size_t at : offsets) {
+                lines.push_back(LineNumber(at));
+            }
+            const std::string count = std::to_string(lines.size()) + (lines.size() == 1 ? " entry" : " entries");
+            error = which == kTheOnly ? name.Shown() + " names " + count + " (" + LineList(lines) + ")"
+                                      : "no entry " + std::to_string(which) + " of " + name.Shown() + ": it names "
+                                            + count + " (" + LineList(lines) + ")";
+            return which == kTheOnly ? kEditAmbiguous : -2;
+        }
+        return 0;
+    }
+
+    // Set, SetAt: the value of the entries `which` picks.
+    int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value)
+    {
+        if (!WhollyRead() || value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
+            return EINVAL;
+        }
+        std::vector<size_t> offsets;
+        std::vector<Splice> splices;
+        ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
+            offsets.push_back(line.begin);
+            const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();
+            std::string written = Kept(stored, value, Anonymous());
+            if (taken && stored != written) {
+                const size_t begin = static_cast<size_t>(stored.data() - text.data());
+                splices.push_back({begin, begin + stored.size(), std::move(written)});
+            }
+        });
+        const int picked = Pick(document, name, offsets, which);
+        if (picked == 0) {
+            Apply(splices);
+        }
+        return picked;
+    }
+
+    // Remove, RemoveAt: the entries `which` picks, with their comments.
+    int RemoveEntries(const Document& document, const Named& name, size_t which)
+    {
+        if (!WhollyRead()) {
+            return EINVAL;
+        }
+        std::vector<size_t> offsets;
+        ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view) {
+            offsets.push_back(line.begin);
+        });
+        const int picked = Pick(document, name, offsets, which);
+        if (picked != 0) {
+            return picked;
+        }
+        // The block's first section, or the whole file for "anonymous":
+        // where the matches stand.
+        size_t from = 0, to = kNone;
+        if (!Anonymous()) {
+            const size_t section = FindSection(name.parts.block);
+            from = headers[section].at;
+            to = SectionEnd(section);
+        }
+        size_t count = 0; // the entries of the key met so far
+        RemoveLines(Owned(from, to, [&](const CFGReport& report) {
+            return report.line.kind == CFGLineKind::kEntry && report.line.key == name.parts.entry
+                   && (++count == which || which == kEvery || which == kTheOnly);
+        }));
+        return 0;
+    }
+};
+
+} // namespace zelconfig
+
+#endif
