@@ -13,6 +13,14 @@ namespace zelconfig::xml {
 
 struct XmlError;
 
+// Comments and processing instructions become nodes, so that the bytes
+// between an element's start tag and its first child are known to be blanks.
+constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi::parse_pi;
+
+// A copy of bytes in a buffer of its own (std::malloc), for a parse in place
+// to change; null when memory runs out.
+char* CopyOf(const char* data, size_t size);
+
 // Counts lines and characters up to a byte offset, over a file's bytes fed
 // in order from its start: the parse changes its own copy of them. A larger
 // target may be set between feeds, to count on from where it stopped.
