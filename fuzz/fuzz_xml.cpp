@@ -1,16 +1,18 @@
 // The XML plug-in's document: parse, lint, look up every key it lists and the
 // input's lines, change every listed key, and render. An unchanged render is
 // the input itself; a changed one parses again and reads exactly what the
-// changed document read in memory. Then the tool's edits, one at a time on a
-// fresh copy: removing what an indexed key names, adding an element and an
-// attribute under one; each result parses, and differs from the input in
-// one place only (every other byte stayed).
+// changed document read in memory. Then the library's XML document's edits,
+// one at a time on a fresh copy: removing what an indexed key names, adding
+// an element and an attribute under one; each result parses, differs from
+// the input in one place only (every other byte stayed), and the same
+// document reads what was added.
 #include <cctype>
 #include <cerrno>
 #include <cstring>
 
 #include "FuzzSupport.h"
 #include "XmlDocument.h"
+#include "ZelConfigXmlDocument.h"
 
 using zelconfig::xml::KeyStyle;
 using zelconfig::xml::XmlDocument;
@@ -59,26 +61,24 @@ struct Expected
     const char* added;
 };
 
-// One edit of the tool on a fresh copy of `input`: made or refused with a
-// reason; when made, the result parses and differs from the input in one
-// place only, as `expected` says.
+// One edit of the library's XML document on a fresh copy of `input`: made
+// or refused with a reason; when made, the text parses and differs from the
+// input in one place only, as `expected` says, and the same document reads
+// what was added.
 template <class Edit>
 void CheckEdit(const std::string& input, const std::string& key, Edit&& edit, Expected expected)
 {
-    XmlDocument doc;
-    XmlError error;
-    FUZZ_REQUIRE(doc.LoadBuffer(input.data(), input.size(), error) == 0, "the input loaded before");
-    doc.SetKeyStyle(KeyStyle::kIndexed);
-    std::string why;
-    const int status = edit(doc, why);
-    FUZZ_REQUIRE(status == 0 || status == zelconfig::xml::kEditRefused, key + ": " + std::to_string(status));
+    zelconfig::XmlDocument doc;
+    FUZZ_REQUIRE(doc.Parse(input) == 0, "the input loaded before");
+    const int status = edit(doc);
+    FUZZ_REQUIRE(status == 0 || status == zelconfig::kEditAmbiguous, key + ": " + std::to_string(status));
     if (status != 0) {
-        FUZZ_REQUIRE(!why.empty(), key);
+        FUZZ_REQUIRE(!doc.Error().empty() && doc.Text() == input, key);
         return;
     }
-    std::string rendered;
-    FUZZ_REQUIRE(doc.Render(input, rendered), key + ": the edit does not render");
+    const std::string rendered(doc.Text());
     XmlDocument again;
+    XmlError error;
     FUZZ_REQUIRE(again.LoadBuffer(rendered.data(), rendered.size(), error) == 0,
                  key + "\n" + rendered + "\n" + error.description);
     const size_t replaced = ReplacedBytes(input, rendered);
@@ -89,8 +89,7 @@ void CheckEdit(const std::string& input, const std::string& key, Edit&& edit, Ex
     FUZZ_REQUIRE(!expected.insertion || (replaced <= 2 && rendered.size() > input.size()),
                  key + ": more than an insertion\n" + rendered);
     std::string value;
-    again.SetKeyStyle(KeyStyle::kIndexed);
-    FUZZ_REQUIRE(expected.added == nullptr || (again.Find(key, value) == 0 && value == expected.added),
+    FUZZ_REQUIRE(expected.added == nullptr || (doc.Get(key, value) == 0 && value == expected.added),
                  key + " reads " + value + "\n" + rendered);
 }
 
@@ -164,17 +163,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool bare = BareAmpersand(input);
     for (const std::string& key : indexed) {
         if (!bare) {
-            CheckEdit(input, key, [&](XmlDocument& edited, std::string& why) { return edited.Remove(key, why); },
+            CheckEdit(input, key, [&](zelconfig::XmlDocument& edited) { return edited.Remove(key); },
                       Expected{true, false, nullptr});
         }
         const std::string child = key + ".Fz";
-        CheckEdit(input, child, [&](XmlDocument& edited, std::string& why) { return edited.Add(child, "v<&", why); },
+        CheckEdit(input, child, [&](zelconfig::XmlDocument& edited) { return edited.Add(child, "v<&"); },
                   Expected{false, true, "v<&"});
         // A child element of that name would shadow the attribute on reading.
         const std::string attribute = key + ".fz";
         std::string there;
         CheckEdit(input, attribute,
-                  [&](XmlDocument& edited, std::string& why) { return edited.SetAttribute(attribute, "w\"'", why); },
+                  [&](zelconfig::XmlDocument& edited) { return edited.SetAttribute(attribute, "w\"'"); },
                   Expected{false, doc.Find(attribute, there) != 0, nullptr});
     }
     return 0;

@@ -9,6 +9,7 @@
 
 #include "ZelConfigExport.h"
 #include "ZelConfigReplaceFile.h"
+#include "ZelConfigStatus.h"
 
 namespace zelconfig {
 
@@ -33,10 +34,11 @@ constexpr int kEditAmbiguous = -4;
 // first '.', and in anonymous mode a key without '.' names an entry of the
 // block "anonymous".
 //
-// Statuses: 0 success; -1 a block header without ']'; -2 a file that cannot
-// be opened or saved, or a key or block that is not there; kEditAmbiguous
-// (-4) an edit refused because the key could name something else in the
-// file (Error() says what, and how to name it); 22 (EINVAL) nothing loaded,
+// Statuses (ZelConfigStatus.h names them): 0 success; -1 (kStatusMalformed)
+// a block header without ']'; -2 (kStatusNotFound) a file that cannot be
+// opened or saved, or a key or block that is not there; kEditAmbiguous (-4)
+// an edit refused because the key could name something else in the file
+// (Error() says what, and how to name it); 22 (kStatusInvalid) nothing loaded,
 // a file read only in part, an empty key, or a name or value that no line of
 // the file could hold in this mode. Nothing is thrown on purpose; only a
 // failed ordinary allocation escapes as std::bad_alloc. One document must be

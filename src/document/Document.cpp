@@ -29,7 +29,7 @@ int Document::Load(const std::string& path, unsigned options, const ReplaceOptio
     creating.create = (options & kCreate) != 0;
     if (s.EditedFile::Load(path, (options & kLock) != 0, creating) != 0) {
         ZEL_LOG(kLogError, "Load", "Error Opening File");
-        return s.status = -2;
+        return s.status = kStatusNotFound;
     }
     return s.Start();
 }
@@ -65,7 +65,7 @@ const std::string& Document::Error() const
 int Document::Get(const std::string& key, std::string& value) const
 {
     if (key.empty()) {
-        return -2;
+        return kStatusNotFound;
     }
     const CFGKeyParts parts = CFGSplitKey(key, m_state->Anonymous());
     return Get(std::string(parts.block), std::string(parts.entry), value);
@@ -76,7 +76,7 @@ int Document::Get(const std::string& block, const std::string& entry, std::strin
     if (&value == &block || &value == &entry) {
         return Get(std::string(block), std::string(entry), value); // the names must not grow while compared
     }
-    int result = -2;
+    int result = kStatusNotFound;
     m_state->ForEachMatch(CFGKeyParts{block, entry},
                           [&](const Line&, std::string_view, std::string_view found) {
                               // The separator depends on what the caller's string holds.

@@ -7,7 +7,7 @@ namespace zelconfig {
 int Document::Set(const std::string& key, const std::string& value)
 {
     State& s = *m_state;
-    return key.empty() ? EINVAL : s.SetEntries(*this, s.Name(key), kTheOnly, value);
+    return key.empty() ? kStatusInvalid : s.SetEntries(*this, s.Name(key), kTheOnly, value);
 }
 
 int Document::Set(const std::string& block, const std::string& entry, const std::string& value)
@@ -24,7 +24,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
 {
     State& s = *m_state;
     if (!s.WhollyRead()) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     bool found = false;
     Line last{};
@@ -36,7 +36,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
         return Add(block, entryName, value);
     }
     if (CFGCheckWritable(block, entryName, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     const std::string lineEnd = s.EntryEnd(value);
     s.InsertAfter(&last, entryName + "=" + value + lineEnd, s.EndDropped(lineEnd), false);
@@ -46,7 +46,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
 int Document::Add(const std::string& key, const std::string& value)
 {
     if (key.empty()) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     State& s = *m_state;
     const Named name = s.Name(key);
@@ -67,12 +67,12 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
 {
     State& s = *m_state;
     if (!s.WhollyRead()) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     const CFGKeyParts parts{block, entryName};
     // The lines must read back as exactly this block, entry and value.
     if (CFGCheckWritable(parts.block, parts.entry, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     // A line a reader would take for the entry, which no lookup finds, is
     // most likely what was meant: adding beside it would make two.
@@ -120,7 +120,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
 int Document::Remove(const std::string& key)
 {
     State& s = *m_state;
-    return key.empty() ? EINVAL : s.RemoveEntries(*this, s.Name(key), kTheOnly);
+    return key.empty() ? kStatusInvalid : s.RemoveEntries(*this, s.Name(key), kTheOnly);
 }
 
 int Document::Remove(const std::string& block, const std::string& entry)
@@ -137,7 +137,7 @@ int Document::RemoveBlock(const std::string& name)
 {
     State& s = *m_state;
     if (!s.WhollyRead() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     std::vector<Line> removed;
     if (s.Anonymous()) {
@@ -173,7 +173,7 @@ int Document::RemoveBlock(const std::string& name)
     }
     if (removed.empty()) {
         s.error = "no block " + name + LookalikeText(name, "", Lookalikes(name, ""));
-        return -2;
+        return kStatusNotFound;
     }
     s.RemoveLines(removed);
     return 0;
@@ -183,11 +183,11 @@ int Document::Normalise()
 {
     State& s = *m_state;
     if (!s.WhollyRead()) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     std::string normalised;
     if (!s.NormalisedText(normalised)) {
-        return EINVAL;
+        return kStatusInvalid;
     }
     if (normalised != std::string_view(s.text)) {
         s.text.Assign(normalised);
@@ -201,7 +201,7 @@ int Document::Save()
 {
     State& s = *m_state;
     // A failed load keeps its own reason.
-    return s.HasFile() && !s.WhollyRead() ? EINVAL : s.EditedFile::Save();
+    return s.HasFile() && !s.WhollyRead() ? kStatusInvalid : s.EditedFile::Save();
 }
 
 } // namespace zelconfig

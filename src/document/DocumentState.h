@@ -141,7 +141,7 @@ struct Document::State : EditedFile
     Mode mode;
     std::vector<Header> headers; // in file order
     size_t readEnd = kNone;      // lines from here on were not read (a parse stopped)
-    int status = -2;             // of the last load
+    int status = kStatusNotFound; // of the last load
     bool loaded = false;         // a model exists (the file could be read)
     std::locale locale;          // anonymous-mode trimming, as at the load
     const std::ctype<char>* ctype = nullptr;
@@ -582,7 +582,7 @@ struct Document::State : EditedFile
     {
         if (offsets.empty()) {
             error = Missing(document, name);
-            return -2;
+            return kStatusNotFound;
         }
         if ((which == kTheOnly && offsets.size() > 1) || (which != kTheOnly && which > offsets.size())) {
             std::vector<size_t> lines;
@@ -593,7 +593,7 @@ struct Document::State : EditedFile
             error = which == kTheOnly ? name.Shown() + " names " + count + " (" + LineList(lines) + ")"
                                       : "no entry " + std::to_string(which) + " of " + name.Shown() + ": it names "
                                             + count + " (" + LineList(lines) + ")";
-            return which == kTheOnly ? kEditAmbiguous : -2;
+            return which == kTheOnly ? kEditAmbiguous : kStatusNotFound;
         }
         return 0;
     }
@@ -602,7 +602,7 @@ struct Document::State : EditedFile
     int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value)
     {
         if (!WhollyRead() || value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
-            return EINVAL;
+            return kStatusInvalid;
         }
         std::vector<size_t> offsets;
         std::vector<Splice> splices;
@@ -626,7 +626,7 @@ struct Document::State : EditedFile
     int RemoveEntries(const Document& document, const Named& name, size_t which)
     {
         if (!WhollyRead()) {
-            return EINVAL;
+            return kStatusInvalid;
         }
         std::vector<size_t> offsets;
         ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view) {

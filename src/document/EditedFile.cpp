@@ -129,7 +129,7 @@ int EditedFile::Load(const std::string& path, bool lock, const ReplaceOptions& s
         m_lock.reset(new LockedFile);
         if (m_lock->Lock(path, m_saving, error) != kReplaceDone) {
             m_lock.reset();
-            return -2;
+            return kStatusNotFound;
         }
         m_path = m_lock->Path();
         fd = m_lock->Descriptor();
@@ -148,7 +148,7 @@ int EditedFile::Load(const std::string& path, bool lock, const ReplaceOptions& s
     if (read > 0) {
         error = std::strerror(read);
     }
-    return read == 0 ? 0 : -2;
+    return read == 0 ? 0 : kStatusNotFound;
 }
 
 void EditedFile::Parse(std::string_view bytes)
@@ -161,7 +161,7 @@ int EditedFile::Save()
 {
     if (!m_hasFile) {
         error = "no file to save to: nothing was loaded from one";
-        return EINVAL;
+        return kStatusInvalid;
     }
     if (!changed) {
         return kReplaceDone;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ZelConfigReplaceFile.h"
+#include "ZelConfigStatus.h"
 
 namespace zelconfig {
 
@@ -138,7 +139,7 @@ public:
 
     // Reads the file, through symbolic links; with `lock`, first takes the
     // exclusive lock as LockedFile::Lock does and holds it until the next
-    // load or destruction. 0, or -2 with `error` saying why.
+    // load or destruction. 0, or kStatusNotFound with `error` saying why.
     int Load(const std::string& path, bool lock, const ReplaceOptions& saving);
     // Makes bytes in memory the text; there is no file to save to.
     void Parse(std::string_view bytes);

@@ -66,9 +66,9 @@ struct XmlDocument::State : EditedFile
     {
         if (!parsed) {
             error = "nothing loaded";
-            return EINVAL;
+            return kStatusInvalid;
         }
-        return xml::XmlDocument::CheckKey(key, xml::KeyStyle::kIndexed, error) ? 0 : EINVAL;
+        return xml::XmlDocument::CheckKey(key, xml::KeyStyle::kIndexed, error) ? 0 : kStatusInvalid;
     }
 
     // Why the key names nothing: where parts joined with their dots name
@@ -99,7 +99,7 @@ struct XmlDocument::State : EditedFile
         if (!tree.Render(text, rendered)) {
             error = "the edit does not fit the file's bytes";
             Start(); // forgets the recorded edit
-            return EINVAL;
+            return kStatusInvalid;
         }
         if (rendered != std::string_view(text)) {
             text.Assign(rendered);
@@ -126,7 +126,7 @@ int XmlDocument::Load(const std::string& path, unsigned options, const ReplaceOp
     creating.create = (options & Document::kCreate) != 0;
     s.parsed = false;
     if (s.EditedFile::Load(path, (options & Document::kLock) != 0, creating) != 0) {
-        return -2;
+        return kStatusNotFound;
     }
     return s.Start();
 }
@@ -221,7 +221,7 @@ int XmlDocument::Save()
 {
     State& s = *m_state;
     if (s.HasFile() && !s.parsed) {
-        return EINVAL; // a failed load keeps its reason
+        return kStatusInvalid; // a failed load keeps its reason
     }
     return s.EditedFile::Save();
 }
