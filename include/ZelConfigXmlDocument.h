@@ -40,9 +40,13 @@ namespace zelconfig {
 class ZELCONFIG_API XmlDocument
 {
 public:
+    // An empty document; nothing loaded yet.
     XmlDocument();
     ~XmlDocument();
+    // Takes over the other document's bytes, lock and state; the other may
+    // then only be destroyed or assigned to.
     XmlDocument(XmlDocument&& other) noexcept;
+    // The same for an existing document, whose own state (and lock) goes.
     XmlDocument& operator=(XmlDocument&& other) noexcept;
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
@@ -70,8 +74,8 @@ public:
     // One value and its key, as list prints them.
     struct Entry
     {
-        std::string key;
-        std::string value;
+        std::string key;   // as zelcfg list prints it
+        std::string value; // its value
     };
     // Every element with text (or without content) and every attribute, in
     // document order. A part whose name repeats among its siblings carries
