@@ -58,6 +58,9 @@ public:
     int Load(const std::string& path, unsigned options, const ReplaceOptions& saving);
     // The same from bytes in memory; such a document has no file to save to.
     int Parse(std::string_view text);
+    // The same from what an open descriptor holds from its position to its
+    // end (standard input: 0): 0, -1, -2 (it cannot be read) or 22.
+    int Read(int fd);
 
     // The bytes as they stand after the edits so far; valid until the next
     // edit or load.

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -126,6 +127,34 @@ TEST(XmlDocumentFile, EditsThenOneGuardedSave)
     dir.Write("d.xml", "<d/>\n");
     EXPECT_EQ(unlocked.Save(), zelconfig::kReplaceChanged);
     EXPECT_EQ(ReadFile(path), "<d/>\n");
+}
+
+// Both documents read standard input, or any descriptor, from where it
+// stands to its end; one that cannot be read is -2 with the reason.
+TEST(DocumentsRead, WhatADescriptorHoldsFromItsPosition)
+{
+    int pipeEnds[2];
+    ASSERT_EQ(::pipe(pipeEnds), 0);
+    const std::string bytes = "skip<a><b>1</b></a>";
+    ASSERT_EQ(::write(pipeEnds[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    ::close(pipeEnds[1]);
+    char skipped[4];
+    ASSERT_EQ(::read(pipeEnds[0], skipped, sizeof skipped), 4);
+    XmlDocument xml;
+    EXPECT_EQ(xml.Read(pipeEnds[0]), 0) << xml.Error();
+    EXPECT_EQ(xml.Text(), "<a><b>1</b></a>");
+    ::close(pipeEnds[0]);
+    EXPECT_EQ(xml.Read(pipeEnds[0]), -2);
+    EXPECT_EQ(xml.Error(), "Bad file descriptor");
+
+    ASSERT_EQ(::pipe(pipeEnds), 0);
+    ASSERT_EQ(::write(pipeEnds[1], "[A]\nk=1\n", 8), 8);
+    ::close(pipeEnds[1]);
+    zelconfig::Document cfg;
+    EXPECT_EQ(cfg.Read(pipeEnds[0]), 0) << cfg.Error();
+    EXPECT_EQ(cfg.Get("A.k"), "1");
+    EXPECT_EQ(cfg.Save(), 22) << "no file to save to";
+    ::close(pipeEnds[0]);
 }
 
 struct LoadRow

@@ -34,6 +34,16 @@ int Document::Load(const std::string& path, unsigned options, const ReplaceOptio
     return s.Start();
 }
 
+int Document::Read(int fd)
+{
+    State& s = *m_state;
+    s = State(s.mode);
+    if (s.EditedFile::Read(fd) != 0) {
+        return s.status = kStatusNotFound;
+    }
+    return s.Start();
+}
+
 int Document::Parse(std::string_view text)
 {
     State& s = *m_state;

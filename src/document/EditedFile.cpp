@@ -151,6 +151,17 @@ int EditedFile::Load(const std::string& path, bool lock, const ReplaceOptions& s
     return read == 0 ? 0 : kStatusNotFound;
 }
 
+int EditedFile::Read(int fd)
+{
+    *this = EditedFile();
+    const int read = text.Read(fd);
+    if (read != 0) {
+        error = std::strerror(read);
+        return kStatusNotFound;
+    }
+    return 0;
+}
+
 void EditedFile::Parse(std::string_view bytes)
 {
     *this = EditedFile();

@@ -143,6 +143,10 @@ public:
     int Load(const std::string& path, bool lock, const ReplaceOptions& saving);
     // Makes bytes in memory the text; there is no file to save to.
     void Parse(std::string_view bytes);
+    // Makes what a descriptor holds from its position to its end (standard
+    // input's, say) the text; there is no file to save to. 0, or
+    // kStatusNotFound with `error` saying why.
+    int Read(int fd);
 
     // Replaces the loaded file with the text, when it changed, through the
     // lock (taken for the save when Load did not take it): a ReplaceStatus,

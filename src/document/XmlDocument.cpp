@@ -131,6 +131,12 @@ int XmlDocument::Load(const std::string& path, unsigned options, const ReplaceOp
     return s.Start();
 }
 
+int XmlDocument::Read(int fd)
+{
+    m_state->parsed = false;
+    return m_state->EditedFile::Read(fd) != 0 ? kStatusNotFound : m_state->Start();
+}
+
 int XmlDocument::Parse(std::string_view text)
 {
     m_state->EditedFile::Parse(text);

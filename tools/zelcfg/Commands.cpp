@@ -86,8 +86,7 @@ int Read(Document& document, const Input& input, unsigned options)
     if (!input.Stdin()) {
         return document.Load(input.path, options);
     }
-    std::string text;
-    return zelconfig::ReadAll(0, text) == 0 ? document.Parse(text) : -2;
+    return document.Read(0);
 }
 
 // Reads a CFG file into `document`; false after reporting the failure.

@@ -183,18 +183,9 @@ bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& 
 
 bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus)
 {
-    int status = kStatusNotFound;
-    std::string bytes, why;
-    if (!input.Stdin()) {
-        status = document.Load(input.path);
-        why = document.Error();
-    } else if (const int read = zelconfig::ReadAll(0, bytes)) {
-        why = std::strerror(read);
-    } else {
-        status = document.Parse(bytes);
-        why = document.Error();
-    }
+    const int status = input.Stdin() ? document.Read(0) : document.Load(input.path);
     if (status != 0) {
+        const std::string& why = document.Error();
         exitStatus = Fail(kExitFailure, input.path, status == kStatusNotFound ? "cannot be read: " + why : why);
         return false;
     }
