@@ -38,6 +38,65 @@ pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
     return NextElement(node.next_sibling(name), name);
 }
 
+// An element ForEach has yet to visit.
+struct Frame
+{
+    pugi::xml_node element;
+    size_t prefix; // the length of the parent's key with its '.'
+    size_t index;  // [N] in the indexed style; 0 for none
+};
+
+// Of a name among an element's child elements: how many there are, how many
+// ForEach has pushed.
+using NameCount = std::pair<size_t, size_t>;
+
+// How many child elements, the one when there is one, and whether text is among the children.
+bool Survey(pugi::xml_node element, size_t& elements, pugi::xml_node& only)
+{
+    bool text = false;
+    elements = 0;
+    for (pugi::xml_node child : element.children()) {
+        text = text || IsText(child);
+        if (child.type() == pugi::node_element && elements++ == 0) {
+            only = child;
+        }
+    }
+    return text;
+}
+
+// The count of every name among the `elements` child elements, and each
+// child element's count in order (`counts`), so that a child takes one lookup.
+void CountNames(pugi::xml_node element, size_t elements, std::unordered_map<std::string_view, NameCount>& names,
+                std::vector<NameCount*>& counts)
+{
+    names.reserve(elements);
+    counts.reserve(elements);
+    for (pugi::xml_node child : element.children()) {
+        if (child.type() == pugi::node_element) {
+            counts.push_back(&names[child.name()]);
+            ++counts.back()->first;
+        }
+    }
+}
+
+// The child elements onto the stack, the first on top; with `counts` (the
+// indexed style), each whose name repeats with its index among those.
+void PushChildren(pugi::xml_node element, size_t prefix, const std::vector<NameCount*>* counts,
+                  std::vector<Frame>& stack)
+{
+    const size_t mark = stack.size();
+    size_t ordinal = 0; // among the child elements
+    for (pugi::xml_node child : element.children()) {
+        if (child.type() != pugi::node_element) {
+            continue;
+        }
+        NameCount* const count = counts != nullptr ? (*counts)[ordinal] : nullptr;
+        ++ordinal;
+        stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
+    }
+    std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
+}
+
 } // namespace
 
 
@@ -658,12 +717,6 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
     // One key for the whole walk, which each element's frame cuts back to
     // its parent's key and the '.' before extending it: a key is never
     // copied per level, so a deep file costs what its bytes do.
-    struct Frame
-    {
-        pugi::xml_node element;
-        size_t prefix; // the length of the parent's key with its '.'
-        size_t index;  // [N] in the indexed style; 0 for none
-    };
     std::vector<Frame> stack;
     std::string key;
     const bool indexed = m_style == KeyStyle::kIndexed;
@@ -674,18 +727,11 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         // Per name among the child elements: how many there are, how many
         // pushed; made only for several, and per element, so that its cost
         // follows that element's children.
-        std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
+        std::unordered_map<std::string_view, NameCount> names;
         // Each child element's entry, in order: one lookup a child.
-        std::vector<std::pair<size_t, size_t>*> counts;
+        std::vector<NameCount*> counts;
         if (elements > 1 && (indexed || element.first_attribute())) {
-            names.reserve(elements);
-            counts.reserve(elements);
-            for (pugi::xml_node child : element.children()) {
-                if (child.type() == pugi::node_element) {
-                    counts.push_back(&names[child.name()]);
-                    ++counts.back()->first;
-                }
-            }
+            CountNames(element, elements, names, counts);
         }
         const auto hidden = [&](const char* name) {
             return elements == 1 ? std::strcmp(only.name(), name) == 0 : names.count(name) != 0;
@@ -699,33 +745,11 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
             }
         }
         key.resize(prefix);
-        const size_t mark = stack.size();
-        size_t ordinal = 0; // among the child elements
-        for (pugi::xml_node child : element.children()) {
-            if (child.type() != pugi::node_element) {
-                continue;
-            }
-            std::pair<size_t, size_t>* const count = indexed && elements > 1 ? counts[ordinal] : nullptr;
-            ++ordinal;
-            stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
-        }
-        std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
-    };
-    // How many child elements, the one when there is one, and whether text is among the children.
-    const auto survey = [](pugi::xml_node element, size_t& elements, pugi::xml_node& only) {
-        bool text = false;
-        elements = 0;
-        for (pugi::xml_node child : element.children()) {
-            text = text || IsText(child);
-            if (child.type() == pugi::node_element && elements++ == 0) {
-                only = child;
-            }
-        }
-        return text;
+        PushChildren(element, prefix, indexed && elements > 1 ? &counts : nullptr, stack);
     };
     size_t elements = 0;
     pugi::xml_node only;
-    survey(m_root, elements, only);
+    Survey(m_root, elements, only);
     expand(m_root, elements, only);
     while (!stack.empty()) {
         const Frame frame = stack.back();
@@ -737,7 +761,7 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         }
         // Elements with text, and empty ones: those a value can be set on.
         const bool text =
-            survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
+            Survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
         if (text || elements == 0) {
             visit(key, TextOf(frame.element));
         }
