@@ -347,6 +347,33 @@ int HoldsExactly(int fd, std::string_view loaded)
     }
 }
 
+// The temporary file `made` (`shown` in messages) made ready to replace the
+// file `old` (`info` its status): locked, written, given the old file's
+// metadata and flushed; the first failure in `error`. Locked from the start,
+// so that a later save tells a live temporary file from one a killed save
+// left, and an editor waiting for the old lock then waits for this one.
+void PrepareTemporary(int made, const std::string& shown, const std::string_view* pieces, size_t count, int old,
+                      const struct stat& info, std::string& error)
+{
+    if (::flock(made, LOCK_EX | LOCK_NB) != 0) {
+        error = Failed("cannot lock " + shown, "flock", errno);
+    }
+    if (error.empty()) {
+        if (const int written = WritePieces(made, pieces, count)) {
+            error = Failed("cannot write " + shown, "write", written);
+        }
+    }
+    if (error.empty()) {
+        const Kept kept = CopyMetadata(old, info, made, error);
+        if (kept == Kept::kNo) {
+            error += std::string("; ") + kOnlyInPlaceKeeps;
+        }
+    }
+    if (error.empty() && SyncRetrying(made) != 0) {
+        error = Failed("cannot flush " + shown, "fsync", errno);
+    }
+}
+
 // What opening the file a walk reached came to.
 enum class Opened
 {
@@ -565,28 +592,9 @@ int LockedFile::State::ReplaceByRename(const std::string_view* pieces, size_t co
     const std::string shown = (directoryPath == "/" ? "" : directoryPath) + "/" + temporary;
 
     // Every step must succeed before the rename; the first failure is reported.
-    // Locked from the start, so that a later save tells a live temporary file
-    // from one a killed save left, and an editor waiting for the old lock
-    // then waits for this one.
     std::string error;
     int status = kReplaceUntouched;
-    if (::flock(made.Get(), LOCK_EX | LOCK_NB) != 0) {
-        error = Failed("cannot lock " + shown, "flock", errno);
-    }
-    if (error.empty()) {
-        if (const int written = WritePieces(made.Get(), pieces, count)) {
-            error = Failed("cannot write " + shown, "write", written);
-        }
-    }
-    if (error.empty()) {
-        const Kept kept = CopyMetadata(fd.Get(), info, made.Get(), error);
-        if (kept == Kept::kNo) {
-            error += std::string("; ") + kOnlyInPlaceKeeps;
-        }
-    }
-    if (error.empty() && SyncRetrying(made.Get()) != 0) {
-        error = Failed("cannot flush " + shown, "fsync", errno);
-    }
+    PrepareTemporary(made.Get(), shown, pieces, count, fd.Get(), info, error);
     // Last, under the lock: whatever changed the file since it was read
     // must not be lost.
     if (error.empty()) {
