@@ -38,6 +38,19 @@ pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
     return NextElement(node.next_sibling(name), name);
 }
 
+// Where the document holds text beside the root element or a second
+// top-level element, which the parser takes; null when it does not.
+const char* OutsideRoot(const pugi::xml_document& doc)
+{
+    size_t elements = 0;
+    for (pugi::xml_node node : doc.children()) {
+        if (IsText(node) || (node.type() == pugi::node_element && ++elements > 1)) {
+            return node.type() == pugi::node_element ? node.name() : node.value();
+        }
+    }
+    return nullptr;
+}
+
 // An element ForEach has yet to visit.
 struct Frame
 {
@@ -154,15 +167,10 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         error.description = result.description();
         return kStatusMalformed;
     }
-    // The parser takes several top-level elements, or text beside the root.
-    size_t elements = 0;
-    for (pugi::xml_node node : doc->children()) {
-        if (IsText(node) || (node.type() == pugi::node_element && ++elements > 1)) {
-            const char* where = node.type() == pugi::node_element ? node.name() : node.value();
-            error.offset = static_cast<size_t>(where - buffer.get());
-            error.description = "Content outside the root element";
-            return kStatusMalformed;
-        }
+    if (const char* where = OutsideRoot(*doc)) {
+        error.offset = static_cast<size_t>(where - buffer.get());
+        error.description = "Content outside the root element";
+        return kStatusMalformed;
     }
     const int references = raw ? BadReferenceInValues(raw.get(), size, error) : 0;
     if (references != 0) {
