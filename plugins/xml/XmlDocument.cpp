@@ -51,6 +51,24 @@ const char* OutsideRoot(const pugi::xml_document& doc)
     return nullptr;
 }
 
+// The part of a key in double quotes at `begin`: the length of its name and
+// where it ends (`dot`); else why it cannot be read.
+std::string QuotedPart(std::string_view key, size_t begin, KeyStyle style, size_t& length, size_t& dot)
+{
+    const size_t close = key.find('"', begin + 1);
+    if (close == std::string_view::npos) {
+        return "a quoted part ends with a '\"': " + std::string(key);
+    }
+    length = close - begin - 1;
+    dot = std::min(key.find('.', close), key.size());
+    const std::string_view rest = key.substr(close + 1, dot - close - 1);
+    if (!rest.empty() && (style != KeyStyle::kIndexed || rest[0] != '[')) {
+        return "a quoted part ends at its closing '\"', before a '.'"
+            + std::string(style == KeyStyle::kIndexed ? " or an index" : "") + ": " + std::string(key);
+    }
+    return std::string();
+}
+
 // An element ForEach has yet to visit.
 struct Frame
 {
@@ -283,23 +301,15 @@ bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& sc
     }
     scratch.assign(key.data(), key.size());
     for (size_t begin = 0; begin <= key.size();) {
-        size_t start = begin, dot, length;
+        size_t start = begin, dot = 0, length = 0;
         bool quoted = false;
         if (begin < key.size() && key[begin] == '"') {
-            const size_t close = key.find('"', begin + 1);
-            if (close == std::string_view::npos) {
-                return refuse("a quoted part ends with a '\"': " + std::string(key));
+            std::string reason = QuotedPart(key, begin, style, length, dot);
+            if (!reason.empty()) {
+                return refuse(std::move(reason));
             }
             quoted = true;
             start = begin + 1;
-            length = close - start;
-            dot = std::min(key.find('.', close), key.size());
-            const std::string_view rest = key.substr(close + 1, dot - close - 1);
-            if (!rest.empty() && (style != KeyStyle::kIndexed || rest[0] != '[')) {
-                return refuse("a quoted part ends at its closing '\"', before a '.'"
-                              + std::string(style == KeyStyle::kIndexed ? " or an index" : "") + ": "
-                              + std::string(key));
-            }
         } else {
             dot = std::min(key.find('.', begin), key.size());
             length = dot - begin;
