@@ -500,6 +500,42 @@ void XmlDocument::NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, V
     });
 }
 
+// Out of the template ForEachMatch: the walk down is the same whatever its
+// caller visits.
+bool XmlDocument::NextLevel(const KeyPart& part, pugi::xml_node& one, bool& several) const
+{
+    m_next.clear();
+    if (!several) {
+        pugi::xml_node first;
+        NthChildrenNamed(one, part, [&](pugi::xml_node child) {
+            if (!first) {
+                first = child;
+                return;
+            }
+            if (m_next.empty()) {
+                m_next.push_back(first);
+            }
+            m_next.push_back(child);
+        });
+        if (!first) {
+            return false;
+        }
+        one = first;
+        several = !m_next.empty();
+    } else {
+        for (pugi::xml_node parent : m_level) {
+            NthChildrenNamed(parent, part, [this](pugi::xml_node child) { m_next.push_back(child); });
+        }
+        if (m_next.empty()) {
+            return false;
+        }
+    }
+    if (several) {
+        m_level.swap(m_next);
+    }
+    return true;
+}
+
 // Calls visit(element) or visit(attribute) for every match of the key, in
 // document order; false when nothing matched.
 template <class Visit>
@@ -513,34 +549,8 @@ bool XmlDocument::ForEachMatch(std::string_view key, Visit&& visit) const
     pugi::xml_node one = m_root;
     bool several = false;
     for (size_t i = 0; i + 1 < m_keyParts.size(); ++i) {
-        m_next.clear();
-        if (!several) {
-            pugi::xml_node first;
-            NthChildrenNamed(one, m_keyParts[i], [&](pugi::xml_node child) {
-                if (!first) {
-                    first = child;
-                    return;
-                }
-                if (m_next.empty()) {
-                    m_next.push_back(first);
-                }
-                m_next.push_back(child);
-            });
-            if (!first) {
-                return false;
-            }
-            one = first;
-            several = !m_next.empty();
-        } else {
-            for (pugi::xml_node parent : m_level) {
-                NthChildrenNamed(parent, m_keyParts[i], [this](pugi::xml_node child) { m_next.push_back(child); });
-            }
-            if (m_next.empty()) {
-                return false;
-            }
-        }
-        if (several) {
-            m_level.swap(m_next);
+        if (!NextLevel(m_keyParts[i], one, several)) {
+            return false;
         }
     }
     // The last part: children of that name, or else the attribute (which
