@@ -38,6 +38,96 @@ pugi::xml_node NextSiblingElement(pugi::xml_node node, const char* name)
     return NextElement(node.next_sibling(name), name);
 }
 
+// Where the document holds text beside the root element or a second
+// top-level element, which the parser takes; null when it does not.
+const char* OutsideRoot(const pugi::xml_document& doc)
+{
+    size_t elements = 0;
+    for (pugi::xml_node node : doc.children()) {
+        if (IsText(node) || (node.type() == pugi::node_element && ++elements > 1)) {
+            return node.type() == pugi::node_element ? node.name() : node.value();
+        }
+    }
+    return nullptr;
+}
+
+// The part of a key in double quotes at `begin`: the length of its name and
+// where it ends (`dot`); else why it cannot be read.
+std::string QuotedPart(std::string_view key, size_t begin, KeyStyle style, size_t& length, size_t& dot)
+{
+    const size_t close = key.find('"', begin + 1);
+    if (close == std::string_view::npos) {
+        return "a quoted part ends with a '\"': " + std::string(key);
+    }
+    length = close - begin - 1;
+    dot = std::min(key.find('.', close), key.size());
+    const std::string_view rest = key.substr(close + 1, dot - close - 1);
+    if (!rest.empty() && (style != KeyStyle::kIndexed || rest[0] != '[')) {
+        return "a quoted part ends at its closing '\"', before a '.'"
+            + std::string(style == KeyStyle::kIndexed ? " or an index" : "") + ": " + std::string(key);
+    }
+    return std::string();
+}
+
+// An element ForEach has yet to visit.
+struct Frame
+{
+    pugi::xml_node element;
+    size_t prefix; // the length of the parent's key with its '.'
+    size_t index;  // [N] in the indexed style; 0 for none
+};
+
+// Of a name among an element's child elements: how many there are, how many
+// ForEach has pushed.
+using NameCount = std::pair<size_t, size_t>;
+
+// How many child elements, the one when there is one, and whether text is among the children.
+bool Survey(pugi::xml_node element, size_t& elements, pugi::xml_node& only)
+{
+    bool text = false;
+    elements = 0;
+    for (pugi::xml_node child : element.children()) {
+        text = text || IsText(child);
+        if (child.type() == pugi::node_element && elements++ == 0) {
+            only = child;
+        }
+    }
+    return text;
+}
+
+// The count of every name among the `elements` child elements, and each
+// child element's count in order (`counts`), so that a child takes one lookup.
+void CountNames(pugi::xml_node element, size_t elements, std::unordered_map<std::string_view, NameCount>& names,
+                std::vector<NameCount*>& counts)
+{
+    names.reserve(elements);
+    counts.reserve(elements);
+    for (pugi::xml_node child : element.children()) {
+        if (child.type() == pugi::node_element) {
+            counts.push_back(&names[child.name()]);
+            ++counts.back()->first;
+        }
+    }
+}
+
+// The child elements onto the stack, the first on top; with `counts` (the
+// indexed style), each whose name repeats with its index among those.
+void PushChildren(pugi::xml_node element, size_t prefix, const std::vector<NameCount*>* counts,
+                  std::vector<Frame>& stack)
+{
+    const size_t mark = stack.size();
+    size_t ordinal = 0; // among the child elements
+    for (pugi::xml_node child : element.children()) {
+        if (child.type() != pugi::node_element) {
+            continue;
+        }
+        NameCount* const count = counts != nullptr ? (*counts)[ordinal] : nullptr;
+        ++ordinal;
+        stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
+    }
+    std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
+}
+
 } // namespace
 
 
@@ -95,15 +185,10 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
         error.description = result.description();
         return kStatusMalformed;
     }
-    // The parser takes several top-level elements, or text beside the root.
-    size_t elements = 0;
-    for (pugi::xml_node node : doc->children()) {
-        if (IsText(node) || (node.type() == pugi::node_element && ++elements > 1)) {
-            const char* where = node.type() == pugi::node_element ? node.name() : node.value();
-            error.offset = static_cast<size_t>(where - buffer.get());
-            error.description = "Content outside the root element";
-            return kStatusMalformed;
-        }
+    if (const char* where = OutsideRoot(*doc)) {
+        error.offset = static_cast<size_t>(where - buffer.get());
+        error.description = "Content outside the root element";
+        return kStatusMalformed;
     }
     const int references = raw ? BadReferenceInValues(raw.get(), size, error) : 0;
     if (references != 0) {
@@ -216,23 +301,15 @@ bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& sc
     }
     scratch.assign(key.data(), key.size());
     for (size_t begin = 0; begin <= key.size();) {
-        size_t start = begin, dot, length;
+        size_t start = begin, dot = 0, length = 0;
         bool quoted = false;
         if (begin < key.size() && key[begin] == '"') {
-            const size_t close = key.find('"', begin + 1);
-            if (close == std::string_view::npos) {
-                return refuse("a quoted part ends with a '\"': " + std::string(key));
+            std::string reason = QuotedPart(key, begin, style, length, dot);
+            if (!reason.empty()) {
+                return refuse(std::move(reason));
             }
             quoted = true;
             start = begin + 1;
-            length = close - start;
-            dot = std::min(key.find('.', close), key.size());
-            const std::string_view rest = key.substr(close + 1, dot - close - 1);
-            if (!rest.empty() && (style != KeyStyle::kIndexed || rest[0] != '[')) {
-                return refuse("a quoted part ends at its closing '\"', before a '.'"
-                              + std::string(style == KeyStyle::kIndexed ? " or an index" : "") + ": "
-                              + std::string(key));
-            }
         } else {
             dot = std::min(key.find('.', begin), key.size());
             length = dot - begin;
@@ -423,6 +500,42 @@ void XmlDocument::NthChildrenNamed(pugi::xml_node parent, const KeyPart& part, V
     });
 }
 
+// Out of the template ForEachMatch: the walk down is the same whatever its
+// caller visits.
+bool XmlDocument::NextLevel(const KeyPart& part, pugi::xml_node& one, bool& several) const
+{
+    m_next.clear();
+    if (!several) {
+        pugi::xml_node first;
+        NthChildrenNamed(one, part, [&](pugi::xml_node child) {
+            if (!first) {
+                first = child;
+                return;
+            }
+            if (m_next.empty()) {
+                m_next.push_back(first);
+            }
+            m_next.push_back(child);
+        });
+        if (!first) {
+            return false;
+        }
+        one = first;
+        several = !m_next.empty();
+    } else {
+        for (pugi::xml_node parent : m_level) {
+            NthChildrenNamed(parent, part, [this](pugi::xml_node child) { m_next.push_back(child); });
+        }
+        if (m_next.empty()) {
+            return false;
+        }
+    }
+    if (several) {
+        m_level.swap(m_next);
+    }
+    return true;
+}
+
 // Calls visit(element) or visit(attribute) for every match of the key, in
 // document order; false when nothing matched.
 template <class Visit>
@@ -436,34 +549,8 @@ bool XmlDocument::ForEachMatch(std::string_view key, Visit&& visit) const
     pugi::xml_node one = m_root;
     bool several = false;
     for (size_t i = 0; i + 1 < m_keyParts.size(); ++i) {
-        m_next.clear();
-        if (!several) {
-            pugi::xml_node first;
-            NthChildrenNamed(one, m_keyParts[i], [&](pugi::xml_node child) {
-                if (!first) {
-                    first = child;
-                    return;
-                }
-                if (m_next.empty()) {
-                    m_next.push_back(first);
-                }
-                m_next.push_back(child);
-            });
-            if (!first) {
-                return false;
-            }
-            one = first;
-            several = !m_next.empty();
-        } else {
-            for (pugi::xml_node parent : m_level) {
-                NthChildrenNamed(parent, m_keyParts[i], [this](pugi::xml_node child) { m_next.push_back(child); });
-            }
-            if (m_next.empty()) {
-                return false;
-            }
-        }
-        if (several) {
-            m_level.swap(m_next);
+        if (!NextLevel(m_keyParts[i], one, several)) {
+            return false;
         }
     }
     // The last part: children of that name, or else the attribute (which
@@ -658,12 +745,6 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
     // One key for the whole walk, which each element's frame cuts back to
     // its parent's key and the '.' before extending it: a key is never
     // copied per level, so a deep file costs what its bytes do.
-    struct Frame
-    {
-        pugi::xml_node element;
-        size_t prefix; // the length of the parent's key with its '.'
-        size_t index;  // [N] in the indexed style; 0 for none
-    };
     std::vector<Frame> stack;
     std::string key;
     const bool indexed = m_style == KeyStyle::kIndexed;
@@ -674,18 +755,11 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         // Per name among the child elements: how many there are, how many
         // pushed; made only for several, and per element, so that its cost
         // follows that element's children.
-        std::unordered_map<std::string_view, std::pair<size_t, size_t>> names;
+        std::unordered_map<std::string_view, NameCount> names;
         // Each child element's entry, in order: one lookup a child.
-        std::vector<std::pair<size_t, size_t>*> counts;
+        std::vector<NameCount*> counts;
         if (elements > 1 && (indexed || element.first_attribute())) {
-            names.reserve(elements);
-            counts.reserve(elements);
-            for (pugi::xml_node child : element.children()) {
-                if (child.type() == pugi::node_element) {
-                    counts.push_back(&names[child.name()]);
-                    ++counts.back()->first;
-                }
-            }
+            CountNames(element, elements, names, counts);
         }
         const auto hidden = [&](const char* name) {
             return elements == 1 ? std::strcmp(only.name(), name) == 0 : names.count(name) != 0;
@@ -699,33 +773,11 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
             }
         }
         key.resize(prefix);
-        const size_t mark = stack.size();
-        size_t ordinal = 0; // among the child elements
-        for (pugi::xml_node child : element.children()) {
-            if (child.type() != pugi::node_element) {
-                continue;
-            }
-            std::pair<size_t, size_t>* const count = indexed && elements > 1 ? counts[ordinal] : nullptr;
-            ++ordinal;
-            stack.push_back(Frame{child, prefix, count != nullptr && count->first > 1 ? ++count->second : 0});
-        }
-        std::reverse(stack.begin() + static_cast<std::ptrdiff_t>(mark), stack.end());
-    };
-    // How many child elements, the one when there is one, and whether text is among the children.
-    const auto survey = [](pugi::xml_node element, size_t& elements, pugi::xml_node& only) {
-        bool text = false;
-        elements = 0;
-        for (pugi::xml_node child : element.children()) {
-            text = text || IsText(child);
-            if (child.type() == pugi::node_element && elements++ == 0) {
-                only = child;
-            }
-        }
-        return text;
+        PushChildren(element, prefix, indexed && elements > 1 ? &counts : nullptr, stack);
     };
     size_t elements = 0;
     pugi::xml_node only;
-    survey(m_root, elements, only);
+    Survey(m_root, elements, only);
     expand(m_root, elements, only);
     while (!stack.empty()) {
         const Frame frame = stack.back();
@@ -737,7 +789,7 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         }
         // Elements with text, and empty ones: those a value can be set on.
         const bool text =
-            survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
+            Survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
         if (text || elements == 0) {
             visit(key, TextOf(frame.element));
         }

@@ -208,6 +208,10 @@ private:
     int Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error);
     template <class Visit>
     bool ForEachMatch(std::string_view key, Visit&& visit) const;
+    // One level of ForEachMatch's walk: the children `part` names of `one` (of
+    // m_level's elements when `several`) become `one`, or m_level when several;
+    // false when there are none.
+    bool NextLevel(const KeyPart& part, pugi::xml_node& one, bool& several) const;
     template <class Visit>
     void ChildrenNamed(pugi::xml_node parent, std::string_view name, Visit&& visit) const;
     struct ParentInfo

@@ -55,13 +55,71 @@ private:
     std::vector<std::pair<size_t, size_t>> m_places;
 };
 
+// The name of an attribute of `node` before `attribute` with its name, or
+// null: pairwise for a few attributes, through `seen` (name -> where it stands
+// first) for many, so that the cost follows the element's attributes.
+const char* EarlierOfName(pugi::xml_node node, pugi::xml_attribute attribute, bool pairwise,
+                          std::unordered_map<std::string_view, const char*>& seen)
+{
+    if (!pairwise) {
+        const char* first = seen.emplace(attribute.name(), attribute.name()).first->second;
+        return first == attribute.name() ? nullptr : first;
+    }
+    for (pugi::xml_attribute before = node.first_attribute(); before != attribute; before = before.next_attribute()) {
+        if (std::strcmp(before.name(), attribute.name()) == 0) {
+            return before.name();
+        }
+    }
+    return nullptr;
+}
+
+// The finding of the NUL byte at `nul` in `size` bytes: past it no reader looks.
+Draft NulDraft(size_t nul, size_t size)
+{
+    const size_t after = size - nul - 1;
+    return Draft{nul, "NUL byte: every reader stops at it"
+                          + (after == 0 ? std::string()
+                                        : ", so the " + std::to_string(after) + " byte" + (after == 1 ? "" : "s")
+                                              + " after it " + (after == 1 ? "is" : "are") + " ignored")
+                          + "; set and unset cannot add or remove markup",
+                 kNowhere, {}};
+}
+
+// The drafts as findings, in the order of the file, their lines and columns
+// counted in one pass over `original`.
+std::vector<XmlFinding> Findings(std::string_view original, std::vector<Draft>& drafts)
+{
+    std::stable_sort(drafts.begin(), drafts.end(), [](const Draft& a, const Draft& b) { return a.offset < b.offset; });
+    std::vector<size_t> offsets;
+    for (const Draft& draft : drafts) {
+        offsets.push_back(draft.offset);
+        if (draft.also != kNowhere) {
+            offsets.push_back(draft.also);
+        }
+    }
+    const Places places(original, std::move(offsets));
+    std::vector<XmlFinding> findings;
+    for (Draft& draft : drafts) {
+        XmlFinding finding;
+        finding.offset = draft.offset;
+        std::tie(finding.line, finding.column) = places.Of(draft.offset);
+        finding.message = std::move(draft.text);
+        if (draft.also != kNowhere) {
+            const std::pair<size_t, size_t> also = places.Of(draft.also);
+            finding.message += "line " + std::to_string(also.first) + ", column " + std::to_string(also.second)
+                + draft.tail;
+        }
+        findings.push_back(std::move(finding));
+    }
+    return findings;
+}
+
 } // namespace
 
 std::vector<XmlFinding> XmlDocument::Lint(std::string_view original) const
 {
-    std::vector<XmlFinding> findings;
     if (!m_doc || original.size() != m_size) {
-        return findings;
+        return {};
     }
     std::vector<Draft> drafts;
     // Bytes [begin, end) of the file that must be UTF-8.
@@ -96,7 +154,7 @@ std::vector<XmlFinding> XmlDocument::Lint(std::string_view original) const
             <= static_cast<std::ptrdiff_t>(kPairwiseUpTo);
         // Attribute name -> where it stands first, for many: one table per
         // element, so that its cost follows that element's attributes.
-        std::unordered_map<std::string_view, size_t> seen;
+        std::unordered_map<std::string_view, const char*> seen;
         for (pugi::xml_attribute attribute : node.attributes()) {
             if (!Inside(attribute.name())) {
                 continue;
@@ -106,55 +164,17 @@ std::vector<XmlFinding> XmlDocument::Lint(std::string_view original) const
             const auto value = quoted(attribute.value());
             utf8(value.first, value.second, "an attribute value");
             // The parser keeps every one; lookups find the first.
-            size_t first = kNowhere;
-            if (pairwise) {
-                for (pugi::xml_attribute before = node.first_attribute(); before != attribute && first == kNowhere;
-                     before = before.next_attribute()) {
-                    first = std::strcmp(before.name(), attribute.name()) == 0 ? OffsetOf(before.name()) : kNowhere;
-                }
-            } else {
-                first = seen.emplace(attribute.name(), at).first->second;
-                first = first == at ? kNowhere : first;
-            }
-            if (first != kNowhere) {
+            if (const char* first = EarlierOfName(node, attribute, pairwise, seen)) {
                 drafts.push_back(Draft{at, "duplicate attribute '" + std::string(attribute.name())
                                                + "': the element has one of that name at ",
-                                       first, " already; XML allows one, and keys read the first"});
+                                       OffsetOf(first), " already; XML allows one, and keys read the first"});
             }
         }
     }
     if (m_nul != kNowhere) {
-        const size_t after = m_size - m_nul - 1;
-        drafts.push_back(Draft{m_nul, "NUL byte: every reader stops at it"
-                                          + (after == 0 ? std::string()
-                                                        : ", so the " + std::to_string(after) + " byte"
-                                                              + (after == 1 ? "" : "s") + " after it "
-                                                              + (after == 1 ? "is" : "are") + " ignored")
-                                          + "; set and unset cannot add or remove markup",
-                               kNowhere, {}});
+        drafts.push_back(NulDraft(m_nul, m_size));
     }
-    std::stable_sort(drafts.begin(), drafts.end(), [](const Draft& a, const Draft& b) { return a.offset < b.offset; });
-    std::vector<size_t> offsets;
-    for (const Draft& draft : drafts) {
-        offsets.push_back(draft.offset);
-        if (draft.also != kNowhere) {
-            offsets.push_back(draft.also);
-        }
-    }
-    const Places places(original, std::move(offsets));
-    for (Draft& draft : drafts) {
-        XmlFinding finding;
-        finding.offset = draft.offset;
-        std::tie(finding.line, finding.column) = places.Of(draft.offset);
-        finding.message = std::move(draft.text);
-        if (draft.also != kNowhere) {
-            const std::pair<size_t, size_t> also = places.Of(draft.also);
-            finding.message += "line " + std::to_string(also.first) + ", column " + std::to_string(also.second)
-                + draft.tail;
-        }
-        findings.push_back(std::move(finding));
-    }
-    return findings;
+    return Findings(original, drafts);
 }
 
 } // namespace zelconfig::xml

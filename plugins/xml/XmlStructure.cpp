@@ -78,6 +78,104 @@ std::string NewElements(const std::vector<std::string>& names, size_t i, const s
         + name + ">";
 }
 
+// The bytes a removed attribute takes, [from, to): from the blanks before its
+// name (at `name`) to the closing quote of its value (at `value`).
+bool AttributeRemoval(std::string_view original, size_t name, size_t value, size_t& from, size_t& to)
+{
+    const size_t close = original.find(original[value - 1], value);
+    if (close == kNone) {
+        return false;
+    }
+    from = name;
+    while (from > 0 && IsBlank(original[from - 1])) {
+        --from;
+    }
+    to = close + 1;
+    return true;
+}
+
+// The bytes a removed element (at `start`) takes, [from, to): its whole lines
+// when it stands alone on them.
+bool ElementRemoval(std::string_view original, size_t start, size_t& from, size_t& to)
+{
+    const size_t end = layout::ElementEnd(original, start);
+    if (end == kNone) {
+        return false;
+    }
+    const size_t lineEnd = layout::BlankToLineEnd(original, end);
+    const bool alone = layout::FirstOnLine(original, start) && lineEnd != kNone;
+    from = alone ? layout::LineStart(original, start) : start;
+    to = alone ? lineEnd : end;
+    return true;
+}
+
+// Where a new attribute goes: after the last attribute (its value at `value`),
+// in its quotes; without one (kNone), after the name. kNone when it cannot.
+size_t AttributePlace(std::string_view original, size_t afterName, size_t value, char& quote)
+{
+    if (value == kNone) {
+        return afterName;
+    }
+    quote = original[value - 1];
+    const size_t close = original.find(quote, value);
+    return close == kNone ? kNone : close + 1;
+}
+
+// Where new elements go, [from, to), and what surrounds them there: `before`,
+// then `indent` and the elements, then `after`.
+struct Placement
+{
+    size_t from, to;
+    std::string before, indent, after;
+};
+
+// After the last element child (at `last`), at its indentation when it starts
+// its line; what follows it there (the parent's end tag) gets a line of its own.
+bool AfterLastChild(std::string_view original, size_t last, std::string_view lineEnd, const std::string& outer,
+                    Placement& place)
+{
+    const size_t lastEnd = layout::ElementEnd(original, last);
+    if (lastEnd == kNone) {
+        return false;
+    }
+    if (layout::FirstOnLine(original, last)) {
+        place.indent = std::string(layout::Indentation(original, last));
+    }
+    place.from = place.to = layout::SkipTrailers(original, lastEnd);
+    place.before = std::string(lineEnd);
+    place.after = layout::BlankToLineEnd(original, place.from) == kNone ? std::string(lineEnd) + outer : "";
+    return true;
+}
+
+// Into an element (at `start`) without element children: a self-closing one
+// gets an end tag; else before the end tag, on a line of their own.
+bool IntoChildless(std::string_view original, size_t start, const char* name, std::string_view lineEnd,
+                   const std::string& outer, Placement& place)
+{
+    bool selfClosing = false;
+    const size_t tagEnd = layout::StartTagEnd(original, start, selfClosing);
+    if (tagEnd == kNone) {
+        return false;
+    }
+    const std::string newLine(lineEnd);
+    if (selfClosing) {
+        place = Placement{tagEnd - 2, tagEnd, ">" + newLine, place.indent, newLine + outer + "</" + name + ">"};
+        return true;
+    }
+    const size_t end = layout::ElementEnd(original, start);
+    const size_t close = end == kNone ? kNone : original.rfind('<', end - 1);
+    if (close == kNone || close < tagEnd) {
+        return false;
+    }
+    if (layout::FirstOnLine(original, close)) {
+        const size_t line = layout::LineStart(original, close);
+        place = Placement{line, line, "", place.indent, newLine};
+    } else {
+        place = Placement{close, close, newLine, place.indent, newLine + outer};
+    }
+    return true;
+}
+
 } // namespace
 
 // Whether markup may be added to or removed from the file: not past a NUL
@@ -210,22 +308,14 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
 {
     const char* const base = m_buffer.get();
     const auto inside = [&](const char* p) { return p > base && p < base + m_size; };
+    size_t from = 0, to = 0;
     if (change.kind == Structure::kRemove && change.attribute) {
-        // From the blanks before the name to the closing quote.
         const pugi::xml_attribute attribute(static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(change.node)));
-        if (!inside(attribute.name()) || !inside(attribute.value())) {
+        if (!inside(attribute.name()) || !inside(attribute.value())
+            || !AttributeRemoval(original, OffsetOf(attribute.name()), OffsetOf(attribute.value()), from, to)) {
             return false;
         }
-        size_t from = OffsetOf(attribute.name());
-        const size_t value = OffsetOf(attribute.value());
-        const size_t close = original.find(original[value - 1], value);
-        if (close == kNone) {
-            return false;
-        }
-        while (from > 0 && IsBlank(original[from - 1])) {
-            --from;
-        }
-        edits.push_back(Edit{from, close + 1, std::string(), true});
+        edits.push_back(Edit{from, to, std::string(), true});
         return true;
     }
     const pugi::xml_node element(static_cast<pugi::xml_node_struct*>(const_cast<void*>(change.node)));
@@ -234,34 +324,21 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
     }
     const size_t start = OffsetOf(element.name()) - 1;
     if (change.kind == Structure::kRemove) {
-        // The whole line when the element stands alone on its lines.
-        const size_t end = layout::ElementEnd(original, start);
-        if (end == kNone) {
+        if (!ElementRemoval(original, start, from, to)) {
             return false;
         }
-        const size_t lineEnd = layout::BlankToLineEnd(original, end);
-        if (layout::FirstOnLine(original, start) && lineEnd != kNone) {
-            edits.push_back(Edit{layout::LineStart(original, start), lineEnd, std::string(), true});
-        } else {
-            edits.push_back(Edit{start, end, std::string(), true});
-        }
+        edits.push_back(Edit{from, to, std::string(), true});
         return true;
     }
     if (change.kind == Structure::kAddAttribute) {
-        // After the last attribute, in its quotes; else after the name.
-        size_t at = start + 1 + std::strlen(element.name());
+        const pugi::xml_attribute last = element.last_attribute();
         char quote = '"';
-        if (const pugi::xml_attribute last = element.last_attribute()) {
-            if (!inside(last.value())) {
-                return false;
-            }
-            const size_t value = OffsetOf(last.value());
-            quote = original[value - 1];
-            at = original.find(quote, value);
-            if (at == kNone) {
-                return false;
-            }
-            ++at;
+        const size_t afterName = start + 1 + std::strlen(element.name());
+        const size_t at = last && !inside(last.value())
+            ? kNone
+            : AttributePlace(original, afterName, last ? OffsetOf(last.value()) : kNone, quote);
+        if (at == kNone) {
+            return false;
         }
         edits.push_back(Edit{at, at, " " + change.name + "=" + quote + EscapeAttribute(change.value, quote) + quote});
         return true;
@@ -273,45 +350,14 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
         step = StepOf(original, m_root, base);
     }
     const std::string outer(layout::Indentation(original, start));
-    std::string indent = outer + std::string(step);
-    const auto text = [&] { return NewElements(change.elements, 0, indent, step, lineEnd, change.name, change.value); };
-    if (const pugi::xml_node last = LastElementChild(element)) {
-        const size_t lastStart = OffsetOf(last.name()) - 1;
-        const size_t lastEnd = layout::ElementEnd(original, lastStart);
-        if (lastEnd == kNone) {
-            return false;
-        }
-        if (layout::FirstOnLine(original, lastStart)) {
-            indent = std::string(layout::Indentation(original, lastStart));
-        }
-        const size_t at = layout::SkipTrailers(original, lastEnd);
-        // What follows on the line (the parent's end tag) moves to a line of its own.
-        const std::string rest = layout::BlankToLineEnd(original, at) == kNone ? std::string(lineEnd) + outer : "";
-        edits.push_back(Edit{at, at, std::string(lineEnd) + indent + text() + rest});
-        return true;
-    }
-    bool selfClosing = false;
-    const size_t tagEnd = layout::StartTagEnd(original, start, selfClosing);
-    if (tagEnd == kNone) {
+    Placement place{kNone, kNone, {}, outer + std::string(step), {}};
+    const pugi::xml_node last = LastElementChild(element);
+    if (!(last ? AfterLastChild(original, OffsetOf(last.name()) - 1, lineEnd, outer, place)
+               : IntoChildless(original, start, element.name(), lineEnd, outer, place))) {
         return false;
     }
-    if (selfClosing) {
-        edits.push_back(Edit{tagEnd - 2, tagEnd,
-                             ">" + std::string(lineEnd) + indent + text() + std::string(lineEnd) + outer + "</"
-                                 + element.name() + ">"});
-        return true;
-    }
-    const size_t end = layout::ElementEnd(original, start);
-    const size_t close = end == kNone ? kNone : original.rfind('<', end - 1);
-    if (close == kNone || close < tagEnd) {
-        return false;
-    }
-    if (layout::FirstOnLine(original, close)) {
-        const size_t line = layout::LineStart(original, close);
-        edits.push_back(Edit{line, line, indent + text() + std::string(lineEnd)});
-    } else {
-        edits.push_back(Edit{close, close, std::string(lineEnd) + indent + text() + std::string(lineEnd) + outer});
-    }
+    const std::string text = NewElements(change.elements, 0, place.indent, step, lineEnd, change.name, change.value);
+    edits.push_back(Edit{place.from, place.to, place.before + place.indent + text + place.after});
     return true;
 }
 

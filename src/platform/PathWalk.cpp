@@ -97,6 +97,73 @@ bool LinkPlantedByOther(int directory, uid_t owner)
            && owner != ::geteuid() && owner != parent.st_uid;
 }
 
+// Where a walk stands: the directory reached, its components for messages,
+// and the components still to go, the next at the back.
+struct Walk
+{
+    UniqueDescriptor directory;
+    std::vector<std::string> real;
+    bool realAbsolute = false;
+    std::vector<std::string> pending;
+    int links = 0, retries = 0;
+    bool viaLink = false; // the last component came from a link
+};
+
+// Follows the link `part` (owned by `owner`) of the walk's directory: its
+// target's components go on the walk, from the root for an absolute one.
+// 0, an errno or kLinkRefused, with `message`.
+int FollowLink(Walk& walk, const std::string& part, uid_t owner, bool last, std::string& message)
+{
+    const std::string shown = Joined(walk.real, walk.realAbsolute) + "/" + part;
+    if (LinkPlantedByOther(walk.directory.Get(), owner)) {
+        message = "refusing to follow the symbolic link " + shown + ": it is in a sticky, world-writable "
+                  "directory and belongs to neither you nor the directory's owner";
+        return kLinkRefused;
+    }
+    std::string target;
+    const int read = ++walk.links > kMostLinks ? ELOOP : ReadLink(walk.directory.Get(), part, target);
+    if (read != 0) {
+        message = "cannot follow " + shown + ": " + std::strerror(read);
+        return read;
+    }
+    if (target.front() == '/') {
+        walk.directory.Reset(OpenAt(AT_FDCWD, "/", kDirectoryFlags));
+        walk.real.clear();
+        walk.realAbsolute = true;
+    }
+    PushComponents(target, walk.pending);
+    walk.viaLink = last;
+    return 0;
+}
+
+// Moves the walk into its directory's directory `part`. One that became a
+// link since it was looked at (as a directory: `looked`) is refused by
+// O_NOFOLLOW and goes back on the walk to be looked at again (`again`).
+// 0, or an errno with `message`.
+int EnterDirectory(Walk& walk, const std::string& part, bool looked, bool& again, std::string& message)
+{
+    UniqueDescriptor next(OpenAt(walk.directory.Get(), part, kDirectoryFlags));
+    if (next.Get() < 0) {
+        const int error = errno;
+        if ((error == ELOOP || error == ENOTDIR) && looked && ++walk.retries < kMostRetries) {
+            walk.pending.push_back(part);
+            again = true;
+            return 0;
+        }
+        message = "cannot reach " + Joined(walk.real, walk.realAbsolute) + "/" + part + ": " + std::strerror(error);
+        return error;
+    }
+    walk.directory = std::move(next);
+    if (part == "..") {
+        if (!walk.real.empty()) {
+            walk.real.pop_back();
+        }
+    } else {
+        walk.real.push_back(part);
+    }
+    return 0;
+}
+
 } // namespace
 
 void UniqueDescriptor::Reset(int fd)
@@ -123,85 +190,53 @@ int WalkPath(const std::string& path, WalkedPath& out, std::string& message)
         return ENOENT;
     }
     const bool absolute = path.front() == '/';
-    std::vector<std::string> real = absolute ? std::vector<std::string>() : WorkingDirectory();
-    bool realAbsolute = absolute || !real.empty();
-    UniqueDescriptor directory(OpenAt(AT_FDCWD, absolute ? "/" : ".", kDirectoryFlags));
-    std::vector<std::string> pending;
-    PushComponents(path, pending);
-    if (pending.empty()) {
-        pending.emplace_back("."); // "/" and "." name a directory: the open says so
+    Walk walk;
+    walk.real = absolute ? std::vector<std::string>() : WorkingDirectory();
+    walk.realAbsolute = absolute || !walk.real.empty();
+    walk.directory.Reset(OpenAt(AT_FDCWD, absolute ? "/" : ".", kDirectoryFlags));
+    PushComponents(path, walk.pending);
+    if (walk.pending.empty()) {
+        walk.pending.emplace_back("."); // "/" and "." name a directory: the open says so
     }
-    int links = 0, retries = 0;
-    bool viaLink = false;
-    while (directory.Get() >= 0) {
-        std::string part = std::move(pending.back());
-        pending.pop_back();
-        const bool last = pending.empty();
+    while (walk.directory.Get() >= 0) {
+        std::string part = std::move(walk.pending.back());
+        walk.pending.pop_back();
+        const bool last = walk.pending.empty();
         if (part == "." && !last) {
             continue;
         }
         struct stat info {};
         const bool found = part != "." && part != ".."
-                           && ::fstatat(directory.Get(), part.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+                           && ::fstatat(walk.directory.Get(), part.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
         if (!found && part != "." && part != ".." && !(last && errno == ENOENT)) {
-            message = "cannot reach " + Joined(real, realAbsolute) + "/" + part + ": " + std::strerror(errno);
+            message = "cannot reach " + Joined(walk.real, walk.realAbsolute) + "/" + part + ": " + std::strerror(errno);
             return errno;
         }
         if (found && S_ISLNK(info.st_mode)) {
-            const std::string shown = Joined(real, realAbsolute) + "/" + part;
-            if (LinkPlantedByOther(directory.Get(), info.st_uid)) {
-                message = "refusing to follow the symbolic link " + shown + ": it is in a sticky, world-writable "
-                          "directory and belongs to neither you nor the directory's owner";
-                return kLinkRefused;
+            const int followed = FollowLink(walk, part, info.st_uid, last, message);
+            if (followed != 0) {
+                return followed;
             }
-            std::string target;
-            const int read = ++links > kMostLinks ? ELOOP : ReadLink(directory.Get(), part, target);
-            if (read != 0) {
-                message = "cannot follow " + shown + ": " + std::strerror(read);
-                return read;
-            }
-            if (target.front() == '/') {
-                directory.Reset(OpenAt(AT_FDCWD, "/", kDirectoryFlags));
-                real.clear();
-                realAbsolute = true;
-            }
-            PushComponents(target, pending);
-            viaLink = last;
             continue;
         }
         if (last && part != "..") {
-            out.directory = std::move(directory);
+            out.directory = std::move(walk.directory);
             out.name = part;
-            out.directoryPath = Joined(real, realAbsolute);
+            out.directoryPath = Joined(walk.real, walk.realAbsolute);
             out.path = out.directoryPath == "/" ? "/" + part : out.directoryPath + "/" + part;
-            out.viaLink = viaLink;
+            out.viaLink = walk.viaLink;
             return 0;
         }
-        // A directory part; one that became a link since the look above is
-        // refused by O_NOFOLLOW and looked at again.
-        UniqueDescriptor next(OpenAt(directory.Get(), part, kDirectoryFlags));
-        if (next.Get() < 0) {
-            const int error = errno;
-            if ((error == ELOOP || error == ENOTDIR) && found && S_ISDIR(info.st_mode) && ++retries < kMostRetries) {
-                pending.push_back(part);
-                continue;
-            }
-            message = "cannot reach " + Joined(real, realAbsolute) + "/" + part + ": " + std::strerror(error);
-            return error;
+        bool again = false;
+        const int entered = EnterDirectory(walk, part, found && S_ISDIR(info.st_mode), again, message);
+        if (entered != 0) {
+            return entered;
         }
-        directory = std::move(next);
-        if (part == "..") {
-            if (!real.empty()) {
-                real.pop_back();
-            }
-        } else {
-            real.push_back(part);
-        }
-        if (last) {
+        if (last && !again) {
             // ".." at the end names a directory, which the caller's open refuses.
-            out.directory = std::move(directory);
+            out.directory = std::move(walk.directory);
             out.name = ".";
-            out.directoryPath = out.path = Joined(real, realAbsolute);
+            out.directoryPath = out.path = Joined(walk.real, walk.realAbsolute);
             return 0;
         }
     }

@@ -347,6 +347,88 @@ int HoldsExactly(int fd, std::string_view loaded)
     }
 }
 
+// The temporary file `made` (`shown` in messages) made ready to replace the
+// file `old` (`info` its status): locked, written, given the old file's
+// metadata and flushed; the first failure in `error`. Locked from the start,
+// so that a later save tells a live temporary file from one a killed save
+// left, and an editor waiting for the old lock then waits for this one.
+void PrepareTemporary(int made, const std::string& shown, const std::string_view* pieces, size_t count, int old,
+                      const struct stat& info, std::string& error)
+{
+    if (::flock(made, LOCK_EX | LOCK_NB) != 0) {
+        error = Failed("cannot lock " + shown, "flock", errno);
+    }
+    if (error.empty()) {
+        if (const int written = WritePieces(made, pieces, count)) {
+            error = Failed("cannot write " + shown, "write", written);
+        }
+    }
+    if (error.empty()) {
+        const Kept kept = CopyMetadata(old, info, made, error);
+        if (kept == Kept::kNo) {
+            error += std::string("; ") + kOnlyInPlaceKeeps;
+        }
+    }
+    if (error.empty() && SyncRetrying(made) != 0) {
+        error = Failed("cannot flush " + shown, "fsync", errno);
+    }
+}
+
+// What opening the file a walk reached came to.
+enum class Opened
+{
+    kYes,
+    kAgain, // the path is to be walked again
+    kFailed,
+};
+
+// Opens the walked file without following a link or blocking on a FIFO; a
+// missing one is first created when `create` allows (once: it is cleared).
+Opened OpenWalked(const WalkedPath& walked, bool& create, UniqueDescriptor& fd, std::string& message)
+{
+    fd.Reset(OpenAt(walked.directory.Get(), walked.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
+    if (fd.Get() >= 0) {
+        return Opened::kYes;
+    }
+    const int cause = errno;
+    if (cause == ELOOP) {
+        return Opened::kAgain; // a link put there since the walk: walk it
+    }
+    if (cause == ENOENT && create && !walked.viaLink) {
+        // O_EXCL: when another editor creates it first, edit theirs.
+        // Once: a file removed again at once is reported, not chased.
+        const UniqueDescriptor made(OpenAt(walked.directory.Get(), walked.name,
+                                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK, 0666));
+        if (made.Get() < 0 && errno != EEXIST) {
+            message = ErrorText(errno);
+            return Opened::kFailed;
+        }
+        create = false;
+        return Opened::kAgain;
+    }
+    message = ErrorText(cause);
+    return Opened::kFailed;
+}
+
+// Whether the opened file (`info` its status) is one to lock and edit: a
+// regular file, which blocks again once opened.
+bool UsableFile(int fd, const std::string& path, struct stat& info, std::string& message)
+{
+    if (StatRetrying(fd, info) != 0) {
+        message = Failed("cannot inspect " + path, "fstat", errno);
+        return false;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        message = S_ISDIR(info.st_mode) ? ErrorText(EISDIR) : std::string("not a regular file");
+        return false;
+    }
+    if (const int cleared = ClearNonBlocking(fd)) {
+        message = Failed("cannot use " + path, "fcntl", cleared);
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 // Hidden: the class is exported, and so would be its implementation's
@@ -400,43 +482,12 @@ int LockedFile::Lock(const std::string& path, const ReplaceOptions& options, std
         if (WalkPath(path, walked, message) != 0) {
             return kReplaceUntouched;
         }
-        s.fd.Reset(OpenAt(walked.directory.Get(), walked.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK));
-        if (s.fd.Get() < 0) {
-            const int cause = errno;
-            if (cause == ELOOP) {
-                continue; // a link put there since the walk: walk it
-            }
-            if (cause == ENOENT && create && !walked.viaLink) {
-                // O_EXCL: when another editor creates it first, edit theirs.
-                // Once: a file removed again at once is reported, not chased.
-                const UniqueDescriptor made(OpenAt(walked.directory.Get(), walked.name,
-                                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK, 0666));
-                if (made.Get() < 0 && errno != EEXIST) {
-                    message = ErrorText(errno);
-                    return kReplaceUntouched;
-                }
-                create = false;
-                continue;
-            }
-            message = ErrorText(cause);
-            return kReplaceUntouched;
+        const Opened opened = OpenWalked(walked, create, s.fd, message);
+        if (opened == Opened::kAgain) {
+            continue;
         }
-        if (StatRetrying(s.fd.Get(), s.info) != 0) {
-            message = Failed("cannot inspect " + walked.path, "fstat", errno);
-            s.fd.Reset();
-            return kReplaceUntouched;
-        }
-        if (!S_ISREG(s.info.st_mode)) {
-            message = S_ISDIR(s.info.st_mode) ? ErrorText(EISDIR) : std::string("not a regular file");
-            s.fd.Reset();
-            return kReplaceUntouched;
-        }
-        if (const int cleared = ClearNonBlocking(s.fd.Get())) {
-            message = Failed("cannot use " + walked.path, "fcntl", cleared);
-            s.fd.Reset();
-            return kReplaceUntouched;
-        }
-        if (!LockWithin(s.fd.Get(), LOCK_EX, deadline, options.waitSeconds, message)) {
+        if (opened == Opened::kFailed || !UsableFile(s.fd.Get(), walked.path, s.info, message)
+            || !LockWithin(s.fd.Get(), LOCK_EX, deadline, options.waitSeconds, message)) {
             s.fd.Reset();
             return kReplaceUntouched;
         }
@@ -541,28 +592,9 @@ int LockedFile::State::ReplaceByRename(const std::string_view* pieces, size_t co
     const std::string shown = (directoryPath == "/" ? "" : directoryPath) + "/" + temporary;
 
     // Every step must succeed before the rename; the first failure is reported.
-    // Locked from the start, so that a later save tells a live temporary file
-    // from one a killed save left, and an editor waiting for the old lock
-    // then waits for this one.
     std::string error;
     int status = kReplaceUntouched;
-    if (::flock(made.Get(), LOCK_EX | LOCK_NB) != 0) {
-        error = Failed("cannot lock " + shown, "flock", errno);
-    }
-    if (error.empty()) {
-        if (const int written = WritePieces(made.Get(), pieces, count)) {
-            error = Failed("cannot write " + shown, "write", written);
-        }
-    }
-    if (error.empty()) {
-        const Kept kept = CopyMetadata(fd.Get(), info, made.Get(), error);
-        if (kept == Kept::kNo) {
-            error += std::string("; ") + kOnlyInPlaceKeeps;
-        }
-    }
-    if (error.empty() && SyncRetrying(made.Get()) != 0) {
-        error = Failed("cannot flush " + shown, "fsync", errno);
-    }
+    PrepareTemporary(made.Get(), shown, pieces, count, fd.Get(), info, error);
     // Last, under the lock: whatever changed the file since it was read
     // must not be lost.
     if (error.empty()) {

@@ -90,6 +90,81 @@ bool CheckShape(const Command& command, Invocation& invocation, std::string& err
     return true;
 }
 
+// The options that take a value, joined ("--wait=5") or the next word
+// (argv[++i]): false, with `error`, when it is missing or wrong or the
+// option unknown.
+bool ParseValueOption(const std::string& arg, int argc, const char* const* argv, int& i, Invocation& invocation,
+                      std::string& error)
+{
+    if (arg == "--index" || arg.compare(0, 8, "--index=") == 0) {
+        const bool joined = arg.size() > 7;
+        const std::string text = joined ? arg.substr(8) : i + 1 < argc ? argv[++i] : "";
+        if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos
+            || std::stoul(text) == 0) {
+            error = "--index needs a whole number from 1, the entry's place among the key's in file order";
+            return false;
+        }
+        invocation.index = std::stoul(text);
+        invocation.options |= kOptionIndex;
+    } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
+        const bool joined = arg.size() > 6;
+        const bool given = joined || i + 1 < argc;
+        if (!given || !ParseSeconds(joined ? arg.substr(7) : argv[++i], invocation.waitSeconds)) {
+            error = "--wait needs a whole number of seconds, at most 86400";
+            return false;
+        }
+        invocation.options |= kOptionWait;
+    } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
+        std::string name;
+        if (arg.size() > 6) {
+            name = arg.substr(7);
+        } else if (i + 1 < argc) {
+            name = argv[++i];
+        } else {
+            error = "--type needs one of int, float, double, bool, string";
+            return false;
+        }
+        if (!ParseType(name, invocation.type)) {
+            error = "unknown type '" + name + "' (known: int, float, double, bool, string)";
+            return false;
+        }
+        invocation.options |= kOptionType;
+    } else {
+        error = "unknown option '" + arg + "'";
+        return false;
+    }
+    return true;
+}
+
+// One option but the help, version and verbosity ones: false, with `error`,
+// when it is unknown or wrong.
+bool ParseOption(const std::string& arg, int argc, const char* const* argv, int& i, Invocation& invocation,
+                 std::string& error)
+{
+    for (const auto& known : kOptionNames) {
+        const bool flag = (known.option & (kOptionType | kOptionWait | kOptionIndex)) == 0;
+        if (flag && (arg == known.name || (arg == "-z" && known.option == kOptionNull))) {
+            invocation.options |= known.option;
+            return true;
+        }
+    }
+    if (arg == "--strict-name") {
+        invocation.strictName = true;
+    } else if (arg == "--block" || arg == "--anonymous" || arg == "--xml") {
+        const ModeChoice mode = arg == "--block"       ? ModeChoice::kBlock
+                                : arg == "--anonymous" ? ModeChoice::kAnonymous
+                                                       : ModeChoice::kXml;
+        if (invocation.mode != ModeChoice::kByPath && invocation.mode != mode) {
+            error = "--block, --anonymous and --xml exclude each other";
+            return false;
+        }
+        invocation.mode = mode;
+    } else {
+        return ParseValueOption(arg, argc, argv, i, invocation, error);
+    }
+    return true;
+}
+
 } // namespace
 
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error)
@@ -110,70 +185,7 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             return true;
         } else if (arg == "-v" || arg == "-vv") {
             invocation.verbosity = std::min(2, invocation.verbosity + static_cast<int>(arg.size()) - 1);
-        } else if (arg == "--normalise") {
-            invocation.options |= kOptionNormalise;
-        } else if (arg == "--strict") {
-            invocation.options |= kOptionStrict;
-        } else if (arg == "-z" || arg == "--null") {
-            invocation.options |= kOptionNull;
-        } else if (arg == "--diff") {
-            invocation.options |= kOptionDiff;
-        } else if (arg == "--strict-name") {
-            invocation.strictName = true;
-        } else if (arg == "--block" || arg == "--anonymous" || arg == "--xml") {
-            const ModeChoice mode = arg == "--block"       ? ModeChoice::kBlock
-                                    : arg == "--anonymous" ? ModeChoice::kAnonymous
-                                                           : ModeChoice::kXml;
-            if (invocation.mode != ModeChoice::kByPath && invocation.mode != mode) {
-                error = "--block, --anonymous and --xml exclude each other";
-                return false;
-            }
-            invocation.mode = mode;
-        } else if (arg == "--force") {
-            invocation.options |= kOptionForce;
-        } else if (arg == "--in-place") {
-            invocation.options |= kOptionInPlace;
-        } else if (arg == "--attribute") {
-            invocation.options |= kOptionAttribute;
-        } else if (arg == "--all") {
-            invocation.options |= kOptionAll;
-        } else if (arg == "--add") {
-            invocation.options |= kOptionAdd;
-        } else if (arg == "--index" || arg.compare(0, 8, "--index=") == 0) {
-            const bool joined = arg.size() > 7;
-            const std::string text = joined ? arg.substr(8) : i + 1 < argc ? argv[++i] : "";
-            if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos
-                || std::stoul(text) == 0) {
-                error = "--index needs a whole number from 1, the entry's place among the key's in file order";
-                return false;
-            }
-            invocation.index = std::stoul(text);
-            invocation.options |= kOptionIndex;
-        } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
-            const bool joined = arg.size() > 6;
-            const bool given = joined || i + 1 < argc;
-            if (!given || !ParseSeconds(joined ? arg.substr(7) : argv[++i], invocation.waitSeconds)) {
-                error = "--wait needs a whole number of seconds, at most 86400";
-                return false;
-            }
-            invocation.options |= kOptionWait;
-        } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
-            std::string name;
-            if (arg.size() > 6) {
-                name = arg.substr(7);
-            } else if (i + 1 < argc) {
-                name = argv[++i];
-            } else {
-                error = "--type needs one of int, float, double, bool, string";
-                return false;
-            }
-            if (!ParseType(name, invocation.type)) {
-                error = "unknown type '" + name + "' (known: int, float, double, bool, string)";
-                return false;
-            }
-            invocation.options |= kOptionType;
-        } else {
-            error = "unknown option '" + arg + "'";
+        } else if (!ParseOption(arg, argc, argv, i, invocation, error)) {
             return false;
         }
     }

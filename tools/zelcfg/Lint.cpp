@@ -314,6 +314,20 @@ struct Step
     size_t from, to;
 };
 
+// Every line of a deleted, then every line of b inserted: the script when a
+// shortest one would take too much memory to find.
+std::vector<Step> ReplaceAll(const Lines& a, const Lines& b)
+{
+    std::vector<Step> steps;
+    for (size_t i = 0; i < a.size(); ++i) {
+        steps.push_back({'-', i, 0});
+    }
+    for (size_t j = 0; j < b.size(); ++j) {
+        steps.push_back({'+', a.size(), j});
+    }
+    return steps;
+}
+
 // A shortest edit script from a to b, by Myers' greedy search. Each round d
 // keeps its diagonals' furthest reach for the walk back; the rounds are as
 // many as the lines that differ, which a lint of a config file keeps small.
@@ -329,14 +343,7 @@ std::vector<Step> EditScript(const Lines& a, const Lines& b)
         if (d > kMaxRounds) {
             // The kept rounds grow with the square of the changes: past a
             // bound, every line of a is replaced by every line of b.
-            std::vector<Step> steps;
-            for (size_t i = 0; i < a.size(); ++i) {
-                steps.push_back({'-', i, 0});
-            }
-            for (size_t j = 0; j < b.size(); ++j) {
-                steps.push_back({'+', a.size(), j});
-            }
-            return steps;
+            return ReplaceAll(a, b);
         }
         rounds.emplace_back(&at(-d), &at(d) + 1);
         bool done = false;
