@@ -361,4 +361,34 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
     return true;
 }
 
+// What a key that names several matches says: how many, the first lines,
+// and the index that picks one.
+std::string XmlDocument::Several(const std::string& key, std::vector<size_t> offsets, bool attributes) const
+{
+    // The index goes where the key first leads to several elements.
+    std::vector<KeyPart> parts;
+    std::string scratch;
+    SplitKey(key, m_style, scratch, parts, nullptr);
+    std::vector<pugi::xml_node> level;
+    size_t at = 0;
+    while (at + 1 < parts.size() && Reach(parts, at + 1, level) == at + 1 && level.size() < 2) {
+        ++at;
+    }
+    // A few lines tell where; a file of thousands needs no list of them all.
+    constexpr size_t kLinesShown = 10;
+    const size_t count = offsets.size(), shown = std::min(count, kLinesShown);
+    offsets.resize(shown);
+    const std::vector<size_t> lines = LinesOf(offsets);
+    std::string why = key + " names " + std::to_string(count) + (attributes ? " attributes" : " elements")
+                      + ", on lines ";
+    for (size_t i = 0; i < shown; ++i) {
+        why += (i == 0 ? "" : i + 1 == count ? " and " : ", ") + std::to_string(lines[i]);
+    }
+    if (shown < count) {
+        why += " and " + std::to_string(count - shown) + " more";
+    }
+    return why + "; an index picks one, as in " + key.substr(0, parts[at].end) + (parts[at].index == 0 ? "[1]" : "")
+           + key.substr(parts[at].end);
+}
+
 } // namespace zelconfig::xml
