@@ -1,6 +1,7 @@
 #ifndef ZELCONFIG_ZELCONFIGXMLDOCUMENT_H
 #define ZELCONFIG_ZELCONFIGXMLDOCUMENT_H
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -84,6 +85,9 @@ public:
     // document order. A part whose name repeats among its siblings carries
     // its index, so that each key reads back exactly its value.
     std::vector<Entry> Entries() const;
+    // The same, one at a time, without holding them all: visit(key, value)
+    // for each, in document order.
+    void Walk(const std::function<void(const std::string& key, const std::string& value)>& visit) const;
     // The lines, counted from 1, of every element or attribute the key
     // names, in document order: those Set and Remove would change.
     std::vector<size_t> Lines(const std::string& key) const;

@@ -168,12 +168,15 @@ int XmlDocument::Get(const std::string& key, std::string& value) const
 std::vector<XmlDocument::Entry> XmlDocument::Entries() const
 {
     std::vector<Entry> entries;
-    if (m_state->parsed) {
-        m_state->tree.ForEach([&](const std::string& key, const std::string& value) {
-            entries.push_back({key, value});
-        });
-    }
+    Walk([&](const std::string& key, const std::string& value) { entries.push_back({key, value}); });
     return entries;
+}
+
+void XmlDocument::Walk(const std::function<void(const std::string&, const std::string&)>& visit) const
+{
+    if (m_state->parsed) {
+        m_state->tree.ForEach(visit);
+    }
 }
 
 std::vector<size_t> XmlDocument::Lines(const std::string& key) const

@@ -140,9 +140,9 @@ int XmlList(const Invocation& invocation, const Input& input)
     }
     // A key holds no NUL, nor does a value XML can hold.
     const bool null = invocation.Has(kOptionNull);
-    for (const zelconfig::XmlDocument::Entry& entry : document.Entries()) {
-        std::cout << entry.key << (null ? '\0' : '=') << entry.value << (null ? '\0' : '\n');
-    }
+    document.Walk([null](const std::string& key, const std::string& value) {
+        std::cout << key << (null ? '\0' : '=') << value << (null ? '\0' : '\n');
+    });
     return Flushed(input.path);
 }
 
