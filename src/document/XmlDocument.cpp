@@ -40,16 +40,19 @@ const char kNotHoldable[] = "an XML file cannot hold a NUL byte or another contr
 
 } // namespace
 
-// The bytes are the truth: the tree is parsed from them after each edit,
-// so that reads see it; the tree's own recording of the edit only makes
-// the new bytes.
+// The bytes are the truth: the tree is parsed from them again after an
+// edit, when something next reads it, so that reads see the edit; the tree's
+// own recording of the edit only makes the new bytes. A program that edits
+// and saves pays for no parse after its last edit.
 struct XmlDocument::State : EditedFile
 {
     xml::XmlDocument tree;
     bool parsed = false; // the text is well-formed XML and the tree reads it
+    bool stale = false;  // the text changed since the tree read it
 
     int Start()
     {
+        stale = false;
         xml::XmlError failure;
         const int status = tree.LoadBuffer(text.data(), text.size(), failure);
         parsed = status == 0;
@@ -61,10 +64,19 @@ struct XmlDocument::State : EditedFile
         return status;
     }
 
+    // The tree reading the text as it stands: false when it cannot.
+    bool Fresh()
+    {
+        if (stale) {
+            Start();
+        }
+        return parsed;
+    }
+
     // Whether the key can name anything; 22 with why not.
     int CheckKey(const std::string& key)
     {
-        if (!parsed) {
+        if (!Fresh()) {
             error = "nothing loaded";
             return kStatusInvalid;
         }
@@ -105,7 +117,8 @@ struct XmlDocument::State : EditedFile
             text.Assign(rendered);
             changed = true;
         }
-        return Start();
+        stale = true; // the recorded edit goes with the next parse
+        return 0;
     }
 };
 
@@ -124,7 +137,7 @@ int XmlDocument::Load(const std::string& path, unsigned options, const ReplaceOp
     State& s = *m_state;
     ReplaceOptions creating = saving;
     creating.create = (options & Document::kCreate) != 0;
-    s.parsed = false;
+    s.parsed = s.stale = false;
     if (s.EditedFile::Load(path, (options & Document::kLock) != 0, creating) != 0) {
         return kStatusNotFound;
     }
@@ -133,7 +146,7 @@ int XmlDocument::Load(const std::string& path, unsigned options, const ReplaceOp
 
 int XmlDocument::Read(int fd)
 {
-    m_state->parsed = false;
+    m_state->parsed = m_state->stale = false;
     return m_state->EditedFile::Read(fd) != 0 ? kStatusNotFound : m_state->Start();
 }
 
@@ -174,7 +187,7 @@ std::vector<XmlDocument::Entry> XmlDocument::Entries() const
 
 void XmlDocument::Walk(const std::function<void(const std::string&, const std::string&)>& visit) const
 {
-    if (m_state->parsed) {
+    if (m_state->Fresh()) {
         m_state->tree.ForEach(visit);
     }
 }
