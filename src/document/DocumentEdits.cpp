@@ -136,7 +136,11 @@ int Document::RemoveAt(const std::string& block, const std::string& entry, size_
 int Document::RemoveBlock(const std::string& name)
 {
     State& s = *m_state;
-    if (!s.WhollyRead() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
+    if (!s.WhollyRead()) {
+        return kStatusInvalid;
+    }
+    if (s.Anonymous() && name == kCFGAnonymousBlock) {
+        s.error = "in anonymous mode the block \"anonymous\" holds every entry; remove them one by one";
         return kStatusInvalid;
     }
     std::vector<Line> removed;
