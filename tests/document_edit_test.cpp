@@ -344,7 +344,15 @@ INSTANTIATE_TEST_SUITE_P(Document, RefusalTable, testing::Values(
                "its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)"},
     RefusalRow{"RemoveBlockMissesBlanks", "[N ]\nk=1\n", {Op::kRemoveBlock, "N", ""}, -2,
                "no block N; line 1 holds the block 'N ': blanks around a block name are part of it, so address it "
-               "as 'N ' (quoted)"}),
+               "as 'N ' (quoted)"},
+    // What no line could hold is refused in words, the text left as it was.
+    RefusalRow{"AddBlockWithBracket", kTwoK, {Op::kAdd, "A]x.k", "1"}, 22,
+               "a block name cannot hold ']' or a line feed"},
+    RefusalRow{"AddEntryLikeComment", kTwoK, {Op::kAdd, "A.#k", "1"}, 22,
+               "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; a value cannot hold "
+               "a line feed"},
+    RefusalRow{"SetValueWithLineFeed", "[A]\nk=1\n", {Op::kSet, "A.k", "1\n2"}, 22,
+               "a value cannot hold a line feed"}),
     RowName());
 
 TEST_P(SplicedTable, SavesWhatTheEditsGiveInMemory)

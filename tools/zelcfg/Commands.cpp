@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <iostream>
-#include <locale>
 #include <new>
 #include <type_traits>
 
@@ -236,45 +235,13 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
     return Flushed(input.path);
 }
 
-// The names as the engine's editing operations take them; false with the
-// reason when no line of the file could hold them. Asked before the file is
-// locked, so that a refused set creates no file. Candidate lines go through
-// the parser's own classifier, so what is written is exactly what is read
-// back.
-bool Writable(const Target& name, const std::string& value, bool anonymous, std::string& error)
-{
-    // "[]" and "=v" read back, but hardly as anyone meant them.
-    if (name.block.empty() || name.entry.empty()) {
-        error = name.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
-        return false;
-    }
-    // The tool leaves the global locale classic, whose facet the engine trims with.
-    const std::ctype<char>& ctype = std::use_facet<std::ctype<char>>(std::locale());
-    switch (zelconfig::CFGCheckWritable(name.block, name.entry, value, anonymous ? &ctype : nullptr)) {
-    case zelconfig::CFGWritable::kWritable:
-        return true;
-    case zelconfig::CFGWritable::kBadBlockName:
-        error = "a block name cannot hold ']' or a line feed";
-        break;
-    case zelconfig::CFGWritable::kBadEntry:
-        error = "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
-                "a value cannot hold a line feed";
-        break;
-    case zelconfig::CFGWritable::kNotAnonymousBlock:
-        error = "in anonymous mode every entry is in the block \"anonymous\"";
-        break;
-    case zelconfig::CFGWritable::kSpaceAtEnds:
-        error = "anonymous mode trims white space at the ends of names and values";
-        break;
-    }
-    return false;
-}
-
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
-// What an edit's operands must be before the file is locked: a CFG key that
-// a line of the file can hold; an XML key is checked by the document.
+// What an edit's operands must be before the file is locked, so that a
+// refused set creates no file: a CFG key that a line of the file can hold,
+// as the document decides on an empty text; an XML key is checked by the
+// document.
 bool CheckNames(const Document& document, const Target& target, const std::string& value, std::string& error)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
@@ -282,7 +249,16 @@ bool CheckNames(const Document& document, const Target& target, const std::strin
         error = "the key '" + target.key + "' is not BLOCK.ENTRY";
         return false;
     }
-    return Writable(target, value, anonymous, error);
+    // "[]" and "=v" read back, but hardly as anyone meant them.
+    if (target.block.empty() || target.entry.empty()) {
+        error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
+        return false;
+    }
+    Document empty(document.GetMode());
+    empty.Parse("");
+    const int added = empty.Add(target.block, target.entry, value);
+    error = empty.Error();
+    return added == 0;
 }
 
 bool CheckNames(const XmlDocument&, const Target&, const std::string&, std::string&)
