@@ -217,6 +217,26 @@ struct Document::State : EditedFile
 
     bool HasSpaceAtEnds(std::string_view bytes) const { return CFGTrimAnonymous(bytes, *ctype).size() != bytes.size(); }
 
+    // Every entry the model keeps, with its block's name: blocks in `order`,
+    // each block's entries in file order.
+    template <class Visit>
+    void ForEachEntry(Document::Order order, Visit visit) const
+    {
+        if (Anonymous()) {
+            ForEachEntryOf(kCFGAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
+                visit(kCFGAnonymousBlock, name, value);
+            });
+            return;
+        }
+        for (const auto& section : FirstSections(order)) {
+            Walk(headers[section.second].at, SectionEnd(section.second), [&](const Line&, const CFGReport& report) {
+                if (report.fate == CFGFate::kEntryKept) {
+                    visit(section.first, report.line.key, report.line.value);
+                }
+            });
+        }
+    }
+
     // Whether the lines an edit writes read back as exactly this block,
     // entry and value; false with why not.
     bool Writable(std::string_view block, std::string_view entry, std::string_view value)

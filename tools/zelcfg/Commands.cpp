@@ -458,20 +458,22 @@ int Blocks(const Invocation& invocation, const Input& input, Document& document)
     return Flushed(input.path);
 }
 
-// How list prints a CFG file's entries: BLOCK.ENTRY=VALUE, each value as
-// get prints it (without the line end a CR LF file leaves in it); under
-// --null BLOCK, ENTRY and VALUE as NUL-terminated fields.
+// How list prints a CFG file's entries: KEY=VALUE, each value as get
+// prints it (without the line end a CR LF file leaves in it); under --null
+// BLOCK, ENTRY and VALUE as NUL-terminated fields, as a name may hold '.'.
 void Print(const Document& document, bool null)
 {
-    std::string value;
-    for (const Document::Entry& entry : document.Entries(Document::Order::kFile)) {
-        if (null) {
+    if (null) {
+        for (const Document::Entry& entry : document.Entries(Document::Order::kFile)) {
             std::cout << entry.block << '\0' << entry.name << '\0' << entry.value << '\0';
-        } else {
-            ConvertTyped(ValueType::kString, entry.value, value);
-            std::cout << Shown(entry.block, entry.name) << '=' << value << '\n';
         }
+        return;
     }
+    std::string shown;
+    document.Walk([&shown](const std::string& key, const std::string& value) {
+        ConvertTyped(ValueType::kString, value, shown);
+        std::cout << key << '=' << shown << '\n';
+    });
 }
 
 // An XML file's: KEY=VALUE, or KEY and VALUE as NUL-terminated fields (a key
