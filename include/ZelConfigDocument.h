@@ -2,6 +2,7 @@
 #define ZELCONFIG_ZELCONFIGDOCUMENT_H
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -139,6 +140,10 @@ public:
     // each block's entries in file order.
     std::vector<Entry> Entries() const;
     std::vector<Entry> Entries(Order order) const;
+    // Every entry one at a time, in the order of Entries(Order::kFile), by
+    // the key that reads it ("BLOCK.ENTRY"; "[BLOCK]ENTRY" where the block's
+    // name holds '.', which no key reaches), with its value.
+    void Walk(const std::function<void(const std::string& key, const std::string& value)>& visit) const;
 
     // Lines a reader of the file could take for `key` but that no lookup of
     // it finds (block mode only): an entry of the block whose name differs

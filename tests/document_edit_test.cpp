@@ -344,7 +344,50 @@ INSTANTIATE_TEST_SUITE_P(Document, RefusalTable, testing::Values(
                "its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)"},
     RefusalRow{"RemoveBlockMissesBlanks", "[N ]\nk=1\n", {Op::kRemoveBlock, "N", ""}, -2,
                "no block N; line 1 holds the block 'N ': blanks around a block name are part of it, so address it "
-               "as 'N ' (quoted)"}),
+               "as 'N ' (quoted)"},
+    // What no line could hold is refused in words, the text left as it was.
+    RefusalRow{"AddBlockWithBracket", kTwoK, {Op::kAdd, "A]x.k", "1"}, 22,
+               "a block name cannot hold ']' or a line feed"},
+    RefusalRow{"AddEntryLikeComment", kTwoK, {Op::kAdd, "A.#k", "1"}, 22,
+               "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; a value cannot hold "
+               "a line feed"},
+    RefusalRow{"SetValueWithLineFeed", "[A]\nk=1\n", {Op::kSet, "A.k", "1\n2"}, 22,
+               "a value cannot hold a line feed"}),
+    RowName());
+
+// Walk after an edit: reads see it at once, keys as list prints them.
+struct WalkRow
+{
+    const char* name;
+    Document::Mode mode;
+    std::string text;
+    docpromise::Edit edit;
+    std::string walked; // KEY=VALUE lines
+};
+
+using WalkTable = testing::TestWithParam<WalkRow>;
+
+TEST_P(WalkTable, SeesTheEdit)
+{
+    const WalkRow& row = GetParam();
+    Document document(row.mode);
+    ASSERT_EQ(document.Parse(row.text), 0);
+    ASSERT_EQ(Apply(document, row.edit), 0);
+    std::string walked;
+    document.Walk([&](const std::string& key, const std::string& value) { walked += key + "=" + value + "\n"; });
+    EXPECT_EQ(walked, row.walked);
+}
+
+INSTANTIATE_TEST_SUITE_P(Document, WalkTable, testing::Values(
+    WalkRow{"SetInFileOrder", kBlock, "[B]\nk=1\n[A]\nj=2\n", {Op::kSet, "B.k", "3"}, "B.k=3\nA.j=2\n"},
+    WalkRow{"AddedBlockLast", kBlock, "[B]\nk=1\n", {Op::kAdd, "A.j", "2"}, "B.k=1\nA.j=2\n"},
+    WalkRow{"RemovedGone", kBlock, kTwoOfK, {Op::kRemoveAt, "A.k", "", 1}, "A.j=0\nA.k=2\nB.k=3\n"},
+    WalkRow{"DottedBlockBracketed", kBlock, kDotted + "[N]\nk=1\n", {Op::kSet, "N.k", "2"},
+            "[Net.eth0]Address=1\nN.k=2\n"},
+    WalkRow{"RepeatedHeaderUnread", kBlock, kRepeated, {Op::kSet, "D.B", "81"}, "D.B=81\n"},
+    WalkRow{"AnonymousTrimmed", kAnonymous, " k = 1 \n[H]\nj=2\n", {Op::kSet, "k", "3"},
+            "anonymous.k=3\nanonymous.j=2\n"},
+    WalkRow{"CrKeptInValue", kBlock, kCrlf, {Op::kSet, "B.b", "3"}, "A.k=1\r\nB.b=3\r\n"}),
     RowName());
 
 TEST_P(SplicedTable, SavesWhatTheEditsGiveInMemory)

@@ -172,7 +172,7 @@ TEST(AtomicSave, SetCreatesAMissingFileUnsetDoesNot)
     TempDir dir;
     const ToolResult unset = RunTool(dir.Path(), {ZELCFG_BINARY, "unset", "new.cfg", "N.P"}, "umask 027; ");
     EXPECT_EQ(unset.status, 2);
-    EXPECT_EQ(unset.err, "zelcfg: new.cfg: No such file or directory\n");
+    EXPECT_EQ(unset.err, "zelcfg: new.cfg: cannot be read: No such file or directory\n");
     EXPECT_EQ(Listing(dir.Path()), "");
     const ToolResult set = RunTool(dir.Path(), {ZELCFG_BINARY, "set", "new.cfg", "N.P", "1"}, "umask 027; ");
     EXPECT_EQ(set.status, 0) << set.err;
@@ -372,7 +372,7 @@ INSTANTIATE_TEST_SUITE_P(Save, GuardTable, testing::Values(
     GuardCase{"ReadOnlyFileForced", kOwnReadOnly, true, "", {"set", "--force", "a.cfg", "A.k", "2"}, 0, "",
               "a.cfg", "[A]\nk=2\n"},
     GuardCase{"FifoGet", "mkfifo a.cfg", false, "", {"get", "a.cfg", "A.k"}, 2,
-              "zelcfg: a.cfg: not a regular file\n", "", ""},
+              "zelcfg: a.cfg: cannot be read: not a regular file\n", "", ""},
     GuardCase{"FifoSet", "mkfifo a.cfg", false, "", {"set", "a.cfg", "A.k", "2"}, 2,
               "zelcfg: a.cfg: not a regular file\n", "", ""},
     GuardCase{"HeldLock", kHeldShared, false, "", {"set", "--wait", "1", "a.cfg", "A.k", "2"}, 2,

@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
              1, "", "zelcfg: a.cfg: no key [t.u]a; line 3 holds the block 't.u ': blanks around a block name are "
              "part of it, so address it as 't.u ' 'a' (quoted)\n"},
     ToolCase{"MissingFile", "a.cfg", "", {"get", "b.cfg", "A.b"}, 2, "",
-             "zelcfg: b.cfg: No such file or directory\n"},
+             "zelcfg: b.cfg: cannot be read: No such file or directory\n"},
     ToolCase{"HeaderWithoutBracket", "a.cfg", "[A\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 1: a block header has no ']'\n"},
     ToolCase{"EntryAboveHeader", "a.cfg", "k=1\n[A]\n", {"get", "a.cfg", "A.k"}, 2, "",
@@ -309,7 +309,7 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     ToolCase{"UnknownNameRefusedWhenStrict", "a.cfg", "", {"lint", "--strict-name", "/"}, 2, "",
              "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block, --anonymous or --xml\n"},
     ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
-             "zelcfg: .: Is a directory\n"},
+             "zelcfg: .: cannot be read: Is a directory\n"},
     ToolCase{"ListMarksEntriesNoKeyReaches", "a.cfg", "[a.b]\nk=v\n[c]\nd=e\n", {"list", "a.cfg"}, 0,
              "[a.b]k=v\nc.d=e\n", ""},
     ToolCase{"ListNullThreeFields", "a.cfg", "[a=b]\nk=v\n[c.d]\n=\n", {"list", "-z", "a.cfg"}, 0,

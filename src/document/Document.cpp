@@ -154,22 +154,18 @@ std::vector<Document::Entry> Document::Entries() const
 
 std::vector<Document::Entry> Document::Entries(Order order) const
 {
-    const State& s = *m_state;
     std::vector<Entry> entries;
-    if (s.Anonymous()) {
-        s.ForEachEntryOf(kCFGAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
-            entries.push_back({kCFGAnonymousBlock, std::string(name), std::string(value)});
-        });
-        return entries;
-    }
-    for (const auto& section : s.FirstSections(order)) {
-        s.Walk(s.headers[section.second].at, s.SectionEnd(section.second), [&](const Line&, const CFGReport& report) {
-            if (report.fate == CFGFate::kEntryKept) {
-                entries.push_back({std::string(section.first), std::string(report.line.key), std::string(report.line.value)});
-            }
-        });
-    }
+    m_state->ForEachEntry(order, [&](std::string_view block, std::string_view name, std::string_view value) {
+        entries.push_back({std::string(block), std::string(name), std::string(value)});
+    });
     return entries;
+}
+
+void Document::Walk(const std::function<void(const std::string&, const std::string&)>& visit) const
+{
+    m_state->ForEachEntry(Order::kFile, [&](std::string_view block, std::string_view name, std::string_view value) {
+        visit(Shown(std::string(block), std::string(name)), std::string(value));
+    });
 }
 
 std::vector<Document::Lookalike> Document::Lookalikes(const std::string& key) const

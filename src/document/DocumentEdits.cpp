@@ -35,7 +35,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
     if (!found) {
         return Add(block, entryName, value);
     }
-    if (CFGCheckWritable(block, entryName, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
+    if (!s.Writable(block, entryName, value)) {
         return kStatusInvalid;
     }
     const std::string lineEnd = s.EntryEnd(value);
@@ -71,7 +71,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     }
     const CFGKeyParts parts{block, entryName};
     // The lines must read back as exactly this block, entry and value.
-    if (CFGCheckWritable(parts.block, parts.entry, value, s.ReadMode(false).anonymous) != CFGWritable::kWritable) {
+    if (!s.Writable(parts.block, parts.entry, value)) {
         return kStatusInvalid;
     }
     // A line a reader would take for the entry, which no lookup finds, is
@@ -136,7 +136,11 @@ int Document::RemoveAt(const std::string& block, const std::string& entry, size_
 int Document::RemoveBlock(const std::string& name)
 {
     State& s = *m_state;
-    if (!s.WhollyRead() || (s.Anonymous() && name == kCFGAnonymousBlock)) {
+    if (!s.WhollyRead()) {
+        return kStatusInvalid;
+    }
+    if (s.Anonymous() && name == kCFGAnonymousBlock) {
+        s.error = "in anonymous mode the block \"anonymous\" holds every entry; remove them one by one";
         return kStatusInvalid;
     }
     std::vector<Line> removed;

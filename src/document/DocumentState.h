@@ -34,6 +34,8 @@ namespace zelconfig {
 
 constexpr size_t kNone = std::string::npos;
 
+constexpr char kTrimmedAtEnds[] = "anonymous mode trims white space at the ends of names and values";
+
 // One line of the text: [begin, end) without its line feed; `next` is where
 // the following line begins, kNone for the last line.
 struct Line
@@ -214,6 +216,50 @@ struct Document::State : EditedFile
     }
 
     bool HasSpaceAtEnds(std::string_view bytes) const { return CFGTrimAnonymous(bytes, *ctype).size() != bytes.size(); }
+
+    // Every entry the model keeps, with its block's name: blocks in `order`,
+    // each block's entries in file order.
+    template <class Visit>
+    void ForEachEntry(Document::Order order, Visit visit) const
+    {
+        if (Anonymous()) {
+            ForEachEntryOf(kCFGAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
+                visit(kCFGAnonymousBlock, name, value);
+            });
+            return;
+        }
+        for (const auto& section : FirstSections(order)) {
+            Walk(headers[section.second].at, SectionEnd(section.second), [&](const Line&, const CFGReport& report) {
+                if (report.fate == CFGFate::kEntryKept) {
+                    visit(section.first, report.line.key, report.line.value);
+                }
+            });
+        }
+    }
+
+    // Whether the lines an edit writes read back as exactly this block,
+    // entry and value; false with why not.
+    bool Writable(std::string_view block, std::string_view entry, std::string_view value)
+    {
+        switch (CFGCheckWritable(block, entry, value, ReadMode(false).anonymous)) {
+        case CFGWritable::kWritable:
+            return true;
+        case CFGWritable::kBadBlockName:
+            error = "a block name cannot hold ']' or a line feed";
+            break;
+        case CFGWritable::kBadEntry:
+            error = "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
+                    "a value cannot hold a line feed";
+            break;
+        case CFGWritable::kNotAnonymousBlock:
+            error = "in anonymous mode every entry is in the block \"anonymous\"";
+            break;
+        case CFGWritable::kSpaceAtEnds:
+            error = kTrimmedAtEnds;
+            break;
+        }
+        return false;
+    }
 
     // Builds the header index from the reading of the headers alone: the
     // parse's status, with the engine's messages.
@@ -601,7 +647,11 @@ struct Document::State : EditedFile
     // Set, SetAt: the value of the entries `which` picks.
     int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value)
     {
-        if (!WhollyRead() || value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
+        if (!WhollyRead()) {
+            return kStatusInvalid;
+        }
+        if (value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
+            error = Anonymous() && HasSpaceAtEnds(value) ? kTrimmedAtEnds : "a value cannot hold a line feed";
             return kStatusInvalid;
         }
         std::vector<size_t> offsets;

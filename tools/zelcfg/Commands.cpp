@@ -1,13 +1,14 @@
 #include <cerrno>
 #include <iostream>
-#include <locale>
 #include <new>
+#include <type_traits>
 
 #include "Input.h"
 #include "Lint.h"
 #include "TypedValues.h"
 #include "XmlCommands.h"
 #include "ZelConfigDocument.h"
+#include "ZelConfigXmlDocument.h"
 #include "Zelcfg.h"
 #include "Internals.h"
 
@@ -19,6 +20,8 @@ namespace zelcfg {
 
 using zelconfig::Backend;
 using zelconfig::Document;
+using zelconfig::XmlDocument;
+using zelconfig::kStatusInvalid, zelconfig::kStatusNotFound;
 
 namespace {
 
@@ -64,35 +67,40 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
     return true;
 }
 
-// Why a CFG file could not be read or parsed, in words: the document's own
+template <class Doc>
+constexpr bool kXml = std::is_same_v<Doc, XmlDocument>;
+
+// Why a file could not be read or parsed, in words: the document's own
 // reason, which names the line that stopped a parse.
-std::string LoadFailure(int status, const Document& document)
+template <class Doc>
+std::string LoadFailure(int status, const Doc& document)
 {
-    if (!document.Error().empty()) {
+    if (status == kStatusNotFound) {
+        return "cannot be read: " + document.Error();
+    }
+    if constexpr (!kXml<Doc>) {
         const std::string_view text = document.Text();
         const size_t first = text.find_first_not_of(" \t\r\n");
-        if (status != -2 && first != std::string_view::npos && text[first] == '<') {
+        if (first != std::string_view::npos && text[first] == '<') {
             return document.Error() + "; it starts with '<': --xml reads it as XML";
         }
-        return document.Error();
     }
-    return status == -2 ? "cannot be read" : "cannot be parsed (status " + std::to_string(status) + ")";
+    return document.Error();
 }
 
 // Reads the file, or standard input, into `document`: its status; -2 for
-// what could not be read (Error() says why for a file).
-int Read(Document& document, const Input& input, unsigned options)
+// what could not be read.
+template <class Doc>
+int Read(Doc& document, const Input& input)
 {
-    if (!input.Stdin()) {
-        return document.Load(input.path, options);
-    }
-    return document.Read(0);
+    return input.Stdin() ? document.Read(0) : document.Load(input.path);
 }
 
-// Reads a CFG file into `document`; false after reporting the failure.
-bool Load(Document& document, const Input& input, unsigned options, int& exitStatus)
+// Reads the file into `document`; false after reporting the failure.
+template <class Doc>
+bool Load(Doc& document, const Input& input, int& exitStatus)
 {
-    const int status = Read(document, input, options);
+    const int status = Read(document, input);
     if (status != 0) {
         exitStatus = Fail(kExitFailure, input.path, LoadFailure(status, document));
         return false;
@@ -100,33 +108,74 @@ bool Load(Document& document, const Input& input, unsigned options, int& exitSta
     return true;
 }
 
-// An entry as the command line names it: "BLOCK.ENTRY", or BLOCK and ENTRY
-// as two operands.
-struct EntryName
+// What the operands name: KEY, or BLOCK and ENTRY as two operands.
+struct Target
 {
-    std::string block, entry;
-    std::string shown; // for messages: as given, or as list prints it
+    std::string key;          // as given (XML: BLOCK ENTRY is the path BLOCK.ENTRY)
+    std::string block, entry; // a CFG key split as the library's lookups split it
+    bool apart;               // BLOCK and ENTRY given apart (a CFG block name may hold '.')
+    std::string shown;        // for messages: as given, or as list prints it
 };
 
-// How list and messages show an entry: "[a.b]k" where no key reaches it.
+// How list and messages show a CFG entry: "[a.b]k" where no key reaches it.
 std::string Shown(const std::string& block, const std::string& entry)
 {
     return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
 }
 
-// The names from operands[1] (and [2] when `apart`), split as the library's
-// lookups split a key: at the first '.'; without one, in anonymous mode the
-// entry of "anonymous", in block mode the empty names (which a lookup of
+// A CFG key splits at the first '.'; without one, in anonymous mode it is
+// an entry of "anonymous", in block mode the empty names (which a lookup of
 // such a key also takes).
-EntryName NameOf(const Invocation& invocation, bool apart, bool anonymous)
+Target TargetOf(const std::vector<std::string>& operands, bool apart, const Document& document)
 {
-    const std::vector<std::string>& operands = invocation.operands;
     if (apart) {
-        return {operands[1], operands[2], Shown(operands[1], operands[2])};
+        return {"", operands[1], operands[2], true, Shown(operands[1], operands[2])};
     }
-    const std::string& key = operands[1];
-    const zelconfig::CFGKeyParts parts = zelconfig::CFGSplitKey(key, anonymous);
-    return {std::string(parts.block), std::string(parts.entry), key};
+    const zelconfig::CFGKeyParts parts
+        = zelconfig::CFGSplitKey(operands[1], document.GetMode() == Document::Mode::kAnonymous);
+    return {operands[1], std::string(parts.block), std::string(parts.entry), false, operands[1]};
+}
+
+// An XML key is a path: BLOCK ENTRY is the path BLOCK.ENTRY.
+Target TargetOf(const std::vector<std::string>& operands, bool apart, const XmlDocument&)
+{
+    const std::string key = apart ? operands[1] + "." + operands[2] : operands[1];
+    return {key, "", "", false, key};
+}
+
+// The verbs whose arguments differ between the formats: a CFG entry named
+// apart is asked for by block and entry, everything else by its key.
+int Find(const Document& document, const Target& target, std::string& raw)
+{
+    // The empty key names nothing; the empty block named apart is a block.
+    return !target.apart && target.key.empty() ? kStatusNotFound : document.Get(target.block, target.entry, raw);
+}
+
+int Find(const XmlDocument& document, const Target& target, std::string& raw)
+{
+    return document.Get(target.key, raw);
+}
+
+std::vector<std::string> Values(const Document& document, const Target& target)
+{
+    return document.Values(target.block, target.entry);
+}
+
+// An XML key reads as one value.
+std::vector<std::string> Values(const XmlDocument& document, const Target& target)
+{
+    std::string value;
+    return document.Get(target.key, value) == 0 ? std::vector<std::string>{value} : std::vector<std::string>();
+}
+
+std::string Missing(const Document& document, const Target& target)
+{
+    return target.apart ? document.Missing(target.block, target.entry) : document.Missing(target.key);
+}
+
+std::string Missing(const XmlDocument& document, const Target& target)
+{
+    return document.Missing(target.key);
 }
 
 // Writes the output, ending each piece with NUL under --null, else with a
@@ -137,136 +186,158 @@ void Emit(const Invocation& invocation, const std::string& text)
 }
 
 // get: a value as the library's getter of --type reads it.
-int Get(const Invocation& invocation, const Input& input)
+template <class Doc>
+int Get(const Invocation& invocation, const Input& input, Doc& document)
 {
-    const bool apart = invocation.operands.size() == 3;
-    const EntryName name = NameOf(invocation, apart, input.Anonymous());
-    std::string raw, text, missing = "no key " + name.shown;
-    std::vector<std::string> values; // what to print
     int status = kExitFailure;
-    if (input.backend == Backend::kXml) {
-        // XML keys are paths: BLOCK ENTRY is the path BLOCK.ENTRY.
-        const std::string key = apart ? name.block + "." + name.entry : name.shown;
-        if (!XmlFind(input, key, raw, status)) {
-            return status;
-        }
-    } else {
-        Document document(input.Mode());
-        if (!Load(document, input, 0, status)) {
-            return status;
-        }
-        // The empty key names nothing; the empty block named apart is a block.
-        status = !apart && invocation.operands[1].empty() ? -2 : document.Get(name.block, name.entry, raw);
-        if (status == 0) {
-            values = document.Values(name.block, name.entry);
-        } else {
-            missing = apart ? document.Missing(name.block, name.entry) : document.Missing(name.shown);
-        }
+    if (!Load(document, input, status)) {
+        return status;
+    }
+    const Target target = TargetOf(invocation.operands, invocation.operands.size() == 3, document);
+    std::string raw, text;
+    status = Find(document, target, raw);
+    if (status == kStatusNotFound) {
+        return Fail(kExitNotFound, input.path, Missing(document, target));
+    }
+    if (status == kStatusInvalid) {
+        return Fail(kExitFailure, input.path, document.Error());
     }
     if (status == 0) {
         status = ConvertTyped(invocation.type, raw, text);
     }
-    // --null prints a CFG key's values one by one, each as the string getter
-    // would read it alone; otherwise what the getter reads for the key.
-    if (input.backend != Backend::kXml && invocation.type == ValueType::kString && invocation.Has(kOptionNull)) {
+    // --null prints a repeated key's values one by one, each as the string
+    // getter would read it alone; otherwise what the getter reads for the key.
+    std::vector<std::string> values(1, text);
+    if (invocation.type == ValueType::kString && invocation.Has(kOptionNull)) {
+        values = Values(document, target);
         for (std::string& value : values) {
             ConvertTyped(ValueType::kString, std::string(value), value);
         }
-    } else {
-        values.assign(1, text);
-    }
-    if (status == -2) {
-        return Fail(kExitNotFound, input.path, missing);
     }
     if (invocation.Has(kOptionStrict)) {
         const std::string problem = PartialRead(invocation.type, raw);
         if (!problem.empty()) {
-            return Fail(kExitConversion, input.path, name.shown + ": " + problem);
+            return Fail(kExitConversion, input.path, target.shown + ": " + problem);
         }
     }
     if (status == -1) {
-        return Fail(kExitConversion, input.path, name.shown + ": the value is neither \"true\" nor \"false\"");
+        return Fail(kExitConversion, input.path, target.shown + ": the value is neither \"true\" nor \"false\"");
     }
     if (status != 0 && status != 1) {
-        return Fail(kExitFailure, input.path, name.shown + ": status " + std::to_string(status));
+        return Fail(kExitFailure, input.path, target.shown + ": status " + std::to_string(status));
     }
     for (const std::string& value : values) {
         Emit(invocation, value);
     }
     if (status == 1) {
-        return Fail(kExitConversion, input.path, name.shown + ": the value is out of range; printed as converted");
+        return Fail(kExitConversion, input.path, target.shown + ": the value is out of range; printed as converted");
     }
     return Flushed(input.path);
-}
-
-// The names as the engine's editing operations take them; false with the
-// reason when no line of the file could hold them. Candidate lines go
-// through the parser's own classifier, so what is written is exactly what is
-// read back.
-bool Writable(const EntryName& name, const std::string& value, bool anonymous, std::string& error)
-{
-    // "[]" and "=v" read back, but hardly as anyone meant them.
-    if (name.block.empty() || name.entry.empty()) {
-        error = name.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
-        return false;
-    }
-    // The tool leaves the global locale classic, whose facet the engine trims with.
-    const std::ctype<char>& ctype = std::use_facet<std::ctype<char>>(std::locale());
-    switch (zelconfig::CFGCheckWritable(name.block, name.entry, value, anonymous ? &ctype : nullptr)) {
-    case zelconfig::CFGWritable::kWritable:
-        return true;
-    case zelconfig::CFGWritable::kBadBlockName:
-        error = "a block name cannot hold ']' or a line feed";
-        break;
-    case zelconfig::CFGWritable::kBadEntry:
-        error = "an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
-                "a value cannot hold a line feed";
-        break;
-    case zelconfig::CFGWritable::kNotAnonymousBlock:
-        error = "in anonymous mode every entry is in the block \"anonymous\"";
-        break;
-    case zelconfig::CFGWritable::kSpaceAtEnds:
-        error = "anonymous mode trims white space at the ends of names and values";
-        break;
-    }
-    return false;
 }
 
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
-// The edit itself, on the loaded document: the library's status, with the
-// options that pick among several entries in `remedy` for its refusal.
-int ApplyEdit(const Invocation& invocation, Document& document, EditKind kind, const EntryName& name, bool apart,
-              const std::string& value, std::string& remedy)
+// What an edit's operands must be before the file is locked, so that a
+// refused set creates no file: a CFG key that a line of the file can hold,
+// as the document decides on an empty text; an XML key is checked by the
+// document.
+bool CheckNames(const Document& document, const Target& target, const std::string& value, std::string& error)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
-    if (kind == EditKind::kRemoveBlock) {
-        return document.RemoveBlock(invocation.operands[1]);
+    if (!target.apart && (target.key.empty() || (!anonymous && target.key.find('.') == std::string::npos))) {
+        error = "the key '" + target.key + "' is not BLOCK.ENTRY";
+        return false;
     }
-    if (kind == EditKind::kUnset) {
-        remedy = ": --all removes every one, --index N the Nth";
-        if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
-            return document.RemoveAt(name.block, name.entry, invocation.index);
-        }
-        return apart ? document.Remove(name.block, name.entry) : document.Remove(name.shown);
+    // "[]" and "=v" read back, but hardly as anyone meant them.
+    if (target.block.empty() || target.entry.empty()) {
+        error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
+        return false;
     }
-    remedy = ": --all sets every one, --index N the Nth, --add appends another";
-    int status;
+    Document empty(document.GetMode());
+    empty.Parse("");
+    const int added = empty.Add(target.block, target.entry, value);
+    error = empty.Error();
+    return added == 0;
+}
+
+bool CheckNames(const XmlDocument&, const Target&, const std::string&, std::string&)
+{
+    return true;
+}
+
+// What is there changes, as each format's document is asked: a CFG entry
+// named apart by block and entry; every entry the key names (--all), or the
+// Nth (--index); --add appends another; an XML key takes [N] instead, and
+// --attribute names an attribute.
+int Change(Document& document, const Invocation& invocation, const Target& target, const std::string& value)
+{
     if (invocation.Has(kOptionAdd)) {
-        status = document.Lines(name.block, name.entry).empty() ? -2 : document.Append(name.block, name.entry, value);
-    } else if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
-        status = document.SetAt(name.block, name.entry, invocation.index, value);
-    } else {
-        status = apart ? document.Set(name.block, name.entry, value) : document.Set(name.shown, value);
+        return document.Lines(target.block, target.entry).empty()
+                   ? kStatusNotFound
+                   : document.Append(target.block, target.entry, value);
     }
-    if (status == -2 && !invocation.Has(kOptionIndex)) {
-        // The library decides whether adding is safe: a key names the block
-        // it splits to only where no dotted block is meant.
-        remedy.clear();
-        return apart || anonymous ? document.Add(name.block, name.entry, value) : document.Add(name.shown, value);
+    if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
+        return document.SetAt(target.block, target.entry, invocation.index, value);
     }
-    return status;
+    return target.apart ? document.Set(target.block, target.entry, value) : document.Set(target.key, value);
+}
+
+int Change(XmlDocument& document, const Invocation& invocation, const Target& target, const std::string& value)
+{
+    return invocation.Has(kOptionAttribute) ? document.SetAttribute(target.key, value)
+           : invocation.Has(kOptionAll)     ? document.SetAll(target.key, value)
+                                            : document.Set(target.key, value);
+}
+
+// What is not there is added: a CFG entry named apart (or any in anonymous
+// mode, where every name is an entry's) by block and entry.
+int AddNew(Document& document, const Target& target, const std::string& value)
+{
+    const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
+    return target.apart || anonymous ? document.Add(target.block, target.entry, value)
+                                     : document.Add(target.key, value);
+}
+
+int AddNew(XmlDocument& document, const Target& target, const std::string& value)
+{
+    return document.Add(target.key, value);
+}
+
+// The entry goes, or every one the key names (--all), or the Nth (--index).
+int Delete(Document& document, const Invocation& invocation, const Target& target)
+{
+    if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
+        return document.RemoveAt(target.block, target.entry, invocation.index);
+    }
+    return target.apart ? document.Remove(target.block, target.entry) : document.Remove(target.key);
+}
+
+int Delete(XmlDocument& document, const Invocation& invocation, const Target& target)
+{
+    return invocation.Has(kOptionAll) ? document.RemoveAll(target.key) : document.Remove(target.key);
+}
+
+// The options that pick among several entries, after the library's refusal.
+template <class Doc>
+std::string Remedy(EditKind kind)
+{
+    if (kXml<Doc>) {
+        return kind == EditKind::kSet ? ", or --all sets every one" : ", or --all removes every one";
+    }
+    return kind == EditKind::kSet ? ": --all sets every one, --index N the Nth, --add appends another"
+                                  : ": --all removes every one, --index N the Nth";
+}
+
+// How many entries the key names, for the remedy of a refusal.
+size_t Count(const Document& document, const Target& target)
+{
+    return document.Lines(target.block, target.entry).size();
+}
+
+size_t Count(const XmlDocument& document, const Target& target)
+{
+    return document.Lines(target.key).size();
 }
 
 // --normalise after an edit: refused where entries would be lost.
@@ -280,53 +351,48 @@ int NormaliseAfterEdit(Document& document, const std::string& path)
     return document.Normalise() == 0 ? kExitOk : Fail(kExitFailure, path, kCannotNormalise);
 }
 
-// set, unset and remove-block: lock, read, edit the lines concerned, save
-// atomically.
-int Edit(const Invocation& invocation, const Input& input, EditKind kind)
+// Why an edit could not lock and read its file: one that cannot be read is
+// said to be so as every command says it; one that can, or one that was to
+// be created, is refused for the save alone, with the option that helps.
+template <class Doc>
+std::string LockFailure(int status, Doc& document, const Input& input, bool creating)
 {
-    const bool anonymous = input.Anonymous();
-    const size_t named = invocation.operands.size() - (kind == EditKind::kSet ? 1 : 0);
-    const bool apart = kind != EditKind::kRemoveBlock && named == 3;
-    const EntryName name = NameOf(invocation, apart, anonymous);
-    std::string value, error, remedy;
-    int status = kExitFailure;
-    if (kind == EditKind::kSet && !ValueToSet(invocation, input.path, value, status)) {
-        return status;
+    if (status != kStatusNotFound) {
+        return LoadFailure(status, document);
     }
-    if (kind == EditKind::kRemoveBlock && invocation.operands[1].empty()) {
-        return Fail(kExitFailure, input.path, "a block name cannot be empty");
+    const std::string locking = document.Error();
+    const int read = document.Load(input.path);
+    return read == 0 || creating ? SaveFailure(locking) : LoadFailure(read, document);
+}
+
+// set, unset and remove-block: lock, read, make the edit (`edit` returns the
+// library's status), save atomically. An empty XML file is no document, so
+// only a CFG set creates a missing file.
+template <class Doc, class MakeEdit>
+int Edit(const Invocation& invocation, const Input& input, Doc& document, EditKind kind, const Target& target,
+         MakeEdit edit)
+{
+    const unsigned create = !kXml<Doc> && kind == EditKind::kSet ? Document::kCreate : 0u;
+    if (const int loaded = document.Load(input.path, Document::kLock | create, SaveOptions(invocation))) {
+        return Fail(kExitFailure, input.path, LockFailure(loaded, document, input, create != 0));
     }
-    if (kind != EditKind::kRemoveBlock) {
-        if (!apart && (name.shown.empty() || (!anonymous && name.shown.find('.') == std::string::npos))) {
-            return Fail(kExitFailure, input.path, "the key '" + name.shown + "' is not BLOCK.ENTRY");
-        }
-        if (!Writable(name, value, anonymous, error)) {
-            return Fail(kExitFailure, input.path, error);
-        }
-    }
-    Document document(input.Mode());
-    const unsigned options = Document::kLock | (kind == EditKind::kSet ? Document::kCreate : 0u);
-    const int loaded = document.Load(input.path, options, SaveOptions(invocation));
-    if (loaded != 0) {
-        return Fail(kExitFailure, input.path,
-                    loaded == -2 ? SaveFailure(document.Error()) : LoadFailure(loaded, document));
-    }
-    status = ApplyEdit(invocation, document, kind, name, apart, value, remedy);
-    if (status == -2) {
+    int status = edit(document);
+    if (status == kStatusNotFound) {
         return Fail(kExitNotFound, input.path, document.Error());
     }
     if (status == zelconfig::kEditAmbiguous) {
-        return Fail(kExitFailure, input.path, document.Error() + remedy);
-    }
-    if (status == EINVAL && kind == EditKind::kRemoveBlock && anonymous) {
-        return Fail(kExitFailure, input.path, "in anonymous mode the block \"anonymous\" holds every entry; "
-                                              "remove them one by one");
+        return Fail(kExitFailure, input.path,
+                    document.Error() + (Count(document, target) > 1 ? Remedy<Doc>(kind) : ""));
     }
     if (status != 0) {
-        return Fail(kExitFailure, input.path, "cannot edit the file (status " + std::to_string(status) + ")");
+        return Fail(kExitFailure, input.path,
+                    document.Error().empty() ? "cannot edit the file (status " + std::to_string(status) + ")"
+                                             : document.Error());
     }
-    if (invocation.Has(kOptionNormalise) && (status = NormaliseAfterEdit(document, input.path)) != kExitOk) {
-        return status;
+    if constexpr (!kXml<Doc>) {
+        if (invocation.Has(kOptionNormalise) && (status = NormaliseAfterEdit(document, input.path)) != kExitOk) {
+            return status;
+        }
     }
     if (const int saved = document.Save()) {
         return SaveFailed(saved, input.path, document.Error());
@@ -334,28 +400,56 @@ int Edit(const Invocation& invocation, const Input& input, EditKind kind)
     return kExitOk;
 }
 
-// set, unset and remove-block: the table's handlers for Edit.
-int Set(const Invocation& invocation, const Input& input)
+// set: what the key names changes; what it does not name is added, where
+// the library finds that safe (a CFG key names the block it splits to only
+// where no dotted block is meant).
+template <class Doc>
+int Set(const Invocation& invocation, const Input& input, Doc& document)
 {
-    return Edit(invocation, input, EditKind::kSet);
+    const Target target = TargetOf(invocation.operands, invocation.operands.size() == 4, document);
+    std::string value, error;
+    int status = kExitFailure;
+    if (!ValueToSet(invocation, input.path, value, status)) {
+        return status;
+    }
+    if (!CheckNames(document, target, value, error)) {
+        return Fail(kExitFailure, input.path, error);
+    }
+    return Edit(invocation, input, document, EditKind::kSet, target, [&](Doc& edited) {
+        const int changed = Change(edited, invocation, target, value);
+        return changed == kStatusNotFound && !invocation.Has(kOptionIndex) ? AddNew(edited, target, value) : changed;
+    });
 }
 
-int Unset(const Invocation& invocation, const Input& input)
+// unset: the entry goes, or the entries --all or --index name.
+template <class Doc>
+int Unset(const Invocation& invocation, const Input& input, Doc& document)
 {
-    return Edit(invocation, input, EditKind::kUnset);
+    const Target target = TargetOf(invocation.operands, invocation.operands.size() == 3, document);
+    std::string error;
+    if (!CheckNames(document, target, "", error)) {
+        return Fail(kExitFailure, input.path, error);
+    }
+    return Edit(invocation, input, document, EditKind::kUnset, target,
+                [&](Doc& edited) { return Delete(edited, invocation, target); });
 }
 
-int RemoveBlock(const Invocation& invocation, const Input& input)
+// remove-block: every section of the block, with its comment lines.
+int RemoveBlock(const Invocation& invocation, const Input& input, Document& document)
 {
-    return Edit(invocation, input, EditKind::kRemoveBlock);
+    const std::string& name = invocation.operands[1];
+    if (name.empty()) {
+        return Fail(kExitFailure, input.path, "a block name cannot be empty");
+    }
+    return Edit(invocation, input, document, EditKind::kRemoveBlock, Target{name, name, "", true, name},
+                [&](Document& edited) { return edited.RemoveBlock(name); });
 }
 
 // blocks: the block names, in the order of their first headers in the file.
-int Blocks(const Invocation& invocation, const Input& input)
+int Blocks(const Invocation& invocation, const Input& input, Document& document)
 {
-    Document document(input.Mode());
     int status = kExitFailure;
-    if (!Load(document, input, 0, status)) {
+    if (!Load(document, input, status)) {
         return status;
     }
     for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
@@ -364,36 +458,50 @@ int Blocks(const Invocation& invocation, const Input& input)
     return Flushed(input.path);
 }
 
-// list: the model, blocks in the order of their first headers in the file.
-int List(const Invocation& invocation, const Input& input)
+// How list prints a CFG file's entries: KEY=VALUE, each value as get
+// prints it (without the line end a CR LF file leaves in it); under --null
+// BLOCK, ENTRY and VALUE as NUL-terminated fields, as a name may hold '.'.
+void Print(const Document& document, bool null)
 {
-    Document document(input.Mode());
-    int status = kExitFailure;
-    if (!Load(document, input, 0, status)) {
-        return status;
-    }
-    const std::vector<Document::Entry> entries = document.Entries(Document::Order::kFile);
-    if (invocation.Has(kOptionNull)) {
-        for (const Document::Entry& entry : entries) {
+    if (null) {
+        for (const Document::Entry& entry : document.Entries(Document::Order::kFile)) {
             std::cout << entry.block << '\0' << entry.name << '\0' << entry.value << '\0';
         }
-    } else {
-        // Each value as get prints it: without the line end a CR LF file leaves in it.
-        std::string value;
-        for (const Document::Entry& entry : entries) {
-            ConvertTyped(ValueType::kString, entry.value, value);
-            std::cout << Shown(entry.block, entry.name) << '=' << value << '\n';
-        }
+        return;
     }
+    std::string shown;
+    document.Walk([&shown](const std::string& key, const std::string& value) {
+        ConvertTyped(ValueType::kString, value, shown);
+        std::cout << key << '=' << shown << '\n';
+    });
+}
+
+// An XML file's: KEY=VALUE, or KEY and VALUE as NUL-terminated fields (a key
+// holds no NUL, nor does a value XML can hold), printed as they come.
+void Print(const XmlDocument& document, bool null)
+{
+    document.Walk([null](const std::string& key, const std::string& value) {
+        std::cout << key << (null ? '\0' : '=') << value << (null ? '\0' : '\n');
+    });
+}
+
+// list: every key and value, in the order of the file.
+template <class Doc>
+int List(const Invocation& invocation, const Input& input, Doc& document)
+{
+    int status = kExitFailure;
+    if (!Load(document, input, status)) {
+        return status;
+    }
+    Print(document, invocation.Has(kOptionNull));
     return Flushed(input.path);
 }
 
 // format: the normalised text on stdout; the file is left as it is.
-int Format(const Invocation&, const Input& input)
+int Format(const Invocation&, const Input& input, Document& document)
 {
-    Document document(input.Mode());
     int status = kExitFailure;
-    if (!Load(document, input, 0, status)) {
+    if (!Load(document, input, status)) {
         return status;
     }
     if (document.Normalise() != 0) {
@@ -404,11 +512,10 @@ int Format(const Invocation&, const Input& input)
 }
 
 // lint: what reading the file would drop or change, and --diff's normalised form.
-int Lint(const Invocation& invocation, const Input& input)
+int Lint(const Invocation& invocation, const Input& input, Document& document)
 {
     // The bytes are kept whether or not they parse.
-    Document document(input.Mode());
-    const int status = Read(document, input, 0);
+    const int status = Read(document, input);
     if (status == -2) {
         return Fail(kExitFailure, input.path, LoadFailure(-2, document));
     }
@@ -434,6 +541,26 @@ int Lint(const Invocation& invocation, const Input& input)
     }
     const int written = Flushed(input.path);
     return written != kExitOk ? written : findings.empty() && !changes ? kExitOk : kExitNotFound;
+}
+
+
+// An XML file's lint: what the document code finds, FILE:LINE:COLUMN.
+int Lint(const Invocation& invocation, const Input& input, XmlDocument&)
+{
+    return XmlLint(invocation, input);
+}
+
+// Runs `command` on an empty document of the file's format.
+template <class Doc, int (*command)(const Invocation&, const Input&, Doc&)>
+int OnNew(const Invocation& invocation, const Input& input)
+{
+    if constexpr (kXml<Doc>) {
+        XmlDocument document;
+        return command(invocation, input, document);
+    } else {
+        Document document(input.Mode());
+        return command(invocation, input, document);
+    }
 }
 
 } // namespace
@@ -493,17 +620,19 @@ int Flushed(const std::string& file)
 const std::vector<Command>& AllCommands()
 {
     static const std::vector<Command> commands = {
-        {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, Get, Get},
+        {"get", 2, 3, kOptionType | kOptionStrict | kOptionNull | kOptionStdin, OnNew<Document, Get>,
+         OnNew<XmlDocument, Get>},
         {"set", 3, 4,
          kOptionType | kOptionStrict | kOptionNormalise | kOptionAttribute | kOptionAll | kOptionIndex | kOptionAdd
              | kOptionsSave,
-         Set, XmlSet},
-        {"unset", 2, 3, kOptionNormalise | kOptionAll | kOptionIndex | kOptionsSave, Unset, XmlUnset},
-        {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, RemoveBlock, nullptr},
-        {"list", 1, 1, kOptionNull | kOptionStdin, List, XmlList},
-        {"blocks", 1, 1, kOptionNull | kOptionStdin, Blocks, nullptr},
-        {"format", 1, 1, kOptionStdin, Format, nullptr},
-        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, Lint, XmlLint},
+         OnNew<Document, Set>, OnNew<XmlDocument, Set>},
+        {"unset", 2, 3, kOptionNormalise | kOptionAll | kOptionIndex | kOptionsSave, OnNew<Document, Unset>,
+         OnNew<XmlDocument, Unset>},
+        {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, OnNew<Document, RemoveBlock>, nullptr},
+        {"list", 1, 1, kOptionNull | kOptionStdin, OnNew<Document, List>, OnNew<XmlDocument, List>},
+        {"blocks", 1, 1, kOptionNull | kOptionStdin, OnNew<Document, Blocks>, nullptr},
+        {"format", 1, 1, kOptionStdin, OnNew<Document, Format>, nullptr},
+        {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, OnNew<Document, Lint>, OnNew<XmlDocument, Lint>},
     };
     return commands;
 }

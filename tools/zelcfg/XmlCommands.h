@@ -10,33 +10,12 @@
 
 namespace zelcfg {
 
-// set on an XML file, through the library's XML document: it changes the
-// element or attribute the key names, or adds those it names and the file
-// lacks (--attribute: an attribute).
-int XmlSet(const Invocation& invocation, const Input& input);
-
-// unset on an XML file: removes the elements, or else the attributes, the
-// key names.
-int XmlUnset(const Invocation& invocation, const Input& input);
-
-// list on an XML file: KEY=VALUE lines, or KEY and VALUE as NUL-terminated
-// fields under --null.
-int XmlList(const Invocation& invocation, const Input& input);
-
 // lint on an XML file that loads: FILE:LINE:COLUMN: lines for what the
 // document code finds (XmlDocument::Lint), exit 1 when it finds anything.
 int XmlLint(const Invocation& invocation, const Input& input);
 
-// The text of an XML key as the library's string getter reads it, in `raw`,
-// with the getter's status in `status`; false after reporting a file that
-// cannot be read, with the exit status in `status`.
-bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status);
-
-// The way every XML command but lint reads its file, or standard input:
-// false after reporting why it could not, in one wording per cause, with
-// the exit status in `exitStatus`.
-bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus);
-// The same with the plug-in's document code, handing back the bytes it was
+// The way XML lint reads its file, or standard input, with the plug-in's
+// document code, handing back the bytes it was
 // loaded from, which lint counts lines and columns in.
 bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std::string& bytes, int& exitStatus);
 // Reports a failed load of `path` (a status of XmlDocument's loads); the

@@ -50,14 +50,15 @@ struct Invocation;
 struct Input; // the FILE operand and the back end that reads it
 
 // One command: its name, how many operands it takes (FILE included), the
-// options it takes, and what runs it on a CFG file and on an XML file.
+// options it takes, and what runs it on each format's document: one
+// implementation, asking each document in its own terms.
 struct Command
 {
     const char* name;
     size_t minOperands, maxOperands;
     unsigned options; // CommandOption bits
-    int (*run)(const Invocation&, const Input&);
-    int (*runXml)(const Invocation&, const Input&); // null: CFG files only
+    int (*run)(const Invocation&, const Input&);    // on a CFG file
+    int (*runXml)(const Invocation&, const Input&); // on an XML file; null: CFG files only
 };
 
 // Every command, in the order of --help: the one list of them.
