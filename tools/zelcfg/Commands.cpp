@@ -4,7 +4,7 @@
 #include <new>
 
 #include "Input.h"
-#include "Lint.h"
+#include "Diff.h"
 #include "TypedValues.h"
 #include "XmlCommands.h"
 #include "ZelConfigDocument.h"
@@ -412,8 +412,14 @@ int Lint(const Invocation& invocation, const Input& input)
     if (status == -2) {
         return Fail(kExitFailure, input.path, LoadFailure(-2, document));
     }
-    const std::vector<LintFinding> findings = LintCFG(document.Text(), input.Anonymous(), invocation.type);
-    for (const LintFinding& finding : findings) {
+    // A typed getter's partial reads are the tool's to tell, not the format's.
+    const auto checker = [&invocation](const std::string& value) {
+        const std::string partly = PartialRead(invocation.type, value);
+        return partly.empty() ? partly : std::string("--type ") + TypeName(invocation.type) + ": " + partly;
+    };
+    const std::vector<zelconfig::Finding> findings
+        = invocation.type == ValueType::kString ? document.Lint() : document.Lint(checker);
+    for (const zelconfig::Finding& finding : findings) {
         std::cout << input.path << ':' << finding.line << ": " << finding.message << '\n';
     }
     bool changes = false;

@@ -1,27 +1,10 @@
-#ifndef ZELCONFIG_TOOLS_LINT_H
-#define ZELCONFIG_TOOLS_LINT_H
+#ifndef ZELCONFIG_TOOLS_DIFF_H
+#define ZELCONFIG_TOOLS_DIFF_H
 
-#include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
-
-#include "Zelcfg.h"
 
 namespace zelcfg {
-
-// One thing the format drops or changes silently, at a line of the file.
-struct LintFinding
-{
-    size_t line; // counted from 1
-    std::string message;
-};
-
-// What reading (and saving) the text would drop or change, in line order.
-// The engine's own reading decides what each line is and what becomes of
-// it; `anonymous` selects the rules of anonymous mode. A `type` other than string also reports the
-// values that its typed getter would read only partly.
-std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous, ValueType type = ValueType::kString);
 
 // The lines that differ between `from` and `to` as a unified diff with three
 // lines of context, under the headers "--- fromName" and "+++ toName"; empty

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "Input.h"
-#include "Internals.h"
 #include "Zelcfg.h"
 #include "ZelConfigXmlDocument.h"
 
@@ -24,7 +23,8 @@ int XmlUnset(const Invocation& invocation, const Input& input);
 int XmlList(const Invocation& invocation, const Input& input);
 
 // lint on an XML file that loads: FILE:LINE:COLUMN: lines for what the
-// document code finds (XmlDocument::Lint), exit 1 when it finds anything.
+// library's XML document finds (XmlDocument::Lint), exit 1 when it finds
+// anything.
 int XmlLint(const Invocation& invocation, const Input& input);
 
 // The text of an XML key as the library's string getter reads it, in `raw`,
@@ -32,16 +32,10 @@ int XmlLint(const Invocation& invocation, const Input& input);
 // cannot be read, with the exit status in `status`.
 bool XmlFind(const Input& input, const std::string& key, std::string& raw, int& status);
 
-// The way every XML command but lint reads its file, or standard input:
-// false after reporting why it could not, in one wording per cause, with
-// the exit status in `exitStatus`.
+// The way every XML command reads its file, or standard input: false after
+// reporting why it could not, in one wording per cause, with the exit status
+// in `exitStatus`.
 bool ReadXml(const Input& input, zelconfig::XmlDocument& document, int& exitStatus);
-// The same with the plug-in's document code, handing back the bytes it was
-// loaded from, which lint counts lines and columns in.
-bool LoadXmlBytes(const Input& input, zelconfig::xml::XmlDocument& document, std::string& bytes, int& exitStatus);
-// Reports a failed load of `path` (a status of XmlDocument's loads); the
-// exit status to give.
-int XmlLoadFailure(const std::string& path, int status, const zelconfig::xml::XmlError& error);
 
 } // namespace zelcfg
 
