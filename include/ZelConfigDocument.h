@@ -20,6 +20,15 @@ namespace zelconfig {
 // entries. Nothing is written; Error() says what, and how to name it.
 constexpr int kEditAmbiguous = -4;
 
+// Something in a file that a reader drops or changes silently, or that
+// stricter readers refuse, where it stands: what the documents' Lint reports.
+struct Finding
+{
+    size_t line;         // counted from 1
+    size_t column;       // counted from 1, in characters; 0 when the finding is about the whole line
+    std::string message; // what it is, and what becomes of it
+};
+
 // A CFG file held as its bytes, for edits that keep everything they do not
 // have to change: comments, blank lines, the order of blocks, line ends.
 //
@@ -239,6 +248,17 @@ public:
     // read back as the same model (in anonymous mode, an entry name that
     // trimming leaves beginning with '#', ';' or '[').
     int Normalise();
+
+    // What reading the text, and saving it, would drop or change, in line
+    // order, each about a whole line (column 0): the engine's own reading in
+    // the document's mode decides what each line is and what becomes of it.
+    // The text is kept whether or not it parsed, so a document whose load
+    // failed with -1 or 22 is linted too; nothing loaded, nothing found.
+    std::vector<Finding> Lint() const;
+    // The same, also asking `checkValue` about the value of each entry the
+    // model keeps, as the engine reads it: a non-empty answer is a finding at
+    // the entry's line, with that text.
+    std::vector<Finding> Lint(const std::function<std::string(const std::string& value)>& checkValue) const;
 
     // Replaces the loaded file with the text, when it changed, as
     // LockedFile::ReplaceIfUnchanged does (through symbolic links): a

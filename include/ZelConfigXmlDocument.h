@@ -95,6 +95,14 @@ public:
     // the key with its parts quoted where that names what is there.
     std::string Missing(const std::string& key) const;
 
+    // What the text holds that readers take otherwise than it looks, or that
+    // stricter XML readers refuse, in the order of the file: an attribute
+    // whose name repeats in its element (keys read the first), names, values
+    // and text that are not UTF-8, and a NUL byte, past which no reader
+    // looks. Lines and columns (in characters) as Error() counts them; none
+    // when the text is not well-formed XML, which Error() says instead.
+    std::vector<Finding> Lint() const;
+
     // Gives the one element or attribute the key names the value, changing
     // only the bytes of its text: 0, -2 when nothing matches (nothing is
     // added), kEditAmbiguous when it names several, 22.

@@ -203,6 +203,17 @@ std::string XmlDocument::Missing(const std::string& key) const
     return s.CheckKey(key) != 0 ? s.error : s.Missing(key);
 }
 
+std::vector<Finding> XmlDocument::Lint() const
+{
+    std::vector<Finding> findings;
+    if (m_state->Fresh()) {
+        for (xml::XmlFinding& found : m_state->tree.Lint(m_state->text)) {
+            findings.push_back({found.line, found.column, std::move(found.message)});
+        }
+    }
+    return findings;
+}
+
 int XmlDocument::Set(const std::string& key, const std::string& value)
 {
     xml::XmlDocument& tree = m_state->tree;

@@ -4,9 +4,8 @@
 #include <type_traits>
 
 #include "Input.h"
-#include "Lint.h"
+#include "Diff.h"
 #include "TypedValues.h"
-#include "XmlCommands.h"
 #include "ZelConfigDocument.h"
 #include "ZelConfigXmlDocument.h"
 #include "Zelcfg.h"
@@ -511,43 +510,72 @@ int Format(const Invocation&, const Input& input, Document& document)
     return Flushed(input.path);
 }
 
-// lint: what reading the file would drop or change, and --diff's normalised form.
-int Lint(const Invocation& invocation, const Input& input, Document& document)
+// --diff: the normalised form against the file, as a unified diff; whether
+// they differ, or kExitFailure after reporting why there is none.
+int PrintNormalisedDiff(Document& document, int loaded, const Input& input, bool& changes)
 {
-    // The bytes are kept whether or not they parse.
-    const int status = Read(document, input);
-    if (status == -2) {
-        return Fail(kExitFailure, input.path, LoadFailure(-2, document));
+    // Only a model read to its end has a normalised form.
+    if (loaded != 0) {
+        return Fail(kExitFailure, input.path, "no normalised form to compare: " + LoadFailure(loaded, document));
     }
-    const std::vector<LintFinding> findings = LintCFG(document.Text(), input.Anonymous(), invocation.type);
-    for (const LintFinding& finding : findings) {
-        std::cout << input.path << ':' << finding.line << ": " << finding.message << '\n';
+    const std::string text(document.Text());
+    if (document.Normalise() != 0) {
+        return Fail(kExitFailure, input.path, kCannotNormalise);
+    }
+    // A tab ends each name, as patch reads them: a name may hold blanks.
+    const std::string diff
+        = UnifiedDiff(text, document.Text(), input.path + "\t(current)", input.path + "\t(normalised)");
+    std::cout << diff;
+    changes = !diff.empty();
+    return kExitOk;
+}
+
+// What the document's lint finds, with the values a typed getter would read
+// only partly under --type: those are the tool's to tell, not the format's.
+std::vector<zelconfig::Finding> Findings(const Invocation& invocation, const Document& document)
+{
+    const auto checker = [&invocation](const std::string& value) {
+        const std::string partly = PartialRead(invocation.type, value);
+        return partly.empty() ? partly : std::string("--type ") + TypeName(invocation.type) + ": " + partly;
+    };
+    return invocation.type == ValueType::kString ? document.Lint() : document.Lint(checker);
+}
+
+std::vector<zelconfig::Finding> Findings(const Invocation&, const XmlDocument& document)
+{
+    return document.Lint();
+}
+
+// lint: what reading the file would drop or change, FILE:LINE: or, where the
+// document counts columns, FILE:LINE:COLUMN:; and --diff's normalised form.
+// A CFG file's bytes are linted whether or not they parse; an XML file's
+// when they do.
+template <class Doc>
+int Lint(const Invocation& invocation, const Input& input, Doc& document)
+{
+    if (kXml<Doc> && (invocation.Has(kOptionDiff) || invocation.Has(kOptionType))) {
+        return Fail(kExitFailure, input.path, "lint --diff and --type work on CFG files only");
+    }
+    const int status = Read(document, input);
+    if (status == kStatusNotFound || (kXml<Doc> && status != 0)) {
+        return Fail(kExitFailure, input.path, LoadFailure(status, document));
+    }
+    const std::vector<zelconfig::Finding> findings = Findings(invocation, document);
+    for (const zelconfig::Finding& finding : findings) {
+        std::cout << input.path << ':' << finding.line
+                  << (finding.column > 0 ? ":" + std::to_string(finding.column) : std::string()) << ": "
+                  << finding.message << '\n';
     }
     bool changes = false;
-    if (invocation.Has(kOptionDiff)) {
-        // Only a model read to its end has a normalised form.
-        if (status != 0) {
-            return Fail(kExitFailure, input.path, "no normalised form to compare: " + LoadFailure(status, document));
+    if constexpr (!kXml<Doc>) {
+        if (invocation.Has(kOptionDiff)) {
+            if (const int failed = PrintNormalisedDiff(document, status, input, changes)) {
+                return failed;
+            }
         }
-        const std::string text(document.Text());
-        if (document.Normalise() != 0) {
-            return Fail(kExitFailure, input.path, kCannotNormalise);
-        }
-        // A tab ends each name, as patch reads them: a name may hold blanks.
-        const std::string diff
-            = UnifiedDiff(text, document.Text(), input.path + "\t(current)", input.path + "\t(normalised)");
-        std::cout << diff;
-        changes = !diff.empty();
     }
     const int written = Flushed(input.path);
     return written != kExitOk ? written : findings.empty() && !changes ? kExitOk : kExitNotFound;
-}
-
-
-// An XML file's lint: what the document code finds, FILE:LINE:COLUMN.
-int Lint(const Invocation& invocation, const Input& input, XmlDocument&)
-{
-    return XmlLint(invocation, input);
 }
 
 // Runs `command` on an empty document of the file's format.

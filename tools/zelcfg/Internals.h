@@ -5,20 +5,15 @@
 // it uses is public (ZelConfigDocument.h, ZelConfigXmlDocument.h, ...).
 // What comes through here, and why the tool needs it rather than the public
 // API:
-//   cfg/          the engine's line reader and key split: lint reports what
-//                 the engine makes of each line, and keys split as lookups
-//                 split them;
+//   cfg/          the engine's key split: keys split as lookups split them;
 //   frontend/     the back-end choice and the getters' conversions: the tool
 //                 chooses and converts exactly as the front ends do;
-//   platform/     reading standard input, and the log levels;
-//   XmlDocument.h the plug-in's tree: XML lint and the key check.
-#include "XmlDocument.h"
+//   platform/     the log levels.
+// Reading, editing, the checks of what an edit writes and lint are the
+// documents' own.
 #include "cfg/CFGKey.h"
-#include "cfg/CFGLineReader.h"
-#include "cfg/CFGRead.h"
 #include "frontend/Backend.h"
 #include "frontend/ValueConversion.h"
-#include "platform/FileIO.h"
 #include "platform/ZelLog.h"
 
 #endif

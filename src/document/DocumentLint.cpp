@@ -1,20 +1,15 @@
-#include "Lint.h"
+// Document::Lint: what the engine's reading of a CFG text drops or changes
+// silently, in words. The engine decides what each line is and what becomes
+// of it; this only listens and says so.
+#include "DocumentState.h"
 
-#include <algorithm>
-#include <locale>
 #include <map>
 
-#include "TypedValues.h"
-#include "Internals.h"
-
-namespace zelcfg {
-
-using zelconfig::CFGFate;
-using zelconfig::CFGLine;
-using zelconfig::CFGLineKind;
-using zelconfig::CFGReport;
+namespace zelconfig {
 
 namespace {
+
+using ValueCheck = std::function<std::string(const std::string& value)>;
 
 const std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -37,19 +32,6 @@ bool BlankAtAnEnd(std::string_view text)
     return !text.empty() && (IsBlank(text.front()) || IsBlank(text.back()));
 }
 
-// The facet the engine trims anonymous-mode names and values with: the
-// global locale's, which the tool leaves classic.
-const std::ctype<char>& Ctype()
-{
-    return std::use_facet<std::ctype<char>>(std::locale());
-}
-
-// The text without the white space that anonymous mode trims.
-std::string_view Trimmed(std::string_view text)
-{
-    return zelconfig::CFGTrimAnonymous(text, Ctype());
-}
-
 // The text without one carriage return at its end.
 std::string_view WithoutCr(std::string_view text)
 {
@@ -67,7 +49,11 @@ std::string Quoted(std::string_view text)
 class Linter
 {
 public:
-    Linter(bool anonymous, ValueType type) : m_anonymous(anonymous), m_type(type) {}
+    // `ctype` trims as anonymous mode does; `checkValue` may be empty.
+    Linter(bool anonymous, const std::ctype<char>& ctype, const ValueCheck& checkValue)
+        : m_anonymous(anonymous), m_ctype(ctype), m_checkValue(checkValue)
+    {
+    }
 
     // The engine's question whether a header's name is new; each name's
     // first header line is kept for the repeats' messages.
@@ -114,7 +100,7 @@ public:
     }
 
     // The end of the reading: what is still open is settled.
-    std::vector<LintFinding> Finish()
+    std::vector<Finding> Finish()
     {
         EndRepeatedBlock();
         if (m_commentLines > 0) {
@@ -123,13 +109,16 @@ public:
                                     + (m_commentLines > 1 ? "them" : "it"));
         }
         std::stable_sort(m_findings.begin(), m_findings.end(),
-                         [](const LintFinding& a, const LintFinding& b) { return a.line < b.line; });
+                         [](const Finding& a, const Finding& b) { return a.line < b.line; });
         return std::move(m_findings);
     }
 
-    void Add(size_t line, std::string message) { m_findings.push_back({line, std::move(message)}); }
+    void Add(size_t line, std::string message) { m_findings.push_back({line, 0, std::move(message)}); }
 
 private:
+    // The text without the white space that anonymous mode trims.
+    std::string_view Trimmed(std::string_view text) const { return CFGTrimAnonymous(text, m_ctype); }
+
     // A header or a comment marker behind blanks is not what it looks like.
     void CheckIndent(size_t number, const CFGReport& report)
     {
@@ -242,10 +231,10 @@ private:
             Add(number, "entry " + EntryShown(report.line.key) + " is also on line " + std::to_string(first.first->second)
                             + ": reads join the values with a line feed, and a set changes all of them");
         }
-        if (m_type != ValueType::kString) {
-            const std::string partly = PartialRead(m_type, std::string(value));
-            if (!partly.empty()) {
-                Add(number, std::string("--type ") + TypeName(m_type) + ": " + partly);
+        if (m_checkValue) {
+            std::string said = m_checkValue(std::string(value));
+            if (!said.empty()) {
+                Add(number, std::move(said));
             }
         }
     }
@@ -261,8 +250,9 @@ private:
     }
 
     bool m_anonymous;
-    ValueType m_type;
-    std::vector<LintFinding> m_findings;
+    const std::ctype<char>& m_ctype;
+    const ValueCheck& m_checkValue;
+    std::vector<Finding> m_findings;
     size_t m_line = 0;                       // lines reported so far
     std::map<std::string, size_t> m_headers; // name -> line of its first header
     std::string m_block;                     // the name of the last header
@@ -275,178 +265,26 @@ private:
 
 } // namespace
 
-std::vector<LintFinding> LintCFG(std::string_view text, bool anonymous, ValueType type)
+std::vector<Finding> Document::Lint() const
 {
-    Linter linter(anonymous, type);
-    if (text.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
+    return Lint(ValueCheck());
+}
+
+std::vector<Finding> Document::Lint(const ValueCheck& checkValue) const
+{
+    const State& s = *m_state;
+    if (!s.loaded) {
+        return {};
+    }
+    Linter linter(s.Anonymous(), *s.ctype, checkValue);
+    if (std::string_view(s.text).substr(0, kByteOrderMark.size()) == kByteOrderMark) {
         linter.Add(1, "byte-order mark: its three bytes start the first line, which is therefore no "
                       "header or comment");
     }
-    zelconfig::CFGLineReader reader;
-    reader.OpenBytes(text);
-    zelconfig::CFGReadMode mode;
-    mode.anonymous = anonymous ? &Ctype() : nullptr;
-    zelconfig::CFGRead(reader, mode, linter);
+    CFGLineReader reader;
+    reader.OpenBytes(s.text);
+    CFGRead(reader, s.ReadMode(false), linter);
     return linter.Finish();
 }
 
-namespace {
-
-using Lines = std::vector<std::string_view>;
-
-// The lines of a text, each with its line feed; the last may lack one.
-Lines SplitLines(std::string_view text)
-{
-    Lines lines;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
-        lines.push_back(text.substr(0, end));
-        text.remove_prefix(end);
-    }
-    return lines;
-}
-
-// One step of an edit script: keep a[from] (== b[to]), delete a[from] or
-// insert b[to].
-struct Step
-{
-    char op; // ' ', '-' or '+'
-    size_t from, to;
-};
-
-// Every line of a deleted, then every line of b inserted: the script when a
-// shortest one would take too much memory to find.
-std::vector<Step> ReplaceAll(const Lines& a, const Lines& b)
-{
-    std::vector<Step> steps;
-    for (size_t i = 0; i < a.size(); ++i) {
-        steps.push_back({'-', i, 0});
-    }
-    for (size_t j = 0; j < b.size(); ++j) {
-        steps.push_back({'+', a.size(), j});
-    }
-    return steps;
-}
-
-// A shortest edit script from a to b, by Myers' greedy search. Each round d
-// keeps its diagonals' furthest reach for the walk back; the rounds are as
-// many as the lines that differ, which a lint of a config file keeps small.
-std::vector<Step> EditScript(const Lines& a, const Lines& b)
-{
-    const long kMaxRounds = 2048; // about 32 MiB of kept reaches
-    const long n = static_cast<long>(a.size()), m = static_cast<long>(b.size());
-    std::vector<long> reach(static_cast<size_t>(2 * (n + m) + 3), 0);
-    const auto at = [&reach, n, m](long k) -> long& { return reach[static_cast<size_t>(k + n + m + 1)]; };
-    std::vector<std::vector<long>> rounds; // rounds[d][k + d]: reach before round d
-    long d = 0;
-    for (;; ++d) {
-        if (d > kMaxRounds) {
-            // The kept rounds grow with the square of the changes: past a
-            // bound, every line of a is replaced by every line of b.
-            return ReplaceAll(a, b);
-        }
-        rounds.emplace_back(&at(-d), &at(d) + 1);
-        bool done = false;
-        for (long k = -d; k <= d && !done; k += 2) {
-            long x = (k == -d || (k != d && at(k - 1) < at(k + 1))) ? at(k + 1) : at(k - 1) + 1;
-            long y = x - k;
-            while (x < n && y < m && a[static_cast<size_t>(x)] == b[static_cast<size_t>(y)]) {
-                ++x;
-                ++y;
-            }
-            at(k) = x;
-            done = x >= n && y >= m;
-        }
-        if (done) {
-            break;
-        }
-    }
-    std::vector<Step> steps;
-    long x = n, y = m;
-    for (; d >= 0; --d) {
-        const std::vector<long>& before = rounds[static_cast<size_t>(d)];
-        const auto was = [&before, d](long k) { return before[static_cast<size_t>(k + d)]; };
-        const long k = x - y;
-        // Round d's edit: an insertion (down from diagonal k + 1) or a
-        // deletion (right from k - 1); then its snake of kept lines.
-        const bool down = d == 0 || k == -d || (k != d && was(k - 1) < was(k + 1));
-        const long snakeX = d == 0 ? 0 : down ? was(k + 1) : was(k - 1) + 1;
-        while (x > snakeX) {
-            --x;
-            --y;
-            steps.push_back({' ', static_cast<size_t>(x), static_cast<size_t>(y)});
-        }
-        if (d > 0 && down) {
-            --y;
-            steps.push_back({'+', static_cast<size_t>(x), static_cast<size_t>(y)});
-        } else if (d > 0) {
-            --x;
-            steps.push_back({'-', static_cast<size_t>(x), static_cast<size_t>(y)});
-        }
-    }
-    std::reverse(steps.begin(), steps.end());
-    return steps;
-}
-
-// A line of a hunk: its mark, its text, and the note after a last line
-// without a line feed.
-void PutLine(std::string& out, char op, std::string_view line)
-{
-    out += op;
-    out.append(line.data(), line.size());
-    if (line.empty() || line.back() != '\n') {
-        out += "\n\\ No newline at end of file\n";
-    }
-}
-
-// "a,b" of a hunk header: an empty range starts at the line before it.
-std::string Range(size_t before, size_t count)
-{
-    return std::to_string(count == 0 ? before : before + 1) + "," + std::to_string(count);
-}
-
-} // namespace
-
-std::string UnifiedDiff(std::string_view from, std::string_view to, const std::string& fromName,
-                        const std::string& toName)
-{
-    const size_t kContext = 3;
-    const Lines a = SplitLines(from), b = SplitLines(to);
-    const std::vector<Step> steps = EditScript(a, b);
-    std::string out;
-    size_t i = 0;
-    while (true) {
-        while (i < steps.size() && steps[i].op == ' ') {
-            ++i;
-        }
-        if (i == steps.size()) {
-            break;
-        }
-        // A hunk: from kContext steps before its first change to kContext
-        // after its last, changes less than 2 * kContext + 1 apart joined.
-        const size_t begin = i >= kContext ? i - kContext : 0;
-        size_t last = i;
-        for (size_t j = i + 1; j < steps.size() && j - last <= 2 * kContext; ++j) {
-            if (steps[j].op != ' ') {
-                last = j;
-            }
-        }
-        const size_t end = std::min(steps.size(), last + 1 + kContext);
-        size_t fromCount = 0, toCount = 0;
-        for (size_t j = begin; j < end; ++j) {
-            fromCount += steps[j].op != '+';
-            toCount += steps[j].op != '-';
-        }
-        if (out.empty()) {
-            out = "--- " + fromName + "\n+++ " + toName + "\n";
-        }
-        out += "@@ -" + Range(steps[begin].from, fromCount) + " +" + Range(steps[begin].to, toCount) + " @@\n";
-        for (size_t j = begin; j < end; ++j) {
-            PutLine(out, steps[j].op, steps[j].op == '+' ? b[steps[j].to] : a[steps[j].from]);
-        }
-        i = end;
-    }
-    return out;
-}
-
-} // namespace zelcfg
+} // namespace zelconfig
