@@ -196,7 +196,7 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
         if (i != first && s.HeaderName(i) != parts.block) {
             continue;
         }
-        s.Walk(s.headers[i].at, s.SectionEnd(i), [&](const Line& line, const CFGReport& report) {
+        s.ReadLines(s.headers[i].at, s.SectionEnd(i), [&](const Line& line, const CFGReport& report) {
             if (report.line.kind == CFGLineKind::kEntry && CFGTrimAnonymous(report.line.key, *s.ctype) == wanted
                 && (i != first || report.line.key != parts.entry)) {
                 found.push_back({0, i == first ? std::string(parts.block) + "." + std::string(report.line.key)
@@ -243,7 +243,7 @@ size_t Document::UnreadEntries() const
         return 0;
     }
     size_t count = 0;
-    s.Walk(0, kNone, [&](const Line&, const CFGReport& report) {
+    s.ReadLines(0, kNone, [&](const Line&, const CFGReport& report) {
         count += report.fate == CFGFate::kEntryDropped ? 1 : 0;
     });
     return count;

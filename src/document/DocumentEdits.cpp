@@ -106,7 +106,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     }
     // A new block (in anonymous mode, the first entry) goes after the last
     // header or entry of the file, or first when there is none.
-    s.Walk(0, kNone, [&](const Line& line, const CFGReport& report) {
+    s.ReadLines(0, kNone, [&](const Line& line, const CFGReport& report) {
         if (report.line.kind == CFGLineKind::kHeader || report.line.kind == CFGLineKind::kEntry) {
             anchor = line;
             found = true;
@@ -157,7 +157,7 @@ int Document::RemoveBlock(const std::string& name)
         // the block's own headers go and those above another header stay.
         bool inside = false;
         std::vector<Line> comments; // the comment lines directly above the current line
-        s.Walk(0, kNone, [&](const Line& line, const CFGReport& report) {
+        s.ReadLines(0, kNone, [&](const Line& line, const CFGReport& report) {
             if (report.line.kind == CFGLineKind::kComment) {
                 comments.push_back(line);
                 return;

@@ -180,7 +180,7 @@ struct Document::State : EditedFile
     // Calls visit(line, report) for each line that begins in [from, to), with
     // what the reading made of it: `from` begins a header line, or the file.
     template <typename Visit>
-    void Walk(size_t from, size_t to, Visit visit) const
+    void ReadLines(size_t from, size_t to, Visit visit) const
     {
         // The names a reading from there would have met are in the index.
         struct Listener
@@ -229,7 +229,8 @@ struct Document::State : EditedFile
             return;
         }
         for (const auto& section : FirstSections(order)) {
-            Walk(headers[section.second].at, SectionEnd(section.second), [&](const Line&, const CFGReport& report) {
+            const size_t header = section.second;
+            ReadLines(headers[header].at, SectionEnd(header), [&](const Line&, const CFGReport& report) {
                 if (report.fate == CFGFate::kEntryKept) {
                     visit(section.first, report.line.key, report.line.value);
                 }
@@ -390,7 +391,7 @@ struct Document::State : EditedFile
             from = headers[section].at;
             to = SectionEnd(section);
         }
-        Walk(from, to, [&](const Line& line, const CFGReport& report) {
+        ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
             if (report.fate == CFGFate::kEntryKept) {
                 found(line, report.line.key, report.line.value);
             }
@@ -405,7 +406,7 @@ struct Document::State : EditedFile
     std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
     {
         std::vector<Line> taken, waiting;
-        Walk(from, to, [&](const Line& line, const CFGReport& report) {
+        ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
             switch (report.fate) {
             case CFGFate::kComment:
                 waiting.push_back(line);
