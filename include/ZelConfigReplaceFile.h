@@ -104,6 +104,15 @@ private:
 // call's.
 ZELCONFIG_API int ReadToEnd(int fd, std::unique_ptr<char, void (*)(void*)>& bytes, size_t& size);
 
+// What the reads return for a path that leads to anything but a regular file.
+constexpr int kNotRegularFile = -1;
+
+// The whole of the regular file at `path`, read as above. Its open does not
+// wait, so a FIFO without a writer or a device cannot hang the caller: 0;
+// kNotRegularFile or EISDIR for what is no regular file; or the errno of the
+// open or the read.
+ZELCONFIG_API int ReadToEnd(const std::string& path, std::unique_ptr<char, void (*)(void*)>& bytes, size_t& size);
+
 // The rule of every save: only a file that exists and that the caller may
 // write (as access(2) decides, for the real user) is saved to, although a
 // rename over it would need only its directory. `name` is relative to the

@@ -41,16 +41,6 @@ void LocateInFile(int fd, size_t size, XmlError& error)
     position.Into(error);
 }
 
-// fcntl with an int argument, resumed after an interruption.
-int Fcntl(int fd, int command, int argument = 0)
-{
-    int result;
-    do {
-        result = ::fcntl(fd, command, argument);
-    } while (result < 0 && errno == EINTR);
-    return result;
-}
-
 // Reads the whole file a descriptor is open on, from its start, into a
 // buffer of its own (the library's ReadToEnd): 0, kStatusNotFound, or
 // kStatusInvalid when memory ran out.
@@ -77,28 +67,14 @@ char* CopyOf(const char* data, size_t size)
 int ReadWhole(const std::string& path, std::unique_ptr<char, void (*)(void*)>& buffer, size_t& size,
               std::string& error)
 {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    struct stat info {};
-    if (fd < 0 || ::fstat(fd, &info) != 0) {
-        error = std::strerror(errno);
-        if (fd >= 0) {
-            ::close(fd);
-        }
-        return kStatusNotFound;
+    size = 0;
+    const int read = zelconfig::ReadToEnd(path, buffer, size);
+    if (read != 0) {
+        error = read == zelconfig::kNotRegularFile ? "not a regular file"
+                : read == ENOMEM                   ? "out of memory"
+                                                   : std::strerror(read);
     }
-    int status = kStatusNotFound;
-    int flags = 0;
-    if (!S_ISREG(info.st_mode)) {
-        error = S_ISDIR(info.st_mode) ? std::strerror(EISDIR) : "not a regular file";
-    } else if ((flags = Fcntl(fd, F_GETFL)) < 0) {
-        error = std::string("fcntl(F_GETFL): ") + std::strerror(errno);
-    } else if (Fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
-        error = std::string("fcntl(F_SETFL): ") + std::strerror(errno);
-    } else {
-        status = ReadDescriptor(fd, buffer, size, error);
-    }
-    ::close(fd);
-    return status;
+    return read == 0 ? 0 : read == ENOMEM ? kStatusInvalid : kStatusNotFound;
 }
 
 namespace {

@@ -179,4 +179,15 @@ int OpenRegular(const std::string& path, int flags, int& fd)
     return status;
 }
 
+int ReadToEnd(const std::string& path, std::unique_ptr<char, void (*)(void*)>& bytes, size_t& size)
+{
+    int fd = -1;
+    if (const int opened = OpenRegular(path, O_RDONLY, fd)) {
+        return opened;
+    }
+    const int read = ReadToEnd(fd, bytes, size);
+    ::close(fd);
+    return read;
+}
+
 } // namespace zelconfig

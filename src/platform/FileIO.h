@@ -31,13 +31,11 @@ int ReadAll(int fd, std::string& out);
 // on a FIFO) block as usual again, resuming after interruptions: 0 or errno.
 int ClearNonBlocking(int fd);
 
-// What OpenRegular returns for a path that leads to anything but a regular file.
-constexpr int kNotRegularFile = -1;
-
 // Opens `path` with `flags` (O_CLOEXEC added) without blocking, so that a
 // FIFO without a writer or a device cannot hang the caller, and keeps it only
 // when it is a regular file; the descriptor then blocks as usual. 0 with `fd`
-// set, kNotRegularFile, EISDIR, or the errno of the open.
+// set, kNotRegularFile (public beside ReadToEnd), EISDIR, or the errno of the
+// open.
 int OpenRegular(const std::string& path, int flags, int& fd);
 
 } // namespace zelconfig
