@@ -228,12 +228,13 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
 
 std::string Document::Missing(const std::string& key) const
 {
-    return m_state->Missing(*this, m_state->Name(key));
+    const Named name = m_state->Name(key);
+    return m_state->Missing(name, Lookalikes(std::string(name.parts.block), std::string(name.parts.entry)));
 }
 
 std::string Document::Missing(const std::string& block, const std::string& entry) const
 {
-    return m_state->Missing(*this, Named{{block, entry}, {}});
+    return m_state->Missing(Named{{block, entry}, {}}, Lookalikes(block, entry));
 }
 
 size_t Document::UnreadEntries() const

@@ -76,7 +76,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     }
     // A line a reader would take for the entry, which no lookup finds, is
     // most likely what was meant: adding beside it would make two.
-    const std::vector<Lookalike> lookalikes = Lookalikes(block, entryName);
+    const std::vector<Lookalike>& lookalikes = s.EditLookalikes(*this, block, entryName);
     if (!lookalikes.empty()) {
         s.error = "refusing to add " + Shown(block, entryName) + LookalikeText(block, entryName, lookalikes);
         return kEditAmbiguous;

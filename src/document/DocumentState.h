@@ -147,6 +147,13 @@ struct Document::State : EditedFile
     bool loaded = false;         // a model exists (the file could be read)
     std::locale locale;          // anonymous-mode trimming, as at the load
     const std::ctype<char>* ctype = nullptr;
+    struct
+    {
+        bool valid;
+        size_t version; // of the text they were found in
+        std::string block, entry;
+        std::vector<Document::Lookalike> found;
+    } remembered{};
 
     explicit State(Mode m) : mode(m) {}
 
@@ -616,11 +623,25 @@ struct Document::State : EditedFile
 
     // Why no lookup finds the entry, with what the file holds that the name
     // was probably meant for.
-    std::string Missing(const Document& document, const Named& name) const
+    std::string Missing(const Named& name, const std::vector<Document::Lookalike>& lookalikes) const
     {
         const std::string block(name.parts.block), entry(name.parts.entry);
-        return "no key " + name.Shown() + LookalikeText(block, entry, document.Lookalikes(block, entry))
-               + DottedBlockText(name);
+        return "no key " + name.Shown() + LookalikeText(block, entry, lookalikes) + DottedBlockText(name);
+    }
+
+    // The look-alikes of an entry an edit missed, kept until the text
+    // changes: the Add that usually follows a missed Set asks again, and each
+    // answer is a walk of the whole block. Edits only: reads keep the state
+    // as it is, so that they may run side by side.
+    const std::vector<Document::Lookalike>& EditLookalikes(const Document& document, std::string_view block,
+                                                           std::string_view entry)
+    {
+        if (!remembered.valid || remembered.version != text.Version() || remembered.block != block
+            || remembered.entry != entry) {
+            remembered = {true, text.Version(), std::string(block), std::string(entry),
+                          document.Lookalikes(std::string(block), std::string(entry))};
+        }
+        return remembered.found;
     }
 
     // Whether `which` picks among the key's entries, found at `offsets`: 0,
@@ -628,7 +649,7 @@ struct Document::State : EditedFile
     int Pick(const Document& document, const Named& name, const std::vector<size_t>& offsets, size_t which)
     {
         if (offsets.empty()) {
-            error = Missing(document, name);
+            error = Missing(name, EditLookalikes(document, name.parts.block, name.parts.entry));
             return kStatusNotFound;
         }
         if ((which == kTheOnly && offsets.size() > 1) || (which != kTheOnly && which > offsets.size())) {

@@ -38,6 +38,7 @@ int Memory::Read(int fd, size_t& size)
 
 void Bytes::Assign(std::string_view bytes)
 {
+    ++m_version;
     Rebase();
     m_splices.clear();
     m_text.Allocate(std::max<size_t>(bytes.size() + bytes.size() / 8, 4096));
@@ -49,6 +50,7 @@ void Bytes::Assign(std::string_view bytes)
 
 void Bytes::Replace(size_t begin, size_t end, std::string_view with)
 {
+    ++m_version;
     Rebase();
     if (!m_text && (m_splices.empty() || end <= m_splices.front().begin)) {
         m_splices.insert(m_splices.begin(), Spliced{begin, end, std::string(with)});
@@ -90,6 +92,7 @@ std::vector<std::string_view> Bytes::Pieces() const
 
 int Bytes::Read(int fd)
 {
+    ++m_version;
     m_savedPending = false;
     m_splices.clear();
     m_text = Memory();

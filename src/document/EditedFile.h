@@ -89,6 +89,9 @@ public:
     void Saved() { m_savedPending = !m_splices.empty() || m_text; }
     // Reads a descriptor to its end as the loaded text: 0 or an errno value.
     int Read(int fd);
+    // Changes with every change of the text, so that what was worked out
+    // from the text may be kept until it changes.
+    size_t Version() const { return m_version; }
 
 private:
     // A splice kept beside the loaded bytes: [begin, end) of them becomes `with`.
@@ -126,6 +129,7 @@ private:
     mutable Memory m_text; // the text, once it is not the loaded bytes with splices
     mutable std::vector<Spliced> m_splices; // in the loaded bytes' offsets, in order
     size_t m_size = 0;
+    size_t m_version = 0;
 };
 
 // A file's text being edited: where it came from, the lock held on it, and
