@@ -300,6 +300,8 @@ bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& sc
         return refuse("a key holds no NUL byte");
     }
     scratch.assign(key.data(), key.size());
+    // Most keys hold no quote: their parts need no look for one.
+    const bool quotes = key.find('"') != std::string_view::npos;
     for (size_t begin = 0; begin <= key.size();) {
         size_t start = begin, dot = 0, length = 0;
         bool quoted = false;
@@ -313,7 +315,7 @@ bool XmlDocument::SplitKey(std::string_view key, KeyStyle style, std::string& sc
         } else {
             dot = std::min(key.find('.', begin), key.size());
             length = dot - begin;
-            if (key.substr(begin, length).find('"') != std::string_view::npos) {
+            if (quotes && key.substr(begin, length).find('"') != std::string_view::npos) {
                 return refuse("a quote opens a part, and closes it before a '.': " + std::string(key));
             }
         }
