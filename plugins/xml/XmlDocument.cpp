@@ -474,7 +474,7 @@ std::vector<size_t> XmlDocument::Lines(const std::string& key) const
 
 std::vector<size_t> XmlDocument::LinesOf(const std::vector<size_t>& offsets) const
 {
-    const std::string_view text = m_hasLoaded ? std::string_view(m_loaded) : std::string_view(m_buffer.get(), m_size);
+    const std::string_view text = m_hasLoaded ? m_loaded : std::string_view(m_buffer.get(), m_size);
     Position position{0};
     std::vector<size_t> lines;
     for (size_t offset : offsets) {

@@ -81,8 +81,10 @@ public:
     // runs out.
     int LoadFile(const std::string& path, XmlError& error);
     // The same from bytes in memory (a copy is taken); such a document has no
-    // file to save to, but Render works.
-    int LoadBuffer(const char* data, size_t size, XmlError& error);
+    // file to save to, but Render works. With `lent`, lines are counted in
+    // the caller's bytes, which must then stay as they are while the tree
+    // is read: a large file is not held twice more.
+    int LoadBuffer(const char* data, size_t size, XmlError& error, bool lent = false);
 
     // The key style of every call below; kPaths until set.
     void SetKeyStyle(KeyStyle style) { m_style = style; }
@@ -287,8 +289,9 @@ private:
     std::string m_source;
     bool m_hasSource = false;
     // The bytes given to LoadBuffer, before the parse in place changed them:
-    // lines are counted in them.
-    std::string m_loaded;
+    // lines are counted in them. A copy, unless the caller lent them.
+    std::string m_loadedCopy;
+    std::string_view m_loaded;
     bool m_hasLoaded = false;
     // Declared in an encoding other than UTF-8: ASCII only.
     bool m_asciiOnly = false;

@@ -126,7 +126,8 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
     if (status == 0) {
         m_source = path;
         m_hasSource = true;
-        m_loaded.clear();
+        m_loadedCopy.clear();
+        m_loaded = {};
         m_hasLoaded = false;
     }
     const int fd = status == kStatusMalformed ? ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
@@ -137,7 +138,7 @@ int XmlDocument::LoadFile(const std::string& path, XmlError& error)
     return status;
 }
 
-int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
+int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error, bool lent)
 {
     std::unique_ptr<char, Buffer> buffer(CopyOf(data, size));
     if (!buffer) {
@@ -148,7 +149,8 @@ int XmlDocument::LoadBuffer(const char* data, size_t size, XmlError& error)
     const int status = Adopt(std::move(buffer), size, error);
     // The bytes as given, kept: the parse in place changes the buffer's,
     // and lines are counted in these.
-    m_loaded.assign(status == 0 ? data : "", status == 0 ? size : 0);
+    m_loadedCopy.assign(status == 0 && !lent ? data : "", status == 0 && !lent ? size : 0);
+    m_loaded = status != 0 ? std::string_view() : lent ? std::string_view(data, size) : m_loadedCopy;
     m_hasLoaded = status == 0;
     if (status == kStatusMalformed) {
         Position position{error.offset};

@@ -54,7 +54,9 @@ struct XmlDocument::State : EditedFile
     {
         stale = false;
         xml::XmlError failure;
-        const int status = tree.LoadBuffer(text.data(), text.size(), failure);
+        // The text stays as it is until an edit, after which the tree reads
+        // it again: the tree counts lines in it rather than in a copy.
+        const int status = tree.LoadBuffer(text.data(), text.size(), failure, true);
         parsed = status == 0;
         if (!parsed) {
             error = ParseFailure(status, failure);
