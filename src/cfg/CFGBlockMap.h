@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CBlock.h"
+#include "ZelConfigExport.h"
 
 namespace zelconfig {
 
@@ -16,7 +17,9 @@ using CFGBlockMap = std::map<std::string, CBlock*>;
 constexpr char kCFGAnonymousBlock[] = "anonymous";
 
 // Frees a block map and every block in it; the map may hold NULL blocks.
-void FreeBlockMap(CFGBlockMap* blocks);
+// Defined beside the reading in libZelConfig, and exported with it for the
+// document library, which reads models of its own.
+ZELCONFIG_API void FreeBlockMap(CFGBlockMap* blocks);
 
 } // namespace zelconfig
 

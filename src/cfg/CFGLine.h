@@ -1,8 +1,9 @@
 #ifndef ZELCONFIG_CFG_CFGLINE_H
 #define ZELCONFIG_CFG_CFGLINE_H
 
-#include <cstring>
 #include <string_view>
+
+#include "ZelConfigExport.h"
 
 namespace zelconfig {
 
@@ -36,37 +37,9 @@ inline bool CFGStartsHeader(std::string_view line)
 
 // The one classifier of CFG lines; the parser and any checker of files share
 // it so that they can never disagree. Embedded NUL bytes are ordinary bytes.
-inline CFGLine CFGClassifyLine(std::string_view line)
-{
-    CFGLine result{CFGLineKind::kIgnored, {}, {}, {}};
-    if (line.empty()) {
-        return result;
-    }
-    const char first = line.front();
-    if (first == '#' || first == ';') {
-        result.kind = CFGLineKind::kComment;
-        return result;
-    }
-    if (CFGStartsHeader(line)) {
-        const void* close = std::memchr(line.data(), ']', line.size());
-        if (close == nullptr) {
-            result.kind = CFGLineKind::kUnterminatedHeader;
-            return result;
-        }
-        const size_t end = static_cast<size_t>(static_cast<const char*>(close) - line.data());
-        result.kind = CFGLineKind::kHeader;
-        result.name = line.substr(1, end - 1);
-        return result;
-    }
-    const void* equals = std::memchr(line.data(), '=', line.size());
-    if (equals != nullptr) {
-        const size_t at = static_cast<size_t>(static_cast<const char*>(equals) - line.data());
-        result.kind = CFGLineKind::kEntry;
-        result.key = line.substr(0, at);
-        result.value = line.substr(at + 1);
-    }
-    return result;
-}
+// Defined in libZelConfig and exported for the project's own binaries (the
+// document library, zelcfg, the tests); this header stays internal.
+ZELCONFIG_API CFGLine CFGClassifyLine(std::string_view line);
 
 } // namespace zelconfig
 

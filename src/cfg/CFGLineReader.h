@@ -8,6 +8,8 @@
 #include <string_view>
 #include <sys/types.h>
 
+#include "ZelConfigExport.h"
+
 namespace zelconfig {
 
 // Reads a file in large chunks, or bytes already in memory, and hands them
@@ -15,11 +17,14 @@ namespace zelconfig {
 // return stays in the line. The bytes after the last line feed form one more
 // line, empty when the input ends in a line feed (or is empty), so every
 // input yields at least one line.
+// The reader is libZelConfig's: what the document library and zelcfg call
+// (opening, closing) is exported for them, the rest, which only the library's
+// own reading calls, stays hidden. This header stays internal.
 class CFGLineReader
 {
 public:
     CFGLineReader() = default;
-    ~CFGLineReader();
+    ZELCONFIG_API ~CFGLineReader();
     CFGLineReader(const CFGLineReader&) = delete;
     CFGLineReader& operator=(const CFGLineReader&) = delete;
 
@@ -29,10 +34,10 @@ public:
     // within that many seconds (then read without it) and held until the
     // reader closes, so that an editor that takes the exclusive lock is
     // never seen half way; a file renamed into place meanwhile is read instead.
-    bool Open(const std::string& path, unsigned lockSeconds = 0);
+    ZELCONFIG_API bool Open(const std::string& path, unsigned lockSeconds = 0);
 
     // Reads `bytes` in place, without a copy: they must outlive the reader.
-    void OpenBytes(std::string_view bytes);
+    ZELCONFIG_API void OpenBytes(std::string_view bytes);
 
     // Reads ahead of `source` without disturbing it: the lines from the one
     // `source` would hand out next, through positional reads of its file.

@@ -79,7 +79,7 @@ size_t CountEntriesAhead(const CFGLineReader& reader, bool anonymous)
 }
 
 // Fills the model as the reading decides, line by line.
-class ModelBuilder
+class ModelBuilder final : public CFGListener
 {
 public:
     ModelBuilder(const CFGLineReader& reader, bool anonymous, CFGBlockMap& blocks)
@@ -90,7 +90,7 @@ public:
     // A new name gets its block, complete before the map sees it, so that an
     // allocation failing on the way leaves neither a NULL block nor a
     // half-made one.
-    bool ClaimBlock(std::string_view name, std::string_view comment)
+    bool ClaimBlock(std::string_view name, std::string_view comment) override
     {
         std::string key(name);
         auto hint = m_blocks.end();
@@ -111,7 +111,7 @@ public:
         return true;
     }
 
-    void Report(const CFGReport& report)
+    void Report(const CFGReport& report) override
     {
         switch (report.fate) {
         case CFGFate::kEntryKept:
@@ -186,7 +186,7 @@ void FreeBlockMap(CFGBlockMap* blocks)
 int CFGReadModel(CFGLineReader& reader, const std::ctype<char>* anonymous, CFGBlockMap& blocks)
 {
     ModelBuilder builder(reader, anonymous != nullptr, blocks);
-    const int status = CFGRead(reader, CFGReadMode{anonymous, false}, builder);
+    const int status = CFGReadLines(reader, CFGReadMode{anonymous, false}, builder);
     if (status == kStatusNotFound) {
         // The file opened but could not be read to its end.
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");

@@ -2,16 +2,19 @@
 #define ZELCONFIG_CFG_CFGREAD_H
 
 #include <locale>
-#include <string>
 #include <string_view>
-
-#include <boost/algorithm/string/trim.hpp>
-#include <boost/range/iterator_range.hpp>
 
 #include "CFGBlockMap.h"
 #include "CFGLine.h"
 #include "CFGLineReader.h"
+#include "ZelConfigExport.h"
 #include "ZelConfigStatus.h"
+
+// The reading of the format lives in libZelConfig alone (CFGRead.cpp,
+// CFGLineReader.cpp, CFGModel.cpp): what is marked ZELCONFIG_API here is
+// exported for the project's own binaries, the document library, zelcfg and
+// the tests, so that none of them carries a copy. This header stays internal;
+// these symbols are no public API.
 
 namespace zelconfig {
 
@@ -19,13 +22,7 @@ namespace zelconfig {
 // ctype facet given classes it, so that "key = value" reads as "key" and
 // "value". Text of white space only gives the empty run at its start, where
 // a value set in its place goes (before a carriage return, not after it).
-inline std::string_view CFGTrimAnonymous(std::string_view text, const std::ctype<char>& ctype)
-{
-    const auto isSpace = [&ctype](char c) { return ctype.is(std::ctype_base::space, c); };
-    const auto trimmed = boost::algorithm::trim_copy_if(
-        boost::make_iterator_range(text.data(), text.data() + text.size()), isSpace);
-    return std::string_view(trimmed.begin(), static_cast<size_t>(trimmed.size()));
-}
+ZELCONFIG_API std::string_view CFGTrimAnonymous(std::string_view text, const std::ctype<char>& ctype);
 
 // Why the lines of a new entry (its header "[block]" and "entry=value")
 // would not read back as exactly that block, name and value; kWritable when
@@ -42,31 +39,8 @@ enum class CFGWritable
     kSpaceAtEnds,          // anonymous mode would trim the name or the value
 };
 
-inline CFGWritable CFGCheckWritable(std::string_view block, std::string_view entry, std::string_view value,
-                                    const std::ctype<char>* anonymous)
-{
-    const std::string header = "[" + std::string(block) + "]";
-    const CFGLine readHeader = CFGClassifyLine(header);
-    if (readHeader.kind != CFGLineKind::kHeader || readHeader.name != block
-        || block.find('\n') != std::string_view::npos) {
-        return CFGWritable::kBadBlockName;
-    }
-    const std::string line = std::string(entry) + "=" + std::string(value);
-    const CFGLine readEntry = CFGClassifyLine(line);
-    if (readEntry.kind != CFGLineKind::kEntry || readEntry.key != entry || line.find('\n') != std::string::npos) {
-        return CFGWritable::kBadEntry;
-    }
-    if (anonymous != nullptr) {
-        if (block != kCFGAnonymousBlock) {
-            return CFGWritable::kNotAnonymousBlock;
-        }
-        if (CFGTrimAnonymous(entry, *anonymous).size() != entry.size()
-            || CFGTrimAnonymous(value, *anonymous).size() != value.size()) {
-            return CFGWritable::kSpaceAtEnds;
-        }
-    }
-    return CFGWritable::kWritable;
-}
+ZELCONFIG_API CFGWritable CFGCheckWritable(std::string_view block, std::string_view entry, std::string_view value,
+                                         const std::ctype<char>* anonymous);
 
 // What the reading of a file made of one line.
 enum class CFGFate
@@ -105,76 +79,50 @@ struct CFGReadMode
     bool headersOnly = false;
 };
 
+// What a reading tells its caller. The listener keeps the block names (the
+// engine's model does), so that a reading holds each once.
+class CFGListener
+{
+public:
+    // True when the name is new; `comment` is what its block would take.
+    virtual bool ClaimBlock(std::string_view name, std::string_view comment) = 0;
+    // One line and what became of it.
+    virtual void Report(const CFGReport& report) = 0;
+
+protected:
+    ~CFGListener() = default;
+};
+
 // The one reading of the format: every line in order, classified, decided
-// on and reported. The listener keeps the block names (the engine's model
-// does), so that a reading holds each once:
-//   bool listener.ClaimBlock(std::string_view name, std::string_view comment)
-//       true when the name is new; `comment` is what its block would take
-//   void listener.Report(const CFGReport& report)
-// Anonymous mode claims "anonymous" before the first line, as its block
-// exists before any header. Returns 0, or the status that ended the reading:
-// kStatusMalformed or kStatusInvalid after the report of the line,
-// kStatusNotFound when the input could not be read to its end. Nothing is logged: each listener logs in its own name.
+// on and reported. Anonymous mode claims "anonymous" before the first line,
+// as its block exists before any header. Returns 0, or the status that ended
+// the reading: kStatusMalformed or kStatusInvalid after the report of the
+// line, kStatusNotFound when the input could not be read to its end. Nothing
+// is logged: each listener logs in its own name.
+ZELCONFIG_API int CFGReadLines(CFGLineReader& reader, CFGReadMode mode, CFGListener& listener);
+
+// CFGReadLines for a listener of any type with the two members
+//   bool ClaimBlock(std::string_view name, std::string_view comment)
+//   void Report(const CFGReport& report)
+// which the reading calls through a forwarder, so that the loop itself stays
+// in the library.
 template <typename Listener>
 int CFGRead(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
 {
-    const bool anonymous = mode.anonymous != nullptr;
-    bool inBlock = anonymous;        // an entry has somewhere to go
-    bool repeated = false;           // block mode: the last header's name was taken
-    std::string pending;             // comment lines waiting for a header or entry
-    if (anonymous) {
-        listener.ClaimBlock(kCFGAnonymousBlock, {});
-    }
-    std::string_view text;
-    // One report, its fields set line by line: clearing the whole of it for
-    // each line cost a tenth of a small file's parse.
-    CFGReport report;
-    while (mode.headersOnly && inBlock ? reader.NextStartingWith(kCFGHeaderOpen, text) : reader.Next(text)) {
-        report.fate = CFGFate::kIgnored;
-        report.line = CFGClassifyLine(text);
-        report.text = text;
-        report.offset = reader.LineOffset();
-        report.comment = {};
-        switch (report.line.kind) {
-        case CFGLineKind::kComment:
-            report.fate = CFGFate::kComment;
-            pending.append(text.data(), text.size());
-            listener.Report(report);
-            continue;
-        case CFGLineKind::kUnterminatedHeader:
-            report.fate = CFGFate::kStopUnterminated;
-            listener.Report(report);
-            return kStatusMalformed;
-        case CFGLineKind::kHeader:
-            inBlock = true;
-            repeated = !listener.ClaimBlock(report.line.name, pending);
-            report.fate = repeated ? CFGFate::kBlockRepeated : CFGFate::kBlockOpened;
-            repeated = repeated && !anonymous;
-            break;
-        case CFGLineKind::kEntry:
-            if (anonymous) {
-                report.line.key = CFGTrimAnonymous(report.line.key, *mode.anonymous);
-                report.line.value = CFGTrimAnonymous(report.line.value, *mode.anonymous);
-            }
-            if (!inBlock) {
-                report.fate = CFGFate::kStopOutsideBlock;
-                listener.Report(report);
-                return kStatusInvalid;
-            }
-            report.fate = repeated ? CFGFate::kEntryDropped : CFGFate::kEntryKept;
-            break;
-        case CFGLineKind::kIgnored:
-            listener.Report(report);
-            continue;
+    class Forwarder final : public CFGListener
+    {
+    public:
+        explicit Forwarder(Listener& to) : m_to(to) {}
+        bool ClaimBlock(std::string_view name, std::string_view comment) override
+        {
+            return m_to.ClaimBlock(name, comment);
         }
-        // A header or an entry takes the pending comment, or loses it.
-        if (report.fate == CFGFate::kBlockOpened || report.fate == CFGFate::kEntryKept) {
-            report.comment = pending;
-        }
-        listener.Report(report);
-        pending.clear();
-    }
-    return reader.Failed() ? kStatusNotFound : 0;
+        void Report(const CFGReport& report) override { m_to.Report(report); }
+
+    private:
+        Listener& m_to;
+    } forwarder(listener);
+    return CFGReadLines(reader, mode, forwarder);
 }
 
 } // namespace zelconfig
