@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "CFGRead.h"
+#include "CFGReadLoop.h"
 #include "platform/ZelLog.h"
 
 namespace zelconfig {
@@ -18,7 +18,7 @@ namespace {
 // both modes a header without ']', where the parse stops).
 bool CountLine(std::string_view line, bool anonymous, size_t& count)
 {
-    switch (CFGClassifyLine(line).kind) {
+    switch (reading::Classify(line).kind) {
     case CFGLineKind::kEntry:
         ++count;
         return false;
@@ -186,7 +186,9 @@ void FreeBlockMap(CFGBlockMap* blocks)
 int CFGReadModel(CFGLineReader& reader, const std::ctype<char>* anonymous, CFGBlockMap& blocks)
 {
     ModelBuilder builder(reader, anonymous != nullptr, blocks);
-    const int status = CFGReadLines(reader, CFGReadMode{anonymous, false}, builder);
+    // The loop instantiated for the builder itself: the engine's parse makes
+    // no virtual call a line.
+    const int status = reading::ReadLines(reader, CFGReadMode{anonymous, false}, builder);
     if (status == kStatusNotFound) {
         // The file opened but could not be read to its end.
         ZEL_LOG(kLogError, "CFGParseFile", "Error Opening File");
