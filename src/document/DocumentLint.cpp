@@ -172,8 +172,8 @@ private:
         }
         if (opened && !m_anonymous && name.find('.') != std::string_view::npos) {
             Add(number, "block name " + Quoted(name) + " holds '.': keys split at the first '.', so no "
-                            "BLOCK.ENTRY key reaches its entries, but zelcfg get FILE " + Quoted(name)
-                            + " ENTRY does");
+                            "BLOCK.ENTRY key reaches its entries: address them as " + Quoted(name)
+                            + " ENTRY (BLOCK ENTRY apart)");
         }
     }
 
