@@ -37,6 +37,7 @@
 #include "BenchFiles.h"
 #include "CCFGParser.h"
 #include "CZelConfigReader.h"
+#include "CZelConfigWriter.h"
 #include "HeapCounter.h"
 #include "TestFiles.h"
 #include "Zelcfg.h"
@@ -500,10 +501,11 @@ int SaveFloor(const Input& in, Floor floor)
 // An edit of a file in place, as a user's command makes it, timed on a fresh
 // copy of the input each time (made before the clock starts); the median of
 // several runs, as with saves.
-int TimeEdit(const Input& in, const std::function<void(const std::string&)>& edit)
+int TimeEdit(const Input& in, const std::function<void(const std::string&)>& edit,
+             const std::string& source = {}, const char* name = "edited.cfg")
 {
-    const std::string target = in.scratch + "/edited.cfg";
-    const std::string original = Contents(in.path);
+    const std::string target = in.scratch + "/" + name;
+    const std::string original = Contents(source.empty() ? in.path : source);
     auto once = [&]() {
         WriteFile(target, original);
         const Clock::time_point start = Clock::now();
@@ -563,6 +565,31 @@ int ZelcfgSet(const Input& in, bool newKey)
         Check(zelcfg::RunInvocation(invocation) == 0, "zelcfg set");
     });
 }
+
+#ifdef ZELCONFIG_XML_PLUGIN
+// A value of the XML twin changed and saved, by the front end's writer (the
+// plug-in's save) or by zelcfg set (the XML document's): the edits an
+// application and a script make of an XML file.
+int XmlSave(const Input& in, bool tool)
+{
+    PrepareXml(in);
+    const std::string key = in.facts.keyBlocks[0] + "." + in.facts.keyEntries[0];
+    return TimeEdit(
+        in,
+        [&](const std::string& target) {
+            if (tool) {
+                zelcfg::Invocation invocation;
+                invocation.command = "set";
+                invocation.operands = {target, key, "424242"};
+                Check(zelcfg::RunInvocation(invocation) == 0, "zelcfg set on XML");
+                return;
+            }
+            CZelConfigWriter writer(target);
+            Check(writer.Set(key, 424242) == 0 && writer.Save() == 0, "CZelConfigWriter Set and Save on XML");
+        },
+        g_xmlPath, "edited.xml");
+}
+#endif
 
 // Runs a program to its end, as a shell runs a command: false unless it
 // exited with 0. posix_spawn, so that the parent's heap is not copied.
@@ -689,6 +716,12 @@ const std::vector<Case>& Cases()
         {"save", "zelcfg-set", "zelcfg set, existing value", nullptr,
          [](const Input& in) { return ZelcfgSet(in, false); }},
         {"save", "zelcfg-set-new", "zelcfg set, new key", nullptr, [](const Input& in) { return ZelcfgSet(in, true); }},
+#ifdef ZELCONFIG_XML_PLUGIN
+        {"save", "xml-writer-save", "CZelConfigWriter Set + Save, XML", nullptr,
+         [](const Input& in) { return XmlSave(in, false); }},
+        {"save", "zelcfg-set-xml", "zelcfg set, existing value, XML", nullptr,
+         [](const Input& in) { return XmlSave(in, true); }},
+#endif
         // Whole processes, process starts included, measured in the same rounds.
         {"save", "shell-durable", "cat+sync+mv+sync -f, processes", "shell floor",
          [](const Input& in) { return TimeEdit(in, ShellReplace); }},
