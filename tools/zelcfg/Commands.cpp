@@ -155,16 +155,16 @@ int Find(const XmlDocument& document, const Target& target, std::string& raw)
     return document.Get(target.key, raw);
 }
 
-std::vector<std::string> Values(const Document& document, const Target& target)
+// Every value of a key that Find found, `raw` among them.
+std::vector<std::string> Values(const Document& document, const Target& target, const std::string&)
 {
     return document.Values(target.block, target.entry);
 }
 
-// An XML key reads as one value.
-std::vector<std::string> Values(const XmlDocument& document, const Target& target)
+// An XML key reads as one value: the one Find gave.
+std::vector<std::string> Values(const XmlDocument&, const Target&, const std::string& raw)
 {
-    std::string value;
-    return document.Get(target.key, value) == 0 ? std::vector<std::string>{value} : std::vector<std::string>();
+    return {raw};
 }
 
 std::string Missing(const Document& document, const Target& target)
@@ -208,7 +208,7 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
     // getter would read it alone; otherwise what the getter reads for the key.
     std::vector<std::string> values(1, text);
     if (invocation.type == ValueType::kString && invocation.Has(kOptionNull)) {
-        values = Values(document, target);
+        values = Values(document, target, raw);
         for (std::string& value : values) {
             ConvertTyped(ValueType::kString, std::string(value), value);
         }
