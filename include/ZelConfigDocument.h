@@ -61,6 +61,16 @@ public:
     {
         kBlock,     // entries belong to the header above them; bytes kept as they are
         kAnonymous, // every entry belongs to "anonymous"; names and values trimmed
+        // The INI dialect, as ordinary INI files are written: "key = value"
+        // and "key: value" with the blanks around names and values dropped,
+        // indented keys, comments after blanks, indented lines under an
+        // entry continuing its value (joined with line feeds), a UTF-8 byte
+        // order mark skipped. Entries above the first header belong to the
+        // block "" (key ".KEY"); every header and entry of a repeated name
+        // is read. No line stops the reading. Edits write in the file's own
+        // style: spacing, delimiter, indentation of continuation lines,
+        // blank lines between sections.
+        kIni,
     };
 
     // Options of Load, to be or-ed.

@@ -10,7 +10,7 @@ if(NOT NM)
 endif()
 
 # Mangled, so that any nm reads them alike: zelconfig::<name> of each.
-set(exported 13CFGLineReader4Open 13CFGLineReader9OpenBytes 13CFGLineReaderD 15CFGClassifyLine
+set(exported 13CFGLineReader4Open 13CFGLineReader9OpenBytes 13CFGLineReaderD 15CFGClassifyLine 18CFGClassifyIniLine
     12CFGReadLines 12CFGReadModel 13CFGParseBytes 16CFGTrimAnonymous 16CFGCheckWritable 12FreeBlockMap)
 # Also the members only the library's own reading calls, which stay hidden.
 set(hidden 13CFGLineReader9OpenAhead 13CFGLineReader4Next 13CFGLineReader16NextStartingWith

@@ -16,6 +16,7 @@ enum class CFGLineKind
     kUnterminatedHeader, // '[' without any ']': ends the parse
     kEntry,              // any other line holding '='
     kIgnored,            // any other line, the empty one included
+    kContinuation,       // INI dialect: an indented line under an entry, which continues its value
 };
 
 struct CFGLine
@@ -40,6 +41,11 @@ inline bool CFGStartsHeader(std::string_view line)
 // Defined in libZelConfig and exported for the project's own binaries (the
 // document library, zelcfg, the tests); this header stays internal.
 ZELCONFIG_API CFGLine CFGClassifyLine(std::string_view line);
+
+// The INI dialect's classifier for a line read on its own, with no entry
+// above it whose value it could continue: a header's name or an entry's
+// key and value, the blanks around them dropped.
+ZELCONFIG_API CFGLine CFGClassifyIniLine(std::string_view line);
 
 } // namespace zelconfig
 

@@ -28,6 +28,7 @@ bool CountLine(std::string_view line, bool anonymous, size_t& count)
         return true;
     case CFGLineKind::kComment:
     case CFGLineKind::kIgnored:
+    case CFGLineKind::kContinuation: // no CFG line is one
         break;
     }
     return false;
@@ -128,6 +129,7 @@ public:
         case CFGFate::kBlockRepeated:
         case CFGFate::kEntryDropped:
         case CFGFate::kIgnored:
+        case CFGFate::kContinuation: // the engine reads no INI file
             break;
         }
     }

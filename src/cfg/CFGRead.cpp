@@ -16,6 +16,12 @@ CFGLine CFGClassifyLine(std::string_view line)
     return Classify(line);
 }
 
+CFGLine CFGClassifyIniLine(std::string_view line)
+{
+    reading::IniContext fresh;
+    return reading::ClassifyIni(line, fresh);
+}
+
 std::string_view CFGTrimAnonymous(std::string_view text, const std::ctype<char>& ctype)
 {
     return Trim(text, ctype);

@@ -2,6 +2,7 @@
 #define ZELCONFIG_CFG_CFGREAD_H
 
 #include <locale>
+#include <string>
 #include <string_view>
 
 #include "CFGBlockMap.h"
@@ -55,6 +56,7 @@ enum class CFGFate
     kIgnored,          // any other line; a pending comment stays pending
     kStopUnterminated, // a header without ']': reading ends with -1
     kStopOutsideBlock, // block mode, an entry above the first header: reading ends with kStatusInvalid
+    kContinuation,     // INI dialect: the next line of the last entry's value
 };
 
 // One line and what became of it.
@@ -73,10 +75,59 @@ struct CFGReport
 // (after the first header; at once in anonymous mode) only the lines that
 // begin like a header are read and reported, since no other line can open a
 // block or end the reading.
+//
+// With `ini` the lines are read in the INI dialect instead, as ordinary INI
+// files are written: blanks around a line are no part of it, a header is
+// "[name]" (name up to the last ']'), an entry is "key = value" or
+// "key: value" with the blanks around key and value dropped, a line whose
+// first non-blank byte is '#' or ';' is a comment, and an indented line
+// under an entry continues its value. Entries above the first header belong
+// to the block "" (claimed before the first line), every header of a name
+// keeps its entries, no line ends the reading, and a UTF-8 byte order mark
+// before the first line is no part of it. `headersOnly` has no effect there.
 struct CFGReadMode
 {
     const std::ctype<char>* anonymous = nullptr;
     bool headersOnly = false;
+    bool ini = false;
+    bool midFile = false; // ini: the first line is no file's first, so no mark precedes it
+};
+
+// The bytes the INI dialect takes for white space around a line, a key or a
+// value: ASCII's, the carriage return of a CR LF line included.
+inline bool CFGIniBlank(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r') || (c >= '\x1c' && c <= '\x1f');
+}
+
+// The bytes of the UTF-8 byte order mark, which the INI dialect skips.
+constexpr std::string_view kCFGByteOrderMark = "\xEF\xBB\xBF";
+
+// An INI entry's value as its reports give it: the text after the delimiter,
+// then each continuation line on a line of its own, blank lines between them
+// kept as empty lines, blank lines after the last dropped; comment lines
+// between them are no part of it.
+class CFGIniValue
+{
+public:
+    void Start(std::string_view first)
+    {
+        m_value.assign(first.data(), first.size());
+        m_blanks = 0;
+    }
+    // A blank line inside the entry: part of the value only if more follows.
+    void Blank() { ++m_blanks; }
+    void Continue(std::string_view line)
+    {
+        m_value.append(m_blanks + 1, '\n');
+        m_value.append(line.data(), line.size());
+        m_blanks = 0;
+    }
+    const std::string& Value() const { return m_value; }
+
+private:
+    std::string m_value;
+    size_t m_blanks = 0;
 };
 
 // What a reading tells its caller. The listener keeps the block names (the

@@ -61,27 +61,103 @@ inline std::string_view Trim(std::string_view text, const std::ctype<char>& ctyp
     return std::string_view(trimmed.begin(), static_cast<size_t>(trimmed.size()));
 }
 
+// The INI dialect's blanks dropped from both ends of a line's text.
+inline std::string_view IniTrim(std::string_view text)
+{
+    size_t begin = 0, end = text.size();
+    while (begin < end && CFGIniBlank(text[begin])) {
+        ++begin;
+    }
+    while (end > begin && CFGIniBlank(text[end - 1])) {
+        --end;
+    }
+    return text.substr(begin, end - begin);
+}
+
+// What the INI dialect must remember between lines: an indented line
+// continues the value of the entry above only when it is indented deeper
+// than the last line that was no continuation.
+struct IniContext
+{
+    bool entryOpen = false;
+    size_t indent = 0;
+};
+
+// The INI dialect's classifier: as Classify, but a line is read without the
+// blanks around it, and an indented line under an entry continues its value.
+inline CFGLine ClassifyIni(std::string_view line, IniContext& context)
+{
+    CFGLine result{CFGLineKind::kIgnored, {}, {}, {}};
+    size_t indent = 0;
+    while (indent < line.size() && CFGIniBlank(line[indent])) {
+        ++indent;
+    }
+    if (indent == line.size()) {
+        return result; // blank: a value may go on below it
+    }
+    if (line[indent] == '#' || line[indent] == ';') {
+        result.kind = CFGLineKind::kComment; // no line of a value, nor its end
+        return result;
+    }
+    const std::string_view body = IniTrim(line.substr(indent));
+    if (context.entryOpen && indent > context.indent) {
+        result.kind = CFGLineKind::kContinuation;
+        result.value = body;
+        return result;
+    }
+    context = {false, indent};
+    // The name runs to the last ']', which may be followed by anything.
+    const size_t close = body.rfind(']');
+    if (body.front() == '[' && close != std::string_view::npos && close >= 2) {
+        result.kind = CFGLineKind::kHeader;
+        result.name = body.substr(1, close - 1);
+        return result;
+    }
+    // A line without a delimiter, or without a name before it, is no entry.
+    const size_t delimiter = body.find_first_of("=:");
+    if (delimiter == std::string_view::npos || delimiter == 0) {
+        return result;
+    }
+    result.kind = CFGLineKind::kEntry;
+    result.key = IniTrim(body.substr(0, delimiter));
+    result.value = IniTrim(body.substr(delimiter + 1));
+    context.entryOpen = true;
+    return result;
+}
+
 // The one reading of the format, as CFGReadLines describes it, for a
 // listener of any type with ClaimBlock and Report.
 template <class Listener>
 int ReadLines(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
 {
     const bool anonymous = mode.anonymous != nullptr;
-    bool inBlock = anonymous;        // an entry has somewhere to go
+    const bool ini = mode.ini;
+    bool inBlock = anonymous || ini; // an entry has somewhere to go
     bool repeated = false;           // block mode: the last header's name was taken
     std::string pending;             // comment lines waiting for a header or entry
+    IniContext context;
     if (anonymous) {
         listener.ClaimBlock(kCFGAnonymousBlock, {});
+    } else if (ini) {
+        listener.ClaimBlock({}, {}); // the entries above the first header
     }
     std::string_view text;
     // One report, its fields set line by line: clearing the whole of it for
     // each line cost a tenth of a small file's parse.
     CFGReport report;
-    while (mode.headersOnly && inBlock ? reader.NextStartingWith(kCFGHeaderOpen, text) : reader.Next(text)) {
+    while (mode.headersOnly && inBlock && !ini ? reader.NextStartingWith(kCFGHeaderOpen, text) : reader.Next(text)) {
         report.fate = CFGFate::kIgnored;
-        report.line = Classify(text);
-        report.text = text;
         report.offset = reader.LineOffset();
+        if (!ini) {
+            report.line = Classify(text);
+        } else {
+            if (report.offset == 0 && !mode.midFile && text.substr(0, 3) == kCFGByteOrderMark) {
+                text.remove_prefix(3);
+                report.offset = 3;
+            }
+            report.line = ClassifyIni(text, context);
+        }
+        report.text = text;
         report.comment = {};
         switch (report.line.kind) {
         case CFGLineKind::kComment:
@@ -97,7 +173,7 @@ int ReadLines(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
             inBlock = true;
             repeated = !listener.ClaimBlock(report.line.name, pending);
             report.fate = repeated ? CFGFate::kBlockRepeated : CFGFate::kBlockOpened;
-            repeated = repeated && !anonymous;
+            repeated = repeated && !anonymous && !ini;
             break;
         case CFGLineKind::kEntry:
             if (anonymous) {
@@ -111,6 +187,10 @@ int ReadLines(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
             }
             report.fate = repeated ? CFGFate::kEntryDropped : CFGFate::kEntryKept;
             break;
+        case CFGLineKind::kContinuation:
+            report.fate = CFGFate::kContinuation;
+            listener.Report(report);
+            continue;
         case CFGLineKind::kIgnored:
             listener.Report(report);
             continue;

@@ -136,6 +136,9 @@ std::vector<std::string> Document::BlockNames(Order order) const
     if (s.Anonymous() && s.loaded) {
         names.emplace_back(kCFGAnonymousBlock); // the engine makes it before reading a line
     }
+    if (s.Ini() && !EntryNames("").empty()) {
+        names.emplace_back(); // the entries above the first header
+    }
     for (const auto& section : s.FirstSections(order)) {
         if (!s.Anonymous() || section.first != kCFGAnonymousBlock) {
             names.emplace_back(section.first);
@@ -183,6 +186,13 @@ std::vector<Document::Lookalike> Document::Lookalikes(const std::string& block, 
     std::vector<Lookalike> found;
     if (s.Anonymous() || !s.loaded) {
         return found;
+    }
+    if (s.Ini()) {
+        // Names and keys are read without the blanks around them: only a
+        // missing section's name can differ by those from one held.
+        bool held = block.empty();
+        s.ForEachSectionOf(block, [&](size_t, size_t) { held = true; });
+        return held ? found : s.BlockLookalikes(block);
     }
     const CFGKeyParts parts{block, entry};
     const std::string_view wanted = CFGTrimAnonymous(parts.entry, *s.ctype);

@@ -1,6 +1,7 @@
 #include "DocumentState.h"
 
 #include <cerrno>
+#include <cstring>
 
 namespace zelconfig {
 
@@ -37,6 +38,11 @@ int Document::Append(const std::string& block, const std::string& entryName, con
     }
     if (!s.Writable(block, entryName, value)) {
         return kStatusInvalid;
+    }
+    if (s.Ini()) {
+        s.InsertAfter(&last, s.IniEntryLines(s.IniEntryStyle(last), entryName, value), std::strlen(s.LineEnd()),
+                      false);
+        return 0;
     }
     const std::string lineEnd = s.EntryEnd(value);
     s.InsertAfter(&last, entryName + "=" + value + lineEnd, s.EndDropped(lineEnd), false);
@@ -80,6 +86,9 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     if (!lookalikes.empty()) {
         s.error = "refusing to add " + Shown(block, entryName) + LookalikeText(block, entryName, lookalikes);
         return kEditAmbiguous;
+    }
+    if (s.Ini()) {
+        return s.IniAdd(block, entryName, value);
     }
     const std::string header = "[" + block + "]";
     const std::string lineEnd = s.EntryEnd(value);
@@ -155,7 +164,7 @@ int Document::RemoveBlock(const std::string& name)
         // ignores included, up to the next header; of the comment lines
         // directly above a header, no blank line between, those above one of
         // the block's own headers go and those above another header stay.
-        bool inside = false;
+        bool inside = s.Ini() && name.empty() && !EntryNames("").empty(); // the text above the first header
         std::vector<Line> comments; // the comment lines directly above the current line
         s.ReadLines(0, kNone, [&](const Line& line, const CFGReport& report) {
             if (report.line.kind == CFGLineKind::kComment) {
@@ -179,6 +188,9 @@ int Document::RemoveBlock(const std::string& name)
         s.error = "no block " + name + LookalikeText(name, "", Lookalikes(name, ""));
         return kStatusNotFound;
     }
+    if (s.Ini() && !s.IniKeepsLinesBelow(removed)) {
+        return kStatusInvalid;
+    }
     s.RemoveLines(removed);
     return 0;
 }
@@ -187,6 +199,10 @@ int Document::Normalise()
 {
     State& s = *m_state;
     if (!s.WhollyRead()) {
+        return kStatusInvalid;
+    }
+    if (s.Ini()) {
+        s.error = "INI files have no normalised form: each keeps its own";
         return kStatusInvalid;
     }
     std::string normalised;

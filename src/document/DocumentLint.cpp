@@ -90,6 +90,8 @@ public:
         case CFGFate::kEntryDropped:
             ++m_repeatEntries;
             break;
+        case CFGFate::kContinuation:
+            return;
         case CFGFate::kIgnored:
             if (!m_indentReported && !Trimmed(report.text).empty()) {
                 Add(number, "line without '=': it is ignored and a save drops it");

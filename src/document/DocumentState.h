@@ -130,6 +130,12 @@ struct Named
     }
 };
 
+// How an INI file writes an entry: the bytes around its key, delimiter and value.
+struct IniStyle
+{
+    std::string indent, before, delimiter, after;
+};
+
 struct Document::State : EditedFile
 {
     // A header line, and whether its name is new there: a later header of a
@@ -158,8 +164,12 @@ struct Document::State : EditedFile
     explicit State(Mode m) : mode(m) {}
 
     bool Anonymous() const { return mode == Mode::kAnonymous; }
+    bool Ini() const { return mode == Mode::kIni; }
 
-    CFGReadMode ReadMode(bool headersOnly) const { return {Anonymous() ? ctype : nullptr, headersOnly}; }
+    CFGReadMode ReadMode(bool headersOnly) const
+    {
+        return {Anonymous() ? ctype : nullptr, headersOnly && !Ini(), Ini(), false};
+    }
 
     Line LineAt(size_t begin) const
     {
@@ -199,8 +209,8 @@ struct Document::State : EditedFile
             bool anonymousClaimed = false;
             bool ClaimBlock(std::string_view, std::string_view)
             {
-                if (s.Anonymous() && !anonymousClaimed) {
-                    return anonymousClaimed = true; // the block anonymous mode makes first
+                if ((s.Anonymous() || s.Ini()) && !anonymousClaimed) {
+                    return anonymousClaimed = true; // the block either mode makes first
                 }
                 return s.FirstHeaderAt(from + reader.LineOffset());
             }
@@ -219,7 +229,9 @@ struct Document::State : EditedFile
         CFGLineReader reader;
         reader.OpenBytes(std::string_view(text).substr(from, to - from));
         Listener listener{*this, reader, from, to, visit};
-        CFGRead(reader, ReadMode(false), listener);
+        CFGReadMode readMode = ReadMode(false);
+        readMode.midFile = from > 0;
+        CFGRead(reader, readMode, listener);
     }
 
     bool HasSpaceAtEnds(std::string_view bytes) const { return CFGTrimAnonymous(bytes, *ctype).size() != bytes.size(); }
@@ -229,6 +241,10 @@ struct Document::State : EditedFile
     template <class Visit>
     void ForEachEntry(Document::Order order, Visit visit) const
     {
+        if (Ini()) {
+            ForEachIniEntry(order, visit);
+            return;
+        }
         if (Anonymous()) {
             ForEachEntryOf(kCFGAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
                 visit(kCFGAnonymousBlock, name, value);
@@ -249,6 +265,9 @@ struct Document::State : EditedFile
     // entry and value; false with why not.
     bool Writable(std::string_view block, std::string_view entry, std::string_view value)
     {
+        if (Ini()) {
+            return IniWritable(block, entry, value);
+        }
         switch (CFGCheckWritable(block, entry, value, ReadMode(false).anonymous)) {
         case CFGWritable::kWritable:
             return true;
@@ -333,7 +352,8 @@ struct Document::State : EditedFile
 
     std::string_view HeaderName(size_t index) const
     {
-        return CFGClassifyLine(View(LineAt(headers[index].at))).name;
+        const std::string_view line = View(LineAt(headers[index].at));
+        return (Ini() ? CFGClassifyIniLine(line) : CFGClassifyLine(line)).name;
     }
 
     // Each block name's first section (the block a lookup finds): by name
@@ -378,58 +398,171 @@ struct Document::State : EditedFile
         });
     }
 
-    // Every entry of a block as the model holds it, in file order.
+    // Calls visit(from, to) for each run of text where lookups read the
+    // block's entries: its first section (block mode); every section of its
+    // name, or for "" the text above the first header (INI); the whole file
+    // for "anonymous" (anonymous mode, where blocks of headers hold none).
+    template <typename Visit>
+    void ForEachSectionOf(std::string_view block, Visit visit) const
+    {
+        if (Anonymous()) {
+            if (block == kCFGAnonymousBlock) {
+                visit(size_t{0}, kNone);
+            }
+        } else if (!Ini()) {
+            const size_t section = FindSection(block);
+            if (section != kNone) {
+                visit(headers[section].at, SectionEnd(section));
+            }
+        } else if (block.empty()) {
+            visit(size_t{0}, headers.empty() ? kNone : headers.front().at);
+        } else {
+            for (size_t i = 0; i < headers.size(); ++i) {
+                if (HeaderName(i) == block) {
+                    visit(headers[i].at, SectionEnd(i));
+                }
+            }
+        }
+    }
+
+    // Every entry of a block as the model holds it, in file order. An INI
+    // entry's line runs to the end of its last continuation line, and its
+    // value is the joined one.
     template <typename Found>
     void ForEachEntryOf(std::string_view block, Found found) const
     {
         if (!loaded) {
             return;
         }
-        size_t from = 0, to = kNone;
-        if (Anonymous()) {
-            if (block != kCFGAnonymousBlock) {
-                return; // blocks of headers hold no entries in this mode
-            }
-        } else {
-            const size_t section = FindSection(block);
-            if (section == kNone) {
+        ForEachSectionOf(block, [&](size_t from, size_t to) {
+            if (Ini()) {
+                ForEachIniEntryIn(from, to, [&](const Line& line, std::string_view, std::string_view key,
+                                                std::string_view value) { found(line, key, value); });
                 return;
             }
-            from = headers[section].at;
-            to = SectionEnd(section);
-        }
+            ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
+                if (report.fate == CFGFate::kEntryKept) {
+                    found(line, report.line.key, report.line.value);
+                }
+            });
+        });
+    }
+
+    // The INI entries that begin in [from, to), each once its value is
+    // whole: found(line, section, key, value), the line running from the
+    // entry's first line to the end of its last continuation line.
+    template <typename Found>
+    void ForEachIniEntryIn(size_t from, size_t to, Found found) const
+    {
+        CFGIniValue value;
+        Line entry{};
+        std::string_view section, key;
+        bool open = false;
+        const auto flush = [&] {
+            if (open) {
+                found(entry, section, key, std::string_view(value.Value()));
+                open = false;
+            }
+        };
         ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
-            if (report.fate == CFGFate::kEntryKept) {
-                found(line, report.line.key, report.line.value);
+            switch (report.fate) {
+            case CFGFate::kEntryKept:
+                flush();
+                entry = line;
+                key = report.line.key;
+                value.Start(report.line.value);
+                open = true;
+                break;
+            case CFGFate::kContinuation:
+                value.Continue(report.line.value);
+                entry.end = line.end;
+                entry.next = line.next;
+                break;
+            case CFGFate::kComment:
+                break; // no part of a value, nor its end
+            case CFGFate::kIgnored:
+                if (IsBlankLine(report.text)) {
+                    value.Blank();
+                    break;
+                }
+                flush(); // a line that is no entry ends the value above it
+                break;
+            default:
+                flush();
+                section = report.line.name;
+                break;
             }
         });
+        flush();
+    }
+
+    // Every INI entry with its section's name: in file order, or by section
+    // name (bytewise, each name's entries in file order).
+    template <class Visit>
+    void ForEachIniEntry(Document::Order order, Visit visit) const
+    {
+        if (!loaded) {
+            return;
+        }
+        if (order == Document::Order::kFile) {
+            ForEachIniEntryIn(0, kNone, [&](const Line&, std::string_view section, std::string_view key,
+                                            std::string_view value) { visit(section, key, value); });
+            return;
+        }
+        std::vector<Document::Entry> entries;
+        ForEachIniEntryIn(0, kNone, [&](const Line&, std::string_view section, std::string_view key,
+                                        std::string_view value) {
+            entries.push_back({std::string(section), std::string(key), std::string(value)});
+        });
+        std::stable_sort(entries.begin(), entries.end(),
+                         [](const Document::Entry& a, const Document::Entry& b) { return a.block < b.block; });
+        for (const Document::Entry& entry : entries) {
+            visit(entry.block, entry.name, entry.value);
+        }
     }
 
     // The lines of the headers and entries in [from, to) that `takes`
     // accepts, each with the comment lines that belong to it: those directly
     // above it, with no blank line between. `takes` sees every header and
     // entry in file order. Other lines, blank ones included, are not taken.
+    // A taken INI entry's continuation lines are taken with it, and the
+    // blank and comment lines between them.
     template <typename Takes>
     std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
     {
-        std::vector<Line> taken, waiting;
+        std::vector<Line> taken, waiting, inside;
+        bool extending = false; // the last entry was taken: its continuation lines go too
         ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
             switch (report.fate) {
             case CFGFate::kComment:
                 waiting.push_back(line);
+                inside.push_back(line);
+                return;
+            case CFGFate::kContinuation:
+                if (extending) {
+                    taken.insert(taken.end(), inside.begin(), inside.end());
+                    taken.push_back(line);
+                }
+                inside.clear();
+                waiting.clear();
                 return;
             case CFGFate::kIgnored:
                 if (!IsBlankLine(report.text)) {
+                    extending = extending && !Ini(); // no INI entry reads on beyond such a line
                     return;
                 }
+                inside.push_back(line);
                 break;
             case CFGFate::kBlockOpened:
             case CFGFate::kBlockRepeated:
             case CFGFate::kEntryKept:
             case CFGFate::kEntryDropped:
+                extending = false;
+                inside.clear();
                 if (takes(report)) {
                     taken.insert(taken.end(), waiting.begin(), waiting.end());
                     taken.push_back(line);
+                    extending = report.line.kind == CFGLineKind::kEntry;
                 }
                 break;
             case CFGFate::kStopUnterminated:
@@ -466,6 +599,12 @@ struct Document::State : EditedFile
     // Edits are allowed on a document whose whole file was read.
     bool WhollyRead() const { return loaded && status == 0; }
 
+    // The bytes of the byte order mark the INI dialect skips, or 0.
+    size_t MarkSize() const
+    {
+        return Ini() && std::string_view(text).substr(0, 3) == kCFGByteOrderMark ? 3 : 0;
+    }
+
     // Whether the file's first line ends in CR LF: lines added end so too.
     bool Crlf() const
     {
@@ -482,14 +621,14 @@ struct Document::State : EditedFile
     // unless the value brings its own carriage return.
     const char* EntryEnd(std::string_view value) const
     {
-        const bool ownCr = !Anonymous() && !value.empty() && value.back() == '\r';
+        const bool ownCr = mode == Mode::kBlock && !value.empty() && value.back() == '\r';
         return Crlf() && !ownCr ? "\r\n" : "\n";
     }
 
     // How much of an added entry line's end goes when it becomes the last
     // line of a file without a final line feed: the line feed, and the
     // carriage return only where it is no part of the value.
-    size_t EndDropped(const std::string& lineEnd) const { return Anonymous() ? lineEnd.size() : 1; }
+    size_t EndDropped(const std::string& lineEnd) const { return mode == Mode::kBlock ? 1 : lineEnd.size(); }
 
     // The bytes a value replacing `stored` is written as: in block mode a
     // carriage return the stored value ends in stays, so the line keeps
@@ -548,18 +687,20 @@ struct Document::State : EditedFile
         Apply(splices);
     }
 
-    // Inserts lines after the line `anchor` (or at the start when none).
-    // `lines` hold their own line ends, the last of which, `lastEnd` bytes,
-    // is dropped when the anchor is the file's last line and has none. With
-    // `newBlock` the first line is the header of a block the file lacks.
-    void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd, bool newBlock)
+    // Inserts lines after the line `anchor` (or at the start when none, after
+    // an INI file's byte order mark). `lines` hold their own line ends, the
+    // last of which, `lastEnd` bytes, is dropped when the anchor is the
+    // file's last line and has none. With `newBlock` the line `headerAt`
+    // bytes into `lines` is the header of a block the file lacks.
+    void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd, bool newBlock, size_t headerAt = 0)
     {
-        size_t at = 0, header = 0;
+        size_t at = MarkSize(), header = at;
         if (anchor != nullptr) {
             if (anchor->next == kNone) {
+                const char* feed = Ini() ? LineEnd() : "\n"; // a CFG value keeps a carriage return of its own
                 at = text.size();
-                header = at + 1;
-                lines.insert(0, "\n");
+                header = at + std::strlen(feed);
+                lines.insert(0, feed);
                 lines.resize(lines.size() - lastEnd);
             } else {
                 at = header = anchor->next;
@@ -569,6 +710,7 @@ struct Document::State : EditedFile
         Apply(splices);
         if (newBlock) {
             const auto after = [](size_t offset, const Header& h) { return offset < h.at; };
+            header += headerAt;
             headers.insert(std::upper_bound(headers.begin(), headers.end(), header, after), Header{header, true});
         }
     }
@@ -596,6 +738,21 @@ struct Document::State : EditedFile
         });
         return true;
     }
+
+    // The INI dialect's edits (DocumentIni.cpp): lines written in the
+    // file's own style, and the checks that they read back as asked without
+    // changing how any other line reads.
+    IniStyle IniEntryStyle(const Line& entry) const;
+    IniStyle IniStyleOf(std::string_view block) const;
+    std::string IniContinuationIndent(const std::string& entryIndent) const;
+    std::string IniValueLines(std::string_view value, const std::string& indent) const;
+    std::string IniEntryLines(const IniStyle& style, std::string_view entry, std::string_view value) const;
+    bool IniWritable(std::string_view block, std::string_view entry, std::string_view value);
+    Splice IniValueSplice(const Line& entry, std::string_view value) const;
+    size_t IniNextContent(size_t at, const std::vector<Line>& skipped, size_t& indent) const;
+    bool IniKeepsLinesBelow(const std::vector<Line>& removed);
+    bool IniKeepsLineBelow(size_t at, bool entryOpen, size_t indent);
+    int IniAdd(std::string_view block, std::string_view entry, const std::string& value);
 
     // A key as the mode splits it.
     Named Name(const std::string& key) const { return {CFGSplitKey(key, Anonymous()), key, true}; }
@@ -672,8 +829,11 @@ struct Document::State : EditedFile
         if (!WhollyRead()) {
             return kStatusInvalid;
         }
-        if (value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
-            error = Anonymous() && HasSpaceAtEnds(value) ? kTrimmedAtEnds : "a value cannot hold a line feed";
+        if (Ini() ? !IniWritable(name.parts.block, name.parts.entry, value)
+                  : value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
+            if (!Ini()) {
+                error = Anonymous() && HasSpaceAtEnds(value) ? kTrimmedAtEnds : "a value cannot hold a line feed";
+            }
             return kStatusInvalid;
         }
         std::vector<size_t> offsets;
@@ -681,7 +841,13 @@ struct Document::State : EditedFile
         ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
             offsets.push_back(line.begin);
             const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();
-            std::string written = Kept(stored, value, Anonymous());
+            if (Ini()) {
+                if (taken && stored != value) {
+                    splices.push_back(IniValueSplice(line, value));
+                }
+                return;
+            }
+            std::string written = Kept(stored, value, mode != Mode::kBlock);
             if (taken && stored != written) {
                 const size_t begin = static_cast<size_t>(stored.data() - text.data());
                 splices.push_back({begin, begin + stored.size(), std::move(written)});
@@ -708,19 +874,19 @@ struct Document::State : EditedFile
         if (picked != 0) {
             return picked;
         }
-        // The block's first section, or the whole file for "anonymous":
-        // where the matches stand.
-        size_t from = 0, to = kNone;
-        if (!Anonymous()) {
-            const size_t section = FindSection(name.parts.block);
-            from = headers[section].at;
-            to = SectionEnd(section);
-        }
         size_t count = 0; // the entries of the key met so far
-        RemoveLines(Owned(from, to, [&](const CFGReport& report) {
-            return report.line.kind == CFGLineKind::kEntry && report.line.key == name.parts.entry
-                   && (++count == which || which == kEvery || which == kTheOnly);
-        }));
+        std::vector<Line> removed;
+        ForEachSectionOf(name.parts.block, [&](size_t from, size_t to) {
+            const std::vector<Line> owned = Owned(from, to, [&](const CFGReport& report) {
+                return report.line.kind == CFGLineKind::kEntry && report.line.key == name.parts.entry
+                       && (++count == which || which == kEvery || which == kTheOnly);
+            });
+            removed.insert(removed.end(), owned.begin(), owned.end());
+        });
+        if (Ini() && !IniKeepsLinesBelow(removed)) {
+            return kStatusInvalid;
+        }
+        RemoveLines(removed);
         return 0;
     }
 };
