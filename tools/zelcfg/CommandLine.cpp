@@ -150,12 +150,13 @@ bool ParseOption(const std::string& arg, int argc, const char* const* argv, int&
     }
     if (arg == "--strict-name") {
         invocation.strictName = true;
-    } else if (arg == "--block" || arg == "--anonymous" || arg == "--xml") {
+    } else if (arg == "--block" || arg == "--anonymous" || arg == "--xml" || arg == "--ini") {
         const ModeChoice mode = arg == "--block"       ? ModeChoice::kBlock
                                 : arg == "--anonymous" ? ModeChoice::kAnonymous
-                                                       : ModeChoice::kXml;
+                                : arg == "--xml"       ? ModeChoice::kXml
+                                                       : ModeChoice::kIni;
         if (invocation.mode != ModeChoice::kByPath && invocation.mode != mode) {
-            error = "--block, --anonymous and --xml exclude each other";
+            error = "--block, --anonymous, --xml and --ini exclude each other";
             return false;
         }
         invocation.mode = mode;

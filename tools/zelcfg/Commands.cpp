@@ -44,6 +44,10 @@ bool ChooseInput(const Invocation& invocation, Input& input, int& status)
     case ModeChoice::kXml:
         input.backend = Backend::kXml;
         return true;
+    case ModeChoice::kIni:
+        input.backend = Backend::kCfgBlock;
+        input.ini = true;
+        return true;
     case ModeChoice::kByPath:
         break;
     }

@@ -13,12 +13,15 @@ struct Input
 {
     std::string path; // as given; "-" is standard input
     zelconfig::Backend backend;
+    bool ini = false; // read in the INI dialect: no back end of the library reads it
 
     bool Stdin() const { return path == "-"; }
     bool Anonymous() const { return backend == zelconfig::Backend::kCfgAnonymous; }
     zelconfig::Document::Mode Mode() const
     {
-        return Anonymous() ? zelconfig::Document::Mode::kAnonymous : zelconfig::Document::Mode::kBlock;
+        return ini         ? zelconfig::Document::Mode::kIni
+               : Anonymous() ? zelconfig::Document::Mode::kAnonymous
+                             : zelconfig::Document::Mode::kBlock;
     }
 };
 

@@ -25,7 +25,7 @@ enum class ValueType { kString, kInt, kFloat, kDouble, kBool };
 // Which rules read the file: the path's, as the library's front end decides,
 // or those the user forces. Not zelconfig::Document::Mode: kByPath is no mode
 // but the absence of a forced one, and may end in the XML back end.
-enum class ModeChoice { kByPath, kBlock, kAnonymous, kXml };
+enum class ModeChoice { kByPath, kBlock, kAnonymous, kXml, kIni };
 
 // The options that only some commands take, as bits.
 enum CommandOption : unsigned
