@@ -760,135 +760,26 @@ struct Document::State : EditedFile
     // The first block whose name holds '.' and is a longer prefix of the
     // key, which is most likely what the key meant ("Net.eth0.Address" with
     // [Net.eth0] held), as a tail for a message; empty when there is none.
-    std::string DottedBlockText(const Named& name) const
-    {
-        const std::string& key = name.key;
-        if (key.empty() || Anonymous() || !loaded) {
-            return "";
-        }
-        for (size_t i = 0; i < headers.size(); ++i) {
-            const std::string_view held = HeaderName(i);
-            if (headers[i].first && held.size() > name.parts.block.size() && key.size() > held.size() + 1
-                && key.compare(0, held.size(), held.data(), held.size()) == 0 && key[held.size()] == '.') {
-                return "; line " + std::to_string(LineNumber(headers[i].at)) + " holds the block '"
-                       + std::string(held) + "', whose name holds '.': address its entry as "
-                       + Address(std::string(held), key.substr(held.size() + 1)) + " (BLOCK ENTRY apart)";
-            }
-        }
-        return "";
-    }
+    std::string DottedBlockText(const Named& name) const;
 
     // Why no lookup finds the entry, with what the file holds that the name
     // was probably meant for.
-    std::string Missing(const Named& name, const std::vector<Document::Lookalike>& lookalikes) const
-    {
-        const std::string block(name.parts.block), entry(name.parts.entry);
-        return "no key " + name.Shown() + LookalikeText(block, entry, lookalikes) + DottedBlockText(name);
-    }
+    std::string Missing(const Named& name, const std::vector<Document::Lookalike>& lookalikes) const;
 
     // The look-alikes of an entry an edit missed, kept until the text
     // changes: the Add that usually follows a missed Set asks again, and each
     // answer is a walk of the whole block. Edits only: reads keep the state
     // as it is, so that they may run side by side.
     const std::vector<Document::Lookalike>& EditLookalikes(const Document& document, std::string_view block,
-                                                           std::string_view entry)
-    {
-        if (!remembered.valid || remembered.version != text.Version() || remembered.block != block
-            || remembered.entry != entry) {
-            remembered = {true, text.Version(), std::string(block), std::string(entry),
-                          document.Lookalikes(std::string(block), std::string(entry))};
-        }
-        return remembered.found;
-    }
+                                                           std::string_view entry);
 
     // Whether `which` picks among the key's entries, found at `offsets`: 0,
     // else -2 or kEditAmbiguous with the error saying why.
-    int Pick(const Document& document, const Named& name, const std::vector<size_t>& offsets, size_t which)
-    {
-        if (offsets.empty()) {
-            error = Missing(name, EditLookalikes(document, name.parts.block, name.parts.entry));
-            return kStatusNotFound;
-        }
-        if ((which == kTheOnly && offsets.size() > 1) || (which != kTheOnly && which > offsets.size())) {
-            std::vector<size_t> lines;
-            for (size_t at : offsets) {
-                lines.push_back(LineNumber(at));
-            }
-            const std::string count = std::to_string(lines.size()) + (lines.size() == 1 ? " entry" : " entries");
-            error = which == kTheOnly ? name.Shown() + " names " + count + " (" + LineList(lines) + ")"
-                                      : "no entry " + std::to_string(which) + " of " + name.Shown() + ": it names "
-                                            + count + " (" + LineList(lines) + ")";
-            return which == kTheOnly ? kEditAmbiguous : kStatusNotFound;
-        }
-        return 0;
-    }
-
+    int Pick(const Document& document, const Named& name, const std::vector<size_t>& offsets, size_t which);
     // Set, SetAt: the value of the entries `which` picks.
-    int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value)
-    {
-        if (!WhollyRead()) {
-            return kStatusInvalid;
-        }
-        if (Ini() ? !IniWritable(name.parts.block, name.parts.entry, value)
-                  : value.find('\n') != std::string::npos || (Anonymous() && HasSpaceAtEnds(value))) {
-            if (!Ini()) {
-                error = Anonymous() && HasSpaceAtEnds(value) ? kTrimmedAtEnds : "a value cannot hold a line feed";
-            }
-            return kStatusInvalid;
-        }
-        std::vector<size_t> offsets;
-        std::vector<Splice> splices;
-        ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
-            offsets.push_back(line.begin);
-            const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();
-            if (Ini()) {
-                if (taken && stored != value) {
-                    splices.push_back(IniValueSplice(line, value));
-                }
-                return;
-            }
-            std::string written = Kept(stored, value, mode != Mode::kBlock);
-            if (taken && stored != written) {
-                const size_t begin = static_cast<size_t>(stored.data() - text.data());
-                splices.push_back({begin, begin + stored.size(), std::move(written)});
-            }
-        });
-        const int picked = Pick(document, name, offsets, which);
-        if (picked == 0) {
-            Apply(splices);
-        }
-        return picked;
-    }
-
+    int SetEntries(const Document& document, const Named& name, size_t which, const std::string& value);
     // Remove, RemoveAt: the entries `which` picks, with their comments.
-    int RemoveEntries(const Document& document, const Named& name, size_t which)
-    {
-        if (!WhollyRead()) {
-            return kStatusInvalid;
-        }
-        std::vector<size_t> offsets;
-        ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view) {
-            offsets.push_back(line.begin);
-        });
-        const int picked = Pick(document, name, offsets, which);
-        if (picked != 0) {
-            return picked;
-        }
-        size_t count = 0; // the entries of the key met so far
-        std::vector<Line> removed;
-        ForEachSectionOf(name.parts.block, [&](size_t from, size_t to) {
-            const std::vector<Line> owned = Owned(from, to, [&](const CFGReport& report) {
-                return report.line.kind == CFGLineKind::kEntry && report.line.key == name.parts.entry
-                       && (++count == which || which == kEvery || which == kTheOnly);
-            });
-            removed.insert(removed.end(), owned.begin(), owned.end());
-        });
-        if (Ini() && !IniKeepsLinesBelow(removed)) {
-            return kStatusInvalid;
-        }
-        RemoveLines(removed);
-        return 0;
-    }
+    int RemoveEntries(const Document& document, const Named& name, size_t which);
 };
 
 } // namespace zelconfig
