@@ -100,6 +100,17 @@ inline bool CFGIniBlank(char c)
     return c == ' ' || (c >= '\t' && c <= '\r') || (c >= '\x1c' && c <= '\x1f');
 }
 
+// Whether an INI line is blank: of those bytes only, or none.
+inline bool CFGIniBlankLine(std::string_view line)
+{
+    for (char c : line) {
+        if (!CFGIniBlank(c)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // The bytes of the UTF-8 byte order mark, which the INI dialect skips.
 constexpr std::string_view kCFGByteOrderMark = "\xEF\xBB\xBF";
 

@@ -83,7 +83,7 @@ struct ReadBack
             value.Continue(report.line.value);
             break;
         case CFGFate::kIgnored:
-            if (IsBlankLine(report.text)) {
+            if (CFGIniBlankLine(report.text)) {
                 value.Blank();
             } else {
                 Close();
@@ -280,11 +280,18 @@ bool Document::State::IniKeepsLinesBelow(const std::vector<Line>& removed)
         ReadLines(from, runBegin, [&](const Line&, const CFGReport& report) {
             if (report.fate == CFGFate::kEntryKept || report.fate == CFGFate::kBlockOpened
                 || report.fate == CFGFate::kBlockRepeated
-                || (report.fate == CFGFate::kIgnored && !IsBlankLine(report.text))) {
+                || (report.fate == CFGFate::kIgnored && !CFGIniBlankLine(report.text))) {
                 open = report.fate == CFGFate::kEntryKept;
                 indent = Indentation(report.text).size();
             }
         });
+        // Bytes of a mark that would then begin the file would be skipped.
+        if (runBegin == 0 && removed[i].next != kNone
+            && std::string_view(text).substr(removed[i].next, 3) == kCFGByteOrderMark) {
+            error = "refusing: line " + std::to_string(LineNumber(removed[i].next))
+                    + " would then begin the file with the bytes of a byte order mark, which readers skip";
+            return false;
+        }
         size_t below = 0;
         const size_t next = IniNextContent(removed[i].next, removed, below);
         if (next != kNone && open && below > indent) {
@@ -360,7 +367,7 @@ int Document::State::IniAdd(std::string_view block, std::string_view entry, cons
             blanks = 0;
             break;
         case CFGFate::kIgnored:
-            blanks += IsBlankLine(report.text) ? 1 : 0;
+            blanks += CFGIniBlankLine(report.text) ? 1 : 0;
             break;
         default:
             break;

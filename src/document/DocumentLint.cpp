@@ -265,6 +265,123 @@ private:
     size_t m_repeatLine = 0, m_repeatFirst = 0, m_repeatEntries = 0; // a repeated header's block
 };
 
+// Listens to the INI dialect's reading and notes what other INI readers
+// refuse or read otherwise: they take the last of a repeated key's values,
+// merge the sections of a repeated name, and refuse lines that are no
+// header, entry or comment, and entries above the first header.
+class IniLinter
+{
+public:
+    explicit IniLinter(const ValueCheck& checkValue) : m_checkValue(checkValue) {}
+
+    bool ClaimBlock(std::string_view, std::string_view) { return true; }
+
+    void Report(const CFGReport& report)
+    {
+        const size_t number = ++m_line;
+        switch (report.fate) {
+        case CFGFate::kBlockOpened:
+        case CFGFate::kBlockRepeated:
+            Close();
+            Header(number, report.line.name);
+            break;
+        case CFGFate::kEntryKept:
+            Close();
+            Entry(number, report.line);
+            break;
+        case CFGFate::kContinuation:
+            m_value.Continue(report.line.value);
+            break;
+        case CFGFate::kIgnored:
+            if (CFGIniBlankLine(report.text)) {
+                m_value.Blank();
+            } else {
+                Close();
+                Stray(number, report.text);
+            }
+            break;
+        default:
+            break;
+        }
+    }
+
+    std::vector<Finding> Finish()
+    {
+        Close();
+        return std::move(m_findings);
+    }
+
+private:
+    void Add(size_t line, std::string message) { m_findings.push_back({line, 0, std::move(message)}); }
+
+    void Header(size_t number, std::string_view name)
+    {
+        m_section = name;
+        m_inSection = true;
+        const auto first = m_headers.emplace(m_section, number);
+        if (!first.second) {
+            Add(number, "section " + Quoted(name) + " repeats line " + std::to_string(first.first->second)
+                            + ": other INI readers merge the two, keeping the last value of a key both hold");
+        }
+    }
+
+    void Entry(size_t number, const CFGLine& line)
+    {
+        if (!m_inSection && !m_aboveReported) {
+            Add(number, "entry above the first section header: it is read as the section '' (key ." +
+                            std::string(line.key) + "), and other INI readers refuse the file");
+            m_aboveReported = true;
+        }
+        const auto first = m_keys[m_section].emplace(std::string(line.key), number);
+        if (!first.second) {
+            Add(number, "key " + Quoted(m_section + "." + std::string(line.key)) + " is also on line "
+                            + std::to_string(first.first->second)
+                            + ": other INI readers keep only the last value; here every value is read, and an "
+                              "edit must name which");
+        }
+        m_value.Start(line.value);
+        m_entryLine = number;
+    }
+
+    // A line that is no header, entry or comment.
+    void Stray(size_t number, std::string_view text)
+    {
+        const bool indented = CFGIniBlank(text.front());
+        const std::string_view body = text.substr(text.find_first_not_of(" \t\v\f\r\x1c\x1d\x1e\x1f"));
+        if (body.front() == '=' || body.front() == ':') {
+            Add(number, "entry without a name before its '" + std::string(1, body.front())
+                            + "': it is ignored, and other INI readers refuse the file");
+        } else if (indented) {
+            Add(number, "indented line with no entry above it to continue: it is ignored, and other INI "
+                        "readers refuse the file");
+        } else {
+            Add(number, "line without '=' or ':': it is ignored, and other INI readers refuse the file");
+        }
+    }
+
+    // The entry above is whole: its value is asked about.
+    void Close()
+    {
+        if (m_entryLine != 0 && m_checkValue) {
+            std::string said = m_checkValue(m_value.Value());
+            if (!said.empty()) {
+                Add(m_entryLine, std::move(said));
+            }
+        }
+        m_entryLine = 0;
+    }
+
+    const ValueCheck& m_checkValue;
+    std::vector<Finding> m_findings;
+    size_t m_line = 0;
+    std::string m_section;
+    bool m_inSection = false, m_aboveReported = false;
+    std::map<std::string, size_t> m_headers;                          // name -> line of its first header
+    std::map<std::string, std::map<std::string, size_t>> m_keys;      // section -> key -> its first line
+    CFGIniValue m_value;
+    size_t m_entryLine = 0; // the entry whose value is being read, or 0
+};
+
 } // namespace
 
 std::vector<Finding> Document::Lint() const
@@ -277,6 +394,13 @@ std::vector<Finding> Document::Lint(const ValueCheck& checkValue) const
     const State& s = *m_state;
     if (!s.loaded) {
         return {};
+    }
+    if (s.Ini()) {
+        IniLinter linter(checkValue);
+        CFGLineReader reader;
+        reader.OpenBytes(s.text);
+        CFGRead(reader, s.ReadMode(false), linter);
+        return linter.Finish();
     }
     Linter linter(s.Anonymous(), *s.ctype, checkValue);
     if (std::string_view(s.text).substr(0, kByteOrderMark.size()) == kByteOrderMark) {

@@ -481,7 +481,7 @@ struct Document::State : EditedFile
             case CFGFate::kComment:
                 break; // no part of a value, nor its end
             case CFGFate::kIgnored:
-                if (IsBlankLine(report.text)) {
+                if (CFGIniBlankLine(report.text)) {
                     value.Blank();
                     break;
                 }
@@ -547,8 +547,15 @@ struct Document::State : EditedFile
                 waiting.clear();
                 return;
             case CFGFate::kIgnored:
-                if (!IsBlankLine(report.text)) {
-                    extending = extending && !Ini(); // no INI entry reads on beyond such a line
+                if (!(Ini() ? CFGIniBlankLine(report.text) : IsBlankLine(report.text))) {
+                    if (!Ini()) {
+                        return; // the engine's pending comment stays pending over it
+                    }
+                    // No INI entry reads on beyond such a line, and the
+                    // comments above it are not directly above what follows.
+                    extending = false;
+                    waiting.clear();
+                    inside.clear();
                     return;
                 }
                 inside.push_back(line);
@@ -679,9 +686,11 @@ struct Document::State : EditedFile
         }
         // The last line had no line feed: the one before it goes instead, so
         // that the file still ends without one; unless the line it ends is
-        // empty, which would then be lost with it.
+        // empty, which would then be lost with it, or it is the first line,
+        // behind a byte order mark.
         if (!splices.empty() && splices.back().end == text.size() && splices.back().begin > 1
-            && text.back() != '\n' && text[splices.back().begin - 2] != '\n') {
+            && text.back() != '\n' && text[splices.back().begin - 1] == '\n'
+            && text[splices.back().begin - 2] != '\n') {
             --splices.back().begin;
         }
         Apply(splices);
@@ -697,7 +706,9 @@ struct Document::State : EditedFile
         size_t at = MarkSize(), header = at;
         if (anchor != nullptr) {
             if (anchor->next == kNone) {
-                const char* feed = Ini() ? LineEnd() : "\n"; // a CFG value keeps a carriage return of its own
+                // A CFG value keeps a carriage return of its own; an INI
+                // line ends as the others do, its own carriage return kept.
+                const char* feed = Ini() && text.back() != '\r' ? LineEnd() : "\n";
                 at = text.size();
                 header = at + std::strlen(feed);
                 lines.insert(0, feed);
