@@ -136,7 +136,9 @@ struct IniStyle
     std::string indent, before, delimiter, after;
 };
 
-struct Document::State : EditedFile
+// Hidden: a nested class takes its enclosing exported class's visibility,
+// and none of its members is part of the ABI.
+struct __attribute__((visibility("hidden"))) Document::State : EditedFile
 {
     // A header line, and whether its name is new there: a later header of a
     // taken name opens no block, and its entries are lost to a reader.
