@@ -20,8 +20,9 @@ set -eu
 # llvm puts llvm-symbolizer on the PATH, so that the sanitizers' reports name
 # functions and lines instead of bare addresses. help2man makes zelcfg's
 # manual page from its --help text. Ninja is the generator of every preset.
-# acl's setfacl gives the save tests' files an ACL to keep.
-packages="cmake ninja-build make g++ clang libclang-rt-dev llvm binutils libboost-dev libgtest-dev libpugixml-dev locales help2man acl"
+# acl's setfacl gives the save tests' files an ACL to keep. python3's
+# configparser is the INI dialect's reference (tests/ini_reference.py).
+packages="cmake ninja-build make g++ clang libclang-rt-dev llvm binutils libboost-dev libgtest-dev libpugixml-dev locales help2man acl python3"
 # The peers the benchmarks compare with, and what finds them.
 bench_packages="pkgconf libinih-dev libsimpleini-dev"
 # The Debian packages' build: dpkg-buildpackage (dpkg-dev), build-essential
