@@ -33,12 +33,13 @@ bench_packages="pkgconf libinih-dev libsimpleini-dev"
 package_packages="pkgconf dpkg-dev build-essential lintian abigail-tools debootstrap"
 
 # The names of debian/control's Build-Depends, one a line: the first of each
-# set of alternatives, without versions, architectures or build profiles.
+# set of alternatives, without versions, architectures (":any" included) or build
+# profiles.
 control_build_depends() {
     sed -n '/^Build-Depends[^:]*:/,/^[^ \t]/{
         /^Build-Depends[^:]*:/{s/^[^:]*://;p;d}
         /^[ \t]/p
-    }' "$1" | tr ',' '\n' | sed 's/|.*//; s/[[(<].*//; s/[[:space:]]//g' | grep -v '^$' |
+    }' "$1" | tr ',' '\n' | sed 's/|.*//; s/[[(<].*//; s/:any//; s/[[:space:]]//g' | grep -v '^$' |
         sed 's/^debhelper-compat$/debhelper/'
 }
 # GoogleTest is built from libgtest-dev's sources in the cross build; the XML
