@@ -125,38 +125,35 @@ inline CFGLine ClassifyIni(std::string_view line, IniContext& context)
     return result;
 }
 
+// An INI file's first line without the byte order mark before it, and
+// where the line then begins.
+inline std::string_view& SkipMark(CFGReadMode mode, std::string_view& text, size_t& offset)
+{
+    if (offset == 0 && !mode.midFile && text.substr(0, 3) == kCFGByteOrderMark) {
+        text.remove_prefix(3);
+        offset = 3;
+    }
+    return text;
+}
+
 // The one reading of the format, as CFGReadLines describes it, for a
 // listener of any type with ClaimBlock and Report.
 template <class Listener>
 int ReadLines(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
 {
-    const bool anonymous = mode.anonymous != nullptr;
-    const bool ini = mode.ini;
+    const bool anonymous = mode.anonymous != nullptr, ini = mode.ini;
     bool inBlock = anonymous || ini; // an entry has somewhere to go
     bool repeated = false;           // block mode: the last header's name was taken
     std::string pending;             // comment lines waiting for a header or entry
     IniContext context;
-    if (anonymous) {
-        listener.ClaimBlock(kCFGAnonymousBlock, {});
-    } else if (ini) {
-        listener.ClaimBlock({}, {}); // the entries above the first header
+    if (anonymous || ini) { // the block of entries above any header
+        listener.ClaimBlock(anonymous ? std::string_view(kCFGAnonymousBlock) : std::string_view(), {});
     }
     std::string_view text;
-    // One report, its fields set line by line: clearing the whole of it for
-    // each line cost a tenth of a small file's parse.
-    CFGReport report;
+    CFGReport report; // its fields set line by line: clearing it cost a tenth of a small parse
     while (mode.headersOnly && inBlock && !ini ? reader.NextStartingWith(kCFGHeaderOpen, text) : reader.Next(text)) {
-        report.fate = CFGFate::kIgnored;
         report.offset = reader.LineOffset();
-        if (!ini) {
-            report.line = Classify(text);
-        } else {
-            if (report.offset == 0 && !mode.midFile && text.substr(0, 3) == kCFGByteOrderMark) {
-                text.remove_prefix(3);
-                report.offset = 3;
-            }
-            report.line = ClassifyIni(text, context);
-        }
+        report.line = ini ? ClassifyIni(SkipMark(mode, text, report.offset), context) : Classify(text);
         report.text = text;
         report.comment = {};
         switch (report.line.kind) {
@@ -188,10 +185,8 @@ int ReadLines(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
             report.fate = repeated ? CFGFate::kEntryDropped : CFGFate::kEntryKept;
             break;
         case CFGLineKind::kContinuation:
-            report.fate = CFGFate::kContinuation;
-            listener.Report(report);
-            continue;
         case CFGLineKind::kIgnored:
+            report.fate = report.line.kind == CFGLineKind::kIgnored ? CFGFate::kIgnored : CFGFate::kContinuation;
             listener.Report(report);
             continue;
         }

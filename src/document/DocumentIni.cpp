@@ -341,22 +341,24 @@ int Document::State::IniAdd(std::string_view block, std::string_view entry, cons
                     std::strlen(LineEnd()), false);
         return 0;
     }
-    // A new section after the file's last header or entry, parted from it as
-    // the file parts its sections.
+    return IniAddSection(block, entry, value, style);
+}
+
+Line Document::State::IniLastContent(bool& found, size_t& gap) const
+{
     Line anchor{};
-    bool found = false;
-    size_t gap = 1, blanks = 0;
+    size_t blanks = 0;
     bool content = false; // a header or entry stands above
+    found = false;
+    gap = 1;
     ReadLines(0, kNone, [&](const Line& line, const CFGReport& report) {
         switch (report.fate) {
         case CFGFate::kBlockOpened:
         case CFGFate::kBlockRepeated:
-            gap = content ? blanks : gap;
-            anchor = line;
-            found = content = true;
-            blanks = 0;
-            break;
         case CFGFate::kEntryKept:
+            if (report.line.kind == CFGLineKind::kHeader && content) {
+                gap = blanks; // the blank lines above the last header with something above it
+            }
             anchor = line;
             found = content = true;
             blanks = 0;
@@ -373,6 +375,17 @@ int Document::State::IniAdd(std::string_view block, std::string_view entry, cons
             break;
         }
     });
+    return anchor;
+}
+
+int Document::State::IniAddSection(std::string_view block, std::string_view entry, const std::string& value,
+                                   const IniStyle& style)
+{
+    // After the file's last header or entry, parted from it as the file
+    // parts its sections.
+    bool found = false;
+    size_t gap = 1;
+    const Line anchor = IniLastContent(found, gap);
     std::string lines;
     for (size_t i = 0; found && i < gap; ++i) {
         lines += LineEnd();

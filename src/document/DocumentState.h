@@ -766,6 +766,8 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     bool IniKeepsLinesBelow(const std::vector<Line>& removed);
     bool IniKeepsLineBelow(size_t at, bool entryOpen, size_t indent);
     int IniAdd(std::string_view block, std::string_view entry, const std::string& value);
+    Line IniLastContent(bool& found, size_t& gap) const;
+    int IniAddSection(std::string_view block, std::string_view entry, const std::string& value, const IniStyle& style);
 
     // A key as the mode splits it.
     Named Name(const std::string& key) const { return {CFGSplitKey(key, Anonymous()), key, true}; }
