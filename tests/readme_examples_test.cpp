@@ -156,10 +156,10 @@ TEST_P(ReadmeTable, RunsAsWrittenOnTheSamples)
 INSTANTIATE_TEST_SUITE_P(Readme, ReadmeTable, testing::ValuesIn(kCases), RowName());
 
 // A ```sh block whose lines start with "$ " is a session: each command runs
-// in turn, in a directory holding a copy of examples/, with zelcfg on the
-// path, and prints what the lines up to the next command show. Its exit
-// status is 0, or 1 for a diff that shows differences. diff's header lines
-// are compared without the times, which the README leaves out.
+// in turn, in a directory holding a copy of examples/ and tests/data/ini/,
+// with zelcfg on the path, and prints what the lines up to the next command
+// show. Its exit status is 0, or 1 for a diff that shows differences. diff's
+// header lines are compared without the times, which the README leaves out.
 struct Command
 {
     int line;
@@ -214,6 +214,8 @@ TEST(ReadmeSessions, PrintWhatTheyShow)
     for (const std::vector<Command>& session : sessions) {
         TempDir dir;
         ASSERT_EQ(RunTool(dir.Path(), {"cp", "-R", ZELCONFIG_SOURCE_DIR "/examples", "."}).status, 0);
+        ASSERT_EQ(RunTool(dir.Path(), {"mkdir", "-p", "tests/data"}).status, 0);
+        ASSERT_EQ(RunTool(dir.Path(), {"cp", "-R", ZELCONFIG_SOURCE_DIR "/tests/data/ini", "tests/data"}).status, 0);
         for (const Command& command : session) {
             const ToolResult result =
                 RunTool(dir.Path(), {"sh", "-c", command.command + " 2>&1"}, "PATH='" + zelcfgDir + "':\"$PATH\" ");
