@@ -83,8 +83,8 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"ByteOrderMarkNamed", "a.cfg", "\xEF\xBB\xBF[A]\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 2: an entry stands above the first block header (a byte-order mark: its three "
              "bytes start the first line, which is therefore no header or comment)\n"},
-    ToolCase{"XmlNotNamedSoHintsXml", "p.conf", "<?xml version=\"1.0\"?>\n<a><b>1</b></a>\n", {"get", "p.conf", "a.b"},
-             2, "", "zelcfg: p.conf: line 1: an entry stands above the first block header; it starts with '<': "
+    ToolCase{"XmlNamedCfgHintsXml", "p.cfg", "<?xml version=\"1.0\"?>\n<a><b>1</b></a>\n", {"get", "p.cfg", "a.b"},
+             2, "", "zelcfg: p.cfg: line 1: an entry stands above the first block header; it starts with '<': "
              "--xml reads it as XML\n"},
     ToolCase{"KeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n", {"get", "d.cfg", "Net.eth0.Address"},
              1, "", "zelcfg: d.cfg: no key Net.eth0.Address; line 1 holds the block 'Net.eth0', whose name holds "
@@ -92,10 +92,6 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
-    ToolCase{"UnknownNameReadInBlockModeQuietly", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 0, "1\n", ""},
-    ToolCase{"UnknownNameNotedWithVerbose", "a.conf", "[X]\nk=1\n", {"get", "-v", "a.conf", "X.k"}, 0, "1\n",
-             "zelcfg: a.conf: note: the name contains none of .cfg, .inf, .cksum, .xml; reading it in block mode "
-             "(--block, --anonymous or --xml says so)\n"},
     ToolCase{"BlockAndEntryApartReachDottedBlock", "a.cfg", "[a.b]\nk=1\n", {"get", "a.cfg", "a.b", "k"}, 0,
              "1\n", ""},
     ToolCase{"EmptyKeyNamesNothing", "a.cfg", "[]\n=v\n", {"get", "a.cfg", ""}, 1, "", "zelcfg: a.cfg: no key \n"},
@@ -259,8 +255,8 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"UnsetKeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n",
              {"unset", "d.cfg", "Net.eth0.Address"}, 1, "", "zelcfg: d.cfg: no key Net.eth0.Address; line 1 holds the "
              "block 'Net.eth0', whose name holds '.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
-    ToolCase{"SetOnEntryAboveHeader", "s.conf", "net.ipv4.ip_forward=0\n", {"set", "s.conf", "net.ipv4.ip_forward", "1"},
-             2, "", "zelcfg: s.conf: line 1: an entry stands above the first block header\n"},
+    ToolCase{"SetOnEntryAboveHeader", "s.cfg", "net.ipv4.ip_forward=0\n", {"set", "s.cfg", "net.ipv4.ip_forward", "1"},
+             2, "", "zelcfg: s.cfg: line 1: an entry stands above the first block header\n"},
     ToolCase{"UnsetOnEntryAboveHeader", "a.cfg", "k=1\n[A]\nk=1\n", {"unset", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 1: an entry stands above the first block header\n"},
     ToolCase{"RemoveBlockOnHeaderWithoutBracket", "a.cfg", "[A]\n[B\n", {"remove-block", "a.cfg", "A"}, 2, "",
@@ -307,7 +303,8 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     ToolCase{"LintTypeBoolWholeValues", "a.cfg", "[A]\na=true\nb=1\n", {"lint", "--type", "bool", "a.cfg"}, 1,
              "a.cfg:3: --type bool: '1' is neither true nor false\n", ""},
     ToolCase{"UnknownNameRefusedWhenStrict", "a.cfg", "", {"lint", "--strict-name", "/"}, 2, "",
-             "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block, --anonymous or --xml\n"},
+             "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block, --anonymous, --xml or "
+             "--ini\n"},
     ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
              "zelcfg: .: cannot be read: Is a directory\n"},
     ToolCase{"ListMarksEntriesNoKeyReaches", "a.cfg", "[a.b]\nk=v\n[c]\nd=e\n", {"list", "a.cfg"}, 0,
@@ -352,6 +349,39 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              "zelcfg: unknown type 'long' (known: int, float, double, bool, string)\nTry 'zelcfg --help'.\n"},
     ToolCase{"WrongOperandCount", "a.cfg", "", {"set", "a.cfg", "A.b"}, 2, "",
              "zelcfg: set takes 3 or 4 arguments, not 2\nTry 'zelcfg --help'.\n"}),
+    RowName());
+
+const std::string kPip = "[global]\ncert = a.pem\n\n[install]\nhosts =\n    a\n    b\n";
+const std::string kNamed = ": the name contains none of .cfg, .inf, .cksum, .xml and ";
+const std::string kByte = "its first non-blank byte ";
+
+// Which reading FILE gets: the name the library reads, else the first byte.
+INSTANTIATE_TEST_SUITE_P(Reading, ToolTable, testing::Values(
+    ToolCase{"OtherNameInIni", "pip.conf", kPip, {"get", "pip.conf", "global.cert"}, 0, "a.pem\n", ""},
+    ToolCase{"BlankFileInIni", "e.conf", " \n", {"list", "e.conf"}, 0, "", ""},
+    ToolCase{"FirstByteAngleAsXml", "p.conf", " \n<r><b>1</b></r>", {"get", "p.conf", "b"}, 0, "1\n", ""},
+    ToolCase{"MarkThenAngleAsXml", "p.conf", "\xEF\xBB\xBF<r><b>1</b></r>", {"-v", "get", "p.conf", "b"}, 0, "1\n",
+             "zelcfg: p.conf: note: reading it as XML" + kNamed + kByte + "after the byte order mark is '<' "
+             "(--block, --anonymous or --ini says otherwise)\n"},
+    ToolCase{"MarkThenHeaderInIni", "u.service", "\xEF\xBB\xBF[Unit]\nAfter = a\n", {"-v", "get", "u.service",
+             "Unit.After"}, 0, "a\n", "zelcfg: u.service: note: reading it in the INI dialect" + kNamed + kByte
+             + "after the byte order mark is not '<' (--block, --anonymous or --xml says otherwise)\n"},
+    ToolCase{"CfgNameInBlockMode", "pip.cfg", kPip, {"-v", "get", "pip.cfg", "global.cert "}, 0, " a.pem\n",
+             "zelcfg: pip.cfg: note: reading it in block mode, as the library reads a name containing .cfg "
+             "(--anonymous, --xml or --ini says otherwise)\n"},
+    ToolCase{"IniForced", "pip.cfg", kPip, {"--ini", "-v", "get", "pip.cfg", "global.cert"}, 0, "a.pem\n",
+             "zelcfg: pip.cfg: note: reading it in the INI dialect, as --ini says\n"},
+    ToolCase{"BlockForced", "pip.conf", kPip, {"--block", "get", "pip.conf", "global.cert "}, 0, " a.pem\n", ""},
+    ToolCase{"StandardInputInBlockMode", "in", kPip, {"-v", "get", "-", "global.cert "}, 0, " a.pem\n",
+             "zelcfg: -: note: reading it in block mode: it is standard input (--anonymous, --xml or --ini says "
+             "otherwise)\n", kUnchanged, "<in"},
+    ToolCase{"StandardInputIni", "in", kPip, {"--ini", "get", "-", "global.cert"}, 0, "a.pem\n", "", kUnchanged,
+             "<in"},
+    ToolCase{"MissingFileCreatedInIni", "in", "", {"-v", "set", "n.conf", "a.b", "1"}, 0, "[a]\nb = 1\n",
+             "zelcfg: n.conf: note: reading it in the INI dialect" + kNamed + "it does not exist (--block, "
+             "--anonymous or --xml says otherwise)\n", kUnchanged, "&& cat n.conf"},
+    ToolCase{"UnreadableKeepsItsMessage", "a.cfg", "", {"lint", "."}, 2, "",
+             "zelcfg: .: cannot be read: Is a directory\n"}),
     RowName());
 
 #ifdef ZELCONFIG_TEST_XML

@@ -27,49 +27,6 @@ namespace {
 const char kCannotNormalise[] = "the normalised form would not read back: in anonymous mode an entry name "
                                 "begins with '#', ';' or '[' once trimmed";
 
-// The back end for FILE: the forced mode; for standard input block mode
-// unless a mode is forced; else the library's own chooser, and block mode
-// for a name it does not know, with a note under -v (an error with
-// --strict-name).
-bool ChooseInput(const Invocation& invocation, Input& input, int& status)
-{
-    input.path = invocation.operands.front();
-    switch (invocation.mode) {
-    case ModeChoice::kBlock:
-        input.backend = Backend::kCfgBlock;
-        return true;
-    case ModeChoice::kAnonymous:
-        input.backend = Backend::kCfgAnonymous;
-        return true;
-    case ModeChoice::kXml:
-        input.backend = Backend::kXml;
-        return true;
-    case ModeChoice::kIni:
-        input.backend = Backend::kCfgBlock;
-        input.ini = true;
-        return true;
-    case ModeChoice::kByPath:
-        break;
-    }
-    input.backend = input.Stdin() ? Backend::kCfgBlock
-                                  : zelconfig::ChooseBackend(input.path.c_str(), zelconfig::BackendUse::kRead);
-    if (input.backend != Backend::kNone) {
-        return true;
-    }
-    const char* const unknown = "the name contains none of .cfg, .inf, .cksum, .xml";
-    if (invocation.strictName) {
-        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block, --anonymous or --xml");
-        return false;
-    }
-    // Scripts editing /etc/foo.conf would get it on every call: -v asks for it.
-    if (invocation.verbosity > 0) {
-        std::cerr << "zelcfg: " << input.path << ": note: " << unknown
-                  << "; reading it in block mode (--block, --anonymous or --xml says so)\n";
-    }
-    input.backend = Backend::kCfgBlock;
-    return true;
-}
-
 template <class Doc>
 constexpr bool kXml = std::is_same_v<Doc, XmlDocument>;
 
