@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"UnsetAllOfRepeatedKey", "g.cfg", kUnit, {"unset", "--all", "g.cfg", "Unit.After"}, 0, "", "",
              "[Unit]\nWants=w\n"},
     ToolCase{"AddRefusedOnXml", "a.xml", "<a><b>1</b></a>\n", {"set", "--add", "a.xml", "a.b", "2"}, 2, "",
-             "zelcfg: a.xml: --index and --add work on CFG files only; an XML key takes [N]\n"},
+             "zelcfg: a.xml: --index and --add work on CFG and INI files only; an XML key takes [N]\n"},
     ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n# end\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "",
              "", "[N]\nP=1\n[M]\nQ=x y\n# end\n"},
     ToolCase{"SetNormalise", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n",
@@ -352,6 +352,9 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     RowName());
 
 const std::string kPip = "[global]\ncert = a.pem\n\n[install]\nhosts =\n    a\n    b\n";
+const std::string kSysctl = "net.ipv4.ip_forward = 0\n[A]\nk: v\n"; // an entry above the first header
+const std::string kAfter = "[Unit]\nAfter = a\nAfter = b\n";
+const std::string kPhp = "[PHP]\nmemory_limit = 128M\n";
 const std::string kNamed = ": the name contains none of .cfg, .inf, .cksum, .xml and ";
 const std::string kByte = "its first non-blank byte ";
 
@@ -382,6 +385,51 @@ INSTANTIATE_TEST_SUITE_P(Reading, ToolTable, testing::Values(
              "--anonymous or --xml says otherwise)\n", kUnchanged, "&& cat n.conf"},
     ToolCase{"UnreadableKeepsItsMessage", "a.cfg", "", {"lint", "."}, 2, "",
              "zelcfg: .: cannot be read: Is a directory\n"}),
+    RowName());
+
+// Every command on INI files.
+INSTANTIATE_TEST_SUITE_P(Ini, ToolTable, testing::Values(
+    ToolCase{"GetContinuationLines", "pip.conf", kPip, {"get", "pip.conf", "install.hosts"}, 0, "\na\nb\n", ""},
+    ToolCase{"GetEmptyBlockApart", "s.conf", kSysctl, {"get", "s.conf", "", "net.ipv4.ip_forward"}, 0, "0\n", ""},
+    ToolCase{"GetDotKey", "s.conf", kSysctl, {"get", "s.conf", ".net.ipv4.ip_forward"}, 0, "0\n", ""},
+    ToolCase{"GetNullEveryEntry", "u.conf", kAfter, {"get", "-z", "u.conf", "Unit.After"}, 0, "a\0b\0"s, ""},
+    ToolCase{"GetStrictInt", "php.ini", kPhp, {"get", "--strict", "--type", "int", "php.ini", "PHP.memory_limit"}, 3,
+             "", "zelcfg: php.ini: PHP.memory_limit: an int reads only '128' of '128M'\n"},
+    ToolCase{"SetBoolAddedInStyle", "php.ini", kPhp, {"set", "--type", "bool", "php.ini", "PHP.on", "1"}, 0, "", "",
+             kPhp + "on = TRUE\n"},
+    ToolCase{"SetLineFeedsContinue", "pip.conf", kPip, {"set", "pip.conf", "install.hosts", "c\nd"}, 0, "", "",
+             "[global]\ncert = a.pem\n\n[install]\nhosts = c\n    d\n"},
+    ToolCase{"SetRepeatedKeyRefused", "u.conf", kAfter, {"set", "u.conf", "Unit.After", "x"}, 2, "",
+             "zelcfg: u.conf: Unit.After names 2 entries (lines 2 and 3): --all sets every one, --index N the Nth, "
+             "--add appends another\n"},
+    ToolCase{"SetIndex", "u.conf", kAfter, {"set", "--index", "2", "u.conf", "Unit.After", "x"}, 0, "", "",
+             "[Unit]\nAfter = a\nAfter = x\n"},
+    ToolCase{"SetAdd", "u.conf", kAfter, {"set", "--add", "u.conf", "Unit.After", "c"}, 0, "", "",
+             kAfter + "After = c\n"},
+    ToolCase{"UnsetAll", "u.conf", kAfter, {"unset", "--all", "u.conf", "Unit.After"}, 0, "", "", "[Unit]\n"},
+    ToolCase{"SetEmptyBlockApart", "s.conf", kSysctl, {"set", "s.conf", "", "net.ipv4.ip_forward", "1"}, 0, "", "",
+             "net.ipv4.ip_forward = 1\n[A]\nk: v\n"},
+    ToolCase{"SetDotKeyAddsAboveHeader", "s.conf", kSysctl, {"set", "s.conf", ".kernel.x", "2"}, 0, "", "",
+             "net.ipv4.ip_forward = 0\nkernel.x = 2\n[A]\nk: v\n"},
+    ToolCase{"SetKeyWithoutDot", "s.conf", kSysctl, {"set", "s.conf", "k", "1"}, 2, "", "zelcfg: s.conf: the key "
+             "'k' is not BLOCK.ENTRY, nor .ENTRY for an entry above the first header\n"},
+    ToolCase{"UnsetDotKey", "s.conf", kSysctl, {"unset", "s.conf", ".net.ipv4.ip_forward"}, 0, "", "", "[A]\nk: v\n"},
+    ToolCase{"RemoveBlockAboveHeader", "s.conf", kSysctl, {"remove-block", "s.conf", ""}, 0, "", "", "[A]\nk: v\n"},
+    ToolCase{"RemoveBlockWithContinuation", "pip.conf", kPip, {"remove-block", "pip.conf", "install"}, 0, "", "",
+             "[global]\ncert = a.pem\n\n"},
+    ToolCase{"List", "s.conf", kSysctl, {"list", "s.conf"}, 0, ".net.ipv4.ip_forward=0\nA.k=v\n", ""},
+    ToolCase{"ListNull", "pip.conf", kPip, {"list", "-z", "pip.conf"}, 0,
+             "global\0cert\0a.pem\0install\0hosts\0\na\nb\0"s, ""},
+    ToolCase{"BlocksEmptyFirst", "s.conf", kSysctl, {"blocks", "s.conf"}, 0, "\nA\n", ""},
+    ToolCase{"LintType", "php.ini", kPhp, {"lint", "--type", "int", "php.ini"}, 1,
+             "php.ini:2: --type int: an int reads only '128' of '128M'\n", ""},
+    ToolCase{"FormatRefused", "pip.conf", kPip, {"format", "pip.conf"}, 2, "",
+             "zelcfg: pip.conf: INI files have no normalised form: each keeps its own\n"},
+    ToolCase{"NormaliseRefused", "pip.conf", kPip, {"set", "--normalise", "pip.conf", "global.cert", "b"}, 2, "",
+             "zelcfg: pip.conf: INI files have no normalised form: each keeps its own\n"},
+    ToolCase{"CrlfGet", "c.conf", "[a]\r\nk = 1\r\n", {"get", "c.conf", "a.k"}, 0, "1\n", ""},
+    ToolCase{"CrlfSetKept", "c.conf", "[a]\r\nk = 1\r\n", {"set", "c.conf", "a.j", "2"}, 0, "", "",
+             "[a]\r\nk = 1\r\nj = 2\r\n"}),
     RowName());
 
 #ifdef ZELCONFIG_TEST_XML
