@@ -327,7 +327,8 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
     ToolCase{"SetTyped", {"set", "--type", "bool", "a.xml", "v", "1"}, 0, "", "",
              "<c v=\"TRUE\">\n  <Net Port=\"80\"><Host>h</Host><Host>i</Host></Net>\n</c>\n"},
     ToolCase{"NotForXml", {"blocks", "a.xml"}, 2, "",
-             "zelcfg: a.xml: blocks works on CFG files only; XML files take get, set, unset, list and lint\n", ""},
+             "zelcfg: a.xml: blocks works on CFG and INI files only; XML files take get, set, unset, list and "
+             "lint\n", ""},
     ToolCase{"BlockAndEntryApartArePathSteps", {"get", "-z", "a.xml", "Net", "Port"}, 0, std::string("80\0", 3), "",
              ""},
     ToolCase{"StrictReadsTheWholeValue", {"get", "--strict", "--type", "int", "a.xml", "Net.Host"}, 3, "",
@@ -338,7 +339,7 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
              std::string("v\0" "1\0Net.Port\0" "80\0Net.Host[1]\0h\0Net.Host[2]\0i\0", 44), "", ""},
     ToolCase{"Lint", {"lint", "a.xml"}, 0, "", "", ""},
     ToolCase{"LintDiffForCfgOnly", {"lint", "--diff", "a.xml"}, 2, "",
-             "zelcfg: a.xml: lint --diff and --type work on CFG files only\n", ""},
+             "zelcfg: a.xml: lint --diff works on CFG files only\n", ""},
     ToolCase{"StandardInputGet", {"--xml", "get", "-", "Net.Port"}, 0, "80\n", "", "", kToolFile},
     ToolCase{"StandardInputListNull", {"list", "--xml", "-z", "-"}, 0, std::string("v\0" "2\0", 4), "", "",
              "<c v='2'/>"},

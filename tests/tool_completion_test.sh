@@ -14,6 +14,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 2
 printf '[Net]\nHost=10.0.0.1\nPort=80\n[Logging]\nLevel=2\n[mypy-foo.*]\nstrict=1\n' >device.cfg
 printf 'Version=2\nName = box\n' >build.conf
+printf '[global]\ncert = a.pem\n' >pip.cfg
 printf '<c v="1">\n  <Net Port="80"><Host>h</Host></Net>\n</c>\n' | tee device.xml >box.conf
 printf '<c>\n  <If><Name>a</Name></If>\n  <If><Name>b</Name></If>\n</c>\n' >ports.xml
 printf '<p><props><java.version>11</java.version></props></p>\n' >pom.xml
@@ -43,10 +44,14 @@ zelcfg unset device.cfg "mypy-foo.\*" s | strict
 zelcfg get "'device.cfg'" "'mypy-foo.*'" '' | strict
 zelcfg remove-block device.cfg L     | Logging
 zelcfg --anonymous get build.conf '' | Version Name
+zelcfg get build.conf ''             | .Version .Name
+zelcfg get build.conf '' N           | Name
+zelcfg --ini get pip.cfg g           | global.cert
 zelcfg get device.cfg Net.Port ''    |
 zelcfg list device.cfg ''            |
 zelcfg get device.xml N              | Net.Port Net.Host
 zelcfg --xml unset box.conf ''       | v Net.Port Net.Host
+zelcfg unset box.conf ''             | v Net.Port Net.Host
 zelcfg set device.xml Net.Port ''    |
 zelcfg get ports.xml I               | If\[1\].Name If\[2\].Name
 zelcfg unset ports.xml "'If[2'"      | If\[2\].Name

@@ -83,8 +83,8 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"ByteOrderMarkNamed", "a.cfg", "\xEF\xBB\xBF[A]\nk=1\n", {"get", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 2: an entry stands above the first block header (a byte-order mark: its three "
              "bytes start the first line, which is therefore no header or comment)\n"},
-    ToolCase{"XmlNotNamedSoHintsXml", "p.conf", "<?xml version=\"1.0\"?>\n<a><b>1</b></a>\n", {"get", "p.conf", "a.b"},
-             2, "", "zelcfg: p.conf: line 1: an entry stands above the first block header; it starts with '<': "
+    ToolCase{"XmlNamedCfgHintsXml", "p.cfg", "<?xml version=\"1.0\"?>\n<a><b>1</b></a>\n", {"get", "p.cfg", "a.b"},
+             2, "", "zelcfg: p.cfg: line 1: an entry stands above the first block header; it starts with '<': "
              "--xml reads it as XML\n"},
     ToolCase{"KeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n", {"get", "d.cfg", "Net.eth0.Address"},
              1, "", "zelcfg: d.cfg: no key Net.eth0.Address; line 1 holds the block 'Net.eth0', whose name holds "
@@ -92,10 +92,6 @@ INSTANTIATE_TEST_SUITE_P(Get, ToolTable, testing::Values(
     ToolCase{"InfIsAnonymous", "a.inf", " k = 1 \n", {"get", "a.inf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedAnonymous", "a.conf", "[X]\nk=1\n", {"--anonymous", "get", "a.conf", "k"}, 0, "1\n", ""},
     ToolCase{"ForcedBlock", "a.inf", "[X]\n k=1\n", {"get", "--block", "a.inf", "X. k"}, 0, "1\n", ""},
-    ToolCase{"UnknownNameReadInBlockModeQuietly", "a.conf", "[X]\nk=1\n", {"get", "a.conf", "X.k"}, 0, "1\n", ""},
-    ToolCase{"UnknownNameNotedWithVerbose", "a.conf", "[X]\nk=1\n", {"get", "-v", "a.conf", "X.k"}, 0, "1\n",
-             "zelcfg: a.conf: note: the name contains none of .cfg, .inf, .cksum, .xml; reading it in block mode "
-             "(--block, --anonymous or --xml says so)\n"},
     ToolCase{"BlockAndEntryApartReachDottedBlock", "a.cfg", "[a.b]\nk=1\n", {"get", "a.cfg", "a.b", "k"}, 0,
              "1\n", ""},
     ToolCase{"EmptyKeyNamesNothing", "a.cfg", "[]\n=v\n", {"get", "a.cfg", ""}, 1, "", "zelcfg: a.cfg: no key \n"},
@@ -162,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"UnsetAllOfRepeatedKey", "g.cfg", kUnit, {"unset", "--all", "g.cfg", "Unit.After"}, 0, "", "",
              "[Unit]\nWants=w\n"},
     ToolCase{"AddRefusedOnXml", "a.xml", "<a><b>1</b></a>\n", {"set", "--add", "a.xml", "a.b", "2"}, 2, "",
-             "zelcfg: a.xml: --index and --add work on CFG files only; an XML key takes [N]\n"},
+             "zelcfg: a.xml: --index and --add work on CFG and INI files only; an XML key takes [N]\n"},
     ToolCase{"SetAppendsAndCreatesBlock", "a.cfg", "[N]\nP=1\n# end\n", {"set", "a.cfg", "M.Q", "x y"}, 0, "",
              "", "[N]\nP=1\n[M]\nQ=x y\n# end\n"},
     ToolCase{"SetNormalise", "a.cfg", "[B]\nb=1\n\n[A]\na = 1\nnoise\n",
@@ -259,8 +255,8 @@ INSTANTIATE_TEST_SUITE_P(Edit, ToolTable, testing::Values(
     ToolCase{"UnsetKeyOfDottedBlockHintsApart", "d.cfg", "[Net.eth0]\nAddress=1\n",
              {"unset", "d.cfg", "Net.eth0.Address"}, 1, "", "zelcfg: d.cfg: no key Net.eth0.Address; line 1 holds the "
              "block 'Net.eth0', whose name holds '.': address its entry as 'Net.eth0' 'Address' (BLOCK ENTRY apart)\n"},
-    ToolCase{"SetOnEntryAboveHeader", "s.conf", "net.ipv4.ip_forward=0\n", {"set", "s.conf", "net.ipv4.ip_forward", "1"},
-             2, "", "zelcfg: s.conf: line 1: an entry stands above the first block header\n"},
+    ToolCase{"SetOnEntryAboveHeader", "s.cfg", "net.ipv4.ip_forward=0\n", {"set", "s.cfg", "net.ipv4.ip_forward", "1"},
+             2, "", "zelcfg: s.cfg: line 1: an entry stands above the first block header\n"},
     ToolCase{"UnsetOnEntryAboveHeader", "a.cfg", "k=1\n[A]\nk=1\n", {"unset", "a.cfg", "A.k"}, 2, "",
              "zelcfg: a.cfg: line 1: an entry stands above the first block header\n"},
     ToolCase{"RemoveBlockOnHeaderWithoutBracket", "a.cfg", "[A]\n[B\n", {"remove-block", "a.cfg", "A"}, 2, "",
@@ -307,7 +303,8 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     ToolCase{"LintTypeBoolWholeValues", "a.cfg", "[A]\na=true\nb=1\n", {"lint", "--type", "bool", "a.cfg"}, 1,
              "a.cfg:3: --type bool: '1' is neither true nor false\n", ""},
     ToolCase{"UnknownNameRefusedWhenStrict", "a.cfg", "", {"lint", "--strict-name", "/"}, 2, "",
-             "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block, --anonymous or --xml\n"},
+             "zelcfg: /: the name contains none of .cfg, .inf, .cksum, .xml; say --block, --anonymous, --xml or "
+             "--ini\n"},
     ToolCase{"LintDirectoryForced", "a.cfg", "", {"lint", "--block", "."}, 2, "",
              "zelcfg: .: cannot be read: Is a directory\n"},
     ToolCase{"ListMarksEntriesNoKeyReaches", "a.cfg", "[a.b]\nk=v\n[c]\nd=e\n", {"list", "a.cfg"}, 0,
@@ -352,6 +349,87 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
              "zelcfg: unknown type 'long' (known: int, float, double, bool, string)\nTry 'zelcfg --help'.\n"},
     ToolCase{"WrongOperandCount", "a.cfg", "", {"set", "a.cfg", "A.b"}, 2, "",
              "zelcfg: set takes 3 or 4 arguments, not 2\nTry 'zelcfg --help'.\n"}),
+    RowName());
+
+const std::string kPip = "[global]\ncert = a.pem\n\n[install]\nhosts =\n    a\n    b\n";
+const std::string kSysctl = "net.ipv4.ip_forward = 0\n[A]\nk: v\n"; // an entry above the first header
+const std::string kAfter = "[Unit]\nAfter = a\nAfter = b\n";
+const std::string kPhp = "[PHP]\nmemory_limit = 128M\n";
+const std::string kNamed = ": the name contains none of .cfg, .inf, .cksum, .xml and ";
+const std::string kByte = "its first non-blank byte ";
+
+// Which reading FILE gets: the name the library reads, else the first byte.
+INSTANTIATE_TEST_SUITE_P(Reading, ToolTable, testing::Values(
+    ToolCase{"OtherNameInIni", "pip.conf", kPip, {"get", "pip.conf", "global.cert"}, 0, "a.pem\n", ""},
+    ToolCase{"BlankFileInIni", "e.conf", " \n", {"list", "e.conf"}, 0, "", ""},
+    ToolCase{"FirstByteAngleAsXml", "p.conf", " \n<r><b>1</b></r>", {"get", "p.conf", "b"}, 0, "1\n", ""},
+    ToolCase{"MarkThenAngleAsXml", "p.conf", "\xEF\xBB\xBF<r><b>1</b></r>", {"-v", "get", "p.conf", "b"}, 0, "1\n",
+             "zelcfg: p.conf: note: reading it as XML" + kNamed + kByte + "after the byte order mark is '<' "
+             "(--block, --anonymous or --ini says otherwise)\n"},
+    ToolCase{"MarkThenHeaderInIni", "u.service", "\xEF\xBB\xBF[Unit]\nAfter = a\n", {"-v", "get", "u.service",
+             "Unit.After"}, 0, "a\n", "zelcfg: u.service: note: reading it in the INI dialect" + kNamed + kByte
+             + "after the byte order mark is not '<' (--block, --anonymous or --xml says otherwise)\n"},
+    ToolCase{"CfgNameInBlockMode", "pip.cfg", kPip, {"-v", "get", "pip.cfg", "global.cert "}, 0, " a.pem\n",
+             "zelcfg: pip.cfg: note: reading it in block mode, as the library reads a name containing .cfg "
+             "(--anonymous, --xml or --ini says otherwise)\n"},
+    ToolCase{"IniForced", "pip.cfg", kPip, {"--ini", "-v", "get", "pip.cfg", "global.cert"}, 0, "a.pem\n",
+             "zelcfg: pip.cfg: note: reading it in the INI dialect, as --ini says\n"},
+    ToolCase{"BlockForced", "pip.conf", kPip, {"--block", "get", "pip.conf", "global.cert "}, 0, " a.pem\n", ""},
+    ToolCase{"StandardInputInBlockMode", "in", kPip, {"-v", "get", "-", "global.cert "}, 0, " a.pem\n",
+             "zelcfg: -: note: reading it in block mode: it is standard input (--anonymous, --xml or --ini says "
+             "otherwise)\n", kUnchanged, "<in"},
+    ToolCase{"StandardInputIni", "in", kPip, {"--ini", "get", "-", "global.cert"}, 0, "a.pem\n", "", kUnchanged,
+             "<in"},
+    ToolCase{"MissingFileCreatedInIni", "in", "", {"-v", "set", "n.conf", "a.b", "1"}, 0, "[a]\nb = 1\n",
+             "zelcfg: n.conf: note: reading it in the INI dialect" + kNamed + "it does not exist (--block, "
+             "--anonymous or --xml says otherwise)\n", kUnchanged, "&& cat n.conf"},
+    ToolCase{"UnreadableKeepsItsMessage", "a.cfg", "", {"lint", "."}, 2, "",
+             "zelcfg: .: cannot be read: Is a directory\n"}),
+    RowName());
+
+// Every command on INI files.
+INSTANTIATE_TEST_SUITE_P(Ini, ToolTable, testing::Values(
+    ToolCase{"GetContinuationLines", "pip.conf", kPip, {"get", "pip.conf", "install.hosts"}, 0, "\na\nb\n", ""},
+    ToolCase{"GetEmptyBlockApart", "s.conf", kSysctl, {"get", "s.conf", "", "net.ipv4.ip_forward"}, 0, "0\n", ""},
+    ToolCase{"GetDotKey", "s.conf", kSysctl, {"get", "s.conf", ".net.ipv4.ip_forward"}, 0, "0\n", ""},
+    ToolCase{"GetNullEveryEntry", "u.conf", kAfter, {"get", "-z", "u.conf", "Unit.After"}, 0, "a\0b\0"s, ""},
+    ToolCase{"GetStrictInt", "php.ini", kPhp, {"get", "--strict", "--type", "int", "php.ini", "PHP.memory_limit"}, 3,
+             "", "zelcfg: php.ini: PHP.memory_limit: an int reads only '128' of '128M'\n"},
+    ToolCase{"SetBoolAddedInStyle", "php.ini", kPhp, {"set", "--type", "bool", "php.ini", "PHP.on", "1"}, 0, "", "",
+             kPhp + "on = TRUE\n"},
+    ToolCase{"SetLineFeedsContinue", "pip.conf", kPip, {"set", "pip.conf", "install.hosts", "c\nd"}, 0, "", "",
+             "[global]\ncert = a.pem\n\n[install]\nhosts = c\n    d\n"},
+    ToolCase{"SetRepeatedKeyRefused", "u.conf", kAfter, {"set", "u.conf", "Unit.After", "x"}, 2, "",
+             "zelcfg: u.conf: Unit.After names 2 entries (lines 2 and 3): --all sets every one, --index N the Nth, "
+             "--add appends another\n"},
+    ToolCase{"SetIndex", "u.conf", kAfter, {"set", "--index", "2", "u.conf", "Unit.After", "x"}, 0, "", "",
+             "[Unit]\nAfter = a\nAfter = x\n"},
+    ToolCase{"SetAdd", "u.conf", kAfter, {"set", "--add", "u.conf", "Unit.After", "c"}, 0, "", "",
+             kAfter + "After = c\n"},
+    ToolCase{"UnsetAll", "u.conf", kAfter, {"unset", "--all", "u.conf", "Unit.After"}, 0, "", "", "[Unit]\n"},
+    ToolCase{"SetEmptyBlockApart", "s.conf", kSysctl, {"set", "s.conf", "", "net.ipv4.ip_forward", "1"}, 0, "", "",
+             "net.ipv4.ip_forward = 1\n[A]\nk: v\n"},
+    ToolCase{"SetDotKeyAddsAboveHeader", "s.conf", kSysctl, {"set", "s.conf", ".kernel.x", "2"}, 0, "", "",
+             "net.ipv4.ip_forward = 0\nkernel.x = 2\n[A]\nk: v\n"},
+    ToolCase{"SetKeyWithoutDot", "s.conf", kSysctl, {"set", "s.conf", "k", "1"}, 2, "", "zelcfg: s.conf: the key "
+             "'k' is not BLOCK.ENTRY, nor .ENTRY for an entry above the first header\n"},
+    ToolCase{"UnsetDotKey", "s.conf", kSysctl, {"unset", "s.conf", ".net.ipv4.ip_forward"}, 0, "", "", "[A]\nk: v\n"},
+    ToolCase{"RemoveBlockAboveHeader", "s.conf", kSysctl, {"remove-block", "s.conf", ""}, 0, "", "", "[A]\nk: v\n"},
+    ToolCase{"RemoveBlockWithContinuation", "pip.conf", kPip, {"remove-block", "pip.conf", "install"}, 0, "", "",
+             "[global]\ncert = a.pem\n\n"},
+    ToolCase{"List", "s.conf", kSysctl, {"list", "s.conf"}, 0, ".net.ipv4.ip_forward=0\nA.k=v\n", ""},
+    ToolCase{"ListNull", "pip.conf", kPip, {"list", "-z", "pip.conf"}, 0,
+             "global\0cert\0a.pem\0install\0hosts\0\na\nb\0"s, ""},
+    ToolCase{"BlocksEmptyFirst", "s.conf", kSysctl, {"blocks", "s.conf"}, 0, "\nA\n", ""},
+    ToolCase{"LintType", "php.ini", kPhp, {"lint", "--type", "int", "php.ini"}, 1,
+             "php.ini:2: --type int: an int reads only '128' of '128M'\n", ""},
+    ToolCase{"FormatRefused", "pip.conf", kPip, {"format", "pip.conf"}, 2, "",
+             "zelcfg: pip.conf: INI files have no normalised form: each keeps its own\n"},
+    ToolCase{"NormaliseRefused", "pip.conf", kPip, {"set", "--normalise", "pip.conf", "global.cert", "b"}, 2, "",
+             "zelcfg: pip.conf: INI files have no normalised form: each keeps its own\n"},
+    ToolCase{"CrlfGet", "c.conf", "[a]\r\nk = 1\r\n", {"get", "c.conf", "a.k"}, 0, "1\n", ""},
+    ToolCase{"CrlfSetKept", "c.conf", "[a]\r\nk = 1\r\n", {"set", "c.conf", "a.j", "2"}, 0, "", "",
+             "[a]\r\nk = 1\r\nj = 2\r\n"}),
     RowName());
 
 #ifdef ZELCONFIG_TEST_XML

@@ -27,47 +27,14 @@ namespace {
 const char kCannotNormalise[] = "the normalised form would not read back: in anonymous mode an entry name "
                                 "begins with '#', ';' or '[' once trimmed";
 
-// The back end for FILE: the forced mode; for standard input block mode
-// unless a mode is forced; else the library's own chooser, and block mode
-// for a name it does not know, with a note under -v (an error with
-// --strict-name).
-bool ChooseInput(const Invocation& invocation, Input& input, int& status)
+// Refuses what needs a normalised form where no file read in the
+// document's mode has one (the INI dialect keeps each file's own), in the
+// document's words: kExitFailure after reporting it, else kExitOk.
+int NeedsNormalForm(const Document& document, const Input& input)
 {
-    input.path = invocation.operands.front();
-    switch (invocation.mode) {
-    case ModeChoice::kBlock:
-        input.backend = Backend::kCfgBlock;
-        return true;
-    case ModeChoice::kAnonymous:
-        input.backend = Backend::kCfgAnonymous;
-        return true;
-    case ModeChoice::kXml:
-        input.backend = Backend::kXml;
-        return true;
-    case ModeChoice::kIni:
-        input.backend = Backend::kCfgBlock;
-        input.ini = true;
-        return true;
-    case ModeChoice::kByPath:
-        break;
-    }
-    input.backend = input.Stdin() ? Backend::kCfgBlock
-                                  : zelconfig::ChooseBackend(input.path.c_str(), zelconfig::BackendUse::kRead);
-    if (input.backend != Backend::kNone) {
-        return true;
-    }
-    const char* const unknown = "the name contains none of .cfg, .inf, .cksum, .xml";
-    if (invocation.strictName) {
-        status = Fail(kExitFailure, input.path, std::string(unknown) + "; say --block, --anonymous or --xml");
-        return false;
-    }
-    // Scripts editing /etc/foo.conf would get it on every call: -v asks for it.
-    if (invocation.verbosity > 0) {
-        std::cerr << "zelcfg: " << input.path << ": note: " << unknown
-                  << "; reading it in block mode (--block, --anonymous or --xml says so)\n";
-    }
-    input.backend = Backend::kCfgBlock;
-    return true;
+    Document probe(document.GetMode());
+    probe.Parse("");
+    return probe.Normalise() == 0 ? kExitOk : Fail(kExitFailure, input.path, probe.Error());
 }
 
 template <class Doc>
@@ -244,16 +211,19 @@ enum class EditKind { kSet, kUnset, kRemoveBlock };
 // What an edit's operands must be before the file is locked, so that a
 // refused set creates no file: a CFG key that a line of the file can hold,
 // as the document decides on an empty text; an XML key is checked by the
-// document.
+// document. In the INI dialect the block "" holds the entries above the
+// first header.
 bool CheckNames(const Document& document, const Target& target, const std::string& value, std::string& error)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
+    const bool ini = document.GetMode() == Document::Mode::kIni;
     if (!target.apart && (target.key.empty() || (!anonymous && target.key.find('.') == std::string::npos))) {
-        error = "the key '" + target.key + "' is not BLOCK.ENTRY";
+        error = "the key '" + target.key + "' is not BLOCK.ENTRY"
+                + (ini ? ", nor .ENTRY for an entry above the first header" : "");
         return false;
     }
     // "[]" and "=v" read back, but hardly as anyone meant them.
-    if (target.block.empty() || target.entry.empty()) {
+    if ((target.block.empty() && !ini) || target.entry.empty()) {
         error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
@@ -376,6 +346,12 @@ int Edit(const Invocation& invocation, const Input& input, Doc& document, EditKi
          MakeEdit edit)
 {
     const unsigned create = !kXml<Doc> && kind == EditKind::kSet ? Document::kCreate : 0u;
+    if constexpr (!kXml<Doc>) {
+        // Refused before the file is locked, or created.
+        if (const int refused = invocation.Has(kOptionNormalise) ? NeedsNormalForm(document, input) : kExitOk) {
+            return refused;
+        }
+    }
     if (const int loaded = document.Load(input.path, Document::kLock | create, SaveOptions(invocation))) {
         return Fail(kExitFailure, input.path, LockFailure(loaded, document, input, create != 0));
     }
@@ -437,11 +413,12 @@ int Unset(const Invocation& invocation, const Input& input, Doc& document)
                 [&](Doc& edited) { return Delete(edited, invocation, target); });
 }
 
-// remove-block: every section of the block, with its comment lines.
+// remove-block: every section of the block, with its comment lines; in the
+// INI dialect the block "" is the text above the first header.
 int RemoveBlock(const Invocation& invocation, const Input& input, Document& document)
 {
     const std::string& name = invocation.operands[1];
-    if (name.empty()) {
+    if (name.empty() && document.GetMode() != Document::Mode::kIni) {
         return Fail(kExitFailure, input.path, "a block name cannot be empty");
     }
     return Edit(invocation, input, document, EditKind::kRemoveBlock, Target{name, name, "", true, name},
@@ -503,6 +480,9 @@ int List(const Invocation& invocation, const Input& input, Doc& document)
 // format: the normalised text on stdout; the file is left as it is.
 int Format(const Invocation&, const Input& input, Document& document)
 {
+    if (const int refused = NeedsNormalForm(document, input)) {
+        return refused;
+    }
     int status = kExitFailure;
     if (!Load(document, input, status)) {
         return status;
@@ -558,7 +538,14 @@ template <class Doc>
 int Lint(const Invocation& invocation, const Input& input, Doc& document)
 {
     if (kXml<Doc> && (invocation.Has(kOptionDiff) || invocation.Has(kOptionType))) {
-        return Fail(kExitFailure, input.path, "lint --diff and --type work on CFG files only");
+        return Fail(kExitFailure, input.path,
+                    invocation.Has(kOptionDiff) ? "lint --diff works on CFG files only"
+                                                : "lint --type works on CFG and INI files only");
+    }
+    if constexpr (!kXml<Doc>) {
+        if (const int refused = invocation.Has(kOptionDiff) ? NeedsNormalForm(document, input) : kExitOk) {
+            return refused;
+        }
     }
     const int status = Read(document, input);
     if (status == kStatusNotFound || (kXml<Doc> && status != 0)) {
@@ -704,11 +691,12 @@ int RunCommand(const Command& command, const Invocation& invocation)
         return Fail(kExitFailure, input.path, "--normalise works on CFG files only");
     }
     if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAdd)) {
-        return Fail(kExitFailure, input.path, "--index and --add work on CFG files only; an XML key takes [N]");
+        return Fail(kExitFailure, input.path,
+                    "--index and --add work on CFG and INI files only; an XML key takes [N]");
     }
     if (command.runXml == nullptr) {
         return Fail(kExitFailure, input.path,
-                    invocation.command + " works on CFG files only; XML files take "
+                    invocation.command + " works on CFG and INI files only; XML files take "
                         + CommandNames([](const Command& other) { return other.runXml != nullptr; }));
     }
     return command.runXml(invocation, input);

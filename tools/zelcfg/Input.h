@@ -8,6 +8,8 @@
 
 namespace zelcfg {
 
+struct Invocation;
+
 // The FILE operand and the back end that reads it.
 struct Input
 {
@@ -24,6 +26,13 @@ struct Input
                              : zelconfig::Document::Mode::kBlock;
     }
 };
+
+// Chooses how FILE is read: as an option forces; standard input in block
+// mode; a name the library reads as the library reads it; any other file as
+// XML when its first byte but blanks (after a UTF-8 byte order mark) is '<',
+// else in the INI dialect. -v says which and why. False after reporting a
+// name --strict-name refuses, with the exit status in `status`.
+bool ChooseInput(const Invocation& invocation, Input& input, int& status);
 
 } // namespace zelcfg
 

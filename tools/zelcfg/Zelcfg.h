@@ -22,9 +22,10 @@ enum ExitStatus : int
 
 enum class ValueType { kString, kInt, kFloat, kDouble, kBool };
 
-// Which rules read the file: the path's, as the library's front end decides,
-// or those the user forces. Not zelconfig::Document::Mode: kByPath is no mode
-// but the absence of a forced one, and may end in the XML back end.
+// Which rules read the file: those the user forces, or else the path's, as
+// the library's front end decides, and for a name it does not read the
+// file's first byte's (ChooseInput, Input.h). Not zelconfig::Document::Mode:
+// kByPath is no mode but the absence of a forced one, and may end in XML.
 enum class ModeChoice { kByPath, kBlock, kAnonymous, kXml, kIni };
 
 // The options that only some commands take, as bits.

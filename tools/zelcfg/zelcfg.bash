@@ -1,8 +1,9 @@
 # bash completion for zelcfg: commands, options, --type's values, file names,
 # and the keys and blocks of the file on the line.
 # The commands and options come from `zelcfg --help`, the keys and blocks from
-# `zelcfg list --null` and `blocks --null`, so nothing here lists them again;
-# only which names are XML files is the library's rule, repeated below.
+# `zelcfg list --null` and `blocks --null`, and whether the file is read as
+# XML from the tool too (`blocks` takes no XML file), so nothing here repeats
+# them or the rules that choose a file's reading.
 # Plain bash only: no helper of the bash-completion package is needed.
 
 # Prints the commands (the first word of each line of "Commands:") or the
@@ -80,7 +81,7 @@ _zelcfg() {
             ended=1
         elif [[ -z $ended && $word == -?* && $word != -[0-9.]* ]]; then
             case $word in
-                --block | --anonymous | --xml) mode+=("$word") ;;
+                --block | --anonymous | --xml | --ini) mode+=("$word") ;;
                 # bash splits --type=int at "=" (COMP_WORDBREAKS).
                 --type | --wait | --index) [[ ${COMP_WORDS[i + 1]-} == = ]] && ((i++))
                                  ((i++)) ;;
@@ -135,20 +136,22 @@ _zelcfg() {
                 mapfile -d '' -t names < <("$tool" blocks --null "${mode[@]}" -- "$file" </dev/null 2>/dev/null)
             elif [[ $command != get && $command != set && $command != unset ]]; then
                 :
-            elif [[ " ${mode[*]} " == *" --xml "* || ( ${#mode[@]} == 0 && $file == *.xml* &&
-                    $file != *.cfg* && $file != *.inf* && $file != *.cksum* ) ]]; then
-                # Read as XML, by --xml or by the name as the library's chooser
-                # reads it (.cfg, .inf and .cksum first): a KEY and its VALUE
-                # for each entry; nothing after the KEY.
+            elif [[ " ${mode[*]} " == *" --xml "* ]] || { ((${#mode[@]} == 0)) &&
+                    ! "$tool" blocks -- "$file" </dev/null >/dev/null 2>&1; }; then
+                # Read as XML, by --xml or as the tool chooses for the file
+                # (it refuses `blocks` of an XML file; one it cannot read
+                # lists nothing either way): a KEY and its VALUE for each
+                # entry; nothing after the KEY.
                 if ((${#operands[@]} == 2)); then
                     while IFS= read -r -d '' entry && IFS= read -r -d '' value; do
                         names+=("$entry")
                     done < <("$tool" list --null "${mode[@]}" -- "$file" </dev/null 2>/dev/null)
                 fi
             else
-                # KEY, BLOCK.ENTRY (ENTRY alone with --anonymous); a block whose
-                # name holds "." no key reaches: offer the block, then its
-                # entries as the next operand.
+                # KEY, BLOCK.ENTRY (ENTRY alone with --anonymous; .ENTRY
+                # above an INI file's first header); a block whose name holds
+                # "." no key reaches: offer the block, then its entries as
+                # the next operand.
                 while IFS= read -r -d '' block && IFS= read -r -d '' entry &&
                     IFS= read -r -d '' value; do
                     if ((${#operands[@]} == 3)); then
