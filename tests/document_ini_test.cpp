@@ -144,6 +144,8 @@ const EditRow kAdds[] = {
      "[Unit]\nAfter=a\nAfter=b\nAfter=c\nX=1\n"},
     {"NameWithADelimiterRefused", kPhp, Op::kAdd, "PHP.a=b", "1", 22, kPhp},
     {"NameLikeAHeaderRefused", kPhp, Op::kAdd, "PHP.[x]", "1", 22, kPhp},
+    {"WholeKeyAboveTheFirstHeaderRefused", "net.ipv4.ip_forward = 0\n[a]\nk=1\n", Op::kAdd, "net.ipv4.ip_forward",
+     "1", kAmbiguous, "net.ipv4.ip_forward = 0\n[a]\nk=1\n"},
     {"SectionWithBlanksNearbyRefused", "[ a ]\nk=1\n", Op::kAdd, "a.j", "1", kAmbiguous, "[ a ]\nk=1\n"},
     {"WouldSwallowTheLineBelowRefused", "[a]\n    junk\n", Op::kAdd, "b.k", "1", 22, "[a]\n    junk\n"},
 };

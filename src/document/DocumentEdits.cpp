@@ -23,10 +23,25 @@ std::string Document::State::DottedBlockText(const Named& name) const
     return "";
 }
 
+std::string Document::State::NamelessText(const Named& name) const
+{
+    std::string hint;
+    if (Ini() && name.byKey && !name.key.empty()) {
+        ForEachEntryOf("", [&](const Line& line, std::string_view key, std::string_view) {
+            if (hint.empty() && key == name.key) {
+                hint = "; line " + std::to_string(LineNumber(line.begin)) + " holds '" + name.key
+                       + "' above the first section header: address it as '." + name.key + "'";
+            }
+        });
+    }
+    return hint;
+}
+
 std::string Document::State::Missing(const Named& name, const std::vector<Document::Lookalike>& lookalikes) const
 {
     const std::string block(name.parts.block), entry(name.parts.entry);
-    return "no key " + name.Shown() + LookalikeText(block, entry, lookalikes) + DottedBlockText(name);
+    return "no key " + name.Shown() + LookalikeText(block, entry, lookalikes) + DottedBlockText(name)
+           + NamelessText(name);
 }
 
 const std::vector<Document::Lookalike>& Document::State::EditLookalikes(const Document& document,
@@ -177,11 +192,13 @@ int Document::Add(const std::string& key, const std::string& value)
     }
     State& s = *m_state;
     const Named name = s.Name(key);
-    // A block whose name is a longer prefix of the key is most likely what
-    // was meant: adding beside it would write where no reader looks.
+    // A block whose name is a longer prefix of the key, or an INI entry
+    // above the first header named by the whole key, is most likely what was
+    // meant: adding beside it would write where no reader looks.
     if (s.WhollyRead()
-        && CFGCheckWritable(name.parts.block, name.parts.entry, value, nullptr) == CFGWritable::kWritable) {
-        const std::string dotted = s.DottedBlockText(name);
+        && (s.Ini()
+            || CFGCheckWritable(name.parts.block, name.parts.entry, value, nullptr) == CFGWritable::kWritable)) {
+        const std::string dotted = s.DottedBlockText(name) + s.NamelessText(name);
         if (!dotted.empty()) {
             s.error = "refusing to add " + key + dotted;
             return kEditAmbiguous;
@@ -306,7 +323,7 @@ int Document::RemoveBlock(const std::string& name)
         }
     }
     if (removed.empty()) {
-        s.error = "no block " + name + LookalikeText(name, "", Lookalikes(name, ""));
+        s.error = "no block " + (name.empty() ? std::string("''") : name) + LookalikeText(name, "", Lookalikes(name, ""));
         return kStatusNotFound;
     }
     if (s.Ini() && !s.IniKeepsLinesBelow(removed)) {

@@ -777,6 +777,11 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // [Net.eth0] held), as a tail for a message; empty when there is none.
     std::string DottedBlockText(const Named& name) const;
 
+    // An INI entry above the first header whose name is the whole key, which
+    // the key most likely meant ("net.ipv4.ip_forward" in sysctl.conf), as a
+    // tail for a message; empty when there is none.
+    std::string NamelessText(const Named& name) const;
+
     // Why no lookup finds the entry, with what the file holds that the name
     // was probably meant for.
     std::string Missing(const Named& name, const std::vector<Document::Lookalike>& lookalikes) const;
