@@ -70,6 +70,81 @@ struct CFGReport
     std::string_view comment; // kBlockOpened, kEntryKept: the comment lines it takes, joined
 };
 
+// The bytes the INI dialect takes for white space around a line, a key or a
+// value: ASCII's, the carriage return of a CR LF line included.
+inline bool CFGIniBlank(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r') || (c >= '\x1c' && c <= '\x1f');
+}
+
+// Whether an INI line is blank: of those bytes only, or none.
+inline bool CFGIniBlankLine(std::string_view line)
+{
+    for (char c : line) {
+        if (!CFGIniBlank(c)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// An INI entry's value as the reading's reports give it: the text after
+// the delimiter, then each continuation line on a line of its own, blank
+// lines between them kept as empty lines, blank lines after the last
+// dropped; comment lines between them are no part of it. Every reader of
+// INI values takes the reports through one of these.
+class CFGIniValue
+{
+public:
+    // Takes one report in order: an entry starts a value, a continuation
+    // line or a blank line goes on with it, a comment line leaves it be, and
+    // any other line ends it. True when the report ended a value, which
+    // Value() then holds until the next call.
+    bool Take(const CFGReport& report)
+    {
+        switch (report.fate) {
+        case CFGFate::kContinuation:
+            m_value.append(m_blanks + 1, '\n');
+            m_value.append(report.line.value.data(), report.line.value.size());
+            m_blanks = 0;
+            return false;
+        case CFGFate::kComment:
+            return false;
+        case CFGFate::kIgnored:
+            if (CFGIniBlankLine(report.text)) {
+                ++m_blanks; // part of the value only if more of it follows
+                return false;
+            }
+            break;
+        default:
+            break;
+        }
+        const bool ended = Finish();
+        if (report.fate == CFGFate::kEntryKept) {
+            m_value.assign(report.line.value.data(), report.line.value.size());
+            m_blanks = 0;
+            m_open = true;
+        }
+        return ended;
+    }
+    // The end of the reading: true when a value was still open.
+    bool Finish()
+    {
+        if (!m_open) {
+            return false;
+        }
+        m_done.swap(m_value);
+        m_open = false;
+        return true;
+    }
+    const std::string& Value() const { return m_done; }
+
+private:
+    std::string m_value, m_done;
+    size_t m_blanks = 0;
+    bool m_open = false;
+};
+
 // How to read: `anonymous` is the facet that anonymous mode trims with, null
 // in block mode. With `headersOnly`, once entries have a block to go to
 // (after the first header; at once in anonymous mode) only the lines that
@@ -93,53 +168,9 @@ struct CFGReadMode
     bool midFile = false; // ini: the first line is no file's first, so no mark precedes it
 };
 
-// The bytes the INI dialect takes for white space around a line, a key or a
-// value: ASCII's, the carriage return of a CR LF line included.
-inline bool CFGIniBlank(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r') || (c >= '\x1c' && c <= '\x1f');
-}
-
-// Whether an INI line is blank: of those bytes only, or none.
-inline bool CFGIniBlankLine(std::string_view line)
-{
-    for (char c : line) {
-        if (!CFGIniBlank(c)) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The bytes of the UTF-8 byte order mark, which the INI dialect skips.
 constexpr std::string_view kCFGByteOrderMark = "\xEF\xBB\xBF";
 
-// An INI entry's value as its reports give it: the text after the delimiter,
-// then each continuation line on a line of its own, blank lines between them
-// kept as empty lines, blank lines after the last dropped; comment lines
-// between them are no part of it.
-class CFGIniValue
-{
-public:
-    void Start(std::string_view first)
-    {
-        m_value.assign(first.data(), first.size());
-        m_blanks = 0;
-    }
-    // A blank line inside the entry: part of the value only if more follows.
-    void Blank() { ++m_blanks; }
-    void Continue(std::string_view line)
-    {
-        m_value.append(m_blanks + 1, '\n');
-        m_value.append(line.data(), line.size());
-        m_blanks = 0;
-    }
-    const std::string& Value() const { return m_value; }
-
-private:
-    std::string m_value;
-    size_t m_blanks = 0;
-};
 
 // What a reading tells its caller. The listener keeps the block names (the
 // engine's model does), so that a reading holds each once.

@@ -67,41 +67,23 @@ struct ReadBack
     std::vector<std::string> headers;
     std::vector<std::pair<std::string, std::string>> entries;
     CFGIniValue value;
-    bool open = false;
 
     bool ClaimBlock(std::string_view, std::string_view) { return true; }
     void Report(const CFGReport& report)
     {
-        switch (report.fate) {
-        case CFGFate::kEntryKept:
-            Close();
+        if (value.Take(report)) {
+            entries.back().second = value.Value();
+        }
+        if (report.fate == CFGFate::kEntryKept) {
             entries.emplace_back(std::string(report.line.key), std::string());
-            value.Start(report.line.value);
-            open = true;
-            break;
-        case CFGFate::kContinuation:
-            value.Continue(report.line.value);
-            break;
-        case CFGFate::kIgnored:
-            if (CFGIniBlankLine(report.text)) {
-                value.Blank();
-            } else {
-                Close();
-            }
-            break;
-        case CFGFate::kComment:
-            break;
-        default:
-            Close();
+        } else if (report.line.kind == CFGLineKind::kHeader) {
             headers.emplace_back(report.line.name);
-            break;
         }
     }
     void Close()
     {
-        if (open) {
+        if (value.Finish()) {
             entries.back().second = value.Value();
-            open = false;
         }
     }
 };

@@ -279,24 +279,19 @@ public:
     void Report(const CFGReport& report)
     {
         const size_t number = ++m_line;
+        if (m_value.Take(report)) {
+            CheckValue();
+        }
         switch (report.fate) {
         case CFGFate::kBlockOpened:
         case CFGFate::kBlockRepeated:
-            Close();
             Header(number, report.line.name);
             break;
         case CFGFate::kEntryKept:
-            Close();
             Entry(number, report.line);
             break;
-        case CFGFate::kContinuation:
-            m_value.Continue(report.line.value);
-            break;
         case CFGFate::kIgnored:
-            if (CFGIniBlankLine(report.text)) {
-                m_value.Blank();
-            } else {
-                Close();
+            if (!CFGIniBlankLine(report.text)) {
                 Stray(number, report.text);
             }
             break;
@@ -307,7 +302,9 @@ public:
 
     std::vector<Finding> Finish()
     {
-        Close();
+        if (m_value.Finish()) {
+            CheckValue();
+        }
         return std::move(m_findings);
     }
 
@@ -339,7 +336,6 @@ private:
                             + ": other INI readers keep only the last value; here every value is read, and an "
                               "edit must name which");
         }
-        m_value.Start(line.value);
         m_entryLine = number;
     }
 
@@ -360,15 +356,14 @@ private:
     }
 
     // The entry above is whole: its value is asked about.
-    void Close()
+    void CheckValue()
     {
-        if (m_entryLine != 0 && m_checkValue) {
+        if (m_checkValue) {
             std::string said = m_checkValue(m_value.Value());
             if (!said.empty()) {
                 Add(m_entryLine, std::move(said));
             }
         }
-        m_entryLine = 0;
     }
 
     const ValueCheck& m_checkValue;
@@ -379,7 +374,7 @@ private:
     std::map<std::string, size_t> m_headers;                          // name -> line of its first header
     std::map<std::string, std::map<std::string, size_t>> m_keys;      // section -> key -> its first line
     CFGIniValue m_value;
-    size_t m_entryLine = 0; // the entry whose value is being read, or 0
+    size_t m_entryLine = 0; // the entry whose value is being read
 };
 
 } // namespace

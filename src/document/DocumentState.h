@@ -459,43 +459,23 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         CFGIniValue value;
         Line entry{};
         std::string_view section, key;
-        bool open = false;
-        const auto flush = [&] {
-            if (open) {
-                found(entry, section, key, std::string_view(value.Value()));
-                open = false;
-            }
-        };
         ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
-            switch (report.fate) {
-            case CFGFate::kEntryKept:
-                flush();
+            if (value.Take(report)) {
+                found(entry, section, key, std::string_view(value.Value()));
+            }
+            if (report.fate == CFGFate::kEntryKept) {
                 entry = line;
                 key = report.line.key;
-                value.Start(report.line.value);
-                open = true;
-                break;
-            case CFGFate::kContinuation:
-                value.Continue(report.line.value);
+            } else if (report.fate == CFGFate::kContinuation) {
                 entry.end = line.end;
                 entry.next = line.next;
-                break;
-            case CFGFate::kComment:
-                break; // no part of a value, nor its end
-            case CFGFate::kIgnored:
-                if (CFGIniBlankLine(report.text)) {
-                    value.Blank();
-                    break;
-                }
-                flush(); // a line that is no entry ends the value above it
-                break;
-            default:
-                flush();
+            } else if (report.line.kind == CFGLineKind::kHeader) {
                 section = report.line.name;
-                break;
             }
         });
-        flush();
+        if (value.Finish()) {
+            found(entry, section, key, std::string_view(value.Value()));
+        }
     }
 
     // Every INI entry with its section's name: in file order, or by section
