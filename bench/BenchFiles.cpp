@@ -109,11 +109,15 @@ const FileShape* FindShape(const std::string& name)
     return nullptr;
 }
 
-bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts)
+bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts, FileStyle style)
 {
     facts = FileFacts();
     Writer out(path);
     Random random(0x5EEDu + shape.blocks);
+    // The continuation lines draw from a stream of their own, so that the
+    // INI twin holds the CFG file's names and values, lookup keys included.
+    Random continuation(0xC0D1u + shape.blocks);
+    const bool ini = style == FileStyle::kIni;
     // About 32 lookup keys, the same number of misses, spread evenly.
     const size_t totalEntries = shape.blocks * shape.entriesPerBlock;
     const size_t keyStride = totalEntries / 32 == 0 ? 1 : totalEntries / 32;
@@ -140,7 +144,10 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
             } else {
                 value = Value(random, random.Between(5, 40));
             }
-            out.Line(key + "=" + value, facts);
+            out.Line(key + (ini ? " = " : "=") + value, facts);
+            for (int more = 0; ini && entry % 10 == 5 && more < 2; ++more) {
+                out.Line("    " + Value(continuation, continuation.Between(5, 40)), facts);
+            }
             ++facts.entries;
             const bool spread = entryIndex / 10 % (keyStride / 10 + 1) == 0;
             if (entry % 10 == 0 && spread && facts.keyBlocks.size() < 32) {
