@@ -347,7 +347,7 @@ INSTANTIATE_TEST_SUITE_P(Show, ToolTable, testing::Values(
     ToolCase{"UnknownOption", "a.cfg", "", {"get", "-x", "a.cfg", "A.b"}, 2, "",
              "zelcfg: unknown option '-x'\nTry 'zelcfg --help'.\n"},
     ToolCase{"ModesExcludeEachOther", "a.cfg", "", {"--xml", "get", "--block", "a.cfg", "A.b"}, 2, "",
-             "zelcfg: --block, --anonymous and --xml exclude each other\nTry 'zelcfg --help'.\n"},
+             "zelcfg: --block, --anonymous, --xml and --ini exclude each other\nTry 'zelcfg --help'.\n"},
     ToolCase{"UnknownType", "a.cfg", "", {"get", "--type", "long", "a.cfg", "A.b"}, 2, "",
              "zelcfg: unknown type 'long' (known: int, float, double, bool, string)\nTry 'zelcfg --help'.\n"},
     ToolCase{"WrongOperandCount", "a.cfg", "", {"set", "a.cfg", "A.b"}, 2, "",
