@@ -114,9 +114,6 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
     facts = FileFacts();
     Writer out(path);
     Random random(0x5EEDu + shape.blocks);
-    // The continuation lines draw from a stream of their own, so that the
-    // INI twin holds the CFG file's names and values, lookup keys included.
-    Random continuation(0xC0D1u + shape.blocks);
     const bool ini = style == FileStyle::kIni;
     // About 32 lookup keys, the same number of misses, spread evenly.
     const size_t totalEntries = shape.blocks * shape.entriesPerBlock;
@@ -144,9 +141,15 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
             } else {
                 value = Value(random, random.Between(5, 40));
             }
-            out.Line(key + (ini ? " = " : "=") + value, facts);
-            for (int more = 0; ini && entry % 10 == 5 && more < 2; ++more) {
-                out.Line("    " + Value(continuation, continuation.Between(5, 40)), facts);
+            if (ini && entry % 10 == 5) {
+                // The value's bytes cut in thirds, the last two on indented
+                // lines of their own: the twin adds only the dialect's bytes.
+                const size_t third = value.size() / 3;
+                out.Line(key + " = " + value.substr(0, third), facts);
+                out.Line("    " + value.substr(third, third), facts);
+                out.Line("    " + value.substr(2 * third), facts);
+            } else {
+                out.Line(key + (ini ? " = " : "=") + value, facts);
             }
             ++facts.entries;
             const bool spread = entryIndex / 10 % (keyStride / 10 + 1) == 0;

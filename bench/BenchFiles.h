@@ -37,9 +37,10 @@ struct FileFacts
 };
 
 // How a file's entries are written. kIni is the INI twin of the CFG file of
-// the same shape: the same blocks, keys, values and comments, written
+// the same shape: the same blocks, keys, value bytes and comments, written
 // "key = value", and every tenth entry's value (the fifth of each ten, never
-// an integer of the lookups) goes on over two indented continuation lines.
+// an integer of the lookups) cut over three lines, the last two indented
+// continuation lines.
 enum class FileStyle { kCfg, kIni };
 
 // Writes the file of that shape to `path`; false on an I/O error.

@@ -426,8 +426,8 @@ int XmlGetInt(const Input& in)
 // ---------------------------------------------------------------- INI
 
 // The INI twin of the file, which the driver writes beside it (".ini" for
-// ".cfg"), with its own facts: the same names and values, written
-// "key = value", with continuation lines.
+// ".cfg"), with its own facts: the same names and value bytes, written
+// "key = value", a tenth of the values over continuation lines.
 Input IniTwin(const Input& in)
 {
     Input twin = in;
