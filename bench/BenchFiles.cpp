@@ -109,11 +109,12 @@ const FileShape* FindShape(const std::string& name)
     return nullptr;
 }
 
-bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts)
+bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts, FileStyle style)
 {
     facts = FileFacts();
     Writer out(path);
     Random random(0x5EEDu + shape.blocks);
+    const bool ini = style == FileStyle::kIni;
     // About 32 lookup keys, the same number of misses, spread evenly.
     const size_t totalEntries = shape.blocks * shape.entriesPerBlock;
     const size_t keyStride = totalEntries / 32 == 0 ? 1 : totalEntries / 32;
@@ -140,7 +141,16 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
             } else {
                 value = Value(random, random.Between(5, 40));
             }
-            out.Line(key + "=" + value, facts);
+            if (ini && entry % 10 == 5) {
+                // The value's bytes cut in thirds, the last two on indented
+                // lines of their own: the twin adds only the dialect's bytes.
+                const size_t third = value.size() / 3;
+                out.Line(key + " = " + value.substr(0, third), facts);
+                out.Line("    " + value.substr(third, third), facts);
+                out.Line("    " + value.substr(2 * third), facts);
+            } else {
+                out.Line(key + (ini ? " = " : "=") + value, facts);
+            }
             ++facts.entries;
             const bool spread = entryIndex / 10 % (keyStride / 10 + 1) == 0;
             if (entry % 10 == 0 && spread && facts.keyBlocks.size() < 32) {

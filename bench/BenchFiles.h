@@ -36,8 +36,16 @@ struct FileFacts
     std::vector<std::string> keyBlocks, keyEntries;
 };
 
+// How a file's entries are written. kIni is the INI twin of the CFG file of
+// the same shape: the same blocks, keys, value bytes and comments, written
+// "key = value", and every tenth entry's value (the fifth of each ten, never
+// an integer of the lookups) cut over three lines, the last two indented
+// continuation lines.
+enum class FileStyle { kCfg, kIni };
+
 // Writes the file of that shape to `path`; false on an I/O error.
-bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts);
+bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts,
+                     FileStyle style = FileStyle::kCfg);
 
 // The facts beside a file, as "<path>.facts": counts, then one key a line.
 bool SaveFacts(const FileFacts& facts, const std::string& path);

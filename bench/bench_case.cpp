@@ -40,6 +40,7 @@
 #include "CZelConfigWriter.h"
 #include "HeapCounter.h"
 #include "TestFiles.h"
+#include "ZelConfigDocument.h"
 #include "Zelcfg.h"
 #include "platform/FileIO.h"
 
@@ -214,7 +215,8 @@ int RunParse(const ParseFn& parse, const Input& in, bool isModel)
         }
     }
     std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-    std::printf("seconds=%.9g runs=%zu\n", times[times.size() / 2], times.size());
+    std::printf("seconds=%.9g runs=%zu input_bytes=%zu\n", times[times.size() / 2], times.size(),
+                in.facts.bytes);
     return 0;
 }
 
@@ -421,6 +423,73 @@ int XmlGetInt(const Input& in)
 }
 #endif
 
+// ---------------------------------------------------------------- INI
+
+// The INI twin of the file, which the driver writes beside it (".ini" for
+// ".cfg"), with its own facts: the same names and value bytes, written
+// "key = value", a tenth of the values over continuation lines.
+Input IniTwin(const Input& in)
+{
+    Input twin = in;
+    twin.path = in.path.substr(0, in.path.rfind(".cfg")) + ".ini";
+    Check(LoadFacts(twin.path, twin.facts), "loading the INI twin's facts");
+    return twin;
+}
+
+std::function<int(const Input&)> ParseIni(ParseFn parse)
+{
+    return [parse](const Input& in) { return RunParse(parse, IniTwin(in), false); };
+}
+
+// What a reader of every entry does with it, kept so that no reading is
+// optimised away: entries counted, the values' bytes summed.
+struct Tally
+{
+    size_t entries = 0;
+    size_t valueBytes = 0;
+};
+
+// inih's callback for the INI twin: the least a program reading every value
+// does. inih calls it once more for each continuation line.
+int TallyHandler(void* user, const char*, const char*, const char* value)
+{
+    Tally& tally = *static_cast<Tally*>(user);
+    ++tally.entries;
+    tally.valueBytes += std::strlen(value);
+    return 1;
+}
+
+Parsed InihTally(const Input& in)
+{
+    auto tally = std::make_unique<Tally>();
+    // A positive result is the first line inih rejects: lines past its 200 bytes.
+    Check(ini_parse(in.path.c_str(), TallyHandler, tally.get()) >= 0, "ini_parse on the INI twin");
+    return Keep(std::move(tally));
+}
+
+// The dialect's reading: Load reads every line and indexes the headers.
+Parsed IniLoad(const Input& in)
+{
+    auto document = std::make_unique<zelconfig::Document>(zelconfig::Document::Mode::kIni);
+    Check(document->Load(in.path) == 0, "Document::Load in the INI dialect");
+    return Keep(std::move(document));
+}
+
+// The same, then every entry visited once with its joined value, as the
+// handler above visits them.
+Parsed IniWalk(const Input& in)
+{
+    auto document = std::make_unique<zelconfig::Document>(zelconfig::Document::Mode::kIni);
+    Check(document->Load(in.path) == 0, "Document::Load in the INI dialect");
+    Tally tally;
+    document->Walk([&tally](const std::string&, const std::string& value) {
+        ++tally.entries;
+        tally.valueBytes += value.size();
+    });
+    Check(tally.entries == in.facts.entries, "Document::Walk over every entry");
+    return Keep(std::move(document));
+}
+
 // ---------------------------------------------------------------- saving
 
 // The whole file, untimed; empty when it cannot be read.
@@ -554,16 +623,19 @@ void DurableReplace(const std::string& target)
 }
 
 // zelcfg set through the tool's own code (without starting a process): an
-// existing key's value, or a new key in an existing block.
-int ZelcfgSet(const Input& in, bool newKey)
+// existing key's value, or a new key in an existing block; with `ini`, the
+// same existing value in the INI twin, read with --ini.
+int ZelcfgSet(const Input& in, bool newKey, bool ini = false)
 {
     const std::string key = in.facts.keyBlocks[0] + "." + (newKey ? "newkey" : in.facts.keyEntries[0]);
-    return TimeEdit(in, [&](const std::string& target) {
+    const auto edit = [&](const std::string& target) {
         zelcfg::Invocation invocation;
         invocation.command = "set";
         invocation.operands = {target, key, "424242"};
-        Check(zelcfg::RunInvocation(invocation) == 0, "zelcfg set");
-    });
+        invocation.mode = ini ? zelcfg::ModeChoice::kIni : zelcfg::ModeChoice::kByPath;
+        Check(zelcfg::RunInvocation(invocation) == 0, ini ? "zelcfg set --ini" : "zelcfg set");
+    };
+    return ini ? TimeEdit(in, edit, IniTwin(in).path, "edited.ini") : TimeEdit(in, edit);
 }
 
 #ifdef ZELCONFIG_XML_PLUGIN
@@ -691,6 +763,13 @@ const std::vector<Case>& Cases()
         // against pugixml alone.
         {"parse", "pugixml", "pugixml load_file (XML twin)", "pugixml", ParseXml(PugiLoad)},
         {"parse", "xml-reader", "CZelConfigReader, XML plug-in", nullptr, ParseXml(XmlReaderParse)},
+#endif
+        // The INI twin of the file: the dialect's reading against inih's,
+        // each visiting every value the same way.
+        {"parse", "inih-ini", "inih ini_parse, counting (INI twin)", "inih INI", ParseIni(InihTally)},
+        {"parse", "ini-load", "Document kIni Load (INI twin)", nullptr, ParseIni(IniLoad)},
+        {"parse", "ini-walk", "Document kIni Load + Walk (INI twin)", nullptr, ParseIni(IniWalk)},
+#ifdef ZELCONFIG_XML_PLUGIN
         {"lookup", "pugixml-walk", "pugixml child walk + strtoul", "pugixml", PugiGet},
         {"lookup", "xml-getint", "CZelConfigReader::GetInt, XML", nullptr, XmlGetInt},
 #endif
@@ -713,8 +792,10 @@ const std::vector<Case>& Cases()
         {"save", "cfg-save", "CFGSaveData (a write per line)", nullptr, CfgSave},
         {"save", "durable", "durable replacement floor", "durable",
          [](const Input& in) { return TimeEdit(in, DurableReplace); }},
-        {"save", "zelcfg-set", "zelcfg set, existing value", nullptr,
+        {"save", "zelcfg-set", "zelcfg set, existing value", "zelcfg set",
          [](const Input& in) { return ZelcfgSet(in, false); }},
+        {"save", "zelcfg-set-ini", "zelcfg set --ini, existing value", nullptr,
+         [](const Input& in) { return ZelcfgSet(in, false, true); }},
         {"save", "zelcfg-set-new", "zelcfg set, new key", nullptr, [](const Input& in) { return ZelcfgSet(in, true); }},
 #ifdef ZELCONFIG_XML_PLUGIN
         {"save", "xml-writer-save", "CZelConfigWriter Set + Save, XML", nullptr,

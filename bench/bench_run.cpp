@@ -220,13 +220,23 @@ void PrintMachine()
                 named ? system.sysname : "", named ? system.release : "");
 }
 
-void PrintFile(const FileFacts& facts, const std::string& file, const std::vector<CaseInfo>& cases,
-               const Results& results, int rounds)
+// "49.1 MB (49052415 bytes), 1122070 lines", for a file's heading.
+std::string Size(const FileFacts& facts)
 {
     const bool small = facts.bytes < 1000000;
-    std::printf("== %s: %.1f %s (%zu bytes), %zu lines, %zu entries in %zu blocks; %d round%s\n\n",
-                file.c_str(), static_cast<double>(facts.bytes) / (small ? 1e3 : 1e6), small ? "KB" : "MB",
-                facts.bytes, facts.lines, facts.entries, facts.blocks, rounds, rounds == 1 ? "" : "s");
+    char text[128];
+    std::snprintf(text, sizeof text, "%.1f %s (%zu bytes), %zu lines",
+                  static_cast<double>(facts.bytes) / (small ? 1e3 : 1e6), small ? "KB" : "MB", facts.bytes,
+                  facts.lines);
+    return text;
+}
+
+void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::string& file,
+               const std::vector<CaseInfo>& cases, const Results& results, int rounds)
+{
+    std::printf("== %s: %s, %zu entries in %zu blocks; %d round%s\n", file.c_str(), Size(facts).c_str(),
+                facts.entries, facts.blocks, rounds, rounds == 1 ? "" : "s");
+    std::printf("   INI twin: %s\n\n", Size(iniFacts).c_str());
     const double entries = static_cast<double>(facts.entries);
     for (const char* section : {"parse", "lookup", "save"}) {
         std::vector<const CaseInfo*> references;
@@ -258,13 +268,18 @@ void PrintFile(const FileFacts& facts, const std::string& file, const std::vecto
             std::vector<double> speed;
             const std::vector<double> seconds = results.Values(c.name, "seconds");
             const std::vector<double> saved = results.Values(c.name, "saved_bytes");
+            // A parse says what it read: the file, or its INI twin.
+            const std::vector<double> read = results.Values(c.name, "input_bytes");
             for (size_t i = 0; i < seconds.size(); ++i) {
                 if (std::string(section) == "lookup") {
                     speed.push_back(seconds[i] * 1e9);
                 } else if (seconds[i] > 0) {
-                    const double bytes = std::string(section) == "save" && i < saved.size()
-                                             ? saved[i]
-                                             : static_cast<double>(facts.bytes);
+                    double bytes = static_cast<double>(facts.bytes);
+                    if (std::string(section) == "save" && i < saved.size()) {
+                        bytes = saved[i];
+                    } else if (i < read.size() && read[i] > 0) {
+                        bytes = read[i];
+                    }
                     speed.push_back(bytes / seconds[i] / 1e6);
                 }
             }
@@ -338,13 +353,17 @@ int main(int argc, char** argv)
     }
 
     ::mkdir(options.data.c_str(), 0777);
-    std::map<std::string, FileFacts> facts;
+    std::map<std::string, FileFacts> facts, iniFacts;
     std::map<std::string, std::string> paths;
     for (const std::string& name : options.files) {
         const FileShape* shape = FindShape(name);
+        // The INI twin beside each file, which the INI cases find by its name.
         const std::string path = options.data + "/" + name + ".cfg";
-        if (shape == nullptr || !WriteShapedFile(*shape, path, facts[name]) || !SaveFacts(facts[name], path)) {
-            std::fprintf(stderr, "cannot generate %s\n", path.c_str());
+        const std::string iniPath = options.data + "/" + name + ".ini";
+        if (shape == nullptr || !WriteShapedFile(*shape, path, facts[name]) || !SaveFacts(facts[name], path)
+            || !WriteShapedFile(*shape, iniPath, iniFacts[name], FileStyle::kIni)
+            || !SaveFacts(iniFacts[name], iniPath)) {
+            std::fprintf(stderr, "cannot generate %s and its INI twin\n", path.c_str());
             return 1;
         }
         paths[name] = path;
@@ -393,7 +412,7 @@ int main(int argc, char** argv)
                 "\"x NAME\": how many times faster than NAME the row is"
                 " (time of NAME / time of the row).\n\n");
     for (const std::string& file : options.files) {
-        PrintFile(facts[file], file, cases, results[file], options.rounds);
+        PrintFile(facts[file], iniFacts[file], file, cases, results[file], options.rounds);
     }
     if (failures > 0) {
         std::fprintf(stderr, "%d case run%s failed\n", failures, failures == 1 ? "" : "s");

@@ -61,19 +61,6 @@ inline std::string_view Trim(std::string_view text, const std::ctype<char>& ctyp
     return std::string_view(trimmed.begin(), static_cast<size_t>(trimmed.size()));
 }
 
-// The INI dialect's blanks dropped from both ends of a line's text.
-inline std::string_view IniTrim(std::string_view text)
-{
-    size_t begin = 0, end = text.size();
-    while (begin < end && CFGIniBlank(text[begin])) {
-        ++begin;
-    }
-    while (end > begin && CFGIniBlank(text[end - 1])) {
-        --end;
-    }
-    return text.substr(begin, end - begin);
-}
-
 // What the INI dialect must remember between lines: an indented line
 // continues the value of the entry above only when it is indented deeper
 // than the last line that was no continuation.
@@ -85,42 +72,68 @@ struct IniContext
 
 // The INI dialect's classifier: as Classify, but a line is read without the
 // blanks around it, and an indented line under an entry continues its value.
+// Every line of a file passes through here: a header's ']' is searched for
+// only on a line that begins with '[', and an entry's delimiter only up to
+// the key's end, not over the whole line.
 inline CFGLine ClassifyIni(std::string_view line, IniContext& context)
 {
     CFGLine result{CFGLineKind::kIgnored, {}, {}, {}};
-    size_t indent = 0;
-    while (indent < line.size() && CFGIniBlank(line[indent])) {
-        ++indent;
+    const char* const begin = line.data();
+    const char* first = begin;
+    const char* end = begin + line.size();
+    while (first < end && CFGIniBlank(*first)) {
+        ++first;
     }
-    if (indent == line.size()) {
+    if (first == end) {
         return result; // blank: a value may go on below it
     }
-    if (line[indent] == '#' || line[indent] == ';') {
+    if (*first == '#' || *first == ';') {
         result.kind = CFGLineKind::kComment; // no line of a value, nor its end
         return result;
     }
-    const std::string_view body = IniTrim(line.substr(indent));
+    while (CFGIniBlank(end[-1])) { // stops at *first, which is no blank
+        --end;
+    }
+    const std::string_view body(first, static_cast<size_t>(end - first));
+    const size_t indent = static_cast<size_t>(first - begin);
     if (context.entryOpen && indent > context.indent) {
         result.kind = CFGLineKind::kContinuation;
         result.value = body;
         return result;
     }
     context = {false, indent};
-    // The name runs to the last ']', which may be followed by anything.
-    const size_t close = body.rfind(']');
-    if (body.front() == '[' && close != std::string_view::npos && close >= 2) {
-        result.kind = CFGLineKind::kHeader;
-        result.name = body.substr(1, close - 1);
+    if (*first == '[') {
+        // The name runs to the last ']', which may be followed by anything.
+        const size_t close = body.rfind(']');
+        if (close != std::string_view::npos && close >= 2) {
+            result.kind = CFGLineKind::kHeader;
+            result.name = body.substr(1, close - 1);
+            return result;
+        }
+    }
+    // The first '=' or ':', by two searches of the library's: the second
+    // only up to the first's find, at the key's end in most files.
+    const void* equals = std::memchr(first, '=', body.size());
+    const char* limit = equals != nullptr ? static_cast<const char*>(equals) : end;
+    const void* colon = std::memchr(first, ':', static_cast<size_t>(limit - first));
+    const char* delimiter = colon != nullptr ? static_cast<const char*>(colon) : limit;
+    // A line without a delimiter, or without a name before it, is no entry.
+    if (delimiter == end || delimiter == first) {
         return result;
     }
-    // A line without a delimiter, or without a name before it, is no entry.
-    const size_t delimiter = body.find_first_of("=:");
-    if (delimiter == std::string_view::npos || delimiter == 0) {
-        return result;
+    // The body has no blank at either end: the key's can only be before the
+    // delimiter, the value's only after it.
+    const char* keyEnd = delimiter;
+    while (CFGIniBlank(keyEnd[-1])) {
+        --keyEnd;
+    }
+    const char* value = delimiter + 1;
+    while (value < end && CFGIniBlank(*value)) {
+        ++value;
     }
     result.kind = CFGLineKind::kEntry;
-    result.key = IniTrim(body.substr(0, delimiter));
-    result.value = IniTrim(body.substr(delimiter + 1));
+    result.key = std::string_view(first, static_cast<size_t>(keyEnd - first));
+    result.value = std::string_view(value, static_cast<size_t>(end - value));
     context.entryOpen = true;
     return result;
 }
