@@ -279,7 +279,22 @@ std::string CheckReads(const std::string& text)
         read.push_back({entry.block, entry.name, entry.value});
     }
     const std::vector<Entry> reference = ReferenceRead(text);
-    return read == reference ? "" : "the document reads\n" + Shown(read) + "the reference reads\n" + Shown(reference);
+    if (read != reference) {
+        return "the document reads\n" + Shown(read) + "the reference reads\n" + Shown(reference);
+    }
+    // Lookups find a block's sections through the index of its headers.
+    for (const Entry& entry : reference) {
+        std::vector<std::string> values;
+        for (const Entry& other : reference) {
+            if (other.block == entry.block && other.key == entry.key) {
+                values.push_back(other.value);
+            }
+        }
+        if (document.Values(entry.block, entry.key) != values) {
+            return "a lookup of [" + entry.block + "] '" + entry.key + "' misses values the reading has";
+        }
+    }
+    return "";
 }
 
 std::string CheckEdit(const std::string& text, const docpromise::Edit& edit, docpromise::Outcome& outcome)

@@ -155,6 +155,37 @@ bool CFGLineReader::NextStartingWith(char first, std::string_view& line)
     return false;
 }
 
+bool CFGLineReader::NextStartingAfterBlanks(char first, bool (*blank)(char), std::string_view& line,
+                                           std::string_view& skipped)
+{
+    skipped = {};
+    if (m_fd >= 0) {
+        return Next(line);
+    }
+    const size_t from = m_begin;
+    for (size_t at = m_begin; at < m_end;) {
+        const void* found = std::memchr(m_base + at, first, m_end - at);
+        if (found == nullptr) {
+            break;
+        }
+        at = static_cast<size_t>(static_cast<const char*>(found) - m_base);
+        size_t start = at;
+        while (start > from && m_base[start - 1] != '\n' && blank(m_base[start - 1])) {
+            --start;
+        }
+        if (start == from || m_base[start - 1] == '\n') {
+            skipped = std::string_view(m_base + from, start - from);
+            m_begin = m_scanned = start;
+            return Next(line);
+        }
+        ++at;
+    }
+    skipped = std::string_view(m_base + from, m_end - from);
+    m_begin = m_scanned = m_end;
+    m_done = true;
+    return false;
+}
+
 bool CFGLineReader::Fill()
 {
     if (m_begin > 0) {

@@ -52,6 +52,12 @@ public:
     // over bytes in memory one search finds it rather than a line at a time.
     bool NextStartingWith(char first, std::string_view& line);
 
+    // The next line whose first byte that is no `blank` one is `first`: over
+    // bytes in memory one search skips the others, whose bytes `skipped` then
+    // holds (whole lines); over a file every line, `skipped` empty.
+    bool NextStartingAfterBlanks(char first, bool (*blank)(char), std::string_view& line,
+                                 std::string_view& skipped);
+
     // Where the line Next handed out last begins, counted from the input's
     // start. A file of 4 GiB or more wraps it on a 32-bit target; only readers
     // of bytes in memory, which cannot be so large there, use it.

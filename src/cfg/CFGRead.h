@@ -159,7 +159,9 @@ private:
 // under an entry continues its value. Entries above the first header belong
 // to the block "" (claimed before the first line), every header of a name
 // keeps its entries, no line ends the reading, and a UTF-8 byte order mark
-// before the first line is no part of it. `headersOnly` has no effect there.
+// before the first line is no part of it. With `headersOnly` there, the lines
+// read are the first and those whose first byte after blanks is '[', each in
+// the context the lines before it set.
 struct CFGReadMode
 {
     const std::ctype<char>* anonymous = nullptr;

@@ -149,6 +149,57 @@ inline std::string_view& SkipMark(CFGReadMode mode, std::string_view& text, size
     return text;
 }
 
+// Headers only, in the INI dialect: the context that the lines a search
+// skipped leave, as reading them would. A line that is not indented, blank
+// or a comment sets it whatever came before, so the reading starts from the
+// last such line; without one it goes on from the context so far.
+inline void SkippedContext(std::string_view skipped, IniContext& context)
+{
+    size_t resume = 0;
+    for (size_t end = skipped.size() - 1;;) { // the line feed that ends the last line
+        const size_t feed = end == 0 ? std::string_view::npos : skipped.rfind('\n', end - 1);
+        const size_t start = feed == std::string_view::npos ? 0 : feed + 1;
+        const char c = skipped[start];
+        if (!CFGIniBlank(c) && c != '#' && c != ';') {
+            resume = start;
+            break;
+        }
+        if (start == 0) {
+            break;
+        }
+        end = feed;
+    }
+    for (size_t at = resume; at < skipped.size();) {
+        const size_t feed = skipped.find('\n', at);
+        ClassifyIni(skipped.substr(at, feed - at), context);
+        at = feed + 1;
+    }
+}
+
+// The next line to read. Headers only, once entries have somewhere to go,
+// only lines that may open a block are read: in the INI dialect those whose
+// first byte after blanks is '[' (and the first line, for its byte order
+// mark), read in the context the lines skipped leave.
+inline bool NextLine(CFGLineReader& reader, CFGReadMode mode, bool inBlock, std::string_view& text,
+                     IniContext& context)
+{
+    if (!mode.headersOnly || !inBlock) {
+        return reader.Next(text);
+    }
+    if (!mode.ini) {
+        return reader.NextStartingWith(kCFGHeaderOpen, text);
+    }
+    if (text.data() == nullptr) {
+        return reader.Next(text); // nothing read yet: the first line, whole
+    }
+    std::string_view skipped;
+    const bool found = reader.NextStartingAfterBlanks(kCFGHeaderOpen, CFGIniBlank, text, skipped);
+    if (found && !skipped.empty() && CFGIniBlank(text.front())) {
+        SkippedContext(skipped, context);
+    }
+    return found;
+}
+
 // The one reading of the format, as CFGReadLines describes it, for a
 // listener of any type with ClaimBlock and Report.
 template <class Listener>
@@ -164,7 +215,7 @@ int ReadLines(CFGLineReader& reader, CFGReadMode mode, Listener& listener)
     }
     std::string_view text;
     CFGReport report; // its fields set line by line: clearing it cost a tenth of a small parse
-    while (mode.headersOnly && inBlock && !ini ? reader.NextStartingWith(kCFGHeaderOpen, text) : reader.Next(text)) {
+    while (NextLine(reader, mode, inBlock, text, context)) {
         report.offset = reader.LineOffset();
         report.line = ini ? ClassifyIni(SkipMark(mode, text, report.offset), context) : Classify(text);
         report.text = text;

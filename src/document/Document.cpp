@@ -166,8 +166,11 @@ std::vector<Document::Entry> Document::Entries(Order order) const
 
 void Document::Walk(const std::function<void(const std::string&, const std::string&)>& visit) const
 {
+    std::string key, held; // their room kept from one entry to the next
     m_state->ForEachEntry(Order::kFile, [&](std::string_view block, std::string_view name, std::string_view value) {
-        visit(Shown(std::string(block), std::string(name)), std::string(value));
+        ShownInto(key, block, name);
+        held.assign(value.data(), value.size());
+        visit(key, held);
     });
 }
 

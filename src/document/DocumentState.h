@@ -57,10 +57,22 @@ inline bool IsBlankLine(std::string_view line)
     return line.find_first_not_of(" \t\r\v\f") == std::string_view::npos;
 }
 
-// How an entry is shown in messages: "[a.b]k" where no key reaches it.
+// How an entry is shown in messages and walks, into `out` (its room kept
+// from one entry to the next): "[a.b]k" where no key reaches it.
+inline void ShownInto(std::string& out, std::string_view block, std::string_view entry)
+{
+    const bool dotted = block.find('.') != std::string_view::npos;
+    out.assign(dotted ? "[" : "");
+    out.append(block.data(), block.size());
+    out.append(dotted ? "]" : ".");
+    out.append(entry.data(), entry.size());
+}
+
 inline std::string Shown(const std::string& block, const std::string& entry)
 {
-    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
+    std::string shown;
+    ShownInto(shown, block, entry);
+    return shown;
 }
 
 // How to name an entry on zelcfg's command line, quoted: as a KEY, or as
@@ -170,7 +182,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
 
     CFGReadMode ReadMode(bool headersOnly) const
     {
-        return {Anonymous() ? ctype : nullptr, headersOnly && !Ini(), Ini(), false};
+        return {Anonymous() ? ctype : nullptr, headersOnly, Ini(), false};
     }
 
     Line LineAt(size_t begin) const
