@@ -92,7 +92,9 @@ inline bool CFGIniBlankLine(std::string_view line)
 // the delimiter, then each continuation line on a line of its own, blank
 // lines between them kept as empty lines, blank lines after the last
 // dropped; comment lines between them are no part of it. Every reader of
-// INI values takes the reports through one of these.
+// INI values takes the reports through one of these. A value of one line is
+// the report's own bytes, not a copy: the reading must be of bytes in memory
+// that stay put (CFGLineReader::OpenBytes).
 class CFGIniValue
 {
 public:
@@ -104,6 +106,10 @@ public:
     {
         switch (report.fate) {
         case CFGFate::kContinuation:
+            if (!m_joined) {
+                m_value.assign(m_first.data(), m_first.size());
+                m_joined = true;
+            }
             m_value.append(m_blanks + 1, '\n');
             m_value.append(report.line.value.data(), report.line.value.size());
             m_blanks = 0;
@@ -121,7 +127,8 @@ public:
         }
         const bool ended = Finish();
         if (report.fate == CFGFate::kEntryKept) {
-            m_value.assign(report.line.value.data(), report.line.value.size());
+            m_first = report.line.value;
+            m_joined = false;
             m_blanks = 0;
             m_open = true;
         }
@@ -133,16 +140,20 @@ public:
         if (!m_open) {
             return false;
         }
-        m_done.swap(m_value);
+        if (m_joined) {
+            m_done.swap(m_value);
+        }
+        m_whole = m_joined ? std::string_view(m_done) : m_first;
         m_open = false;
         return true;
     }
-    const std::string& Value() const { return m_done; }
+    std::string_view Value() const { return m_whole; }
 
 private:
-    std::string m_value, m_done;
+    std::string_view m_first, m_whole; // the first line's bytes; the value last ended
+    std::string m_value, m_done;       // values of several lines, joined
     size_t m_blanks = 0;
-    bool m_open = false;
+    bool m_joined = false, m_open = false;
 };
 
 // How to read: `anonymous` is the facet that anonymous mode trims with, null

@@ -359,7 +359,7 @@ private:
     void CheckValue()
     {
         if (m_checkValue) {
-            std::string said = m_checkValue(m_value.Value());
+            std::string said = m_checkValue(std::string(m_value.Value()));
             if (!said.empty()) {
                 Add(m_entryLine, std::move(said));
             }

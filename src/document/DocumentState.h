@@ -473,7 +473,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         std::string_view section, key;
         ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
             if (value.Take(report)) {
-                found(entry, section, key, std::string_view(value.Value()));
+                found(entry, section, key, value.Value());
             }
             if (report.fate == CFGFate::kEntryKept) {
                 entry = line;
@@ -486,7 +486,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             }
         });
         if (value.Finish()) {
-            found(entry, section, key, std::string_view(value.Value()));
+            found(entry, section, key, value.Value());
         }
     }
 
