@@ -78,9 +78,7 @@ struct IniContext
 inline CFGLine ClassifyIni(std::string_view line, IniContext& context)
 {
     CFGLine result{CFGLineKind::kIgnored, {}, {}, {}};
-    const char* const begin = line.data();
-    const char* first = begin;
-    const char* end = begin + line.size();
+    const char *const begin = line.data(), *first = begin, *end = begin + line.size();
     while (first < end && CFGIniBlank(*first)) {
         ++first;
     }

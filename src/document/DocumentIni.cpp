@@ -108,24 +108,17 @@ IniStyle Document::State::IniEntryStyle(const Line& entry) const
     return style;
 }
 
-IniStyle Document::State::IniStyleOf(std::string_view block) const
+IniStyle Document::State::IniFileStyle() const
 {
-    Line last{};
-    bool found = false;
-    ForEachEntryOf(block, [&](const Line& line, std::string_view, std::string_view) {
-        last = line;
-        found = true;
-    });
-    if (!found) {
-        // The file's first entry, or the common style.
-        ForEachIniEntryIn(0, kNone, [&](const Line& line, std::string_view, std::string_view, std::string_view) {
-            if (!found) {
-                last = line;
-                found = true;
-            }
-        });
+    // Before the first entry no line continues a value: each reads alone.
+    for (size_t at = MarkSize(); at != kNone && at < text.size();) {
+        const Line line = LineAt(at);
+        if (CFGClassifyIniLine(View(line)).kind == CFGLineKind::kEntry) {
+            return IniEntryStyle(line);
+        }
+        at = line.next;
     }
-    return found ? IniEntryStyle(last) : DefaultStyle();
+    return DefaultStyle();
 }
 
 std::string Document::State::IniContinuationIndent(const std::string& entryIndent) const
@@ -300,7 +293,7 @@ int Document::State::IniAdd(std::string_view block, std::string_view entry, cons
         last = line;
         hasEntry = true;
     });
-    IniStyle style = IniStyleOf(block);
+    IniStyle style = hasEntry ? IniEntryStyle(last) : IniFileStyle();
     if (hasEntry) {
         // After the section's last entry and its continuation lines, before
         // the blank lines that part it from the next.

@@ -748,7 +748,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // file's own style, and the checks that they read back as asked without
     // changing how any other line reads.
     IniStyle IniEntryStyle(const Line& entry) const;
-    IniStyle IniStyleOf(std::string_view block) const;
+    IniStyle IniFileStyle() const; // the file's first entry's, or the common one
     std::string IniContinuationIndent(const std::string& entryIndent) const;
     std::string IniValueLines(std::string_view value, const std::string& indent) const;
     std::string IniEntryLines(const IniStyle& style, std::string_view entry, std::string_view value) const;
