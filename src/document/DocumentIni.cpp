@@ -26,8 +26,7 @@ std::string_view Indentation(std::string_view line)
 // A line that can neither end a value nor be one: blank, or a comment.
 bool TransparentLine(std::string_view line)
 {
-    const size_t indent = Indentation(line).size();
-    return indent == line.size() || line[indent] == '#' || line[indent] == ';';
+    return CFGIniBlankLine(line) || CFGClassifyIniLine(line).kind == CFGLineKind::kComment;
 }
 
 // An entry's lines: the first with its key, the value's further lines
@@ -39,22 +38,20 @@ std::string RenderEntry(const IniStyle& style, std::string_view entry, std::stri
     std::string lines = style.indent;
     lines.append(entry.data(), entry.size());
     lines += style.before + style.delimiter;
-    const size_t feed = value.find('\n');
+    size_t feed = value.find('\n');
     const std::string_view first = value.substr(0, feed);
     if (!first.empty()) {
         lines += style.after;
         lines.append(first.data(), first.size());
     }
-    while (value.size() > first.size() && feed != std::string_view::npos) {
-        value.remove_prefix(value.find('\n') + 1);
-        const std::string_view next = value.substr(0, value.find('\n'));
+    while (feed != std::string_view::npos) {
+        value.remove_prefix(feed + 1);
+        feed = value.find('\n');
+        const std::string_view next = value.substr(0, feed);
         lines += lineEnd;
         if (!next.empty()) {
             lines += continuation;
             lines.append(next.data(), next.size());
-        }
-        if (next.size() == value.size()) {
-            break;
         }
     }
     return lines + lineEnd;
