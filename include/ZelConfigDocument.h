@@ -294,6 +294,7 @@ public:
 private:
     struct State;
     std::unique_ptr<State> m_state;
+    friend struct DocumentAccess; // the library's merge, which edits the bytes as the document does
 };
 
 } // namespace zelconfig

@@ -255,21 +255,36 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     template <class Visit>
     void ForEachEntry(Document::Order order, Visit visit) const
     {
+        if (Ini() && order == Document::Order::kSaved) {
+            ForEachIniEntryBySection(visit);
+            return;
+        }
+        ForEachEntryAt(order, [&](const Line&, std::string_view block, std::string_view name,
+                                  std::string_view value) { visit(block, name, value); });
+    }
+
+    // The same with each entry's line (an INI entry's running to the end of
+    // its last continuation line); an INI file's entries in file order.
+    template <class Visit>
+    void ForEachEntryAt(Document::Order order, Visit visit) const
+    {
         if (Ini()) {
-            ForEachIniEntry(order, visit);
+            if (loaded) {
+                ForEachIniEntryIn(0, kNone, visit);
+            }
             return;
         }
         if (Anonymous()) {
-            ForEachEntryOf(kCFGAnonymousBlock, [&](const Line&, std::string_view name, std::string_view value) {
-                visit(kCFGAnonymousBlock, name, value);
+            ForEachEntryOf(kCFGAnonymousBlock, [&](const Line& line, std::string_view name, std::string_view value) {
+                visit(line, kCFGAnonymousBlock, name, value);
             });
             return;
         }
         for (const auto& section : FirstSections(order)) {
             const size_t header = section.second;
-            ReadLines(headers[header].at, SectionEnd(header), [&](const Line&, const CFGReport& report) {
+            ReadLines(headers[header].at, SectionEnd(header), [&](const Line& line, const CFGReport& report) {
                 if (report.fate == CFGFate::kEntryKept) {
-                    visit(section.first, report.line.key, report.line.value);
+                    visit(line, section.first, report.line.key, report.line.value);
                 }
             });
         }
@@ -490,17 +505,12 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         }
     }
 
-    // Every INI entry with its section's name: in file order, or by section
-    // name (bytewise, each name's entries in file order).
+    // Every INI entry with its section's name, by section name (bytewise,
+    // each name's entries in file order).
     template <class Visit>
-    void ForEachIniEntry(Document::Order order, Visit visit) const
+    void ForEachIniEntryBySection(Visit visit) const
     {
         if (!loaded) {
-            return;
-        }
-        if (order == Document::Order::kFile) {
-            ForEachIniEntryIn(0, kNone, [&](const Line&, std::string_view section, std::string_view key,
-                                            std::string_view value) { visit(section, key, value); });
             return;
         }
         std::vector<Document::Entry> entries;
@@ -669,6 +679,13 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // Removes whole lines, given by where they begin; `lines` in file order.
     void RemoveLines(const std::vector<Line>& lines)
     {
+        std::vector<Splice> splices = RemovalSplices(lines);
+        Apply(splices);
+    }
+
+    // The splices that remove whole lines, `lines` in file order.
+    std::vector<Splice> RemovalSplices(const std::vector<Line>& lines) const
+    {
         std::vector<Splice> splices;
         for (const Line& line : lines) {
             const size_t end = line.next == kNone ? text.size() : line.next;
@@ -687,7 +704,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             && text[splices.back().begin - 2] != '\n') {
             --splices.back().begin;
         }
-        Apply(splices);
+        return splices;
     }
 
     // Inserts lines after the line `anchor` (or at the start when none, after
@@ -697,27 +714,35 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // bytes into `lines` is the header of a block the file lacks.
     void InsertAfter(const Line* anchor, std::string lines, size_t lastEnd, bool newBlock, size_t headerAt = 0)
     {
-        size_t at = MarkSize(), header = at;
-        if (anchor != nullptr) {
-            if (anchor->next == kNone) {
-                // A CFG value keeps a carriage return of its own; an INI
-                // line ends as the others do, its own carriage return kept.
-                const char* feed = Ini() && text.back() != '\r' ? LineEnd() : "\n";
-                at = text.size();
-                header = at + std::strlen(feed);
-                lines.insert(0, feed);
-                lines.resize(lines.size() - lastEnd);
-            } else {
-                at = header = anchor->next;
-            }
-        }
-        std::vector<Splice> splices{{at, at, std::move(lines)}};
+        size_t feed = 0;
+        std::vector<Splice> splices{InsertionSplice(anchor, std::move(lines), lastEnd, feed)};
+        const size_t header = splices.front().begin + feed + headerAt;
         Apply(splices);
         if (newBlock) {
             const auto after = [](size_t offset, const Header& h) { return offset < h.at; };
-            header += headerAt;
             headers.insert(std::upper_bound(headers.begin(), headers.end(), header, after), Header{header, true});
         }
+    }
+
+    // The splice that inserts `lines` after the line `anchor`, as InsertAfter
+    // makes it; `feed` is set to the bytes put before them to end an anchor
+    // that was the file's last line without a line feed.
+    Splice InsertionSplice(const Line* anchor, std::string lines, size_t lastEnd, size_t& feed) const
+    {
+        feed = 0;
+        if (anchor == nullptr) {
+            return {MarkSize(), MarkSize(), std::move(lines)};
+        }
+        if (anchor->next != kNone) {
+            return {anchor->next, anchor->next, std::move(lines)};
+        }
+        // A CFG value keeps a carriage return of its own; an INI line ends
+        // as the others do, its own carriage return kept.
+        const char* end = Ini() && text.back() != '\r' ? LineEnd() : "\n";
+        feed = std::strlen(end);
+        lines.insert(0, end);
+        lines.resize(lines.size() - lastEnd);
+        return {text.size(), text.size(), std::move(lines)};
     }
 
     // The engine's saved form of the model it reads from the text into

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "DocumentAccess.h"
 #include "EditedFile.h"
 #include "XmlDocument.h"
 
@@ -259,6 +260,21 @@ int XmlDocument::Save()
         return kStatusInvalid; // a failed load keeps its reason
     }
     return s.EditedFile::Save();
+}
+
+void DocumentAccess::Replace(XmlDocument& document, std::string_view text)
+{
+    XmlDocument::State& s = *document.m_state;
+    if (text != std::string_view(s.text)) {
+        s.text.Assign(text);
+        s.changed = true;
+        s.stale = true;
+    }
+}
+
+void DocumentAccess::Fail(XmlDocument& document, const std::string& why)
+{
+    document.m_state->error = why;
 }
 
 } // namespace zelconfig

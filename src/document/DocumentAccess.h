@@ -1,0 +1,29 @@
+#ifndef ZELCONFIG_DOCUMENT_DOCUMENTACCESS_H
+#define ZELCONFIG_DOCUMENT_DOCUMENTACCESS_H
+
+// What the library's merge reaches inside the documents it edits: a CFG or
+// INI document's state, and making a merged text an XML document's own edit.
+
+#include <string>
+#include <string_view>
+
+#include "ZelConfigDocument.h"
+#include "ZelConfigXmlDocument.h"
+
+namespace zelconfig {
+
+struct __attribute__((visibility("hidden"))) DocumentAccess
+{
+    using State = Document::State;
+    static State& Of(Document& document);
+    static const State& Of(const Document& document);
+    // The text becomes `text`, as an edit does it: the loaded bytes, the lock
+    // and the file to save stay.
+    static void Replace(XmlDocument& document, std::string_view text);
+    // Error() says `why`.
+    static void Fail(XmlDocument& document, const std::string& why);
+};
+
+} // namespace zelconfig
+
+#endif

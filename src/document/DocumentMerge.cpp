@@ -1,0 +1,354 @@
+// Comparing and merging CFG and INI documents: their readings for the
+// format-neutral rules of Merging.cpp, and the merge's edits made as one set
+// of splices over the user's file, read back before they are kept.
+
+#include "DocumentAccess.h"
+#include "DocumentState.h"
+#include "Merging.h"
+#include "frontend/ValueConversion.h"
+
+namespace zelconfig {
+
+DocumentAccess::State& DocumentAccess::Of(Document& document)
+{
+    return *document.m_state;
+}
+
+const DocumentAccess::State& DocumentAccess::Of(const Document& document)
+{
+    return *document.m_state;
+}
+
+namespace {
+
+using State = DocumentAccess::State;
+
+// A document's reading, each value with its line (and, in block and
+// anonymous modes, where its bytes stand, for a set).
+struct Placed
+{
+    Reading reading;
+    std::vector<Line> lines;
+    std::vector<std::string_view> stored; // the value's bytes as held
+};
+
+Placed ReadingOf(const State& s, bool withLines)
+{
+    Placed placed;
+    Occurrences occurrences;
+    s.ForEachEntryAt(Document::Order::kFile, [&](const Line& line, std::string_view block, std::string_view entry,
+                                                 std::string_view value) {
+        Keyed item;
+        item.block.assign(block.data(), block.size());
+        item.entry.assign(entry.data(), entry.size());
+        ShownInto(item.key, block, entry);
+        item.value = TrimLineEnds(std::string(value));
+        item.group = item.block;
+        occurrences.Identify(item, item.block + '\0' + item.entry);
+        placed.reading.push_back(std::move(item));
+        if (withLines) {
+            placed.lines.push_back(line);
+            placed.stored.push_back(s.Ini() ? std::string_view() : value);
+        }
+    });
+    return placed;
+}
+
+// Where the comment lines directly above the line at `at` begin, no blank
+// line between: they belong to it.
+size_t CommentsBegin(const State& s, size_t at)
+{
+    const std::string_view text = s.text;
+    while (at > s.MarkSize()) {
+        const size_t begin = text.rfind('\n', at - 2) == std::string_view::npos ? 0 : text.rfind('\n', at - 2) + 1;
+        const std::string_view line = text.substr(begin, at - 1 - begin);
+        const CFGLine read = s.Ini() ? CFGClassifyIniLine(line) : CFGClassifyLine(line);
+        if (read.kind != CFGLineKind::kComment || (s.Ini() && CFGIniBlankLine(line))) {
+            break;
+        }
+        at = begin;
+    }
+    return at;
+}
+
+// The comment lines above the line at `at` of `from`, ended as `to` ends its lines.
+std::string CommentsFor(const State& from, size_t at, const State& to)
+{
+    const std::string_view text = from.text;
+    std::string comments;
+    for (size_t begin = CommentsBegin(from, at); begin < at;) {
+        size_t end = text.find('\n', begin);
+        const size_t next = end + 1;
+        if (end > begin && text[end - 1] == '\r') {
+            --end;
+        }
+        comments.append(text.substr(begin, end - begin));
+        comments += to.LineEnd();
+        begin = next;
+    }
+    return comments;
+}
+
+// The merge's edits of one file, gathered as splices over its text as loaded.
+class MergeEdits
+{
+public:
+    MergeEdits(State& file, const State& updated, const Placed& mine, const Placed& theirs)
+        : m_file(file), m_updated(updated), m_mine(mine), m_theirs(theirs)
+    {
+    }
+
+    bool Set(const MergePlan::Set& set)
+    {
+        const Keyed& item = m_mine.reading[set.file];
+        const std::string& value = m_theirs.reading[set.updated].value;
+        if (!m_file.Ini()) {
+            const std::string_view stored = m_mine.stored[set.file];
+            const size_t begin = static_cast<size_t>(stored.data() - m_file.text.data());
+            m_splices.push_back({begin, begin + stored.size(), State::Kept(stored, value, m_file.Anonymous())});
+            return true;
+        }
+        if (!m_file.IniWritable(item.block, item.entry, value)) {
+            return false;
+        }
+        m_splices.push_back(m_file.IniValueSplice(m_mine.lines[set.file], value));
+        return true;
+    }
+
+    bool Remove(const std::vector<size_t>& removals)
+    {
+        std::unordered_set<size_t> gone;
+        for (size_t i : removals) {
+            gone.insert(m_mine.lines[i].begin);
+        }
+        const std::vector<Line> lines = m_file.Owned(0, kNone, [&](const CFGReport& report) {
+            return report.line.kind == CFGLineKind::kEntry && gone.count(report.offset) > 0;
+        });
+        if (m_file.Ini() && !m_file.IniKeepsLinesBelow(lines)) {
+            return false;
+        }
+        for (Splice& splice : m_file.RemovalSplices(lines)) {
+            m_splices.push_back(std::move(splice));
+        }
+        return true;
+    }
+
+    bool Add(const MergePlan::Add& add);
+    bool AddBlocks(const std::vector<size_t>& adds);
+    bool Result(std::string& merged);
+
+private:
+    // The lines of an added entry, its comments first, in the file's style
+    // (an INI entry's as `near`'s, when given); `lastEnd` the bytes of their
+    // last line end.
+    std::string EntryLines(size_t updated, const Line* near, size_t& lastEnd) const
+    {
+        const Keyed& item = m_theirs.reading[updated];
+        std::string lines = CommentsFor(m_updated, m_theirs.lines[updated].begin, m_file);
+        if (m_file.Ini()) {
+            lines += m_file.IniEntryLines(near ? m_file.IniEntryStyle(*near) : m_file.IniFileStyle(), item.entry,
+                                          item.value);
+            lastEnd = std::strlen(m_file.LineEnd());
+        } else {
+            const std::string end = m_file.EntryEnd(item.value);
+            lines += item.entry + "=" + item.value + end;
+            lastEnd = m_file.EndDropped(end);
+        }
+        return lines;
+    }
+
+    State& m_file;
+    const State& m_updated;
+    const Placed& m_mine;
+    const Placed& m_theirs;
+    std::vector<Splice> m_splices;
+};
+
+bool MergeEdits::Add(const MergePlan::Add& add)
+{
+    const Keyed& item = m_theirs.reading[add.updated];
+    if (!m_file.Writable(item.block, item.entry, item.value)) {
+        return false;
+    }
+    size_t lastEnd = 0, feed = 0;
+    if (add.after != kNoItem) {
+        const Line& anchor = m_mine.lines[add.after];
+        std::string lines = EntryLines(add.updated, &anchor, lastEnd);
+        if (m_file.Ini() && !m_file.IniKeepsLineBelow(anchor.next, true, m_file.IniEntryStyle(anchor).indent.size())) {
+            return false;
+        }
+        m_splices.push_back(m_file.InsertionSplice(&anchor, std::move(lines), lastEnd, feed));
+        return true;
+    }
+    // Before the file's value it precedes, and the comments that belong to it.
+    const Line& next = m_mine.lines[add.before];
+    const size_t at = CommentsBegin(m_file, next.begin);
+    m_splices.push_back({at, at, EntryLines(add.updated, &next, lastEnd)});
+    return true;
+}
+
+// Adds to blocks where the file holds no value the new defaults know: at
+// the end of a block the file has (after its last entry, else its header;
+// at the start for anonymous mode's and the INI text above the first
+// header), as Document::Add places them; a block the file lacks comes with
+// its header and the comments above the new defaults' one, after the file's
+// last header or entry, parted from it as the file parts its blocks.
+bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
+{
+    std::vector<std::string_view> order;
+    std::unordered_map<std::string_view, std::vector<size_t>> byBlock;
+    for (size_t updated : adds) {
+        std::vector<size_t>& entries = byBlock[m_theirs.reading[updated].block];
+        if (entries.empty()) {
+            order.push_back(m_theirs.reading[updated].block);
+        }
+        entries.push_back(updated);
+    }
+    std::unordered_map<std::string_view, size_t> lastOf; // each block's last entry in the file
+    for (size_t i = 0; i < m_mine.reading.size(); ++i) {
+        lastOf[m_mine.reading[i].block] = i;
+    }
+    bool found = false;
+    size_t gap = 1;
+    const Line end = m_file.IniLastContent(found, gap);
+    for (const std::string_view block : order) {
+        const auto last = lastOf.find(block);
+        const size_t section = m_file.FindSection(block);
+        const bool headerless = m_file.Anonymous() || (m_file.Ini() && block.empty());
+        Line anchor = last != lastOf.end() ? m_mine.lines[last->second]
+                      : section != kNone   ? m_file.LineAt(m_file.headers[section].at)
+                                           : Line{};
+        const bool anchored = last != lastOf.end() || section != kNone;
+        std::string lines;
+        size_t lastEnd = 0, feed = 0;
+        if (!anchored && !headerless) {
+            for (size_t i = 0; found && i < gap; ++i) {
+                lines += m_file.LineEnd();
+            }
+            const size_t theirs = m_updated.FindSection(block);
+            if (theirs != kNone) {
+                lines += CommentsFor(m_updated, m_updated.headers[theirs].at, m_file);
+            }
+            lines += "[" + std::string(block) + "]" + m_file.LineEnd();
+            anchor = end;
+        }
+        for (size_t updated : byBlock[block]) {
+            const Keyed& item = m_theirs.reading[updated];
+            if (!m_file.Writable(item.block, item.entry, item.value)) {
+                return false;
+            }
+            lines += EntryLines(updated, last != lastOf.end() ? &anchor : nullptr, lastEnd);
+        }
+        const bool atAnchor = anchored || (!headerless && found);
+        if (m_file.Ini() && !m_file.IniKeepsLineBelow(atAnchor ? anchor.next : m_file.MarkSize(), true, 0)) {
+            return false;
+        }
+        m_splices.push_back(m_file.InsertionSplice(atAnchor ? &anchor : nullptr, std::move(lines), lastEnd, feed));
+    }
+    return true;
+}
+
+// The text with every splice made: false when two would overlap, which the
+// merge does not mean to make.
+bool MergeEdits::Result(std::string& merged)
+{
+    // By place; at one place the insertions first, in the order they were
+    // made, then what replaces bytes there.
+    std::stable_sort(m_splices.begin(), m_splices.end(), [](const Splice& a, const Splice& b) {
+        return a.begin != b.begin ? a.begin < b.begin : (a.end == a.begin) > (b.end == b.begin);
+    });
+    const std::string_view text = m_file.text;
+    merged.clear();
+    merged.reserve(text.size());
+    size_t at = 0;
+    for (const Splice& splice : m_splices) {
+        if (splice.begin < at) {
+            m_file.error = "refusing to merge: two edits would meet at line "
+                           + std::to_string(m_file.LineNumber(splice.begin));
+            return false;
+        }
+        merged.append(text.substr(at, splice.begin - at));
+        merged.append(splice.with);
+        at = splice.end;
+    }
+    merged.append(text.substr(at));
+    return true;
+}
+
+// Refuses the merge, nothing changed, with why.
+int Refuse(State& file, const std::string& why)
+{
+    file.error = "refusing to merge: " + why;
+    return kEditAmbiguous;
+}
+
+} // namespace
+
+std::vector<Difference> Compare(const Document& first, const Document& second)
+{
+    return CompareReadings(ReadingOf(DocumentAccess::Of(first), false).reading,
+                           ReadingOf(DocumentAccess::Of(second), false).reading);
+}
+
+int Merge(const Document& oldDefaults, const Document& newDefaults, Document& document,
+          std::vector<Conflict>& conflicts)
+{
+    const State& old = DocumentAccess::Of(oldDefaults);
+    const State& updated = DocumentAccess::Of(newDefaults);
+    State& file = DocumentAccess::Of(document);
+    conflicts.clear();
+    if (!old.WhollyRead() || !updated.WhollyRead() || !file.WhollyRead()) {
+        file.error = "a document to merge was not wholly read";
+        return kStatusInvalid;
+    }
+    if (old.mode != file.mode || updated.mode != file.mode) {
+        file.error = "the documents to merge are read in different modes";
+        return kStatusInvalid;
+    }
+    const Placed mine = ReadingOf(file, true), theirs = ReadingOf(updated, true);
+    MergePlan plan = PlanMerge(ReadingOf(old, false).reading, theirs.reading, mine.reading);
+    conflicts = std::move(plan.conflicts);
+    if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
+        return 0;
+    }
+    MergeEdits edits(file, updated, mine, theirs);
+    for (const MergePlan::Set& set : plan.sets) {
+        if (!edits.Set(set)) {
+            return Refuse(file, mine.reading[set.file].key + ": " + file.error);
+        }
+    }
+    if (!plan.removals.empty() && !edits.Remove(plan.removals)) {
+        return Refuse(file, file.error);
+    }
+    std::vector<size_t> unplaced;
+    for (const MergePlan::Add& add : plan.adds) {
+        if (add.after == kNoItem && add.before == kNoItem) {
+            unplaced.push_back(add.updated);
+        } else if (!edits.Add(add)) {
+            return Refuse(file, theirs.reading[add.updated].key + ": " + file.error);
+        }
+    }
+    if (!edits.AddBlocks(unplaced)) {
+        return Refuse(file, file.error);
+    }
+    std::string merged;
+    if (!edits.Result(merged)) {
+        return kEditAmbiguous;
+    }
+    // What the edits made must read as the merge promises before it is kept.
+    State probe(file.mode);
+    probe.EditedFile::Parse(merged);
+    if (probe.Start() != 0) {
+        return Refuse(file, "the merged text would not read: " + probe.error);
+    }
+    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, false).reading);
+    if (!wrong.empty()) {
+        return Refuse(file, wrong);
+    }
+    file.text.Assign(merged);
+    file.Index();
+    file.changed = true;
+    return 0;
+}
+
+} // namespace zelconfig

@@ -1,0 +1,205 @@
+// Merging new defaults into a user's file, and comparing readings: each row
+// "these three files become that one", in CFG, INI and XML, with the
+// conflicts listed; all or nothing, byte for byte.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ZelConfigMerge.h"
+
+namespace {
+
+using zelconfig::Document;
+
+struct MergeRow
+{
+    const char* name;
+    std::string old, updated, file;
+    std::string merged;    // the file afterwards; "" for "as it was"
+    std::string conflicts; // "KEY: yours A, new B, old C" lines
+    int status = 0;
+};
+
+std::string Listed(const std::vector<zelconfig::Conflict>& conflicts)
+{
+    std::string text;
+    for (const zelconfig::Conflict& conflict : conflicts) {
+        text += conflict.key + ": yours " + conflict.yours + ", new " + conflict.updated
+                + (conflict.inOld ? ", old " + conflict.old : std::string()) + "\n";
+    }
+    return text;
+}
+
+template <class Doc>
+void CheckMerge(const MergeRow& row, Doc old, Doc updated, Doc file)
+{
+    ASSERT_EQ(old.Parse(row.old), 0);
+    ASSERT_EQ(updated.Parse(row.updated), 0);
+    ASSERT_EQ(file.Parse(row.file), 0);
+    std::vector<zelconfig::Conflict> conflicts;
+    EXPECT_EQ(zelconfig::Merge(old, updated, file, conflicts), row.status) << file.Error();
+    const std::string expected = row.merged.empty() ? row.file : row.merged;
+    EXPECT_EQ(std::string(file.Text()), expected);
+    EXPECT_EQ(file.Changed(), expected != row.file);
+    EXPECT_EQ(Listed(conflicts), row.conflicts);
+    // What was merged reads as the new defaults wherever the user agreed
+    // with the old ones: merging again changes nothing more.
+    if (row.status == 0) {
+        Doc again = std::move(file);
+        ASSERT_EQ(again.Parse(expected), 0);
+        std::vector<zelconfig::Conflict> more;
+        EXPECT_EQ(zelconfig::Merge(old, updated, again, more), 0);
+        EXPECT_EQ(std::string(again.Text()), expected) << "a second merge changed more";
+    }
+}
+
+using CfgMerge = testing::TestWithParam<MergeRow>;
+
+TEST_P(CfgMerge, BecomesTheMergedFile)
+{
+    CheckMerge(GetParam(), Document(), Document(), Document());
+}
+
+// In LF and CR LF alike.
+TEST_P(CfgMerge, KeepsCrlfLineEnds)
+{
+    const auto crlf = [](std::string text) {
+        for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
+            text.replace(at, 1, "\r\n");
+        }
+        return text;
+    };
+    MergeRow row = GetParam();
+    row.old = crlf(row.old);
+    row.updated = crlf(row.updated);
+    row.file = crlf(row.file);
+    row.merged = crlf(row.merged);
+    CheckMerge(row, Document(), Document(), Document());
+}
+
+INSTANTIATE_TEST_SUITE_P(Cfg, CfgMerge, testing::Values(
+    MergeRow{"UnchangedValueFollowsNew", "[Net]\nPort=80\n", "[Net]\nPort=8080\n", "# mine\n[Net]\nPort=80\n",
+             "# mine\n[Net]\nPort=8080\n", ""},
+    MergeRow{"ChangedValueStays", "[Net]\nPort=80\nHost=a\n", "[Net]\nPort=80\nHost=b\n", "[Net]\nPort=81\nHost=a\n",
+             "[Net]\nPort=81\nHost=b\n", ""},
+    MergeRow{"AddedKeyWithItsCommentAfterItsNeighbour", "[Net]\nPort=80\nHost=a\n",
+             "[Net]\nPort=80\n# how long to wait\nTimeout=5\nHost=a\n", "[Net]\nHost=a\nPort=80\n",
+             "[Net]\nHost=a\nPort=80\n# how long to wait\nTimeout=5\n", ""},
+    MergeRow{"AddedFirstKeyBeforeItsNeighbourAndItsComments", "[Net]\nPort=80\n", "[Net]\nMode=x\nPort=80\n",
+             "[Net]\n# the port\nPort=80\n", "[Net]\nMode=x\n# the port\nPort=80\n", ""},
+    MergeRow{"RemovedKeyGoesWithItsComments", "[Net]\n# old\nOld=1\nPort=80\n", "[Net]\nPort=80\n",
+             "[Net]\n# old\nOld=1\nPort=80\n", "[Net]\nPort=80\n", ""},
+    MergeRow{"RemovedButChangedKeyStays", "[Net]\nOld=1\nPort=80\n", "[Net]\nPort=80\n", "[Net]\nOld=2\nPort=80\n",
+             "", ""},
+    MergeRow{"UserAddedKeyStays", "[Net]\nPort=80\n", "[Net]\nPort=81\n", "[Net]\nPort=80\nMine=1\n",
+             "[Net]\nPort=81\nMine=1\n", ""},
+    MergeRow{"UserRemovedKeyStaysRemoved", "[Net]\nPort=80\nHost=a\n", "[Net]\nPort=80\nHost=b\n",
+             "[Net]\nPort=80\n", "", ""},
+    MergeRow{"ConflictKeepsYours", "[Net]\nPort=80\n", "[Net]\nPort=8080\n", "[Net]\nPort=81\n", "",
+             "Net.Port: yours 81, new 8080, old 80\n"},
+    MergeRow{"BothAddedOtherwise", "[Net]\n", "[Net]\nMode=a\n", "[Net]\nMode=b\n", "", "Net.Mode: yours b, new a\n"},
+    MergeRow{"RepeatedKeysOneByOne", "[U]\nAfter=a\nAfter=b\n", "[U]\nAfter=a\nAfter=c\nAfter=d\n",
+             "[U]\nAfter=a\nAfter=b\n", "[U]\nAfter=a\nAfter=c\nAfter=d\n", ""},
+    MergeRow{"ReorderedBlocksChangeNothing", "[A]\nk=1\n[B]\nj=2\n", "[B]\nj=2\n\n# moved\n[A]\nk=1\n",
+             "[A]\nk=1\n[B]\nj=2\n", "", ""},
+    MergeRow{"NewBlockWithItsCommentsAfterTheLast", "[A]\nk=1\n\n[B]\nj=2\n",
+             "[A]\nk=1\n\n# the new one\n[C]\nx=1\ny=2\n\n[B]\nj=2\n", "[A]\nk=1\n\n[B]\nj=2\n",
+             "[A]\nk=1\n\n[B]\nj=2\n\n# the new one\n[C]\nx=1\ny=2\n", ""},
+    MergeRow{"KeyAddedToABlockTheUserEmptied", "[A]\nk=1\n", "[A]\nk=1\nj=2\n", "[A]\n# none\n",
+             "[A]\nj=2\n# none\n", ""}));
+
+using IniMerge = testing::TestWithParam<MergeRow>;
+
+TEST_P(IniMerge, BecomesTheMergedFile)
+{
+    CheckMerge(GetParam(), Document(Document::Mode::kIni), Document(Document::Mode::kIni),
+               Document(Document::Mode::kIni));
+}
+
+INSTANTIATE_TEST_SUITE_P(Ini, IniMerge, testing::Values(
+    MergeRow{"UnchangedValueFollowsNewInTheFilesSpacing", "[net]\nport = 80\n", "[net]\nport=8080\n",
+             "[net]\nport  :  80\n", "[net]\nport  :  8080\n", ""},
+    MergeRow{"ChangedValueStays", "[net]\nport = 80\n", "[net]\nport = 80\nhost = b\n", "[net]\nport = 81\n",
+             "[net]\nport = 81\nhost = b\n", ""},
+    MergeRow{"AddedKeyWithCommentInTheFilesStyle", "[s]\na = 1\nb = 2\n", "[s]\na=1\n; new\nc=3\nb=2\n",
+             "[s]\n  a: 1\n  b: 2\n", "[s]\n  a: 1\n; new\n  c: 3\n  b: 2\n", ""},
+    MergeRow{"MultiLineValueFollowsNew", "[t]\ncmd =\n  a\n", "[t]\ncmd =\n  a\n  b\n", "[t]\ncmd =\n    a\nx = 1\n",
+             "[t]\ncmd =\n    a\n    b\nx = 1\n", ""},
+    MergeRow{"RemovedKeyWithContinuations", "[t]\nold = a\n  b\nk = 1\n", "[t]\nk = 1\n",
+             "[t]\nold = a\n  b\nk = 1\n", "[t]\nk = 1\n", ""},
+    MergeRow{"Conflict", "[a]\nk = 1\n", "[a]\nk = 2\n", "[a]\nk = 3\n", "", "a.k: yours 3, new 2, old 1\n"},
+    MergeRow{"EntriesAboveTheFirstHeader", "top = 1\n[a]\nk = 1\n", "top = 2\nnew = 1\n[a]\nk = 1\n",
+             "top = 1\n[a]\nk = 1\n", "top = 2\nnew = 1\n[a]\nk = 1\n", ""},
+    MergeRow{"RepeatedSectionsMatchedInOrder", "[a]\nk = 1\n[a]\nk = 2\n", "[a]\nk = 1\n[a]\nk = 3\n",
+             "[a]\nk = 1\n\n[a]\nk = 2\n", "[a]\nk = 1\n\n[a]\nk = 3\n", ""},
+    MergeRow{"NewSectionPartedAsTheFileParts", "[a]\nk = 1\n", "[a]\nk = 1\n[b]\nj = 2\n",
+             "[a]\nk = 1\n\n\n[c]\nx = 1\n", "[a]\nk = 1\n\n\n[c]\nx = 1\n\n\n[b]\nj = 2\n", ""},
+    MergeRow{"OnlyRespacedChangesNothing", "[a]\nk = 1\nj = 2\n", "[a]\nj=2\n\nk :1\n", "[a]\nk = 1\nj = 2\n",
+             "", ""}));
+
+using XmlMerge = testing::TestWithParam<MergeRow>;
+
+TEST_P(XmlMerge, BecomesTheMergedFile)
+{
+    CheckMerge(GetParam(), zelconfig::XmlDocument(), zelconfig::XmlDocument(), zelconfig::XmlDocument());
+}
+
+INSTANTIATE_TEST_SUITE_P(Xml, XmlMerge, testing::Values(
+    MergeRow{"UnchangedValueFollowsNew", "<c><port>80</port></c>", "<c><port>8080</port></c>",
+             "<c>\n  <!-- mine -->\n  <port>80</port>\n</c>\n", "<c>\n  <!-- mine -->\n  <port>8080</port>\n</c>\n", ""},
+    MergeRow{"ChangedValueStays", "<c><port>80</port><host>a</host></c>", "<c><port>80</port><host>b</host></c>",
+             "<c><port>81</port><host>a</host></c>", "<c><port>81</port><host>b</host></c>", ""},
+    MergeRow{"AddedElementIndentedAsItsSiblings", "<c>\n  <port>80</port>\n</c>\n",
+             "<c>\n  <port>80</port>\n  <timeout>5</timeout>\n</c>\n", "<c>\n    <port>81</port>\n</c>\n",
+             "<c>\n    <port>81</port>\n    <timeout>5</timeout>\n</c>\n", ""},
+    MergeRow{"AddedAttribute", "<c><if name=\"eth0\"/></c>", "<c><if name=\"eth0\" mtu=\"1500\"/></c>",
+             "<c><if name='eth0'/></c>", "<c><if name='eth0' mtu='1500'/></c>", ""},
+    MergeRow{"RemovedElement", "<c>\n  <old>1</old>\n  <port>80</port>\n</c>\n", "<c>\n  <port>80</port>\n</c>\n",
+             "<c>\n  <old>1</old>\n  <port>80</port>\n</c>\n", "<c>\n  <port>80</port>\n</c>\n", ""},
+    MergeRow{"RemovedButChangedStays", "<c><old>1</old></c>", "<c></c>", "<c><old>2</old></c>", "", ""},
+    MergeRow{"UserAddedStays", "<c><port>80</port></c>", "<c><port>81</port></c>",
+             "<c><port>80</port><mine>1</mine></c>", "<c><port>81</port><mine>1</mine></c>", ""},
+    MergeRow{"Conflict", "<c><port>80</port></c>", "<c><port>8080</port></c>", "<c><port>81</port></c>", "",
+             "port: yours 81, new 8080, old 80\n"},
+    MergeRow{"RepeatedElementsByIndex", "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s><s>d</s></c>",
+             "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s>\n  <s>d</s>\n</c>", ""},
+    MergeRow{"OnlyRespacedChangesNothing", "<c><a>1</a><b x=\"2\"/></c>", "<c>\n <b x='2' />\n <a>1</a>\n</c>",
+             "<c><a>1</a><b x=\"2\"/></c>", "", ""}));
+
+struct CompareRow
+{
+    const char* name;
+    std::string first, second;
+    std::string differences; // "-KEY=VALUE" and "+KEY=VALUE" lines
+};
+
+std::string Listed(const std::vector<zelconfig::Difference>& differences)
+{
+    std::string text;
+    for (const zelconfig::Difference& difference : differences) {
+        text += difference.inFirst ? "-" + difference.key + "=" + difference.first + "\n" : "";
+        text += difference.inSecond ? "+" + difference.key + "=" + difference.second + "\n" : "";
+    }
+    return text;
+}
+
+using CfgCompare = testing::TestWithParam<CompareRow>;
+
+TEST_P(CfgCompare, ListsWhatDiffers)
+{
+    const CompareRow& row = GetParam();
+    Document first, second;
+    ASSERT_EQ(first.Parse(row.first), 0);
+    ASSERT_EQ(second.Parse(row.second), 0);
+    EXPECT_EQ(Listed(zelconfig::Compare(first, second)), row.differences);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cfg, CfgCompare, testing::Values(
+    CompareRow{"LayoutAndLineEndsAreNoDifference", "[a]\nk=1\n# c\n[b]\nj=2\n", "[b]\r\nj=2\r\n\r\n[a]\r\nk=1\r\n", ""},
+    CompareRow{"InTheSecondsOrderRemovedWhereTheyStood", "[a]\nx=0\nk=1\ny=9\nj=2\n", "[a]\nj=3\nk=1\nn=4\n",
+               "-a.x=0\n-a.j=2\n+a.j=3\n-a.y=9\n+a.n=4\n"},
+    CompareRow{"RepeatedKeysOneByOne", "[u]\nA=a\nA=b\n", "[u]\nA=a\nA=c\nA=d\n", "-u.A=b\n+u.A=c\n+u.A=d\n"},
+    CompareRow{"DottedBlocksShownAsListShowsThem", "[a.b]\nk=1\n", "[a.b]\nk=2\n", "-[a.b]k=1\n+[a.b]k=2\n"}));
+
+} // namespace
