@@ -18,6 +18,7 @@ const struct
     {kOptionDiff, "--diff"}, {kOptionNormalise, "--normalise"}, {kOptionWait, "--wait"},
     {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"}, {kOptionAttribute, "--attribute"},
     {kOptionAll, "--all"},     {kOptionIndex, "--index"},      {kOptionAdd, "--add"},
+    {kOptionDryRun, "--dry-run"},
 };
 
 // The type --type names, by the same names TypeName gives them.

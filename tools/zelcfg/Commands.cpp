@@ -652,6 +652,8 @@ const std::vector<Command>& AllCommands()
         {"blocks", 1, 1, kOptionNull | kOptionStdin, OnNew<Document, Blocks>, nullptr},
         {"format", 1, 1, kOptionStdin, OnNew<Document, Format>, nullptr},
         {"lint", 1, 1, kOptionType | kOptionDiff | kOptionStdin, OnNew<Document, Lint>, OnNew<XmlDocument, Lint>},
+        {"diff", 2, 2, kOptionNull, DiffFiles, DiffXmlFiles},
+        {"merge", 3, 3, kOptionNull | kOptionDryRun | kOptionsSave, MergeFiles, MergeXmlFiles},
     };
     return commands;
 }

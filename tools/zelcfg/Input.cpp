@@ -128,9 +128,19 @@ const char* NameReason(Backend backend)
 
 } // namespace
 
+std::string ReadingName(const Input& input)
+{
+    return ReadingOf(input).name;
+}
+
 bool ChooseInput(const Invocation& invocation, Input& input, int& status)
 {
-    input.path = invocation.operands.front();
+    return ChooseInput(invocation, invocation.operands.front(), input, status);
+}
+
+bool ChooseInput(const Invocation& invocation, const std::string& path, Input& input, int& status)
+{
+    input.path = path;
     input.backend = Backend::kCfgBlock;
     switch (invocation.mode) {
     case ModeChoice::kBlock:

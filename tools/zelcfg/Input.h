@@ -33,6 +33,11 @@ struct Input
 // else in the INI dialect. -v says which and why. False after reporting a
 // name --strict-name refuses, with the exit status in `status`.
 bool ChooseInput(const Invocation& invocation, Input& input, int& status);
+// The same for another operand of the command.
+bool ChooseInput(const Invocation& invocation, const std::string& path, Input& input, int& status);
+
+// How FILE is read, as notes say it: "as XML", "in the INI dialect".
+std::string ReadingName(const Input& input);
 
 } // namespace zelcfg
 

@@ -44,6 +44,7 @@ enum CommandOption : unsigned
     kOptionAll = 1u << 10,      // --all: every entry of a repeated key
     kOptionIndex = 1u << 11,    // --index N: the Nth entry of a repeated key
     kOptionAdd = 1u << 12,      // --add: another entry of the key
+    kOptionDryRun = 1u << 13,   // --dry-run: what would change, as a unified diff
     kOptionsSave = kOptionWait | kOptionForce | kOptionInPlace, // what every edit takes
 };
 
@@ -61,6 +62,12 @@ struct Command
     int (*run)(const Invocation&, const Input&);    // on a CFG file
     int (*runXml)(const Invocation&, const Input&); // on an XML file; null: CFG files only
 };
+
+// diff and merge (Upgrade.cpp): one implementation over each format's document.
+int DiffFiles(const Invocation& invocation, const Input& input);
+int DiffXmlFiles(const Invocation& invocation, const Input& input);
+int MergeFiles(const Invocation& invocation, const Input& input);
+int MergeXmlFiles(const Invocation& invocation, const Input& input);
 
 // Every command, in the order of --help: the one list of them.
 const std::vector<Command>& AllCommands();
