@@ -79,8 +79,12 @@ INSTANTIATE_TEST_SUITE_P(Cfg, EditTable, testing::Values(
              "zelcfg: g.cfg: line 2: Unit.After names 2 entries (lines 2 and 3): --all sets every one, --index N "
              "the Nth, --add appends another\n"},
     EditCase{"ValueNotHoldable", "a.cfg", kNet, "set Net.Port 1\nset Net.Motd \"a\nb\"\n", {}, 2,
+             "zelcfg: a.cfg: line 2: a value cannot hold a line feed\n"},
+    EditCase{"NameNotHoldable", "a.cfg", kNet, "set Net.Port 1\nunset Net.#x\n", {}, 2,
              "zelcfg: a.cfg: line 2: an entry name cannot hold '=' or a line feed, nor begin with '#', ';' or '['; "
              "a value cannot hold a line feed\n"},
+    EditCase{"MissingFileNotCreatedForAValue", "n.cfg", kAbsent, "set A.a 1\nset A.b \"x\ny\"\n", {}, 2,
+             "zelcfg: n.cfg: line 2: a value cannot hold a line feed\n"},
     EditCase{"StrictLossyExitsTwo", "a.cfg", kNet, "set --strict --type float Net.F 1234567\n", {}, 2,
              "zelcfg: a.cfg: line 1: '1234567' is written as '1.23457e+06', which reads back as another float (the "
              "library's setters keep six significant digits)\n"},

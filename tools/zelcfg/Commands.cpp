@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <iostream>
+#include <map>
 #include <new>
 #include <sys/stat.h>
+#include <tuple>
 #include <type_traits>
 
 #include "Diff.h"
@@ -211,12 +213,14 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
-// What an edit's operands must be before the file is locked, so that a
-// refused set creates no file: a CFG key that a line of the file can hold,
-// as the document decides on an empty text; an XML key is checked by the
+// What an edit's names must be before the file is locked: a CFG key that a
+// line of the file can hold, as the document decides on an empty text (the
+// value is the document's to refuse when the edit is made: on an empty text
+// first where the file is to be created); an XML key is checked by the
 // document. In the INI dialect the block "" holds the entries above the
-// first header.
-bool CheckNames(const Document& document, const Target& target, const std::string& value, std::string& error)
+// first header. A script names the same keys again and again: each is
+// asked once.
+bool CheckNames(const Document& document, const Target& target, std::string& error)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
     const bool ini = document.GetMode() == Document::Mode::kIni;
@@ -230,14 +234,20 @@ bool CheckNames(const Document& document, const Target& target, const std::strin
         error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
-    Document empty(document.GetMode());
-    empty.Parse("");
-    const int added = empty.Add(target.block, target.entry, value);
-    error = empty.Error();
-    return added == 0;
+    static std::map<std::tuple<Document::Mode, std::string, std::string>, std::string> refusals;
+    auto names = std::make_tuple(document.GetMode(), target.block, target.entry);
+    auto asked = refusals.find(names);
+    if (asked == refusals.end()) {
+        Document empty(document.GetMode());
+        empty.Parse("");
+        asked = refusals.emplace(std::move(names), empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error())
+                    .first;
+    }
+    error = asked->second;
+    return error.empty();
 }
 
-bool CheckNames(const XmlDocument&, const Target&, const std::string&, std::string&)
+bool CheckNames(const XmlDocument&, const Target&, std::string&)
 {
     return true;
 }
@@ -465,7 +475,7 @@ int PrepareSet(const Invocation& invocation, const std::string& where, const Doc
     if (!ValueToSet(invocation, where, step.value, status)) {
         return status;
     }
-    return CheckNames(document, step.target, step.value, error) ? kExitOk : Fail(kExitFailure, where, error);
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
 }
 
 // unset: the entry goes, or the entries --all or --index name.
@@ -475,7 +485,7 @@ int PrepareUnset(const Invocation& invocation, const std::string& where, const D
     step = {&invocation, EditKind::kUnset, TargetOf(invocation.operands, invocation.operands.size() == 3, document),
             "", where};
     std::string error;
-    return CheckNames(document, step.target, "", error) ? kExitOk : Fail(kExitFailure, where, error);
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
 }
 
 // remove-block: every section of the block, with its comment lines; in the

@@ -63,6 +63,7 @@ bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& inv
     // A stand-in for FILE, which may look like an option; the parser must
     // take it as the operand it is.
     std::vector<const char*> argv = {"zelcfg", name.c_str(), "FILE"};
+    argv.reserve(command.words.size() + 2);
     for (size_t i = 1; i < command.words.size(); ++i) {
         argv.push_back(command.words[i].c_str());
     }

@@ -2,11 +2,21 @@
 #include "Script.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cstring>
 
 namespace zelcfg {
 
 namespace {
+
+// The bytes that end a run of a word's plain bytes.
+const std::bitset<256> kSpecial = [] {
+    std::bitset<256> special;
+    for (const char c : std::string_view(" \t\n\\'\";&|<>()")) {
+        special.set(static_cast<unsigned char>(c));
+    }
+    return special;
+}();
 
 // A script being split: where the bytes stand, the command and word being
 // gathered, and how they end.
@@ -31,6 +41,7 @@ private:
     {
         if (!m_inWord && m_command.words.empty()) {
             m_command.line = m_line;
+            m_command.words.reserve(4); // set KEY VALUE, mostly
         }
         m_inWord = true;
     }
@@ -92,8 +103,14 @@ bool Splitter::Run(std::string& error)
                     + "' unquoted, which a shell reads as an operator: quote it";
             return false;
         } else {
-            Take(c);
-            ++m_at;
+            // The bytes up to the next one that means something, at once.
+            size_t end = m_at + 1;
+            while (end < m_text.size() && !kSpecial.test(static_cast<unsigned char>(m_text[end]))) {
+                ++end;
+            }
+            StartWord();
+            m_word.append(m_text.substr(m_at, end - m_at));
+            m_at = end;
         }
     }
     EndCommand();
