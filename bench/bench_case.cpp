@@ -638,6 +638,36 @@ int ZelcfgSet(const Input& in, bool newKey, bool ini = false)
     return ini ? TimeEdit(in, edit, IniTwin(in).path, "edited.ini") : TimeEdit(in, edit);
 }
 
+// zelcfg edit through the tool's own code: one script of 1,000 sets of the
+// facts' keys in turn, each a new value, made in one load and one save. The
+// script is written before the clock starts and read from standard input,
+// as a shell's here-document gives it.
+int ZelcfgEdit(const Input& in)
+{
+    const std::string script = in.scratch + "/edit.script";
+    std::string text;
+    for (size_t i = 0; i < 1000; ++i) {
+        const size_t key = i % in.facts.keyBlocks.size();
+        text += "set " + in.facts.keyBlocks[key] + "." + in.facts.keyEntries[key] + " " + std::to_string(424242 + i)
+                + "\n";
+    }
+    WriteFile(script, text);
+    const int savedStdin = ::dup(0);
+    const int status = TimeEdit(in, [&](const std::string& target) {
+        const int fd = ::open(script.c_str(), O_RDONLY | O_CLOEXEC);
+        ::dup2(fd, 0);
+        ::close(fd);
+        zelcfg::Invocation invocation;
+        invocation.command = "edit";
+        invocation.operands = {target};
+        Check(zelcfg::RunInvocation(invocation) == 0, "zelcfg edit");
+    });
+    ::dup2(savedStdin, 0);
+    ::close(savedStdin);
+    ::unlink(script.c_str());
+    return status;
+}
+
 #ifdef ZELCONFIG_XML_PLUGIN
 // A value of the XML twin changed and saved, by the front end's writer (the
 // plug-in's save) or by zelcfg set (the XML document's): the edits an
@@ -797,6 +827,7 @@ const std::vector<Case>& Cases()
         {"save", "zelcfg-set-ini", "zelcfg set --ini, existing value", nullptr,
          [](const Input& in) { return ZelcfgSet(in, false, true); }},
         {"save", "zelcfg-set-new", "zelcfg set, new key", nullptr, [](const Input& in) { return ZelcfgSet(in, true); }},
+        {"save", "zelcfg-edit-1000", "zelcfg edit, 1,000 sets in one save", nullptr, ZelcfgEdit},
 #ifdef ZELCONFIG_XML_PLUGIN
         {"save", "xml-writer-save", "CZelConfigWriter Set + Save, XML", nullptr,
          [](const Input& in) { return XmlSave(in, false); }},

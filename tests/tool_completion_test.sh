@@ -33,6 +33,9 @@ while IFS='|' read -r line expected; do
     fi
 done <<'TABLE'
 zelcfg re                            | remove-block
+zelcfg ed                            | edit
+zelcfg edit device.c                 | device.cfg
+zelcfg edit device.cfg ''            |
 zelcfg --strict-n                    | --strict-name
 zelcfg get --type d                  | double
 zelcfg --x                           | --xml

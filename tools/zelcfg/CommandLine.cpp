@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 
 #include "TypedValues.h"
 #include "Zelcfg.h"
@@ -172,6 +173,7 @@ bool ParseOption(const std::string& arg, int argc, const char* const* argv, int&
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error)
 {
     std::vector<std::string> words;
+    words.reserve(static_cast<size_t>(argc));
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -196,7 +198,7 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
         return false;
     }
     invocation.command = words.front();
-    invocation.operands.assign(words.begin() + 1, words.end());
+    invocation.operands.assign(std::make_move_iterator(words.begin() + 1), std::make_move_iterator(words.end()));
     for (const Command& command : AllCommands()) {
         if (invocation.command == command.name) {
             return CheckShape(command, invocation, error);

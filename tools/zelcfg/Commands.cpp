@@ -1,10 +1,15 @@
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
+#include <map>
 #include <new>
+#include <sys/stat.h>
+#include <tuple>
 #include <type_traits>
 
-#include "Input.h"
 #include "Diff.h"
+#include "Edits.h"
+#include "Input.h"
 #include "TypedValues.h"
 #include "ZelConfigDocument.h"
 #include "ZelConfigXmlDocument.h"
@@ -208,12 +213,14 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
 // The three edits, as the table's handlers below pass them to Edit.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
-// What an edit's operands must be before the file is locked, so that a
-// refused set creates no file: a CFG key that a line of the file can hold,
-// as the document decides on an empty text; an XML key is checked by the
+// What an edit's names must be before the file is locked: a CFG key that a
+// line of the file can hold, as the document decides on an empty text (the
+// value is the document's to refuse when the edit is made: on an empty text
+// first where the file is to be created); an XML key is checked by the
 // document. In the INI dialect the block "" holds the entries above the
-// first header.
-bool CheckNames(const Document& document, const Target& target, const std::string& value, std::string& error)
+// first header. A script names the same keys again and again: each is
+// asked once.
+bool CheckNames(const Document& document, const Target& target, std::string& error)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
     const bool ini = document.GetMode() == Document::Mode::kIni;
@@ -227,14 +234,20 @@ bool CheckNames(const Document& document, const Target& target, const std::strin
         error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
-    Document empty(document.GetMode());
-    empty.Parse("");
-    const int added = empty.Add(target.block, target.entry, value);
-    error = empty.Error();
-    return added == 0;
+    static std::map<std::tuple<Document::Mode, std::string, std::string>, std::string> refusals;
+    auto names = std::make_tuple(document.GetMode(), target.block, target.entry);
+    auto asked = refusals.find(names);
+    if (asked == refusals.end()) {
+        Document empty(document.GetMode());
+        empty.Parse("");
+        asked = refusals.emplace(std::move(names), empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error())
+                    .first;
+    }
+    error = asked->second;
+    return error.empty();
 }
 
-bool CheckNames(const XmlDocument&, const Target&, const std::string&, std::string&)
+bool CheckNames(const XmlDocument&, const Target&, std::string&)
 {
     return true;
 }
@@ -338,39 +351,109 @@ std::string LockFailure(int status, Doc& document, const Input& input, bool crea
     return read == 0 || creating ? SaveFailure(locking) : LoadFailure(read, document);
 }
 
-// set, unset and remove-block: lock, read, make the edit (`edit` returns the
-// library's status), save atomically. An empty XML file is no document, so
-// only a CFG set creates a missing file.
-template <class Doc, class MakeEdit>
-int Edit(const Invocation& invocation, const Input& input, Doc& document, EditKind kind, const Target& target,
-         MakeEdit edit)
+// One command of an edit, checked before the file is read: what it names,
+// the value a set writes, and the place its messages name ("FILE", or in a
+// script "FILE: line 3").
+struct Step
 {
-    const unsigned create = !kXml<Doc> && kind == EditKind::kSet ? Document::kCreate : 0u;
+    const Invocation* invocation;
+    EditKind kind;
+    Target target;
+    std::string value;
+    std::string where;
+};
+
+// Makes the step's edit: the library's status.
+template <class Doc>
+int Make(Doc& document, const Step& step)
+{
+    const Invocation& invocation = *step.invocation;
+    switch (step.kind) {
+    case EditKind::kSet: {
+        const int changed = Change(document, invocation, step.target, step.value);
+        return changed == kStatusNotFound && !invocation.Has(kOptionIndex)
+                   ? AddNew(document, step.target, step.value)
+                   : changed;
+    }
+    case EditKind::kUnset:
+        return Delete(document, invocation, step.target);
+    case EditKind::kRemoveBlock:
+        if constexpr (!kXml<Doc>) {
+            return document.RemoveBlock(step.target.block);
+        }
+        break;
+    }
+    return kStatusInvalid;
+}
+
+// Makes every step's edit in turn, each seeing the ones before it; the
+// first refusal is reported in the library's words, with the options that
+// help: its exit status.
+template <class Doc>
+int MakeAll(Doc& document, const std::vector<Step>& steps)
+{
+    for (const Step& step : steps) {
+        const int status = Make(document, step);
+        if (status == kStatusNotFound) {
+            return Fail(kExitNotFound, step.where, document.Error());
+        }
+        if (status == zelconfig::kEditAmbiguous) {
+            return Fail(kExitFailure, step.where,
+                        document.Error() + (Count(document, step.target) > 1 ? Remedy<Doc>(step.kind) : ""));
+        }
+        if (status != 0) {
+            return Fail(kExitFailure, step.where,
+                        document.Error().empty() ? "cannot edit the file (status " + std::to_string(status) + ")"
+                                                 : document.Error());
+        }
+    }
+    return kExitOk;
+}
+
+// Whether nothing is at `path`, not even a dangling link: a file a set may create.
+bool Absent(const std::string& path)
+{
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+// set, unset and remove-block, one or a script of them: lock, read, make
+// the edits, save atomically; after a refusal nothing is written. An empty
+// XML file is no document, so only a CFG set creates a missing file, and
+// only once the edits are made on an empty text: a refused one creates none.
+template <class Doc>
+int Edit(const Invocation& invocation, const Input& input, Doc& document, const std::vector<Step>& steps)
+{
+    const bool create
+        = !kXml<Doc> && std::any_of(steps.begin(), steps.end(), [](const Step& s) { return s.kind == EditKind::kSet; });
     if constexpr (!kXml<Doc>) {
         // Refused before the file is locked, or created.
         if (const int refused = invocation.Has(kOptionNormalise) ? NeedsNormalForm(document, input) : kExitOk) {
             return refused;
         }
     }
-    if (const int loaded = document.Load(input.path, Document::kLock | create, SaveOptions(invocation))) {
-        return Fail(kExitFailure, input.path, LockFailure(loaded, document, input, create != 0));
+    unsigned options = Document::kLock;
+    if constexpr (!kXml<Doc>) {
+        if (create && Absent(input.path)) {
+            Document empty(document.GetMode());
+            empty.Parse("");
+            if (const int refused = MakeAll(empty, steps)) {
+                return refused;
+            }
+            options |= Document::kCreate;
+        }
     }
-    int status = edit(document);
-    if (status == kStatusNotFound) {
-        return Fail(kExitNotFound, input.path, document.Error());
+    if (const int loaded = document.Load(input.path, options, SaveOptions(invocation))) {
+        return Fail(kExitFailure, input.path, LockFailure(loaded, document, input, create));
     }
-    if (status == zelconfig::kEditAmbiguous) {
-        return Fail(kExitFailure, input.path,
-                    document.Error() + (Count(document, target) > 1 ? Remedy<Doc>(kind) : ""));
-    }
-    if (status != 0) {
-        return Fail(kExitFailure, input.path,
-                    document.Error().empty() ? "cannot edit the file (status " + std::to_string(status) + ")"
-                                             : document.Error());
+    if (const int refused = MakeAll(document, steps)) {
+        return refused;
     }
     if constexpr (!kXml<Doc>) {
-        if (invocation.Has(kOptionNormalise) && (status = NormaliseAfterEdit(document, input.path)) != kExitOk) {
-            return status;
+        if (invocation.Has(kOptionNormalise)) {
+            if (const int refused = NormaliseAfterEdit(document, input.path)) {
+                return refused;
+            }
         }
     }
     if (const int saved = document.Save()) {
@@ -383,46 +466,65 @@ int Edit(const Invocation& invocation, const Input& input, Doc& document, EditKi
 // the library finds that safe (a CFG key names the block it splits to only
 // where no dotted block is meant).
 template <class Doc>
-int Set(const Invocation& invocation, const Input& input, Doc& document)
+int PrepareSet(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
 {
-    const Target target = TargetOf(invocation.operands, invocation.operands.size() == 4, document);
-    std::string value, error;
+    step = {&invocation, EditKind::kSet, TargetOf(invocation.operands, invocation.operands.size() == 4, document),
+            "", where};
+    std::string error;
     int status = kExitFailure;
-    if (!ValueToSet(invocation, input.path, value, status)) {
+    if (!ValueToSet(invocation, where, step.value, status)) {
         return status;
     }
-    if (!CheckNames(document, target, value, error)) {
-        return Fail(kExitFailure, input.path, error);
-    }
-    return Edit(invocation, input, document, EditKind::kSet, target, [&](Doc& edited) {
-        const int changed = Change(edited, invocation, target, value);
-        return changed == kStatusNotFound && !invocation.Has(kOptionIndex) ? AddNew(edited, target, value) : changed;
-    });
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
 }
 
 // unset: the entry goes, or the entries --all or --index name.
 template <class Doc>
-int Unset(const Invocation& invocation, const Input& input, Doc& document)
+int PrepareUnset(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
 {
-    const Target target = TargetOf(invocation.operands, invocation.operands.size() == 3, document);
+    step = {&invocation, EditKind::kUnset, TargetOf(invocation.operands, invocation.operands.size() == 3, document),
+            "", where};
     std::string error;
-    if (!CheckNames(document, target, "", error)) {
-        return Fail(kExitFailure, input.path, error);
-    }
-    return Edit(invocation, input, document, EditKind::kUnset, target,
-                [&](Doc& edited) { return Delete(edited, invocation, target); });
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
 }
 
 // remove-block: every section of the block, with its comment lines; in the
 // INI dialect the block "" is the text above the first header.
-int RemoveBlock(const Invocation& invocation, const Input& input, Document& document)
+int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, const Document& document, Step& step)
 {
     const std::string& name = invocation.operands[1];
+    step = {&invocation, EditKind::kRemoveBlock, Target{name, name, "", true, name}, "", where};
     if (name.empty() && document.GetMode() != Document::Mode::kIni) {
-        return Fail(kExitFailure, input.path, "a block name cannot be empty");
+        return Fail(kExitFailure, where, "a block name cannot be empty");
     }
-    return Edit(invocation, input, document, EditKind::kRemoveBlock, Target{name, name, "", true, name},
-                [&](Document& edited) { return edited.RemoveBlock(name); });
+    return kExitOk;
+}
+
+// One edit command's step, by its name; remove-block takes no XML file.
+template <class Doc>
+int Prepare(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+{
+    if (invocation.command == "set") {
+        return PrepareSet(invocation, where, document, step);
+    }
+    if (invocation.command == "unset") {
+        return PrepareUnset(invocation, where, document, step);
+    }
+    if constexpr (!kXml<Doc>) {
+        if (invocation.command == "remove-block") {
+            return PrepareRemoveBlock(invocation, where, document, step);
+        }
+    }
+    return Fail(kExitFailure, where, invocation.command + " is no edit of this file");
+}
+
+// set, unset and remove-block on their own command line: one step.
+template <class Doc>
+int EditOne(const Invocation& invocation, const Input& input, Doc& document)
+{
+    std::vector<Step> steps(1);
+    const int refused = Prepare(invocation, input.path, document, steps[0]);
+    return refused != kExitOk ? refused : Edit(invocation, input, document, steps);
 }
 
 // blocks: the block names, in the order of their first headers in the file.
@@ -644,10 +746,11 @@ const std::vector<Command>& AllCommands()
         {"set", 3, 4,
          kOptionType | kOptionStrict | kOptionNormalise | kOptionAttribute | kOptionAll | kOptionIndex | kOptionAdd
              | kOptionsSave,
-         OnNew<Document, Set>, OnNew<XmlDocument, Set>},
-        {"unset", 2, 3, kOptionNormalise | kOptionAll | kOptionIndex | kOptionsSave, OnNew<Document, Unset>,
-         OnNew<XmlDocument, Unset>},
-        {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, OnNew<Document, RemoveBlock>, nullptr},
+         OnNew<Document, EditOne>, OnNew<XmlDocument, EditOne>},
+        {"unset", 2, 3, kOptionNormalise | kOptionAll | kOptionIndex | kOptionsSave, OnNew<Document, EditOne>,
+         OnNew<XmlDocument, EditOne>},
+        {"remove-block", 2, 2, kOptionNormalise | kOptionsSave, OnNew<Document, EditOne>, nullptr},
+        {"edit", 1, 1, kOptionNormalise | kOptionNull | kOptionsSave, RunEditScript, RunEditScript},
         {"list", 1, 1, kOptionNull | kOptionStdin, OnNew<Document, List>, OnNew<XmlDocument, List>},
         {"blocks", 1, 1, kOptionNull | kOptionStdin, OnNew<Document, Blocks>, nullptr},
         {"format", 1, 1, kOptionStdin, OnNew<Document, Format>, nullptr},
@@ -673,6 +776,59 @@ std::string CommandNames(const std::function<bool(const Command&)>& test)
     return text;
 }
 
+std::string FormatRefusal(const Command& command, const Invocation& invocation, const Input& input)
+{
+    if (input.backend != Backend::kXml) {
+        return invocation.Has(kOptionAttribute) ? "--attribute works on XML files only" : "";
+    }
+    if (invocation.Has(kOptionNormalise)) {
+        return "--normalise works on CFG files only";
+    }
+    if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAdd)) {
+        return "--index and --add work on CFG and INI files only; an XML key takes [N]";
+    }
+    if (command.runXml == nullptr) {
+        return invocation.command + " works on CFG and INI files only; XML files take "
+               + CommandNames([](const Command& other) { return other.runXml != nullptr; });
+    }
+    return "";
+}
+
+namespace {
+
+// The steps of a script's edits on the document of the file's format.
+template <class Doc>
+int EditScripted(const Invocation& invocation, const Input& input, Doc& document,
+                 const std::vector<ScriptedEdit>& edits)
+{
+    std::vector<Step> steps(edits.size());
+    for (size_t i = 0; i < edits.size(); ++i) {
+        const Invocation& edit = edits[i].invocation;
+        for (const Command& command : AllCommands()) {
+            const std::string refusal = edit.command == command.name ? FormatRefusal(command, edit, input) : "";
+            if (!refusal.empty()) {
+                return Fail(kExitFailure, edits[i].where, refusal);
+            }
+        }
+        if (const int refused = Prepare(edit, edits[i].where, document, steps[i])) {
+            return refused;
+        }
+    }
+    return Edit(invocation, input, document, steps);
+}
+
+} // namespace
+
+int EditAll(const Invocation& invocation, const Input& input, const std::vector<ScriptedEdit>& edits)
+{
+    if (input.backend == Backend::kXml) {
+        XmlDocument document;
+        return EditScripted(invocation, input, document, edits);
+    }
+    Document document(input.Mode());
+    return EditScripted(invocation, input, document, edits);
+}
+
 namespace {
 
 // Runs one command on the file it names, by that file's back end.
@@ -683,25 +839,11 @@ int RunCommand(const Command& command, const Invocation& invocation)
     if (!ChooseInput(invocation, input, status)) {
         return status;
     }
-    if (input.backend != Backend::kXml) {
-        if (invocation.Has(kOptionAttribute)) {
-            return Fail(kExitFailure, input.path, "--attribute works on XML files only");
-        }
-        return command.run(invocation, input);
+    const std::string refusal = FormatRefusal(command, invocation, input);
+    if (!refusal.empty()) {
+        return Fail(kExitFailure, input.path, refusal);
     }
-    if (invocation.Has(kOptionNormalise)) {
-        return Fail(kExitFailure, input.path, "--normalise works on CFG files only");
-    }
-    if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAdd)) {
-        return Fail(kExitFailure, input.path,
-                    "--index and --add work on CFG and INI files only; an XML key takes [N]");
-    }
-    if (command.runXml == nullptr) {
-        return Fail(kExitFailure, input.path,
-                    invocation.command + " works on CFG and INI files only; XML files take "
-                        + CommandNames([](const Command& other) { return other.runXml != nullptr; }));
-    }
-    return command.runXml(invocation, input);
+    return input.backend != Backend::kXml ? command.run(invocation, input) : command.runXml(invocation, input);
 }
 
 } // namespace

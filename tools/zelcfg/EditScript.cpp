@@ -1,0 +1,106 @@
+// zelcfg edit: set, unset and remove-block commands read from standard
+// input, made on FILE in one load under its lock and one save, or none.
+#include <cstring>
+
+#include "Edits.h"
+#include "Input.h"
+#include "Script.h"
+#include "Zelcfg.h"
+
+namespace zelcfg {
+
+namespace {
+
+// The commands a script may hold: the edits of one file.
+bool IsScriptEdit(const std::string& name)
+{
+    return name == "set" || name == "unset" || name == "remove-block";
+}
+
+// An option of a script's command that concerns the whole file or the whole
+// run, which edit's own command line takes instead; empty when there is none.
+std::string WholeFileOption(const Invocation& invocation)
+{
+    static const struct
+    {
+        CommandOption option;
+        const char* name;
+    } kSaving[] = {{kOptionWait, "--wait"}, {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"},
+                   {kOptionNormalise, "--normalise"}};
+    static const struct
+    {
+        ModeChoice mode;
+        const char* name;
+    } kModes[] = {{ModeChoice::kBlock, "--block"},
+                  {ModeChoice::kAnonymous, "--anonymous"},
+                  {ModeChoice::kXml, "--xml"},
+                  {ModeChoice::kIni, "--ini"}};
+    if (invocation.request != Request::kCommand) {
+        return invocation.request == Request::kHelp ? "--help" : "--version";
+    }
+    for (const auto& saving : kSaving) {
+        if (invocation.Has(saving.option)) {
+            return saving.name;
+        }
+    }
+    for (const auto& mode : kModes) {
+        if (invocation.mode == mode.mode) {
+            return mode.name;
+        }
+    }
+    return invocation.verbosity > 0 ? "-v" : invocation.strictName ? "--strict-name" : "";
+}
+
+// Takes one command of the script apart as its own command line would be,
+// with FILE in its place: false with the reason.
+bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& invocation, std::string& error)
+{
+    const std::string& name = command.words.front();
+    if (!IsScriptEdit(name)) {
+        error = "'" + name + "' is no edit: a script holds set, unset and remove-block commands";
+        return false;
+    }
+    // A stand-in for FILE, which may look like an option; the parser must
+    // take it as the operand it is.
+    std::vector<const char*> argv = {"zelcfg", name.c_str(), "FILE"};
+    argv.reserve(command.words.size() + 2);
+    for (size_t i = 1; i < command.words.size(); ++i) {
+        argv.push_back(command.words[i].c_str());
+    }
+    if (!ParseCommandLine(static_cast<int>(argv.size()), argv.data(), invocation, error)) {
+        return false;
+    }
+    const std::string option = WholeFileOption(invocation);
+    if (!option.empty()) {
+        error = option + " concerns the whole file: give it to edit itself (zelcfg edit " + option + " FILE)";
+        return false;
+    }
+    invocation.operands.front() = input.path;
+    return true;
+}
+
+} // namespace
+
+int RunEditScript(const Invocation& invocation, const Input& input)
+{
+    std::string text, error;
+    if (const int failed = zelconfig::ReadAll(0, text)) {
+        return Fail(kExitFailure, input.path, std::string("cannot read the script: ") + std::strerror(failed));
+    }
+    const bool null = invocation.Has(kOptionNull);
+    std::vector<ScriptCommand> commands;
+    if (!(null ? SplitNullScript(text, commands, error) : SplitScript(text, commands, error))) {
+        return Fail(kExitFailure, input.path, error);
+    }
+    std::vector<ScriptedEdit> edits(commands.size());
+    for (size_t i = 0; i < commands.size(); ++i) {
+        edits[i].where = input.path + (null ? ": command " : ": line ") + std::to_string(commands[i].line);
+        if (!ParseEdit(commands[i], input, edits[i].invocation, error)) {
+            return Fail(kExitFailure, edits[i].where, error);
+        }
+    }
+    // All or nothing: a refused command fails the whole script.
+    return EditAll(invocation, input, edits) == kExitOk ? kExitOk : kExitFailure;
+}
+
+} // namespace zelcfg
