@@ -327,7 +327,7 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, ToolTable, testing::Values(
     ToolCase{"SetTyped", {"set", "--type", "bool", "a.xml", "v", "1"}, 0, "", "",
              "<c v=\"TRUE\">\n  <Net Port=\"80\"><Host>h</Host><Host>i</Host></Net>\n</c>\n"},
     ToolCase{"NotForXml", {"blocks", "a.xml"}, 2, "",
-             "zelcfg: a.xml: blocks works on CFG and INI files only; XML files take get, set, unset, list and "
+             "zelcfg: a.xml: blocks works on CFG and INI files only; XML files take get, set, unset, edit, list and "
              "lint\n", ""},
     ToolCase{"BlockAndEntryApartArePathSteps", {"get", "-z", "a.xml", "Net", "Port"}, 0, std::string("80\0", 3), "",
              ""},
