@@ -210,7 +210,7 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
     return Flushed(input.path);
 }
 
-// The three edits, as the table's handlers below pass them to Edit.
+// The three edits, as a Step names them.
 enum class EditKind { kSet, kUnset, kRemoveBlock };
 
 // What an edit's names must be before the file is locked: a CFG key that a
