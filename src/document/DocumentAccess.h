@@ -20,6 +20,8 @@ struct __attribute__((visibility("hidden"))) DocumentAccess
     // The text becomes `text`, as an edit does it: the loaded bytes, the lock
     // and the file to save stay.
     static void Replace(XmlDocument& document, std::string_view text);
+    // Whether the XML document's text as it stands is well-formed XML.
+    static bool Parsed(const XmlDocument& document);
     // Error() says `why`.
     static void Fail(XmlDocument& document, const std::string& why);
 };

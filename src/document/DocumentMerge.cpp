@@ -54,29 +54,22 @@ Placed ReadingOf(const State& s, bool withLines)
     return placed;
 }
 
-// Where the comment lines directly above the line at `at` begin, no blank
-// line between: they belong to it.
-size_t CommentsBegin(const State& s, size_t at)
+// Where the comment lines that belong to each line `takes` accepts begin,
+// by where the line begins: those an edit that removes it removes.
+template <typename Takes>
+std::unordered_map<size_t, size_t> CommentsBegin(const State& s, Takes takes)
 {
-    const std::string_view text = s.text;
-    while (at > s.MarkSize()) {
-        const size_t begin = text.rfind('\n', at - 2) == std::string_view::npos ? 0 : text.rfind('\n', at - 2) + 1;
-        const std::string_view line = text.substr(begin, at - 1 - begin);
-        const CFGLine read = s.Ini() ? CFGClassifyIniLine(line) : CFGClassifyLine(line);
-        if (read.kind != CFGLineKind::kComment || (s.Ini() && CFGIniBlankLine(line))) {
-            break;
-        }
-        at = begin;
-    }
-    return at;
+    std::unordered_map<size_t, size_t> begins;
+    s.Owned(0, kNone, takes, [&](const Line& line, size_t begin) { begins.emplace(line.begin, begin); });
+    return begins;
 }
 
-// The comment lines above the line at `at` of `from`, ended as `to` ends its lines.
-std::string CommentsFor(const State& from, size_t at, const State& to)
+// The lines [begin, at) of `from`, ended as `to` ends its lines.
+std::string CommentsFor(const State& from, size_t begin, size_t at, const State& to)
 {
     const std::string_view text = from.text;
     std::string comments;
-    for (size_t begin = CommentsBegin(from, at); begin < at;) {
+    while (begin < at) {
         size_t end = text.find('\n', begin);
         const size_t next = end + 1;
         if (end > begin && text[end - 1] == '\r') {
@@ -93,9 +86,32 @@ std::string CommentsFor(const State& from, size_t at, const State& to)
 class MergeEdits
 {
 public:
-    MergeEdits(State& file, const State& updated, const Placed& mine, const Placed& theirs)
+    MergeEdits(State& file, const State& updated, const Placed& mine, const Placed& theirs, const MergePlan& plan)
         : m_file(file), m_updated(updated), m_mine(mine), m_theirs(theirs)
     {
+        // The comments of what the new defaults add, new blocks' headers
+        // included, and of the file's values an add goes before.
+        std::unordered_set<size_t> added, before;
+        std::unordered_set<std::string_view> blocks;
+        for (const MergePlan::Add& add : plan.adds) {
+            added.insert(theirs.lines[add.updated].begin);
+            blocks.insert(theirs.reading[add.updated].block);
+            if (add.after == kNoItem && add.before != kNoItem) {
+                before.insert(mine.lines[add.before].begin);
+            }
+        }
+        m_theirComments = CommentsBegin(updated, [&](const CFGReport& report) {
+            if (report.fate == CFGFate::kBlockOpened && blocks.count(report.line.name) > 0) {
+                m_headerOf.emplace(report.line.name, report.offset);
+                return true;
+            }
+            return report.line.kind == CFGLineKind::kEntry && added.count(report.offset) > 0;
+        });
+        if (!before.empty()) {
+            m_myComments = CommentsBegin(file, [&](const CFGReport& report) {
+                return report.line.kind == CFGLineKind::kEntry && before.count(report.offset) > 0;
+            });
+        }
     }
 
     bool Set(const MergePlan::Set& set)
@@ -144,7 +160,8 @@ private:
     std::string EntryLines(size_t updated, const Line* near, size_t& lastEnd) const
     {
         const Keyed& item = m_theirs.reading[updated];
-        std::string lines = CommentsFor(m_updated, m_theirs.lines[updated].begin, m_file);
+        const size_t at = m_theirs.lines[updated].begin;
+        std::string lines = CommentsFor(m_updated, m_theirComments.at(at), at, m_file);
         if (m_file.Ini()) {
             lines += m_file.IniEntryLines(near ? m_file.IniEntryStyle(*near) : m_file.IniFileStyle(), item.entry,
                                           item.value);
@@ -161,6 +178,8 @@ private:
     const State& m_updated;
     const Placed& m_mine;
     const Placed& m_theirs;
+    std::unordered_map<size_t, size_t> m_theirComments, m_myComments; // see CommentsBegin
+    std::unordered_map<std::string_view, size_t> m_headerOf; // the new defaults' first header of a block
     std::vector<Splice> m_splices;
 };
 
@@ -182,7 +201,7 @@ bool MergeEdits::Add(const MergePlan::Add& add)
     }
     // Before the file's value it precedes, and the comments that belong to it.
     const Line& next = m_mine.lines[add.before];
-    const size_t at = CommentsBegin(m_file, next.begin);
+    const size_t at = m_myComments.at(next.begin);
     m_splices.push_back({at, at, EntryLines(add.updated, &next, lastEnd)});
     return true;
 }
@@ -195,6 +214,9 @@ bool MergeEdits::Add(const MergePlan::Add& add)
 // last header or entry, parted from it as the file parts its blocks.
 bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
 {
+    if (adds.empty()) {
+        return true;
+    }
     std::vector<std::string_view> order;
     std::unordered_map<std::string_view, std::vector<size_t>> byBlock;
     for (size_t updated : adds) {
@@ -225,9 +247,9 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
             for (size_t i = 0; found && i < gap; ++i) {
                 lines += m_file.LineEnd();
             }
-            const size_t theirs = m_updated.FindSection(block);
-            if (theirs != kNone) {
-                lines += CommentsFor(m_updated, m_updated.headers[theirs].at, m_file);
+            const auto header = m_headerOf.find(block);
+            if (header != m_headerOf.end()) {
+                lines += CommentsFor(m_updated, m_theirComments.at(header->second), header->second, m_file);
             }
             lines += "[" + std::string(block) + "]" + m_file.LineEnd();
             anchor = end;
@@ -311,7 +333,7 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
-    MergeEdits edits(file, updated, mine, theirs);
+    MergeEdits edits(file, updated, mine, theirs, plan);
     for (const MergePlan::Set& set : plan.sets) {
         if (!edits.Set(set)) {
             return Refuse(file, mine.reading[set.file].key + ": " + file.error);

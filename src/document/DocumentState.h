@@ -534,6 +534,14 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     template <typename Takes>
     std::vector<Line> Owned(size_t from, size_t to, Takes takes) const
     {
+        return Owned(from, to, takes, [](const Line&, size_t) {});
+    }
+
+    // The same, telling owner(line, begin) for each line taken where the
+    // comment lines that belong to it begin (its own begin when none do).
+    template <typename Takes, typename Owner>
+    std::vector<Line> Owned(size_t from, size_t to, Takes takes, Owner owner) const
+    {
         std::vector<Line> taken, waiting, inside;
         bool extending = false; // the last entry was taken: its continuation lines go too
         ReadLines(from, to, [&](const Line& line, const CFGReport& report) {
@@ -571,6 +579,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
                 extending = false;
                 inside.clear();
                 if (takes(report)) {
+                    owner(line, waiting.empty() ? line.begin : waiting.front().begin);
                     taken.insert(taken.end(), waiting.begin(), waiting.end());
                     taken.push_back(line);
                     extending = report.line.kind == CFGLineKind::kEntry;

@@ -176,11 +176,9 @@ std::string MergedAsPlanned(const Reading& file, const Reading& updated, const M
     for (const MergePlan::Add& add : plan.adds) {
         ++counts[names(updated[add.updated]) + '\0' + updated[add.updated].value];
     }
+    // Expected values all counted first, one that counts below zero is extra.
     for (const Keyed& item : merged) {
-        --counts[names(item) + '\0' + item.value];
-    }
-    for (const Keyed& item : merged) {
-        if (counts[names(item) + '\0' + item.value] < 0) {
+        if (--counts[names(item) + '\0' + item.value] < 0) {
             return item.key + " would read '" + item.value + "', which the merge does not make";
         }
     }

@@ -272,6 +272,11 @@ void DocumentAccess::Replace(XmlDocument& document, std::string_view text)
     }
 }
 
+bool DocumentAccess::Parsed(const XmlDocument& document)
+{
+    return document.m_state->Fresh();
+}
+
 void DocumentAccess::Fail(XmlDocument& document, const std::string& why)
 {
     document.m_state->error = why;

@@ -52,12 +52,13 @@ Reading ReadingOf(const XmlDocument& document)
     return reading;
 }
 
-// Whether the key names an attribute in `document`: setting it to the value
-// it holds then changes no byte, where for an element it adds one.
-bool NamesAttribute(const XmlDocument& document, const Keyed& item)
+// Whether the key names an attribute in `probe` (the new defaults):
+// setting it to the value it holds then adds no byte, where for an element
+// it adds the attribute.
+bool NamesAttribute(XmlDocument& probe, const Keyed& item)
 {
-    XmlDocument probe;
-    return probe.Parse(document.Text()) == 0 && probe.SetAttribute(item.key, item.value) == 0 && !probe.Changed();
+    const size_t before = probe.Text().size();
+    return probe.SetAttribute(item.key, item.value) == 0 && probe.Text().size() == before;
 }
 
 } // namespace
@@ -71,16 +72,23 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
           std::vector<Conflict>& conflicts)
 {
     conflicts.clear();
-    // The edits are made to a copy, read back, and only then made the file's.
-    XmlDocument work;
-    XmlDocument probe;
-    if (work.Parse(file.Text()) != 0 || probe.Parse(oldDefaults.Text()) != 0 || probe.Parse(newDefaults.Text()) != 0) {
+    if (!DocumentAccess::Parsed(oldDefaults) || !DocumentAccess::Parsed(newDefaults)
+        || !DocumentAccess::Parsed(file)) {
         DocumentAccess::Fail(file, "a document to merge is not well-formed XML");
         return kStatusInvalid;
     }
     const Reading mine = ReadingOf(file), updated = ReadingOf(newDefaults);
     MergePlan plan = PlanMerge(ReadingOf(oldDefaults), updated, mine);
     conflicts = std::move(plan.conflicts);
+    if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
+        return 0;
+    }
+    // The edits are made to a copy, read back, and only then made the file's.
+    XmlDocument work, probe;
+    work.Parse(file.Text());
+    if (!plan.adds.empty()) {
+        probe.Parse(newDefaults.Text());
+    }
     const auto refuse = [&file](const std::string& key, const std::string& why) {
         DocumentAccess::Fail(file, "refusing to merge: " + key + ": " + why);
         return kEditAmbiguous;
@@ -98,7 +106,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     }
     for (const MergePlan::Add& add : plan.adds) {
         const Keyed& item = updated[add.updated];
-        const int added = NamesAttribute(newDefaults, item) ? work.SetAttribute(item.key, item.value)
+        const int added = NamesAttribute(probe, item) ? work.SetAttribute(item.key, item.value)
                                                              : work.Add(item.key, item.value);
         if (added != 0) {
             return refuse(item.key, work.Error());
