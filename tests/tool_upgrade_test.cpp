@@ -90,6 +90,6 @@ INSTANTIATE_TEST_SUITE_P(Merge, UpgradeTable, testing::Values(
                 {"merge", "o.cfg", "n.cfg", "f.cfg"}, 2, "",
                 "zelcfg: f.cfg: refusing to merge: two edits would meet at line 3\n"},
     UpgradeCase{"MissingFileIsNotCreated", kCfg, {"merge", "old.cfg", "new.cfg", "none.cfg"}, 2, "",
-                "zelcfg: none.cfg: No such file or directory\n"}));
+                "zelcfg: none.cfg: cannot be read: No such file or directory\n"}));
 
 } // namespace

@@ -22,6 +22,16 @@ const struct
     {kOptionDryRun, "--dry-run"},
 };
 
+// The options that force a reading of FILE.
+const struct
+{
+    ModeChoice mode;
+    const char* name;
+} kModeNames[] = {{ModeChoice::kBlock, "--block"},
+                  {ModeChoice::kAnonymous, "--anonymous"},
+                  {ModeChoice::kXml, "--xml"},
+                  {ModeChoice::kIni, "--ini"}};
+
 // The type --type names, by the same names TypeName gives them.
 bool ParseType(const std::string& text, ValueType& type)
 {
@@ -152,11 +162,10 @@ bool ParseOption(const std::string& arg, int argc, const char* const* argv, int&
     }
     if (arg == "--strict-name") {
         invocation.strictName = true;
-    } else if (arg == "--block" || arg == "--anonymous" || arg == "--xml" || arg == "--ini") {
-        const ModeChoice mode = arg == "--block"       ? ModeChoice::kBlock
-                                : arg == "--anonymous" ? ModeChoice::kAnonymous
-                                : arg == "--xml"       ? ModeChoice::kXml
-                                                       : ModeChoice::kIni;
+    } else if (const auto* known = std::find_if(std::begin(kModeNames), std::end(kModeNames),
+                                                [&arg](const auto& named) { return arg == named.name; });
+               known != std::end(kModeNames)) {
+        const ModeChoice mode = known->mode;
         if (invocation.mode != ModeChoice::kByPath && invocation.mode != mode) {
             error = "--block, --anonymous, --xml and --ini exclude each other";
             return false;
@@ -169,6 +178,26 @@ bool ParseOption(const std::string& arg, int argc, const char* const* argv, int&
 }
 
 } // namespace
+
+const char* OptionName(CommandOption option)
+{
+    for (const auto& known : kOptionNames) {
+        if (known.option == option) {
+            return known.name;
+        }
+    }
+    return "";
+}
+
+const char* OptionName(ModeChoice mode)
+{
+    for (const auto& known : kModeNames) {
+        if (known.mode == mode) {
+            return known.name;
+        }
+    }
+    return "";
+}
 
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error)
 {

@@ -10,6 +10,7 @@
 #include "Diff.h"
 #include "Edits.h"
 #include "Input.h"
+#include "Loading.h"
 #include "TypedValues.h"
 #include "ZelConfigDocument.h"
 #include "ZelConfigXmlDocument.h"
@@ -40,47 +41,6 @@ int NeedsNormalForm(const Document& document, const Input& input)
     Document probe(document.GetMode());
     probe.Parse("");
     return probe.Normalise() == 0 ? kExitOk : Fail(kExitFailure, input.path, probe.Error());
-}
-
-template <class Doc>
-constexpr bool kXml = std::is_same_v<Doc, XmlDocument>;
-
-// Why a file could not be read or parsed, in words: the document's own
-// reason, which names the line that stopped a parse.
-template <class Doc>
-std::string LoadFailure(int status, const Doc& document)
-{
-    if (status == kStatusNotFound) {
-        return "cannot be read: " + document.Error();
-    }
-    if constexpr (!kXml<Doc>) {
-        const std::string_view text = document.Text();
-        const size_t first = text.find_first_not_of(" \t\r\n");
-        if (first != std::string_view::npos && text[first] == '<') {
-            return document.Error() + "; it starts with '<': --xml reads it as XML";
-        }
-    }
-    return document.Error();
-}
-
-// Reads the file, or standard input, into `document`: its status; -2 for
-// what could not be read.
-template <class Doc>
-int Read(Doc& document, const Input& input)
-{
-    return input.Stdin() ? document.Read(0) : document.Load(input.path);
-}
-
-// Reads the file into `document`; false after reporting the failure.
-template <class Doc>
-bool Load(Doc& document, const Input& input, int& exitStatus)
-{
-    const int status = Read(document, input);
-    if (status != 0) {
-        exitStatus = Fail(kExitFailure, input.path, LoadFailure(status, document));
-        return false;
-    }
-    return true;
 }
 
 // What the operands name: KEY, or BLOCK and ENTRY as two operands.
@@ -335,20 +295,6 @@ int NormaliseAfterEdit(Document& document, const std::string& path)
                                               "('zelcfg lint' shows where)");
     }
     return document.Normalise() == 0 ? kExitOk : Fail(kExitFailure, path, kCannotNormalise);
-}
-
-// Why an edit could not lock and read its file: one that cannot be read is
-// said to be so as every command says it; one that can, or one that was to
-// be created, is refused for the save alone, with the option that helps.
-template <class Doc>
-std::string LockFailure(int status, Doc& document, const Input& input, bool creating)
-{
-    if (status != kStatusNotFound) {
-        return LoadFailure(status, document);
-    }
-    const std::string locking = document.Error();
-    const int read = document.Load(input.path);
-    return read == 0 || creating ? SaveFailure(locking) : LoadFailure(read, document);
 }
 
 // One command of an edit, checked before the file is read: what it names,
@@ -675,13 +621,8 @@ int Lint(const Invocation& invocation, const Input& input, Doc& document)
 template <class Doc, int (*command)(const Invocation&, const Input&, Doc&)>
 int OnNew(const Invocation& invocation, const Input& input)
 {
-    if constexpr (kXml<Doc>) {
-        XmlDocument document;
-        return command(invocation, input, document);
-    } else {
-        Document document(input.Mode());
-        return command(invocation, input, document);
-    }
+    Doc document = DocumentFor<Doc>(input);
+    return command(invocation, input, document);
 }
 
 } // namespace

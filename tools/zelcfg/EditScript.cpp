@@ -21,32 +21,16 @@ bool IsScriptEdit(const std::string& name)
 // run, which edit's own command line takes instead; empty when there is none.
 std::string WholeFileOption(const Invocation& invocation)
 {
-    static const struct
-    {
-        CommandOption option;
-        const char* name;
-    } kSaving[] = {{kOptionWait, "--wait"}, {kOptionForce, "--force"}, {kOptionInPlace, "--in-place"},
-                   {kOptionNormalise, "--normalise"}};
-    static const struct
-    {
-        ModeChoice mode;
-        const char* name;
-    } kModes[] = {{ModeChoice::kBlock, "--block"},
-                  {ModeChoice::kAnonymous, "--anonymous"},
-                  {ModeChoice::kXml, "--xml"},
-                  {ModeChoice::kIni, "--ini"}};
     if (invocation.request != Request::kCommand) {
         return invocation.request == Request::kHelp ? "--help" : "--version";
     }
-    for (const auto& saving : kSaving) {
-        if (invocation.Has(saving.option)) {
-            return saving.name;
+    for (const CommandOption option : {kOptionWait, kOptionForce, kOptionInPlace, kOptionNormalise}) {
+        if (invocation.Has(option)) {
+            return OptionName(option);
         }
     }
-    for (const auto& mode : kModes) {
-        if (invocation.mode == mode.mode) {
-            return mode.name;
-        }
+    if (invocation.mode != ModeChoice::kByPath) {
+        return OptionName(invocation.mode);
     }
     return invocation.verbosity > 0 ? "-v" : invocation.strictName ? "--strict-name" : "";
 }

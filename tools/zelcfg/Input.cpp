@@ -112,7 +112,8 @@ std::string OtherOptions(const Input& input)
 {
     const std::string chosen = ReadingOf(input).option;
     std::vector<std::string> others;
-    for (const char* option : {"--block", "--anonymous", "--xml", "--ini"}) {
+    for (const ModeChoice mode : {ModeChoice::kBlock, ModeChoice::kAnonymous, ModeChoice::kXml, ModeChoice::kIni}) {
+        const std::string option = OptionName(mode);
         if (option != chosen) {
             others.emplace_back(option);
         }

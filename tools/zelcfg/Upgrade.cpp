@@ -2,10 +2,10 @@
 // brought into a user's file. The library compares and merges; the tool
 // reads the files, prints and saves.
 #include <iostream>
-#include <type_traits>
 
 #include "Diff.h"
 #include "Input.h"
+#include "Loading.h"
 #include "ZelConfigMerge.h"
 #include "Zelcfg.h"
 
@@ -15,21 +15,6 @@ using zelconfig::Document;
 using zelconfig::XmlDocument;
 
 namespace {
-
-template <class Doc>
-constexpr bool kXml = std::is_same_v<Doc, XmlDocument>;
-
-// An empty document for the input's reading.
-template <class Doc>
-Doc DocumentFor(const Input& input)
-{
-    if constexpr (kXml<Doc>) {
-        (void)input;
-        return XmlDocument();
-    } else {
-        return Document(input.Mode());
-    }
-}
 
 // The other operands, each read as the first is: files of one format only
 // compare. False after reporting why not.
@@ -49,21 +34,6 @@ bool SameReading(const Invocation& invocation, const Input& first, std::vector<I
             return false;
         }
         inputs.push_back(other);
-    }
-    return true;
-}
-
-// Reads a file, standard input for '-'; false after reporting why not.
-template <class Doc>
-bool Read(Doc& document, const Input& input, int& status, unsigned options = 0,
-          const zelconfig::ReplaceOptions& saving = {})
-{
-    const int read = input.Stdin() ? document.Read(0) : document.Load(input.path, options, saving);
-    if (read != 0) {
-        const std::string why = document.Error();
-        status = Fail(kExitFailure, input.path,
-                      (read == zelconfig::kStatusNotFound && options == 0 ? "cannot be read: " : "") + why);
-        return false;
     }
     return true;
 }
@@ -107,7 +77,7 @@ int DiffAs(const Invocation& invocation, const Input& first)
         return status;
     }
     Doc a = DocumentFor<Doc>(inputs[0]), b = DocumentFor<Doc>(inputs[1]);
-    if (!Read(a, inputs[0], status) || !Read(b, inputs[1], status)) {
+    if (!Load(a, inputs[0], status) || !Load(b, inputs[1], status)) {
         return status;
     }
     const std::vector<zelconfig::Difference> differences = zelconfig::Compare(a, b);
@@ -141,9 +111,16 @@ int MergeAs(const Invocation& invocation, const Input& old)
     Doc oldDefaults = DocumentFor<Doc>(inputs[0]), newDefaults = DocumentFor<Doc>(inputs[1]);
     Doc file = DocumentFor<Doc>(fileInput);
     const bool dryRun = invocation.Has(kOptionDryRun);
-    if (!Read(oldDefaults, inputs[0], status) || !Read(newDefaults, inputs[1], status)
-        || !Read(file, fileInput, status, dryRun ? 0u : Document::kLock, SaveOptions(invocation))) {
-        return status == kExitFailure ? kExitFailure : status;
+    if (!Load(oldDefaults, inputs[0], status) || !Load(newDefaults, inputs[1], status)) {
+        return status;
+    }
+    if (dryRun && !Load(file, fileInput, status)) {
+        return status;
+    }
+    if (!dryRun) {
+        if (const int loaded = file.Load(fileInput.path, Document::kLock, SaveOptions(invocation))) {
+            return Fail(kExitFailure, fileInput.path, LockFailure(loaded, file, fileInput, false));
+        }
     }
     const std::string before = dryRun ? std::string(file.Text()) : std::string();
     std::vector<zelconfig::Conflict> conflicts;

@@ -116,6 +116,10 @@ std::string SaveFailure(const std::string& message);
 // since it was read is named as the user gave it. kExitFailure.
 int SaveFailed(int status, const std::string& file, const std::string& message);
 
+// The name an option is given by ("--wait"); "" for none, as kByPath is.
+const char* OptionName(CommandOption option);
+const char* OptionName(ModeChoice mode);
+
 // False with a message on a usage error.
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error);
 
