@@ -21,11 +21,13 @@ namespace zelconfig {
 // One key whose value differs between two readings, or that only one holds.
 struct Difference
 {
-    std::string key;          // as list prints it: the second reading's where both hold it
-    std::string block, entry; // CFG and INI: the key's block and entry apart; empty for XML
-    bool inFirst = false;     // the first reading holds the key, with `first`
-    bool inSecond = false;    // the second reading holds the key, with `second`
-    std::string first, second;
+    std::string key;       // as list prints it: the second reading's where both hold it
+    std::string block;     // CFG and INI: the key's block; empty for XML
+    std::string entry;     // CFG and INI: the key's entry; empty for XML
+    bool inFirst = false;  // the first reading holds the key, with `first`
+    bool inSecond = false; // the second reading holds the key, with `second`
+    std::string first;     // the first reading's value
+    std::string second;    // the second reading's value
 };
 
 // What differs between the readings of `first` and `second`, in the order of
@@ -39,12 +41,13 @@ ZELCONFIG_API std::vector<Difference> Compare(const XmlDocument& first, const Xm
 // the user's value stays.
 struct Conflict
 {
-    std::string key;          // as list prints it in the user's file
-    std::string block, entry; // CFG and INI: apart; empty for XML
-    std::string yours;        // the user's value
-    std::string updated;      // the new defaults' value
-    std::string old;          // the old defaults' value; empty when they lacked the key
-    bool inOld = false;       // the old defaults held the key
+    std::string key;     // as list prints it in the user's file
+    std::string block;   // CFG and INI: the key's block; empty for XML
+    std::string entry;   // CFG and INI: the key's entry; empty for XML
+    std::string yours;   // the user's value
+    std::string updated; // the new defaults' value
+    std::string old;     // the old defaults' value; empty when they lacked the key
+    bool inOld = false;  // the old defaults held the key
 };
 
 // Brings the new defaults into `file`, a user's file made from `oldDefaults`,
