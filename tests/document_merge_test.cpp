@@ -136,7 +136,15 @@ INSTANTIATE_TEST_SUITE_P(Ini, IniMerge, testing::Values(
     MergeRow{"NewSectionPartedAsTheFileParts", "[a]\nk = 1\n", "[a]\nk = 1\n[b]\nj = 2\n",
              "[a]\nk = 1\n\n\n[c]\nx = 1\n", "[a]\nk = 1\n\n\n[c]\nx = 1\n\n\n[b]\nj = 2\n", ""},
     MergeRow{"OnlyRespacedChangesNothing", "[a]\nk = 1\nj = 2\n", "[a]\nj=2\n\nk :1\n", "[a]\nk = 1\nj = 2\n",
-             "", ""}));
+             "", ""},
+    // The last line, without a line feed, goes and two come after the one
+    // above it: the file still ends without one, in its own line ends.
+    MergeRow{"LastLineReplacedKeepsNoFinalLineFeed", "[a]\nk = 1\nj = 2", "[a]\nk = 1\nx = 3\ny = 4",
+             "[a]\nk = 1\nj = 2", "[a]\nk = 1\nx = 3\ny = 4", ""},
+    MergeRow{"LastLineReplacedKeepsCrlf", "[a]\r\nk = 1\r\nj = 2", "[a]\r\nk = 1\r\nx = 3\r\ny = 4",
+             "[a]\r\nk = 1\r\nj = 2", "[a]\r\nk = 1\r\nx = 3\r\ny = 4", ""},
+    MergeRow{"AddedAfterTheLastLineKeepsCrlf", "[a]\r\nk = 1", "[a]\r\nk = 1\r\nx = 3\r\ny = 4",
+             "[a]\r\nk = 1", "[a]\r\nk = 1\r\nx = 3\r\ny = 4", ""}));
 
 using XmlMerge = testing::TestWithParam<MergeRow>;
 

@@ -85,10 +85,13 @@ INSTANTIATE_TEST_SUITE_P(Merge, UpgradeTable, testing::Values(
                 "net.port\0" "81\0" "8080\0" "80\0"s, ""},
     UpgradeCase{"XmlAttributeAdded", kXml, {"merge", "old.xml", "new.xml", "my.xml"}, 0, "", "",
                 {{"my.xml", "<c>\n  <port>81</port>\n  <if mtu=\"1500\"/>\n</c>\n"}}},
-    UpgradeCase{"RefusedMergeWritesNothing",
+    UpgradeCase{"LastLineWithoutLineFeedReplaced",
                 {{"o.cfg", "[A]\nk=1\nj=2"}, {"n.cfg", "[A]\nk=1\nx=3"}, {"f.cfg", "[A]\nk=1\nj=2"}},
+                {"merge", "o.cfg", "n.cfg", "f.cfg"}, 0, "", "", {{"f.cfg", "[A]\nk=1\nx=3"}}},
+    UpgradeCase{"UnreadableFileWritesNothing",
+                {{"o.cfg", "[A]\nk=1\n"}, {"n.cfg", "[A]\nk=2\n"}, {"f.cfg", "[A]\nk=1\n[B\nj=2\n"}},
                 {"merge", "o.cfg", "n.cfg", "f.cfg"}, 2, "",
-                "zelcfg: f.cfg: refusing to merge: two edits would meet at line 3\n"},
+                "zelcfg: f.cfg: line 3: a block header has no ']'\n"},
     UpgradeCase{"MissingFileIsNotCreated", kCfg, {"merge", "old.cfg", "new.cfg", "none.cfg"}, 2, "",
                 "zelcfg: none.cfg: cannot be read: No such file or directory\n"}));
 

@@ -144,6 +144,11 @@ public:
             return false;
         }
         for (Splice& splice : m_file.RemovalSplices(lines)) {
+            // The file's last lines go, and with them the line feed above
+            // them, so that it still ends without one.
+            if (splice.end == m_file.text.size() && m_file.text.back() != '\n') {
+                m_lastLineFrom = splice.begin;
+            }
             m_splices.push_back(std::move(splice));
         }
         return true;
@@ -179,8 +184,28 @@ private:
     const Placed& m_mine;
     const Placed& m_theirs;
     std::unordered_map<size_t, size_t> m_theirComments, m_myComments; // see CommentsBegin
+    // Inserts lines after the line `anchor` (at the start when none), as
+    // InsertionSplice does. After the file's last line without a line feed,
+    // or the last one the removals leave, the lines are gathered and
+    // inserted at once, so that only the last goes without one.
+    void Insert(const Line* anchor, std::string lines, size_t lastEnd)
+    {
+        if (anchor != nullptr && (anchor->next == kNone || anchor->end == m_lastLineFrom)) {
+            m_lastLine = Line{anchor->begin, anchor->end, kNone};
+            m_afterLastLine += lines;
+            m_lastEnd = lastEnd;
+            return;
+        }
+        size_t feed = 0;
+        m_splices.push_back(m_file.InsertionSplice(anchor, std::move(lines), lastEnd, feed));
+    }
+
     std::unordered_map<std::string_view, size_t> m_headerOf; // the new defaults' first header of a block
     std::vector<Splice> m_splices;
+    size_t m_lastLineFrom = kNone; // where removals of the last lines begin, with the line feed above
+    Line m_lastLine{};             // see Insert
+    std::string m_afterLastLine;
+    size_t m_lastEnd = 0;
 };
 
 bool MergeEdits::Add(const MergePlan::Add& add)
@@ -189,14 +214,14 @@ bool MergeEdits::Add(const MergePlan::Add& add)
     if (!m_file.Writable(item.block, item.entry, item.value)) {
         return false;
     }
-    size_t lastEnd = 0, feed = 0;
+    size_t lastEnd = 0;
     if (add.after != kNoItem) {
         const Line& anchor = m_mine.lines[add.after];
         std::string lines = EntryLines(add.updated, &anchor, lastEnd);
         if (m_file.Ini() && !m_file.IniKeepsLineBelow(anchor.next, true, m_file.IniEntryStyle(anchor).indent.size())) {
             return false;
         }
-        m_splices.push_back(m_file.InsertionSplice(&anchor, std::move(lines), lastEnd, feed));
+        Insert(&anchor, std::move(lines), lastEnd);
         return true;
     }
     // Before the file's value it precedes, and the comments that belong to it.
@@ -242,7 +267,7 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
                                            : Line{};
         const bool anchored = last != lastOf.end() || section != kNone;
         std::string lines;
-        size_t lastEnd = 0, feed = 0;
+        size_t lastEnd = 0;
         if (!anchored && !headerless) {
             for (size_t i = 0; found && i < gap; ++i) {
                 lines += m_file.LineEnd();
@@ -265,7 +290,7 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
         if (m_file.Ini() && !m_file.IniKeepsLineBelow(atAnchor ? anchor.next : m_file.MarkSize(), true, 0)) {
             return false;
         }
-        m_splices.push_back(m_file.InsertionSplice(atAnchor ? &anchor : nullptr, std::move(lines), lastEnd, feed));
+        Insert(atAnchor ? &anchor : nullptr, std::move(lines), lastEnd);
     }
     return true;
 }
@@ -274,6 +299,10 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
 // merge does not mean to make.
 bool MergeEdits::Result(std::string& merged)
 {
+    if (!m_afterLastLine.empty()) {
+        size_t feed = 0;
+        m_splices.push_back(m_file.InsertionSplice(&m_lastLine, std::move(m_afterLastLine), m_lastEnd, feed));
+    }
     // By place; at one place the insertions first, in the order they were
     // made, then what replaces bytes there.
     std::stable_sort(m_splices.begin(), m_splices.end(), [](const Splice& a, const Splice& b) {

@@ -746,12 +746,14 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             return {anchor->next, anchor->next, std::move(lines)};
         }
         // A CFG value keeps a carriage return of its own; an INI line ends
-        // as the others do, its own carriage return kept.
-        const char* end = Ini() && text.back() != '\r' ? LineEnd() : "\n";
+        // as the others do, its own carriage return kept. The anchor is the
+        // last line, or the last a merge leaves.
+        const bool ownCr = anchor->end > anchor->begin && text[anchor->end - 1] == '\r';
+        const char* end = Ini() && !ownCr ? LineEnd() : "\n";
         feed = std::strlen(end);
         lines.insert(0, end);
         lines.resize(lines.size() - lastEnd);
-        return {text.size(), text.size(), std::move(lines)};
+        return {anchor->end, anchor->end, std::move(lines)};
     }
 
     // The engine's saved form of the model it reads from the text into
