@@ -248,7 +248,8 @@ public:
     // included: each header and every line up to the next header, blank and
     // ignored lines too, with the comment lines directly above the header
     // (no blank line between); the comment lines directly above the next
-    // header belong to it and stay. In anonymous
+    // header belong to it and stay; a section that ends the file takes the
+    // blank lines that parted it from the text above. In anonymous
     // mode only the header lines and their comments go (entries there belong
     // to "anonymous", which cannot be removed): 0, -2 (Error() names a
     // look-alike block), 22.

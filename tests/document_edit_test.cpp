@@ -151,7 +151,7 @@ INSTANTIATE_TEST_SUITE_P(RemoveBlock, EditTable, testing::Values(
     EditRow{"IgnoredLinesGoWithIt", kBlock, "[tox]\nenv=py3\n[docs]\ndeps =\n    sphinx\n\n  x\n[b]\nk=v\n",
             Op::kRemoveBlock, "docs", "", 0, "[tox]\nenv=py3\n[b]\nk=v\n"},
     EditRow{"LastBlockToTheEnd", kBlock, kFile + "# the end\n", Op::kRemoveBlock, "Log", "", 0,
-            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n\n"},
+            "# top\n[Net]\n; about host\nHost=10.0.0.1\nPort = 80\n"},
     EditRow{"EveryRepeatedHeader", kBlock, "[D]\nB=1\n# e\n[E]\ne=1\n[D]\nO=2\n# end\n", Op::kRemoveBlock, "D", "",
             0, "# e\n[E]\ne=1\n"},
     EditRow{"LastLineWithoutFeed", kBlock, "[A]\na=1\n[B]\nb=1", Op::kRemoveBlock, "B", "", 0, "[A]\na=1"},

@@ -159,7 +159,7 @@ const EditRow kRemovals[] = {
     {"RepeatedKeyRefused", "[Unit]\nAfter=a\nAfter=b\n", Op::kRemove, "Unit.After", "", kAmbiguous,
      "[Unit]\nAfter=a\nAfter=b\n"},
     {"EverySectionOfTheName", "[a]\nk=1\n\n# about b\n[b]\nj=2\n\n[a]\nm=3\n", Op::kRemoveBlock, "a", "", 0,
-     "# about b\n[b]\nj=2\n\n"},
+     "# about b\n[b]\nj=2\n"},
     {"TheNamelessSection", "top=1\n# c\n\n# about a\n[a]\nk=1\n", Op::kRemoveBlock, "", "", 0,
      "# about a\n[a]\nk=1\n"},
     {"SectionWhoseRemovalJoinsLinesRefused", "[a]\nk = v\n[b]\n    x = 1\n  [c]\ny=1\n", Op::kRemoveBlock, "b", "",

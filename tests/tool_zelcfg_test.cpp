@@ -415,7 +415,7 @@ INSTANTIATE_TEST_SUITE_P(Ini, ToolTable, testing::Values(
     ToolCase{"UnsetDotKey", "s.conf", kSysctl, {"unset", "s.conf", ".net.ipv4.ip_forward"}, 0, "", "", "[A]\nk: v\n"},
     ToolCase{"RemoveBlockAboveHeader", "s.conf", kSysctl, {"remove-block", "s.conf", ""}, 0, "", "", "[A]\nk: v\n"},
     ToolCase{"RemoveBlockWithContinuation", "pip.conf", kPip, {"remove-block", "pip.conf", "install"}, 0, "", "",
-             "[global]\ncert = a.pem\n\n"},
+             "[global]\ncert = a.pem\n"},
     ToolCase{"List", "s.conf", kSysctl, {"list", "s.conf"}, 0, ".net.ipv4.ip_forward=0\nA.k=v\n", ""},
     ToolCase{"ListNull", "pip.conf", kPip, {"list", "-z", "pip.conf"}, 0,
              "global\0cert\0a.pem\0install\0hosts\0\na\nb\0"s, ""},

@@ -298,29 +298,8 @@ int Document::RemoveBlock(const std::string& name)
             return report.line.kind == CFGLineKind::kHeader && report.line.name == name;
         });
     } else {
-        // The whole text of each of its sections goes, lines the engine
-        // ignores included, up to the next header; of the comment lines
-        // directly above a header, no blank line between, those above one of
-        // the block's own headers go and those above another header stay.
-        bool inside = s.Ini() && name.empty() && !EntryNames("").empty(); // the text above the first header
-        std::vector<Line> comments; // the comment lines directly above the current line
-        s.ReadLines(0, kNone, [&](const Line& line, const CFGReport& report) {
-            if (report.line.kind == CFGLineKind::kComment) {
-                comments.push_back(line);
-                return;
-            }
-            if (report.line.kind == CFGLineKind::kHeader) {
-                inside = report.line.name == name;
-            }
-            if (inside) {
-                removed.insert(removed.end(), comments.begin(), comments.end());
-                removed.push_back(line);
-            }
-            comments.clear();
-        });
-        if (inside) {
-            removed.insert(removed.end(), comments.begin(), comments.end());
-        }
+        removed = s.SectionLines([&](std::string_view held) { return held == name; },
+                                 s.Ini() && name.empty() && !EntryNames("").empty());
     }
     if (removed.empty()) {
         s.error = "no block " + (name.empty() ? std::string("''") : name) + LookalikeText(name, "", Lookalikes(name, ""));

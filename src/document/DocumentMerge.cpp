@@ -131,15 +131,25 @@ public:
         return true;
     }
 
-    bool Remove(const std::vector<size_t>& removals)
+    bool Remove(const std::vector<size_t>& removals, const std::vector<std::string>& dropped)
     {
         std::unordered_set<size_t> gone;
         for (size_t i : removals) {
             gone.insert(m_mine.lines[i].begin);
         }
-        const std::vector<Line> lines = m_file.Owned(0, kNone, [&](const CFGReport& report) {
+        std::vector<Line> lines = m_file.Owned(0, kNone, [&](const CFGReport& report) {
             return report.line.kind == CFGLineKind::kEntry && gone.count(report.offset) > 0;
         });
+        const std::unordered_set<std::string_view> blocks = DroppedBlocks(dropped);
+        if (!blocks.empty()) {
+            const std::vector<Line> sections = m_file.SectionLines(
+                [&](std::string_view name) { return blocks.count(name) > 0; }, false);
+            lines.insert(lines.end(), sections.begin(), sections.end());
+            std::sort(lines.begin(), lines.end(), [](const Line& a, const Line& b) { return a.begin < b.begin; });
+            lines.erase(std::unique(lines.begin(), lines.end(),
+                                    [](const Line& a, const Line& b) { return a.begin == b.begin; }),
+                        lines.end());
+        }
         if (m_file.Ini() && !m_file.IniKeepsLinesBelow(lines)) {
             return false;
         }
@@ -159,6 +169,29 @@ public:
     bool Result(std::string& merged);
 
 private:
+    // The blocks that go whole with their sections, as a removal of the
+    // block takes them: not where a header stands for no block (anonymous
+    // mode, an INI file's text above its first header), nor a block whose
+    // header is repeated, whose later sections hold entries no reader sees.
+    std::unordered_set<std::string_view> DroppedBlocks(const std::vector<std::string>& dropped) const
+    {
+        std::unordered_set<std::string_view> blocks;
+        if (m_file.Anonymous()) {
+            return blocks;
+        }
+        for (const std::string& block : dropped) {
+            if (!block.empty()) {
+                blocks.insert(block);
+            }
+        }
+        for (size_t i = 0; i < m_file.headers.size() && !m_file.Ini(); ++i) {
+            if (!m_file.headers[i].first) {
+                blocks.erase(m_file.HeaderName(i));
+            }
+        }
+        return blocks;
+    }
+
     // The lines of an added entry, its comments first, in the file's style
     // (an INI entry's as `near`'s, when given); `lastEnd` the bytes of their
     // last line end.
@@ -368,7 +401,7 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
             return Refuse(file, mine.reading[set.file].key + ": " + file.error);
         }
     }
-    if (!plan.removals.empty() && !edits.Remove(plan.removals)) {
+    if (!plan.removals.empty() && !edits.Remove(plan.removals, plan.dropped)) {
         return Refuse(file, file.error);
     }
     std::vector<size_t> unplaced;

@@ -594,6 +594,56 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         return taken;
     }
 
+    // The lines a block's removal takes: the whole text of each of its
+    // sections, lines the engine ignores included, up to the next header;
+    // of the comment lines directly above a header, no blank line between,
+    // those above one of the block's own headers go and those above another
+    // header stay. With `aboveFirst`, the text above the first header is
+    // taken as a section of the block. A section that ends the file takes
+    // the blank lines that parted it from the text above. `named(name)`
+    // tells the block's names, so that one reading serves several blocks.
+    template <typename IsOurs>
+    std::vector<Line> SectionLines(IsOurs named, bool aboveFirst) const
+    {
+        std::vector<Line> lines;
+        bool inside = aboveFirst;
+        std::vector<Line> comments; // the comment lines directly above the current line
+        std::vector<Line> blanks, parting; // blank lines above them; those above the last section taken
+        size_t lastStart = 0;              // where in `lines` that section begins
+        ReadLines(0, kNone, [&](const Line& line, const CFGReport& report) {
+            if (report.line.kind == CFGLineKind::kComment) {
+                comments.push_back(line);
+                return;
+            }
+            const bool blank = report.line.kind != CFGLineKind::kHeader && IsBlankLine(report.text);
+            if (report.line.kind == CFGLineKind::kHeader) {
+                const bool ours = named(report.line.name);
+                if (ours && !inside) {
+                    parting = blanks;
+                    lastStart = lines.size();
+                }
+                inside = ours;
+            }
+            if (inside) {
+                lines.insert(lines.end(), comments.begin(), comments.end());
+                lines.push_back(line);
+            }
+            if (!blank || !comments.empty()) {
+                blanks.clear();
+            }
+            if (blank) {
+                blanks.push_back(line);
+            }
+            comments.clear();
+        });
+        if (inside) {
+            lines.insert(lines.end(), comments.begin(), comments.end());
+            // Nothing follows the last section: its parting goes with it.
+            lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(lastStart), parting.begin(), parting.end());
+        }
+        return lines;
+    }
+
     // The line, counted from 1, that begins at `at`.
     size_t LineNumber(size_t at) const
     {

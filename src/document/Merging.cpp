@@ -1,6 +1,8 @@
 #include "Merging.h"
 
+#include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace zelconfig {
 
@@ -110,6 +112,59 @@ void PlaceAdds(const Reading& updated, const std::vector<size_t>& kept, MergePla
     }
 }
 
+// Whether a sorted list of groups holds `group` or one beneath it ("a.b"
+// is beneath "a"). A CFG block named like that is taken as beneath too,
+// which only ever keeps a block.
+bool HoldsOrBeneath(const std::vector<std::string_view>& groups, const std::string& group)
+{
+    const auto found = std::lower_bound(groups.begin(), groups.end(), group);
+    if (found != groups.end() && *found == group) {
+        return true;
+    }
+    const auto child = std::lower_bound(found, groups.end(), group + '.');
+    return child != groups.end() && child->substr(0, group.size() + 1) == group + '.';
+}
+
+std::vector<std::string_view> Sorted(std::vector<std::string_view> groups)
+{
+    std::sort(groups.begin(), groups.end());
+    groups.erase(std::unique(groups.begin(), groups.end()), groups.end());
+    return groups;
+}
+
+// The groups the new defaults no longer have (neither a value in them or
+// beneath them, nor a value by their name), which the old defaults had and
+// where the file keeps nothing: they go whole.
+std::vector<std::string> DroppedGroups(const Reading& old, const Reading& updated, const Reading& file,
+                                       const std::vector<bool>& removed)
+{
+    std::vector<std::string_view> alive, kept;
+    for (const Keyed& item : updated) {
+        alive.push_back(item.group);
+        alive.push_back(std::string_view(item.id).substr(0, item.id.rfind('\0')));
+    }
+    for (size_t i = 0; i < file.size(); ++i) {
+        if (!removed[i]) {
+            kept.push_back(file[i].group);
+        }
+    }
+    alive = Sorted(std::move(alive));
+    kept = Sorted(std::move(kept));
+    std::unordered_set<std::string_view> inOld, seen;
+    for (const Keyed& item : old) {
+        inOld.insert(item.group);
+    }
+    std::vector<std::string> dropped;
+    for (size_t i = 0; i < file.size(); ++i) {
+        const std::string& group = file[i].group;
+        if (removed[i] && seen.insert(group).second && inOld.count(group) > 0 && !HoldsOrBeneath(alive, group)
+            && !HoldsOrBeneath(kept, group)) {
+            dropped.push_back(group);
+        }
+    }
+    return dropped;
+}
+
 Conflict ConflictOf(const Keyed& yours, const Keyed& updated, const Keyed* old)
 {
     return {yours.key, yours.block, yours.entry, yours.value, updated.value, old ? old->value : "", old != nullptr};
@@ -148,6 +203,9 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
         }
     }
     PlaceAdds(updated, kept, plan);
+    if (!plan.removals.empty()) {
+        plan.dropped = DroppedGroups(old, updated, file, removed);
+    }
     return plan;
 }
 

@@ -59,6 +59,7 @@ struct MergePlan
     std::vector<Set> sets;         // in the file's order
     std::vector<size_t> removals;  // the file's values, in its order
     std::vector<Add> adds;         // in the new defaults' order
+    std::vector<std::string> dropped; // groups (blocks, elements) that go whole, in the file's order
     std::vector<Conflict> conflicts;
 };
 MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& file);
