@@ -33,7 +33,7 @@ const struct
                   {ModeChoice::kIni, "--ini"}};
 
 // The type --type names, by the same names TypeName gives them.
-bool ParseType(const std::string& text, ValueType& type)
+bool ParseType(std::string_view text, ValueType& type)
 {
     for (ValueType known : {ValueType::kString, ValueType::kInt, ValueType::kFloat, ValueType::kDouble,
                             ValueType::kBool}) {
@@ -46,17 +46,17 @@ bool ParseType(const std::string& text, ValueType& type)
 }
 
 // A number of seconds for --wait: digits only, at most a day.
-bool ParseSeconds(const std::string& text, unsigned& seconds)
+bool ParseSeconds(std::string_view text, unsigned& seconds)
 {
-    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos) {
+    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string_view::npos) {
         return false;
     }
-    seconds = static_cast<unsigned>(std::stoul(text));
+    seconds = static_cast<unsigned>(std::stoul(std::string(text)));
     return seconds <= 86400;
 }
 
 // "-5" and "-.5" are values, not options; "-" alone is standard input.
-bool IsOperand(const std::string& arg)
+bool IsOperand(std::string_view arg)
 {
     return arg.size() < 2 || arg[0] != '-' || std::isdigit(static_cast<unsigned char>(arg[1])) || arg[1] == '.';
 }
@@ -105,12 +105,12 @@ bool CheckShape(const Command& command, Invocation& invocation, std::string& err
 // The options that take a value, joined ("--wait=5") or the next word
 // (argv[++i]): false, with `error`, when it is missing or wrong or the
 // option unknown.
-bool ParseValueOption(const std::string& arg, int argc, const char* const* argv, int& i, Invocation& invocation,
+bool ParseValueOption(std::string_view arg, int argc, const char* const* argv, int& i, Invocation& invocation,
                       std::string& error)
 {
     if (arg == "--index" || arg.compare(0, 8, "--index=") == 0) {
         const bool joined = arg.size() > 7;
-        const std::string text = joined ? arg.substr(8) : i + 1 < argc ? argv[++i] : "";
+        const std::string text(joined ? arg.substr(8) : i + 1 < argc ? argv[++i] : "");
         if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos
             || std::stoul(text) == 0) {
             error = "--index needs a whole number from 1, the entry's place among the key's in file order";
@@ -129,7 +129,7 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
     } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
         std::string name;
         if (arg.size() > 6) {
-            name = arg.substr(7);
+            name = std::string(arg.substr(7));
         } else if (i + 1 < argc) {
             name = argv[++i];
         } else {
@@ -142,7 +142,7 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
         }
         invocation.options |= kOptionType;
     } else {
-        error = "unknown option '" + arg + "'";
+        error = "unknown option '" + std::string(arg) + "'";
         return false;
     }
     return true;
@@ -150,7 +150,7 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
 
 // One option but the help, version and verbosity ones: false, with `error`,
 // when it is unknown or wrong.
-bool ParseOption(const std::string& arg, int argc, const char* const* argv, int& i, Invocation& invocation,
+bool ParseOption(std::string_view arg, int argc, const char* const* argv, int& i, Invocation& invocation,
                  std::string& error)
 {
     for (const auto& known : kOptionNames) {
@@ -201,11 +201,11 @@ const char* OptionName(ModeChoice mode)
 
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error)
 {
-    std::vector<std::string> words;
+    std::vector<std::string_view> words;
     words.reserve(static_cast<size_t>(argc));
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
+        const std::string_view arg = argv[i];
         if (optionsEnded || IsOperand(arg)) {
             words.push_back(arg);
         } else if (arg == "--") {
@@ -227,7 +227,7 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
         return false;
     }
     invocation.command = words.front();
-    invocation.operands.assign(std::make_move_iterator(words.begin() + 1), std::make_move_iterator(words.end()));
+    invocation.operands.assign(words.begin() + 1, words.end());
     for (const Command& command : AllCommands()) {
         if (invocation.command == command.name) {
             return CheckShape(command, invocation, error);

@@ -43,20 +43,22 @@ int NeedsNormalForm(const Document& document, const Input& input)
     return probe.Normalise() == 0 ? kExitOk : Fail(kExitFailure, input.path, probe.Error());
 }
 
+// How list and messages show a CFG entry: "[a.b]k" where no key reaches it.
+std::string ShownApart(const std::string& block, const std::string& entry)
+{
+    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
+}
+
 // What the operands name: KEY, or BLOCK and ENTRY as two operands.
 struct Target
 {
     std::string key;          // as given (XML: BLOCK ENTRY is the path BLOCK.ENTRY)
     std::string block, entry; // a CFG key split as the library's lookups split it
     bool apart;               // BLOCK and ENTRY given apart (a CFG block name may hold '.')
-    std::string shown;        // for messages: as given, or as list prints it
-};
 
-// How list and messages show a CFG entry: "[a.b]k" where no key reaches it.
-std::string Shown(const std::string& block, const std::string& entry)
-{
-    return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
-}
+    // For messages: as given, or as list prints it.
+    std::string Shown() const { return apart ? ShownApart(block, entry) : key; }
+};
 
 // A CFG key splits at the first '.'; without one, in anonymous mode it is
 // an entry of "anonymous", in block mode the empty names (which a lookup of
@@ -64,18 +66,17 @@ std::string Shown(const std::string& block, const std::string& entry)
 Target TargetOf(const std::vector<std::string>& operands, bool apart, const Document& document)
 {
     if (apart) {
-        return {"", operands[1], operands[2], true, Shown(operands[1], operands[2])};
+        return {"", operands[1], operands[2], true};
     }
     const zelconfig::CFGKeyParts parts
         = zelconfig::CFGSplitKey(operands[1], document.GetMode() == Document::Mode::kAnonymous);
-    return {operands[1], std::string(parts.block), std::string(parts.entry), false, operands[1]};
+    return {operands[1], std::string(parts.block), std::string(parts.entry), false};
 }
 
 // An XML key is a path: BLOCK ENTRY is the path BLOCK.ENTRY.
 Target TargetOf(const std::vector<std::string>& operands, bool apart, const XmlDocument&)
 {
-    const std::string key = apart ? operands[1] + "." + operands[2] : operands[1];
-    return {key, "", "", false, key};
+    return {apart ? operands[1] + "." + operands[2] : operands[1], "", "", false};
 }
 
 // The verbs whose arguments differ between the formats: a CFG entry named
@@ -152,20 +153,20 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
     if (invocation.Has(kOptionStrict)) {
         const std::string problem = PartialRead(invocation.type, raw);
         if (!problem.empty()) {
-            return Fail(kExitConversion, input.path, target.shown + ": " + problem);
+            return Fail(kExitConversion, input.path, target.Shown() + ": " + problem);
         }
     }
     if (status == -1) {
-        return Fail(kExitConversion, input.path, target.shown + ": the value is neither \"true\" nor \"false\"");
+        return Fail(kExitConversion, input.path, target.Shown() + ": the value is neither \"true\" nor \"false\"");
     }
     if (status != 0 && status != 1) {
-        return Fail(kExitFailure, input.path, target.shown + ": status " + std::to_string(status));
+        return Fail(kExitFailure, input.path, target.Shown() + ": status " + std::to_string(status));
     }
     for (const std::string& value : values) {
         Emit(invocation, value);
     }
     if (status == 1) {
-        return Fail(kExitConversion, input.path, target.shown + ": the value is out of range; printed as converted");
+        return Fail(kExitConversion, input.path, target.Shown() + ": the value is out of range; printed as converted");
     }
     return Flushed(input.path);
 }
@@ -194,13 +195,15 @@ bool CheckNames(const Document& document, const Target& target, std::string& err
         error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
-    static std::map<std::tuple<Document::Mode, std::string, std::string>, std::string> refusals;
-    auto names = std::make_tuple(document.GetMode(), target.block, target.entry);
-    auto asked = refusals.find(names);
+    static std::map<std::tuple<Document::Mode, std::string, std::string>, std::string, std::less<>> refusals;
+    auto asked = refusals.find(std::make_tuple(document.GetMode(), std::string_view(target.block),
+                                               std::string_view(target.entry)));
     if (asked == refusals.end()) {
         Document empty(document.GetMode());
         empty.Parse("");
-        asked = refusals.emplace(std::move(names), empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error())
+        asked = refusals
+                    .emplace(std::make_tuple(document.GetMode(), target.block, target.entry),
+                             empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error())
                     .first;
     }
     error = asked->second;
@@ -306,7 +309,7 @@ struct Step
     EditKind kind;
     Target target;
     std::string value;
-    std::string where;
+    const std::string* where; // the caller's, which outlives the edit
 };
 
 // Makes the step's edit: the library's status.
@@ -341,14 +344,14 @@ int MakeAll(Doc& document, const std::vector<Step>& steps)
     for (const Step& step : steps) {
         const int status = Make(document, step);
         if (status == kStatusNotFound) {
-            return Fail(kExitNotFound, step.where, document.Error());
+            return Fail(kExitNotFound, *step.where, document.Error());
         }
         if (status == zelconfig::kEditAmbiguous) {
-            return Fail(kExitFailure, step.where,
+            return Fail(kExitFailure, *step.where,
                         document.Error() + (Count(document, step.target) > 1 ? Remedy<Doc>(step.kind) : ""));
         }
         if (status != 0) {
-            return Fail(kExitFailure, step.where,
+            return Fail(kExitFailure, *step.where,
                         document.Error().empty() ? "cannot edit the file (status " + std::to_string(status) + ")"
                                                  : document.Error());
         }
@@ -415,7 +418,7 @@ template <class Doc>
 int PrepareSet(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
 {
     step = {&invocation, EditKind::kSet, TargetOf(invocation.operands, invocation.operands.size() == 4, document),
-            "", where};
+            "", &where};
     std::string error;
     int status = kExitFailure;
     if (!ValueToSet(invocation, where, step.value, status)) {
@@ -429,7 +432,7 @@ template <class Doc>
 int PrepareUnset(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
 {
     step = {&invocation, EditKind::kUnset, TargetOf(invocation.operands, invocation.operands.size() == 3, document),
-            "", where};
+            "", &where};
     std::string error;
     return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
 }
@@ -439,7 +442,7 @@ int PrepareUnset(const Invocation& invocation, const std::string& where, const D
 int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, const Document& document, Step& step)
 {
     const std::string& name = invocation.operands[1];
-    step = {&invocation, EditKind::kRemoveBlock, Target{name, name, "", true, name}, "", where};
+    step = {&invocation, EditKind::kRemoveBlock, Target{name, name, "", true}, "", &where};
     if (name.empty() && document.GetMode() != Document::Mode::kIni) {
         return Fail(kExitFailure, where, "a block name cannot be empty");
     }
@@ -745,11 +748,12 @@ int EditScripted(const Invocation& invocation, const Input& input, Doc& document
     std::vector<Step> steps(edits.size());
     for (size_t i = 0; i < edits.size(); ++i) {
         const Invocation& edit = edits[i].invocation;
-        for (const Command& command : AllCommands()) {
-            const std::string refusal = edit.command == command.name ? FormatRefusal(command, edit, input) : "";
-            if (!refusal.empty()) {
-                return Fail(kExitFailure, edits[i].where, refusal);
-            }
+        const auto& commands = AllCommands();
+        const auto command = std::find_if(commands.begin(), commands.end(),
+                                          [&edit](const Command& known) { return edit.command == known.name; });
+        const std::string refusal = command != commands.end() ? FormatRefusal(*command, edit, input) : "";
+        if (!refusal.empty()) {
+            return Fail(kExitFailure, edits[i].where, refusal);
         }
         if (const int refused = Prepare(edit, edits[i].where, document, steps[i])) {
             return refused;

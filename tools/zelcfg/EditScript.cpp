@@ -36,8 +36,10 @@ std::string WholeFileOption(const Invocation& invocation)
 }
 
 // Takes one command of the script apart as its own command line would be,
-// with FILE in its place: false with the reason.
-bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& invocation, std::string& error)
+// with FILE in its place: false with the reason. `argv` is room kept from
+// one command to the next.
+bool ParseEdit(const ScriptCommand& command, const Input& input, std::vector<const char*>& argv,
+               Invocation& invocation, std::string& error)
 {
     const std::string& name = command.words.front();
     if (!IsScriptEdit(name)) {
@@ -46,8 +48,7 @@ bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& inv
     }
     // A stand-in for FILE, which may look like an option; the parser must
     // take it as the operand it is.
-    std::vector<const char*> argv = {"zelcfg", name.c_str(), "FILE"};
-    argv.reserve(command.words.size() + 2);
+    argv.assign({"zelcfg", name.c_str(), "FILE"});
     for (size_t i = 1; i < command.words.size(); ++i) {
         argv.push_back(command.words[i].c_str());
     }
@@ -77,9 +78,14 @@ int RunEditScript(const Invocation& invocation, const Input& input)
         return Fail(kExitFailure, input.path, error);
     }
     std::vector<ScriptedEdit> edits(commands.size());
+    std::vector<const char*> argv;
     for (size_t i = 0; i < commands.size(); ++i) {
-        edits[i].where = input.path + (null ? ": command " : ": line ") + std::to_string(commands[i].line);
-        if (!ParseEdit(commands[i], input, edits[i].invocation, error)) {
+        const std::string number = std::to_string(commands[i].line);
+        const char* const said = null ? ": command " : ": line ";
+        std::string& where = edits[i].where;
+        where.reserve(input.path.size() + std::strlen(said) + number.size());
+        where.append(input.path).append(said).append(number);
+        if (!ParseEdit(commands[i], input, argv, edits[i].invocation, error)) {
             return Fail(kExitFailure, edits[i].where, error);
         }
     }

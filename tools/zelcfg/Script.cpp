@@ -2,7 +2,7 @@
 #include "Script.h"
 
 #include <algorithm>
-#include <bitset>
+#include <array>
 #include <cstring>
 
 namespace zelcfg {
@@ -10,10 +10,10 @@ namespace zelcfg {
 namespace {
 
 // The bytes that end a run of a word's plain bytes.
-const std::bitset<256> kSpecial = [] {
-    std::bitset<256> special;
+const std::array<bool, 256> kSpecial = [] {
+    std::array<bool, 256> special{};
     for (const char c : std::string_view(" \t\n\\'\";&|<>()")) {
-        special.set(static_cast<unsigned char>(c));
+        special[static_cast<unsigned char>(c)] = true;
     }
     return special;
 }();
@@ -105,7 +105,7 @@ bool Splitter::Run(std::string& error)
         } else {
             // The bytes up to the next one that means something, at once.
             size_t end = m_at + 1;
-            while (end < m_text.size() && !kSpecial.test(static_cast<unsigned char>(m_text[end]))) {
+            while (end < m_text.size() && !kSpecial[static_cast<unsigned char>(m_text[end])]) {
                 ++end;
             }
             StartWord();
