@@ -839,19 +839,18 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     }
 
     // Takes the header just inserted as `index` into the index of first
-    // headers: the headers after it move one place down, and a name held by
-    // a later header is now found here first.
+    // headers: a block added after every other (as Add adds one) moves none
+    // of them; one added before others leaves the index stale.
     void IndexNewSection(size_t index)
     {
-        for (auto& held : firstHeaders.first) {
-            held.second += held.second >= index ? 1 : 0;
+        if (index + 1 != headers.size()) {
+            firstHeaders.version = kNone;
+            return;
         }
         std::string name(HeaderName(index));
         const auto found = std::lower_bound(firstHeaders.first.begin(), firstHeaders.first.end(), name,
                                             [](const auto& held, const std::string& wanted) { return held.first < wanted; });
-        if (found != firstHeaders.first.end() && found->first == name) {
-            found->second = std::min(found->second, index);
-        } else {
+        if (found == firstHeaders.first.end() || found->first != name) {
             firstHeaders.first.emplace(found, std::move(name), index);
         }
     }
