@@ -90,8 +90,10 @@ int Document::State::SetEntries(const Document& document, const Named& name, siz
         return kStatusInvalid;
     }
     IndexSections();
-    std::vector<size_t> offsets;
-    std::vector<Splice> splices;
+    std::vector<size_t>& offsets = scratch.offsets;
+    std::vector<Splice>& splices = scratch.splices;
+    offsets.clear();
+    splices.clear();
     ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
         offsets.push_back(line.begin);
         const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();

@@ -187,6 +187,12 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         size_t version = kNone;
         size_t walks = 0; // edits that walked the headers since it last held
     } firstHeaders;
+    // Room that a set keeps for the next: a script sets values by the thousand.
+    struct
+    {
+        std::vector<size_t> offsets;
+        std::vector<Splice> splices;
+    } scratch;
 
     explicit State(Mode m) : mode(m) {}
 

@@ -4,7 +4,6 @@
 #include <map>
 #include <new>
 #include <sys/stat.h>
-#include <tuple>
 #include <type_traits>
 
 #include "Diff.h"
@@ -52,12 +51,14 @@ std::string ShownApart(const std::string& block, const std::string& entry)
 // What the operands name: KEY, or BLOCK and ENTRY as two operands.
 struct Target
 {
-    std::string key;          // as given (XML: BLOCK ENTRY is the path BLOCK.ENTRY)
+    const std::string* given; // KEY as given, the invocation's; null: `joined`
+    std::string joined;       // XML: BLOCK ENTRY as the path BLOCK.ENTRY
     std::string block, entry; // a CFG key split as the library's lookups split it
     bool apart;               // BLOCK and ENTRY given apart (a CFG block name may hold '.')
 
+    const std::string& Key() const { return given != nullptr ? *given : joined; }
     // For messages: as given, or as list prints it.
-    std::string Shown() const { return apart ? ShownApart(block, entry) : key; }
+    std::string Shown() const { return apart ? ShownApart(block, entry) : Key(); }
 };
 
 // A CFG key splits at the first '.'; without one, in anonymous mode it is
@@ -66,17 +67,20 @@ struct Target
 Target TargetOf(const std::vector<std::string>& operands, bool apart, const Document& document)
 {
     if (apart) {
-        return {"", operands[1], operands[2], true};
+        return {nullptr, "", operands[1], operands[2], true};
     }
     const zelconfig::CFGKeyParts parts
         = zelconfig::CFGSplitKey(operands[1], document.GetMode() == Document::Mode::kAnonymous);
-    return {operands[1], std::string(parts.block), std::string(parts.entry), false};
+    return {&operands[1], "", std::string(parts.block), std::string(parts.entry), false};
 }
 
 // An XML key is a path: BLOCK ENTRY is the path BLOCK.ENTRY.
 Target TargetOf(const std::vector<std::string>& operands, bool apart, const XmlDocument&)
 {
-    return {apart ? operands[1] + "." + operands[2] : operands[1], "", "", false};
+    if (apart) {
+        return {nullptr, operands[1] + "." + operands[2], "", "", false};
+    }
+    return {&operands[1], "", "", "", false};
 }
 
 // The verbs whose arguments differ between the formats: a CFG entry named
@@ -84,12 +88,12 @@ Target TargetOf(const std::vector<std::string>& operands, bool apart, const XmlD
 int Find(const Document& document, const Target& target, std::string& raw)
 {
     // The empty key names nothing; the empty block named apart is a block.
-    return !target.apart && target.key.empty() ? kStatusNotFound : document.Get(target.block, target.entry, raw);
+    return !target.apart && target.Key().empty() ? kStatusNotFound : document.Get(target.block, target.entry, raw);
 }
 
 int Find(const XmlDocument& document, const Target& target, std::string& raw)
 {
-    return document.Get(target.key, raw);
+    return document.Get(target.Key(), raw);
 }
 
 // Every value of a key that Find found, `raw` among them.
@@ -106,12 +110,12 @@ std::vector<std::string> Values(const XmlDocument&, const Target&, const std::st
 
 std::string Missing(const Document& document, const Target& target)
 {
-    return target.apart ? document.Missing(target.block, target.entry) : document.Missing(target.key);
+    return target.apart ? document.Missing(target.block, target.entry) : document.Missing(target.Key());
 }
 
 std::string Missing(const XmlDocument& document, const Target& target)
 {
-    return document.Missing(target.key);
+    return document.Missing(target.Key());
 }
 
 // Writes the output, ending each piece with NUL under --null, else with a
@@ -185,8 +189,8 @@ bool CheckNames(const Document& document, const Target& target, std::string& err
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
     const bool ini = document.GetMode() == Document::Mode::kIni;
-    if (!target.apart && (target.key.empty() || (!anonymous && target.key.find('.') == std::string::npos))) {
-        error = "the key '" + target.key + "' is not BLOCK.ENTRY"
+    if (!target.apart && (target.Key().empty() || (!anonymous && target.Key().find('.') == std::string::npos))) {
+        error = "the key '" + target.Key() + "' is not BLOCK.ENTRY"
                 + (ini ? ", nor .ENTRY for an entry above the first header" : "");
         return false;
     }
@@ -195,16 +199,18 @@ bool CheckNames(const Document& document, const Target& target, std::string& err
         error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
-    static std::map<std::tuple<Document::Mode, std::string, std::string>, std::string, std::less<>> refusals;
-    auto asked = refusals.find(std::make_tuple(document.GetMode(), std::string_view(target.block),
-                                               std::string_view(target.entry)));
+    // Asked by the mode, the block's length, the block and the entry, in one
+    // string whose room is kept.
+    static std::map<std::string, std::string> refusals;
+    static std::string names;
+    const size_t length = target.block.size();
+    names.assign(1, static_cast<char>(document.GetMode()));
+    names.append(reinterpret_cast<const char*>(&length), sizeof length).append(target.block).append(target.entry);
+    auto asked = refusals.find(names);
     if (asked == refusals.end()) {
         Document empty(document.GetMode());
         empty.Parse("");
-        asked = refusals
-                    .emplace(std::make_tuple(document.GetMode(), target.block, target.entry),
-                             empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error())
-                    .first;
+        asked = refusals.emplace(names, empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error()).first;
     }
     error = asked->second;
     return error.empty();
@@ -229,14 +235,14 @@ int Change(Document& document, const Invocation& invocation, const Target& targe
     if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
         return document.SetAt(target.block, target.entry, invocation.index, value);
     }
-    return target.apart ? document.Set(target.block, target.entry, value) : document.Set(target.key, value);
+    return target.apart ? document.Set(target.block, target.entry, value) : document.Set(target.Key(), value);
 }
 
 int Change(XmlDocument& document, const Invocation& invocation, const Target& target, const std::string& value)
 {
-    return invocation.Has(kOptionAttribute) ? document.SetAttribute(target.key, value)
-           : invocation.Has(kOptionAll)     ? document.SetAll(target.key, value)
-                                            : document.Set(target.key, value);
+    return invocation.Has(kOptionAttribute) ? document.SetAttribute(target.Key(), value)
+           : invocation.Has(kOptionAll)     ? document.SetAll(target.Key(), value)
+                                            : document.Set(target.Key(), value);
 }
 
 // What is not there is added: a CFG entry named apart (or any in anonymous
@@ -245,12 +251,12 @@ int AddNew(Document& document, const Target& target, const std::string& value)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
     return target.apart || anonymous ? document.Add(target.block, target.entry, value)
-                                     : document.Add(target.key, value);
+                                     : document.Add(target.Key(), value);
 }
 
 int AddNew(XmlDocument& document, const Target& target, const std::string& value)
 {
-    return document.Add(target.key, value);
+    return document.Add(target.Key(), value);
 }
 
 // The entry goes, or every one the key names (--all), or the Nth (--index).
@@ -259,12 +265,12 @@ int Delete(Document& document, const Invocation& invocation, const Target& targe
     if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
         return document.RemoveAt(target.block, target.entry, invocation.index);
     }
-    return target.apart ? document.Remove(target.block, target.entry) : document.Remove(target.key);
+    return target.apart ? document.Remove(target.block, target.entry) : document.Remove(target.Key());
 }
 
 int Delete(XmlDocument& document, const Invocation& invocation, const Target& target)
 {
-    return invocation.Has(kOptionAll) ? document.RemoveAll(target.key) : document.Remove(target.key);
+    return invocation.Has(kOptionAll) ? document.RemoveAll(target.Key()) : document.Remove(target.Key());
 }
 
 // The options that pick among several entries, after the library's refusal.
@@ -286,7 +292,7 @@ size_t Count(const Document& document, const Target& target)
 
 size_t Count(const XmlDocument& document, const Target& target)
 {
-    return document.Lines(target.key).size();
+    return document.Lines(target.Key()).size();
 }
 
 // --normalise after an edit: refused where entries would be lost.
@@ -442,7 +448,7 @@ int PrepareUnset(const Invocation& invocation, const std::string& where, const D
 int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, const Document& document, Step& step)
 {
     const std::string& name = invocation.operands[1];
-    step = {&invocation, EditKind::kRemoveBlock, Target{name, name, "", true}, "", &where};
+    step = {&invocation, EditKind::kRemoveBlock, Target{&name, "", name, "", true}, "", &where};
     if (name.empty() && document.GetMode() != Document::Mode::kIni) {
         return Fail(kExitFailure, where, "a block name cannot be empty");
     }

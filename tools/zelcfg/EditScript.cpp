@@ -36,10 +36,9 @@ std::string WholeFileOption(const Invocation& invocation)
 }
 
 // Takes one command of the script apart as its own command line would be,
-// with FILE in its place: false with the reason. `argv` is room kept from
-// one command to the next.
-bool ParseEdit(const ScriptCommand& command, const Input& input, std::vector<const char*>& argv,
-               Invocation& invocation, std::string& error)
+// with FILE in its place: false with the reason. The words go to the
+// invocation.
+bool ParseEdit(ScriptCommand& command, const Input& input, Invocation& invocation, std::string& error)
 {
     const std::string& name = command.words.front();
     if (!IsScriptEdit(name)) {
@@ -48,11 +47,8 @@ bool ParseEdit(const ScriptCommand& command, const Input& input, std::vector<con
     }
     // A stand-in for FILE, which may look like an option; the parser must
     // take it as the operand it is.
-    argv.assign({"zelcfg", name.c_str(), "FILE"});
-    for (size_t i = 1; i < command.words.size(); ++i) {
-        argv.push_back(command.words[i].c_str());
-    }
-    if (!ParseCommandLine(static_cast<int>(argv.size()), argv.data(), invocation, error)) {
+    command.words.insert(command.words.begin() + 1, "FILE");
+    if (!ParseArguments(command.words, invocation, error)) {
         return false;
     }
     const std::string option = WholeFileOption(invocation);
@@ -78,14 +74,13 @@ int RunEditScript(const Invocation& invocation, const Input& input)
         return Fail(kExitFailure, input.path, error);
     }
     std::vector<ScriptedEdit> edits(commands.size());
-    std::vector<const char*> argv;
     for (size_t i = 0; i < commands.size(); ++i) {
         const std::string number = std::to_string(commands[i].line);
         const char* const said = null ? ": command " : ": line ";
         std::string& where = edits[i].where;
         where.reserve(input.path.size() + std::strlen(said) + number.size());
         where.append(input.path).append(said).append(number);
-        if (!ParseEdit(commands[i], input, argv, edits[i].invocation, error)) {
+        if (!ParseEdit(commands[i], input, edits[i].invocation, error)) {
             return Fail(kExitFailure, edits[i].where, error);
         }
     }
