@@ -311,11 +311,30 @@ int NormaliseAfterEdit(Document& document, const std::string& path)
 // script "FILE: line 3").
 struct Step
 {
+    // Where its messages point: FILE, or a script's command in it (number
+    // from 1), put in words only for a message.
+    struct Place
+    {
+        const std::string* file; // the caller's, which outlives the edit
+        size_t number;
+        bool null; // -z: commands are counted, not lines
+    };
+
     const Invocation* invocation;
     EditKind kind;
     Target target;
     std::string value;
-    const std::string* where; // the caller's, which outlives the edit
+    Place place;
+
+    std::string Where() const
+    {
+        std::string where;
+        if (place.number == 0) {
+            return *place.file;
+        }
+        ScriptPlace(*place.file, place.null, place.number, where);
+        return where;
+    }
 };
 
 // Makes the step's edit: the library's status.
@@ -350,14 +369,14 @@ int MakeAll(Doc& document, const std::vector<Step>& steps)
     for (const Step& step : steps) {
         const int status = Make(document, step);
         if (status == kStatusNotFound) {
-            return Fail(kExitNotFound, *step.where, document.Error());
+            return Fail(kExitNotFound, step.Where(), document.Error());
         }
         if (status == zelconfig::kEditAmbiguous) {
-            return Fail(kExitFailure, *step.where,
+            return Fail(kExitFailure, step.Where(),
                         document.Error() + (Count(document, step.target) > 1 ? Remedy<Doc>(step.kind) : ""));
         }
         if (status != 0) {
-            return Fail(kExitFailure, *step.where,
+            return Fail(kExitFailure, step.Where(),
                         document.Error().empty() ? "cannot edit the file (status " + std::to_string(status) + ")"
                                                  : document.Error());
         }
@@ -421,10 +440,11 @@ int Edit(const Invocation& invocation, const Input& input, Doc& document, const 
 // the library finds that safe (a CFG key names the block it splits to only
 // where no dotted block is meant).
 template <class Doc>
-int PrepareSet(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+int PrepareSet(const Invocation& invocation, const std::string& where, Step::Place place, const Doc& document,
+               Step& step)
 {
     step = {&invocation, EditKind::kSet, TargetOf(invocation.operands, invocation.operands.size() == 4, document),
-            "", &where};
+            "", place};
     std::string error;
     int status = kExitFailure;
     if (!ValueToSet(invocation, where, step.value, status)) {
@@ -435,20 +455,22 @@ int PrepareSet(const Invocation& invocation, const std::string& where, const Doc
 
 // unset: the entry goes, or the entries --all or --index name.
 template <class Doc>
-int PrepareUnset(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+int PrepareUnset(const Invocation& invocation, const std::string& where, Step::Place place, const Doc& document,
+                 Step& step)
 {
     step = {&invocation, EditKind::kUnset, TargetOf(invocation.operands, invocation.operands.size() == 3, document),
-            "", &where};
+            "", place};
     std::string error;
     return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
 }
 
 // remove-block: every section of the block, with its comment lines; in the
 // INI dialect the block "" is the text above the first header.
-int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, const Document& document, Step& step)
+int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, Step::Place place,
+                       const Document& document, Step& step)
 {
     const std::string& name = invocation.operands[1];
-    step = {&invocation, EditKind::kRemoveBlock, Target{&name, "", name, "", true}, "", &where};
+    step = {&invocation, EditKind::kRemoveBlock, Target{&name, "", name, "", true}, "", place};
     if (name.empty() && document.GetMode() != Document::Mode::kIni) {
         return Fail(kExitFailure, where, "a block name cannot be empty");
     }
@@ -456,18 +478,20 @@ int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, c
 }
 
 // One edit command's step, by its name; remove-block takes no XML file.
+// `where` is `place` in words.
 template <class Doc>
-int Prepare(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+int Prepare(const Invocation& invocation, const std::string& where, Step::Place place, const Doc& document,
+            Step& step)
 {
     if (invocation.command == "set") {
-        return PrepareSet(invocation, where, document, step);
+        return PrepareSet(invocation, where, place, document, step);
     }
     if (invocation.command == "unset") {
-        return PrepareUnset(invocation, where, document, step);
+        return PrepareUnset(invocation, where, place, document, step);
     }
     if constexpr (!kXml<Doc>) {
         if (invocation.command == "remove-block") {
-            return PrepareRemoveBlock(invocation, where, document, step);
+            return PrepareRemoveBlock(invocation, where, place, document, step);
         }
     }
     return Fail(kExitFailure, where, invocation.command + " is no edit of this file");
@@ -478,7 +502,7 @@ template <class Doc>
 int EditOne(const Invocation& invocation, const Input& input, Doc& document)
 {
     std::vector<Step> steps(1);
-    const int refused = Prepare(invocation, input.path, document, steps[0]);
+    const int refused = Prepare(invocation, input.path, {&input.path, 0, false}, document, steps[0]);
     return refused != kExitOk ? refused : Edit(invocation, input, document, steps);
 }
 
@@ -752,16 +776,19 @@ int EditScripted(const Invocation& invocation, const Input& input, Doc& document
                  const std::vector<ScriptedEdit>& edits)
 {
     std::vector<Step> steps(edits.size());
+    std::string where; // its room kept from one command to the next
     for (size_t i = 0; i < edits.size(); ++i) {
         const Invocation& edit = edits[i].invocation;
+        ScriptPlace(input.path, invocation.Has(kOptionNull), edits[i].number, where);
         const auto& commands = AllCommands();
         const auto command = std::find_if(commands.begin(), commands.end(),
                                           [&edit](const Command& known) { return edit.command == known.name; });
         const std::string refusal = command != commands.end() ? FormatRefusal(*command, edit, input) : "";
         if (!refusal.empty()) {
-            return Fail(kExitFailure, edits[i].where, refusal);
+            return Fail(kExitFailure, where, refusal);
         }
-        if (const int refused = Prepare(edit, edits[i].where, document, steps[i])) {
+        if (const int refused
+            = Prepare(edit, where, {&input.path, edits[i].number, invocation.Has(kOptionNull)}, document, steps[i])) {
             return refused;
         }
     }

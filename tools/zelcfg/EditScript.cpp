@@ -38,7 +38,7 @@ std::string WholeFileOption(const Invocation& invocation)
 // Takes one command of the script apart as its own command line would be,
 // with FILE in its place: false with the reason. The words go to the
 // invocation.
-bool ParseEdit(ScriptCommand& command, const Input& input, Invocation& invocation, std::string& error)
+bool ParseEdit(ScriptCommand& command, Invocation& invocation, std::string& error)
 {
     const std::string& name = command.words.front();
     if (!IsScriptEdit(name)) {
@@ -56,11 +56,15 @@ bool ParseEdit(ScriptCommand& command, const Input& input, Invocation& invocatio
         error = option + " concerns the whole file: give it to edit itself (zelcfg edit " + option + " FILE)";
         return false;
     }
-    invocation.operands.front() = input.path;
     return true;
 }
 
 } // namespace
+
+void ScriptPlace(const std::string& file, bool null, size_t number, std::string& where)
+{
+    where.assign(file).append(null ? ": command " : ": line ").append(std::to_string(number));
+}
 
 int RunEditScript(const Invocation& invocation, const Input& input)
 {
@@ -75,13 +79,11 @@ int RunEditScript(const Invocation& invocation, const Input& input)
     }
     std::vector<ScriptedEdit> edits(commands.size());
     for (size_t i = 0; i < commands.size(); ++i) {
-        const std::string number = std::to_string(commands[i].line);
-        const char* const said = null ? ": command " : ": line ";
-        std::string& where = edits[i].where;
-        where.reserve(input.path.size() + std::strlen(said) + number.size());
-        where.append(input.path).append(said).append(number);
-        if (!ParseEdit(commands[i], input, edits[i].invocation, error)) {
-            return Fail(kExitFailure, edits[i].where, error);
+        edits[i].number = commands[i].line;
+        if (!ParseEdit(commands[i], edits[i].invocation, error)) {
+            std::string where;
+            ScriptPlace(input.path, null, commands[i].line, where);
+            return Fail(kExitFailure, where, error);
         }
     }
     // All or nothing: a refused command fails the whole script.

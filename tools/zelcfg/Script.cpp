@@ -103,13 +103,22 @@ bool Splitter::Run(std::string& error)
                     + "' unquoted, which a shell reads as an operator: quote it";
             return false;
         } else {
-            // The bytes up to the next one that means something, at once.
+            // The bytes up to the next one that means something, at once;
+            // a word of them alone (most are) goes to the command as it is.
             size_t end = m_at + 1;
             while (end < m_text.size() && !kSpecial[static_cast<unsigned char>(m_text[end])]) {
                 ++end;
             }
+            const bool whole = !m_inWord
+                               && (end == m_text.size() || m_text[end] == ' ' || m_text[end] == '\t'
+                                   || m_text[end] == '\n');
             StartWord();
-            m_word.append(m_text.substr(m_at, end - m_at));
+            if (whole) {
+                m_command.words.emplace_back(m_text.substr(m_at, end - m_at));
+                m_inWord = false;
+            } else {
+                m_word.append(m_text.substr(m_at, end - m_at));
+            }
             m_at = end;
         }
     }
