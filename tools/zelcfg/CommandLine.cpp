@@ -240,7 +240,7 @@ bool ParseArguments(std::vector<std::string>& args, Invocation& invocation, std:
     args.erase(args.begin());
     invocation.operands = std::move(args);
     for (const Command& command : AllCommands()) {
-        if (invocation.command == command.name) {
+        if (std::string_view(invocation.command) == command.name) {
             return CheckShape(command, invocation, error);
         }
     }

@@ -1,7 +1,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <iostream>
-#include <map>
+#include <cstring>
+#include <unordered_map>
 #include <new>
 #include <sys/stat.h>
 #include <type_traits>
@@ -201,11 +202,14 @@ bool CheckNames(const Document& document, const Target& target, std::string& err
     }
     // Asked by the mode, the block's length, the block and the entry, in one
     // string whose room is kept.
-    static std::map<std::string, std::string> refusals;
+    static std::unordered_map<std::string, std::string> refusals;
     static std::string names;
     const size_t length = target.block.size();
-    names.assign(1, static_cast<char>(document.GetMode()));
-    names.append(reinterpret_cast<const char*>(&length), sizeof length).append(target.block).append(target.entry);
+    names.resize(1 + sizeof length + length + target.entry.size());
+    names[0] = static_cast<char>(document.GetMode());
+    std::memcpy(&names[1], &length, sizeof length);
+    std::memcpy(&names[1 + sizeof length], target.block.data(), length);
+    std::memcpy(&names[1 + sizeof length + length], target.entry.data(), target.entry.size());
     auto asked = refusals.find(names);
     if (asked == refusals.end()) {
         Document empty(document.GetMode());
@@ -318,6 +322,16 @@ struct Step
         const std::string* file; // the caller's, which outlives the edit
         size_t number;
         bool null; // -z: commands are counted, not lines
+
+        std::string Text() const
+        {
+            std::string where;
+            if (number == 0) {
+                return *file;
+            }
+            ScriptPlace(*file, null, number, where);
+            return where;
+        }
     };
 
     const Invocation* invocation;
@@ -326,15 +340,7 @@ struct Step
     std::string value;
     Place place;
 
-    std::string Where() const
-    {
-        std::string where;
-        if (place.number == 0) {
-            return *place.file;
-        }
-        ScriptPlace(*place.file, place.null, place.number, where);
-        return where;
-    }
+    std::string Where() const { return place.Text(); }
 };
 
 // Makes the step's edit: the library's status.
@@ -440,61 +446,56 @@ int Edit(const Invocation& invocation, const Input& input, Doc& document, const 
 // the library finds that safe (a CFG key names the block it splits to only
 // where no dotted block is meant).
 template <class Doc>
-int PrepareSet(const Invocation& invocation, const std::string& where, Step::Place place, const Doc& document,
-               Step& step)
+int PrepareSet(const Invocation& invocation, Step::Place place, const Doc& document, Step& step)
 {
     step = {&invocation, EditKind::kSet, TargetOf(invocation.operands, invocation.operands.size() == 4, document),
             "", place};
     std::string error;
     int status = kExitFailure;
-    if (!ValueToSet(invocation, where, step.value, status)) {
+    if (!ValueToSet(invocation, [&place] { return place.Text(); }, step.value, status)) {
         return status;
     }
-    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, place.Text(), error);
 }
 
 // unset: the entry goes, or the entries --all or --index name.
 template <class Doc>
-int PrepareUnset(const Invocation& invocation, const std::string& where, Step::Place place, const Doc& document,
-                 Step& step)
+int PrepareUnset(const Invocation& invocation, Step::Place place, const Doc& document, Step& step)
 {
     step = {&invocation, EditKind::kUnset, TargetOf(invocation.operands, invocation.operands.size() == 3, document),
             "", place};
     std::string error;
-    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, place.Text(), error);
 }
 
 // remove-block: every section of the block, with its comment lines; in the
 // INI dialect the block "" is the text above the first header.
-int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, Step::Place place,
-                       const Document& document, Step& step)
+int PrepareRemoveBlock(const Invocation& invocation, Step::Place place, const Document& document, Step& step)
 {
     const std::string& name = invocation.operands[1];
     step = {&invocation, EditKind::kRemoveBlock, Target{&name, "", name, "", true}, "", place};
     if (name.empty() && document.GetMode() != Document::Mode::kIni) {
-        return Fail(kExitFailure, where, "a block name cannot be empty");
+        return Fail(kExitFailure, place.Text(), "a block name cannot be empty");
     }
     return kExitOk;
 }
 
 // One edit command's step, by its name; remove-block takes no XML file.
-// `where` is `place` in words.
 template <class Doc>
-int Prepare(const Invocation& invocation, const std::string& where, Step::Place place, const Doc& document,
-            Step& step)
+int Prepare(const Invocation& invocation, Step::Place place, const Doc& document, Step& step)
 {
-    if (invocation.command == "set") {
-        return PrepareSet(invocation, where, place, document, step);
+    if (std::string_view(invocation.command) == "set") {
+        return PrepareSet(invocation, place, document, step);
     }
-    if (invocation.command == "unset") {
-        return PrepareUnset(invocation, where, place, document, step);
+    if (std::string_view(invocation.command) == "unset") {
+        return PrepareUnset(invocation, place, document, step);
     }
     if constexpr (!kXml<Doc>) {
-        if (invocation.command == "remove-block") {
-            return PrepareRemoveBlock(invocation, where, place, document, step);
+        if (std::string_view(invocation.command) == "remove-block") {
+            return PrepareRemoveBlock(invocation, place, document, step);
         }
     }
-    return Fail(kExitFailure, where, invocation.command + " is no edit of this file");
+    return Fail(kExitFailure, place.Text(), invocation.command + " is no edit of this file");
 }
 
 // set, unset and remove-block on their own command line: one step.
@@ -502,7 +503,7 @@ template <class Doc>
 int EditOne(const Invocation& invocation, const Input& input, Doc& document)
 {
     std::vector<Step> steps(1);
-    const int refused = Prepare(invocation, input.path, {&input.path, 0, false}, document, steps[0]);
+    const int refused = Prepare(invocation, {&input.path, 0, false}, document, steps[0]);
     return refused != kExitOk ? refused : Edit(invocation, input, document, steps);
 }
 
@@ -776,19 +777,17 @@ int EditScripted(const Invocation& invocation, const Input& input, Doc& document
                  const std::vector<ScriptedEdit>& edits)
 {
     std::vector<Step> steps(edits.size());
-    std::string where; // its room kept from one command to the next
     for (size_t i = 0; i < edits.size(); ++i) {
         const Invocation& edit = edits[i].invocation;
-        ScriptPlace(input.path, invocation.Has(kOptionNull), edits[i].number, where);
+        const Step::Place place{&input.path, edits[i].number, invocation.Has(kOptionNull)};
         const auto& commands = AllCommands();
         const auto command = std::find_if(commands.begin(), commands.end(),
-                                          [&edit](const Command& known) { return edit.command == known.name; });
+                                          [&edit](const Command& known) { return std::string_view(edit.command) == known.name; });
         const std::string refusal = command != commands.end() ? FormatRefusal(*command, edit, input) : "";
         if (!refusal.empty()) {
-            return Fail(kExitFailure, where, refusal);
+            return Fail(kExitFailure, place.Text(), refusal);
         }
-        if (const int refused
-            = Prepare(edit, where, {&input.path, edits[i].number, invocation.Has(kOptionNull)}, document, steps[i])) {
+        if (const int refused = Prepare(edit, place, document, steps[i])) {
             return refused;
         }
     }

@@ -12,7 +12,7 @@ namespace zelcfg {
 namespace {
 
 // The commands a script may hold: the edits of one file.
-bool IsScriptEdit(const std::string& name)
+bool IsScriptEdit(std::string_view name)
 {
     return name == "set" || name == "unset" || name == "remove-block";
 }
