@@ -15,6 +15,7 @@
 #include <locale>
 #include <iterator>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <unistd.h>
 #include <unordered_set>
@@ -501,6 +502,13 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     template <typename Found>
     void ForEachMatch(const CFGKeyParts& parts, Found found) const
     {
+        if (loaded && !Anonymous() && !Ini()) {
+            const size_t section = FindSection(parts.block);
+            if (section != kNone) {
+                ForEachEntryInSection(section, found, parts.entry);
+            }
+            return;
+        }
         ForEachEntryOf(parts.block, [&](const Line& line, std::string_view key, std::string_view value) {
             if (key == parts.entry) {
                 found(line, key, value);
@@ -571,8 +579,12 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // line opens or repeats a block or ends the reading: every line the one
     // classifier takes for an entry is kept, as read. Without the reading's
     // machinery, since an edit script asks this once per command.
+    //
+    // With `name`, only the entries of that name: in block mode an entry's
+    // name is its line's first bytes, so a line that does not begin with
+    // them is none of its entries and need not be classified.
     template <typename Found>
-    void ForEachEntryInSection(size_t index, Found found) const
+    void ForEachEntryInSection(size_t index, Found found, std::optional<std::string_view> name = {}) const
     {
         const std::string_view all = text;
         const size_t to = std::min(SectionEnd(index), readEnd);
@@ -580,8 +592,12 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             const size_t begin = feed + 1;
             feed = all.find('\n', begin);
             const Line line{begin, feed == kNone ? all.size() : feed, feed == kNone ? kNone : feed + 1};
-            const CFGLine read = CFGClassifyLine(std::string_view(all.data() + begin, line.end - begin));
-            if (read.kind == CFGLineKind::kEntry) {
+            const std::string_view bytes(all.data() + begin, line.end - begin);
+            if (name && bytes.compare(0, name->size(), *name) != 0) {
+                continue;
+            }
+            const CFGLine read = CFGClassifyLine(bytes);
+            if (read.kind == CFGLineKind::kEntry && (!name || read.key == *name)) {
                 found(line, read.key, read.value);
             }
         }
@@ -774,8 +790,10 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // header index along. Headers inside a replaced run are dropped.
     void Apply(std::vector<Splice>& splices)
     {
-        std::sort(splices.begin(), splices.end(),
-                  [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        if (splices.size() > 1) { // a set's one splice needs no sorting
+            std::sort(splices.begin(), splices.end(),
+                      [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        }
         const auto before = [](const Header& header, size_t offset) { return header.at < offset; };
         for (const Splice& splice : splices) {
             if (splice.end == splice.begin && splice.with.empty()) {
