@@ -593,7 +593,12 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             feed = all.find('\n', begin);
             const Line line{begin, feed == kNone ? all.size() : feed, feed == kNone ? kNone : feed + 1};
             const std::string_view bytes(all.data() + begin, line.end - begin);
-            if (name && bytes.compare(0, name->size(), *name) != 0) {
+            // Most lines differ from the name in their first byte.
+            if (name
+                && (bytes.size() < name->size()
+                    || (!name->empty()
+                        && (bytes.front() != name->front()
+                            || std::memcmp(bytes.data(), name->data(), name->size()) != 0)))) {
                 continue;
             }
             const CFGLine read = CFGClassifyLine(bytes);
