@@ -229,6 +229,7 @@ struct FailureRow
     bool fromFile; // Load a file holding the text, else Parse it
     int status;
     std::string error, saveError; // Error() after the read, and after Save()
+    std::string read = "";        // BLOCK.ENTRY of every entry read, in file order, ';' after each
 };
 
 using FailureTable = testing::TestWithParam<FailureRow>;
@@ -240,19 +241,29 @@ TEST_P(FailureTable, ErrorSaysWhy)
     Document document(row.mode);
     EXPECT_EQ(row.fromFile ? document.Load(dir.Write("f.cfg", row.text)) : document.Parse(row.text), row.status);
     EXPECT_EQ(document.Error(), row.error);
+    std::string read;
+    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
+        for (const std::string& entry : document.EntryNames(block)) {
+            read += block + "." + entry + ";";
+        }
+    }
+    EXPECT_EQ(read, row.read);
     EXPECT_EQ(document.Save(), row.status == 0 && row.fromFile ? 0 : EINVAL);
     EXPECT_EQ(document.Error(), row.saveError);
 }
 
 INSTANTIATE_TEST_SUITE_P(Document, FailureTable, testing::Values(
     FailureRow{"HeaderWithoutBracket", kBlock, "[A]\nk=1\n\n[B\n", true, -1, "line 4: a block header has no ']'",
-               "line 4: a block header has no ']'"},
+               "line 4: a block header has no ']'", "A.k;"},
+    FailureRow{"NothingReadAfterTheStop", kBlock, "[A]\nk=1\n[B]\nj=2\n[C\nl=3\n[D]\n", false, -1,
+               "line 5: a block header has no ']'", "no file to save to: nothing was loaded from one", "A.k;B.j;"},
     FailureRow{"HeaderWithoutBracketAnonymous", kAnonymous, "k=1\r\n[B\r\n", false, -1,
-               "line 2: a block header has no ']'", "no file to save to: nothing was loaded from one"},
+               "line 2: a block header has no ']'", "no file to save to: nothing was loaded from one", "anonymous.k;"},
     FailureRow{"EntryAboveHeader", kBlock, "# c\nk=1\n[A]\n", true, EINVAL,
                "line 2: an entry stands above the first block header",
                "line 2: an entry stands above the first block header"},
-    FailureRow{"ParsedHasNoFile", kBlock, "[A]\n", false, 0, "", "no file to save to: nothing was loaded from one"},
+    FailureRow{"ParsedHasNoFile", kBlock, "[A]\nk=1\n", false, 0, "", "no file to save to: nothing was loaded from one",
+               "A.k;"},
     FailureRow{"LoadedSavesNothingUnchanged", kBlock, "[A]\n", true, 0, "", ""}),
     RowName());
 
@@ -421,6 +432,141 @@ INSTANTIATE_TEST_SUITE_P(Document, SplicedTable, testing::Values(
     SplicedRow{"RemoveWithItsComment", {{Op::kRemove, "B5000.k", ""}}},
     SplicedRow{"RemoveBlockThenSetBefore", {{Op::kRemoveBlock, "B5000", ""}, {Op::kSet, "B4999.k", "x"}}},
     SplicedRow{"SetThenNormalise", {{Op::kSet, "B1.k", "y"}, {Op::kNormalise, "", ""}}}),
+    RowName());
+
+// Runs of edits on one document, each edit's outcome and every read after
+// it checked against documents loaded afresh from the bytes saved, and
+// those against the engine: runs long
+// enough that what the document keeps between edits (the index of blocks by
+// name) is made, carried over edits and dropped by others.
+struct InterleavedRow
+{
+    const char* name;
+    Document::Mode mode;
+    std::string text;
+    std::vector<docpromise::Edit> edits;
+    std::vector<std::string> probes; // BLOCK.ENTRY read besides the entries held: missing ones too
+};
+
+// What every read that names a block or key gives, as one text.
+std::string Reads(const Document& document, const std::vector<std::string>& probes)
+{
+    std::vector<std::pair<std::string, std::string>> keys;
+    for (const Document::Entry& entry : document.Entries(Document::Order::kFile)) {
+        keys.emplace_back(entry.block, entry.name);
+    }
+    for (const std::string& probe : probes) {
+        keys.emplace_back(probe.substr(0, probe.find('.')), probe.substr(probe.find('.') + 1));
+    }
+    std::string reads;
+    for (const auto& key : keys) {
+        std::string value;
+        reads += key.first + "|" + key.second + ": " + std::to_string(document.Get(key.first, key.second, value))
+                 + " " + value + " at";
+        for (const size_t line : document.Lines(key.first, key.second)) {
+            reads += " " + std::to_string(line);
+        }
+        reads += "; of " + std::to_string(document.EntryNames(key.first).size()) + "; "
+                 + document.Missing(key.first, key.second) + "\n";
+    }
+    for (const std::string& block : document.BlockNames(Document::Order::kFile)) {
+        reads += "[" + block + "]";
+    }
+    return reads;
+}
+
+using InterleavedTable = testing::TestWithParam<InterleavedRow>;
+
+TEST_P(InterleavedTable, ReadsAsLoadedAfresh)
+{
+    const InterleavedRow& row = GetParam();
+    TempDir dir;
+    const std::string path = dir.Write("edited.cfg", row.text);
+    Document document(row.mode);
+    ASSERT_EQ(document.Load(path, Document::kLock), 0);
+    for (size_t i = 0; i < row.edits.size(); ++i) {
+        Document fresh(row.mode);
+        ASSERT_EQ(fresh.Load(path), 0);
+        const int status = Apply(document, row.edits[i]);
+        EXPECT_EQ(status, Apply(fresh, row.edits[i])) << "edit " << i;
+        EXPECT_EQ(status == 0 ? "" : document.Error(), status == 0 ? "" : fresh.Error()) << "edit " << i;
+        EXPECT_EQ(document.Text(), fresh.Text()) << "edit " << i;
+        ASSERT_EQ(document.Save(), 0) << document.Error();
+        Document saved(row.mode);
+        ASSERT_EQ(saved.Load(path), 0);
+        EXPECT_EQ(Reads(document, row.probes), Reads(saved, row.probes)) << "after edit " << i;
+        // And those reads are the engine's (the INI dialect has its reference in document_ini_test).
+        if (row.mode != Document::Mode::kIni) {
+            EXPECT_EQ(docpromise::CheckReads(ReadFile(path), row.mode), "") << "after edit " << i;
+        }
+    }
+}
+
+const std::string kBlocks = "# top\n[A]\nk=1\n# about j\nj=2\n\n[B]\nk=3\n[C]\nk=4\nl=5\n";
+
+INSTANTIATE_TEST_SUITE_P(Document, InterleavedTable, testing::Values(
+    InterleavedRow{"SetsAcrossBlocks", kBlock, kBlocks,
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "C.l", "b"}, {Op::kSet, "B.k", "c"}, {Op::kSet, "B.x", "d"},
+                    {Op::kSet, "A.j", "a very much longer value than before"}, {Op::kSet, "C.k", ""},
+                    {Op::kSet, "D.k", "e"}, {Op::kSet, "A.k", "f"}},
+                   {"D.k", "B.x", "A. k"}},
+    InterleavedRow{"NewBlocksBetweenSets", kBlock, kBlocks,
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "B.k", "b"}, {Op::kSet, "C.k", "c"}, {Op::kAdd, "Bb.k", "d"},
+                    {Op::kSet, "Bb.k", "e"}, {Op::kSet, "C.l", "f"}, {Op::kAdd, "0.k", "g"}, {Op::kSet, "0.k", "h"},
+                    {Op::kAdd, "A.new", "i"}, {Op::kSet, "C.k", "j"}, {Op::kAdd, "Zz.k", "k"}, {Op::kSet, "Zz.k", "l"}},
+                   {"Bb.k", "0.k", "Zz.k"}},
+    InterleavedRow{"BlocksRemovedAndMadeAgain", kBlock, kBlocks,
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "B.k", "b"}, {Op::kSet, "C.k", "c"}, {Op::kRemoveBlock, "B", ""},
+                    {Op::kSet, "B.k", "d"}, {Op::kSet, "C.l", "e"}, {Op::kAdd, "B.k", "f"}, {Op::kSet, "B.k", "g"},
+                    {Op::kRemoveBlock, "A", ""}, {Op::kSet, "C.k", "h"}, {Op::kSet, "B.k", "i"}},
+                   {"A.k", "B.k"}},
+    InterleavedRow{"EntriesRemovedUpToTheNextHeader", kBlock, kBlocks,
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "B.k", "b"}, {Op::kSet, "C.k", "c"}, {Op::kRemove, "A.j", ""},
+                    {Op::kSet, "B.k", "d"}, {Op::kRemove, "B.k", ""}, {Op::kSet, "C.l", "e"}, {Op::kAdd, "B.k", "f"},
+                    {Op::kRemove, "C.l", ""}, {Op::kSet, "C.k", "g"}},
+                   {"A.j", "C.l"}},
+    InterleavedRow{"NamesThatBeginAlike", kBlock, "[A]\nk=1\nkk=2\nk =3\n=4\n[B]\nk=5\n",
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "A.kk", "b"}, {Op::kSet, "B.k", "c"}, {Op::kSet, "A.k", "d"},
+                    {Op::kSet, "A.k ", "e"}, {Op::kRemove, "A.k", ""}, {Op::kSet, "A.kk", "f"}, {Op::kAdd, "A.k", "g"},
+                    {Op::kSet, "A.", "h"}},
+                   {"A.k ", "A.kkk", "A."}},
+    InterleavedRow{"RepeatedHeaders", kBlock, "[D]\nB=80\n[E]\ne=1\n[D]\nO=land\n[F]\nf=2\n",
+                   {{Op::kSet, "D.B", "81"}, {Op::kSet, "E.e", "2"}, {Op::kSet, "F.f", "3"}, {Op::kSet, "D.O", "sea"},
+                    {Op::kAdd, "D.O", "sea"}, {Op::kSet, "F.f", "4"}, {Op::kRemoveBlock, "D", ""},
+                    {Op::kAdd, "D.n", "1"}, {Op::kSet, "D.n", "2"}, {Op::kSet, "E.e", "5"}},
+                   {"D.O", "D.n"}},
+    InterleavedRow{"CrlfLines", kBlock, kCrlf + "[C]\r\nc=3\r\n",
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "B.b", "b"}, {Op::kSet, "C.c", "c"}, {Op::kAdd, "B.n", "d"},
+                    {Op::kAdd, "N.n", "e"}, {Op::kSet, "B.n", "f"}, {Op::kRemove, "B.b", ""}, {Op::kSet, "N.n", "g"},
+                    {Op::kRemoveBlock, "A", ""}, {Op::kSet, "C.c", "h"}},
+                   {"A.k", "B.b"}},
+    InterleavedRow{"EmptyLastBlockWithoutFinalFeed", kBlock, "[A]\nk=1\n[B]\nj=2\n[E]",
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "B.j", "b"}, {Op::kSet, "A.k", "c"}, {Op::kAdd, "E.e", "d"},
+                    {Op::kSet, "E.e", "e"}, {Op::kSet, "B.j", "f"}, {Op::kRemove, "E.e", ""}, {Op::kAdd, "E.e", "g"},
+                    {Op::kSet, "E.e", "h"}},
+                   {"E.e"}},
+    InterleavedRow{"EntriesOfOneKey", kBlock, kTwoOfK,
+                   {{Op::kSetAt, "A.k", "a", 2}, {Op::kSet, "B.k", "b"}, {Op::kSet, "A.j", "c"}, {Op::kSet, "A.k", "d"},
+                    {Op::kAppend, "A.k", "e"}, {Op::kRemoveAt, "A.k", "", 1}, {Op::kSetAt, "A.k", "f", 3},
+                    {Op::kAppend, "B.k", "g"}, {Op::kSetAt, "B.k", "h", 2}},
+                   {"A.k"}},
+    InterleavedRow{"NormalisedBetweenEdits", kBlock, kBlocks,
+                   {{Op::kSet, "A.k", "a"}, {Op::kSet, "B.k", "b"}, {Op::kSet, "C.k", "c"}, {Op::kNormalise, "", ""},
+                    {Op::kSet, "A.j", "d"}, {Op::kSet, "C.l", "e"}, {Op::kSet, "B.k", "f"}, {Op::kAdd, "A.m", "g"}},
+                   {}},
+    InterleavedRow{"DottedBlocks", kBlock, kDotted + "[Net]\nk=1\n[Z]\nz=0\n",
+                   {{Op::kSet, "Net.k", "2"}, {Op::kSet, "Z.z", "1"}, {Op::kSet, "Net.k", "3"},
+                    {Op::kSet, "Net.eth0.Address", "4"}, {Op::kAdd, "Net.eth0.Address", "5"}, {Op::kSet, "Z.z", "6"}},
+                   {"Net.eth0.Address"}},
+    InterleavedRow{"Anonymous", kAnonymous, " k = 1 \n[H]\nj=2\n",
+                   {{Op::kSet, "k", "2"}, {Op::kSet, "j", "3"}, {Op::kAdd, "n", "4"}, {Op::kSet, "n", "5"},
+                    {Op::kRemoveBlock, "H", ""}, {Op::kSet, "k", "6"}, {Op::kRemove, "j", ""}},
+                   {"anonymous.j"}},
+    InterleavedRow{"Ini", Document::Mode::kIni, "top = 0\n[a]\nk = 1\n  more\n[b]\nj: 2\n[a]\nl = 3\n",
+                   {{Op::kSet, ".top", "1"}, {Op::kSet, "a.k", "2"}, {Op::kSet, "b.j", "3"}, {Op::kSet, "a.l", "4"},
+                    {Op::kAdd, "c.m", "5"}, {Op::kSet, "c.m", "6"}, {Op::kRemoveBlock, "b", ""},
+                    {Op::kRemove, "a.k", ""}, {Op::kSet, "a.l", "7"}, {Op::kAdd, "a.k", "8"}},
+                   {"b.j", ".top"}}),
     RowName());
 
 // Loading with the lock, and saving only what changed, through links.

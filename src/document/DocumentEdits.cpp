@@ -7,7 +7,7 @@ namespace zelconfig {
 
 std::string Document::State::DottedBlockText(const Named& name) const
 {
-    const std::string& key = name.key;
+    const std::string_view key = name.key;
     if (key.empty() || Anonymous() || !loaded) {
         return "";
     }
@@ -17,7 +17,7 @@ std::string Document::State::DottedBlockText(const Named& name) const
             && key.compare(0, held.size(), held.data(), held.size()) == 0 && key[held.size()] == '.') {
             return "; line " + std::to_string(LineNumber(headers[i].at)) + " holds the block '"
                    + std::string(held) + "', whose name holds '.': address its entry as "
-                   + Address(std::string(held), key.substr(held.size() + 1)) + " (BLOCK ENTRY apart)";
+                   + Address(std::string(held), std::string(key.substr(held.size() + 1))) + " (BLOCK ENTRY apart)";
         }
     }
     return "";
@@ -29,8 +29,9 @@ std::string Document::State::NamelessText(const Named& name) const
     if (Ini() && name.byKey && !name.key.empty()) {
         ForEachEntryOf("", [&](const Line& line, std::string_view key, std::string_view) {
             if (hint.empty() && key == name.key) {
-                hint = "; line " + std::to_string(LineNumber(line.begin)) + " holds '" + name.key
-                       + "' above the first section header: address it as '." + name.key + "'";
+                const std::string held(name.key);
+                hint = "; line " + std::to_string(LineNumber(line.begin)) + " holds '" + held
+                       + "' above the first section header: address it as '." + held + "'";
             }
         });
     }
@@ -88,8 +89,11 @@ int Document::State::SetEntries(const Document& document, const Named& name, siz
         }
         return kStatusInvalid;
     }
-    std::vector<size_t> offsets;
-    std::vector<Splice> splices;
+    IndexSections();
+    std::vector<size_t>& offsets = scratch.offsets;
+    std::vector<Splice>& splices = scratch.splices;
+    offsets.clear();
+    splices.clear();
     ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view stored) {
         offsets.push_back(line.begin);
         const bool taken = which == kEvery || which == kTheOnly || which == offsets.size();
@@ -117,6 +121,7 @@ int Document::State::RemoveEntries(const Document& document, const Named& name, 
     if (!WhollyRead()) {
         return kStatusInvalid;
     }
+    IndexSections();
     std::vector<size_t> offsets;
     ForEachMatch(name.parts, [&](const Line& line, std::string_view, std::string_view) {
         offsets.push_back(line.begin);
@@ -163,6 +168,7 @@ int Document::Append(const std::string& block, const std::string& entryName, con
     if (!s.WhollyRead()) {
         return kStatusInvalid;
     }
+    s.IndexSections();
     bool found = false;
     Line last{};
     s.ForEachMatch(CFGKeyParts{block, entryName}, [&](const Line& line, std::string_view, std::string_view) {
@@ -213,6 +219,7 @@ int Document::Add(const std::string& block, const std::string& entryName, const 
     if (!s.WhollyRead()) {
         return kStatusInvalid;
     }
+    s.IndexSections();
     const CFGKeyParts parts{block, entryName};
     // The lines must read back as exactly this block, entry and value.
     if (!s.Writable(parts.block, parts.entry, value)) {

@@ -13,7 +13,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <locale>
+#include <iterator>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <unistd.h>
 #include <unordered_set>
@@ -133,12 +135,12 @@ constexpr size_t kTheOnly = static_cast<size_t>(-1);
 struct Named
 {
     CFGKeyParts parts;
-    std::string key;    // as given; empty when named apart
+    std::string_view key; // as given (the caller's, as the parts are); empty when named apart
     bool byKey = false;
 
     std::string Shown() const
     {
-        return byKey ? key : zelconfig::Shown(std::string(parts.block), std::string(parts.entry));
+        return byKey ? std::string(key) : zelconfig::Shown(std::string(parts.block), std::string(parts.entry));
     }
 };
 
@@ -174,6 +176,24 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         std::string block, entry;
         std::vector<Document::Lookalike> found;
     } remembered{};
+    // Each block name's first header, by name: what a walk of the headers
+    // finds, without the walk (a script of edits looks a block up once per
+    // command). It holds for the text of `version` only: Apply carries it
+    // over an edit that leaves the headers and their lines as they were,
+    // InsertAfter over a new block's header; any other change of the text
+    // leaves it stale, and it is made anew by the edits (IndexSections).
+    struct
+    {
+        std::vector<std::pair<std::string, size_t>> first; // by name: shorter first, then bytewise
+        size_t version = kNone;
+        size_t walks = 0; // edits that walked the headers since it last held
+    } firstHeaders;
+    // Room that a set keeps for the next: a script sets values by the thousand.
+    struct
+    {
+        std::vector<size_t> offsets;
+        std::vector<Splice> splices;
+    } scratch;
 
     explicit State(Mode m) : mode(m) {}
 
@@ -348,6 +368,7 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             }
         } listener{*this, {}};
         headers.clear();
+        firstHeaders.version = kNone;
         readEnd = kNone;
         CFGLineReader reader;
         reader.OpenBytes(text);
@@ -407,6 +428,13 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // The first header of that name: the block a lookup finds. kNone if none.
     size_t FindSection(std::string_view name) const
     {
+        if (SectionsHold()) {
+            const auto found = std::lower_bound(firstHeaders.first.begin(), firstHeaders.first.end(), name,
+                                                [](const auto& held, std::string_view wanted) {
+                                                    return NameBefore(held.first, wanted);
+                                                });
+            return found != firstHeaders.first.end() && found->first == name ? found->second : kNone;
+        }
         for (size_t i = 0; i < headers.size(); ++i) {
             if (headers[i].first && HeaderName(i) == name) {
                 return i;
@@ -415,11 +443,72 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         return kNone;
     }
 
+    bool SectionsHold() const { return firstHeaders.version == text.Version(); }
+
+    // The order of the index of first headers: any order finds a name, and
+    // lengths tell most names apart without comparing their bytes.
+    static bool NameBefore(std::string_view a, std::string_view b)
+    {
+        return a.size() != b.size() ? a.size() < b.size() : a < b;
+    }
+
+    // Makes the index of first headers by name where it is stale, once
+    // edits have walked the headers a few times since it last held: a
+    // single edit of a large file walks them once, which costs less than
+    // making the index. Block mode only, where a block is its first
+    // section. Edits only: reads leave the state as it is.
+    void IndexSections()
+    {
+        if (Anonymous() || Ini() || SectionsHold() || ++firstHeaders.walks < 3) {
+            return;
+        }
+        firstHeaders.first.clear();
+        for (size_t i = 0; i < headers.size(); ++i) {
+            if (headers[i].first) {
+                firstHeaders.first.emplace_back(HeaderName(i), i);
+            }
+        }
+        // Equal names keep their order, so the first header of a name is
+        // the one found, as by the walk.
+        std::stable_sort(firstHeaders.first.begin(), firstHeaders.first.end(),
+                         [](const auto& a, const auto& b) { return NameBefore(a.first, b.first); });
+        firstHeaders.version = text.Version();
+        firstHeaders.walks = 0;
+    }
+
+    // Whether a splice of the text may change what the index of first
+    // headers holds: it removes a header, or changes the bytes of a header
+    // line, its line feed included, or what precedes the header after it.
+    bool SpliceMovesHeaders(const Splice& splice) const
+    {
+        const auto next = std::lower_bound(headers.begin(), headers.end(), splice.begin,
+                                           [](const Header& header, size_t offset) { return header.at < offset; });
+        if (next != headers.end() && next->at <= splice.end) {
+            // A header right after the splice still begins a line when the
+            // bytes before it end with a line feed.
+            const bool lineStays
+                = next->at == splice.end
+                  && (splice.with.empty() ? splice.begin == 0 || text[splice.begin - 1] == '\n'
+                                          : splice.with.back() == '\n');
+            if (next->at < splice.end || (next->at == splice.end && !lineStays)) {
+                return true;
+            }
+        }
+        return next != headers.begin() && splice.begin <= LineAt(std::prev(next)->at).end;
+    }
+
     // Calls found(line, key, value) for every entry a lookup of the key's
     // names would take, key and value as the model holds them.
     template <typename Found>
     void ForEachMatch(const CFGKeyParts& parts, Found found) const
     {
+        if (loaded && !Anonymous() && !Ini()) {
+            const size_t section = FindSection(parts.block);
+            if (section != kNone) {
+                ForEachEntryInSection(section, found, parts.entry);
+            }
+            return;
+        }
         ForEachEntryOf(parts.block, [&](const Line& line, std::string_view key, std::string_view value) {
             if (key == parts.entry) {
                 found(line, key, value);
@@ -463,6 +552,13 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         if (!loaded) {
             return;
         }
+        if (!Anonymous() && !Ini()) {
+            const size_t section = FindSection(block);
+            if (section != kNone) {
+                ForEachEntryInSection(section, found);
+            }
+            return;
+        }
         ForEachSectionOf(block, [&](size_t from, size_t to) {
             if (Ini()) {
                 ForEachIniEntryIn(from, to, [&](const Line& line, std::string_view, std::string_view key,
@@ -475,6 +571,41 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
                 }
             });
         });
+    }
+
+    // Block mode: the entries of the section of header `index`, the first
+    // of its name, as ReadLines reports them kept. The index holds every
+    // header the reading met, so below this one up to the section's end no
+    // line opens or repeats a block or ends the reading: every line the one
+    // classifier takes for an entry is kept, as read. Without the reading's
+    // machinery, since an edit script asks this once per command.
+    //
+    // With `name`, only the entries of that name: in block mode an entry's
+    // name is its line's first bytes, so a line that does not begin with
+    // them is none of its entries and need not be classified.
+    template <typename Found>
+    void ForEachEntryInSection(size_t index, Found found, std::optional<std::string_view> name = {}) const
+    {
+        const std::string_view all = text;
+        const size_t to = std::min(SectionEnd(index), readEnd);
+        for (size_t feed = all.find('\n', headers[index].at); feed != kNone && feed + 1 < to;) {
+            const size_t begin = feed + 1;
+            feed = all.find('\n', begin);
+            const Line line{begin, feed == kNone ? all.size() : feed, feed == kNone ? kNone : feed + 1};
+            const std::string_view bytes(all.data() + begin, line.end - begin);
+            // Most lines differ from the name in their first byte.
+            if (name
+                && (bytes.size() < name->size()
+                    || (!name->empty()
+                        && (bytes.front() != name->front()
+                            || std::memcmp(bytes.data(), name->data(), name->size()) != 0)))) {
+                continue;
+            }
+            const CFGLine read = CFGClassifyLine(bytes);
+            if (read.kind == CFGLineKind::kEntry && (!name || read.key == *name)) {
+                found(line, read.key, read.value);
+            }
+        }
     }
 
     // The INI entries that begin in [from, to), each once its value is
@@ -714,14 +845,20 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     // header index along. Headers inside a replaced run are dropped.
     void Apply(std::vector<Splice>& splices)
     {
-        std::sort(splices.begin(), splices.end(),
-                  [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        if (splices.size() > 1) { // a set's one splice needs no sorting
+            std::sort(splices.begin(), splices.end(),
+                      [](const Splice& a, const Splice& b) { return a.begin > b.begin; });
+        }
         const auto before = [](const Header& header, size_t offset) { return header.at < offset; };
         for (const Splice& splice : splices) {
             if (splice.end == splice.begin && splice.with.empty()) {
                 continue;
             }
+            const bool sectionsStay = SectionsHold() && !SpliceMovesHeaders(splice);
             text.Replace(splice.begin, splice.end, splice.with);
+            if (sectionsStay) {
+                firstHeaders.version = text.Version();
+            }
             const auto delta = static_cast<std::ptrdiff_t>(splice.with.size())
                                - static_cast<std::ptrdiff_t>(splice.end - splice.begin);
             // In order: those before stay, those inside go, those after move.
@@ -779,7 +916,30 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         Apply(splices);
         if (newBlock) {
             const auto after = [](size_t offset, const Header& h) { return offset < h.at; };
-            headers.insert(std::upper_bound(headers.begin(), headers.end(), header, after), Header{header, true});
+            const auto at = headers.insert(std::upper_bound(headers.begin(), headers.end(), header, after),
+                                           Header{header, true});
+            if (SectionsHold()) {
+                IndexNewSection(static_cast<size_t>(at - headers.begin()));
+            }
+        }
+    }
+
+    // Takes the header just inserted as `index` into the index of first
+    // headers: a block added after every other (as Add adds one) moves none
+    // of them; one added before others leaves the index stale.
+    void IndexNewSection(size_t index)
+    {
+        if (index + 1 != headers.size()) {
+            firstHeaders.version = kNone;
+            return;
+        }
+        std::string name(HeaderName(index));
+        const auto found = std::lower_bound(firstHeaders.first.begin(), firstHeaders.first.end(), name,
+                                            [](const auto& held, const std::string& wanted) {
+                                                return NameBefore(held.first, wanted);
+                                            });
+        if (found == firstHeaders.first.end() || found->first != name) {
+            firstHeaders.first.emplace(found, std::move(name), index);
         }
     }
 

@@ -33,7 +33,7 @@ const struct
                   {ModeChoice::kIni, "--ini"}};
 
 // The type --type names, by the same names TypeName gives them.
-bool ParseType(const std::string& text, ValueType& type)
+bool ParseType(std::string_view text, ValueType& type)
 {
     for (ValueType known : {ValueType::kString, ValueType::kInt, ValueType::kFloat, ValueType::kDouble,
                             ValueType::kBool}) {
@@ -46,17 +46,17 @@ bool ParseType(const std::string& text, ValueType& type)
 }
 
 // A number of seconds for --wait: digits only, at most a day.
-bool ParseSeconds(const std::string& text, unsigned& seconds)
+bool ParseSeconds(std::string_view text, unsigned& seconds)
 {
-    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos) {
+    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string_view::npos) {
         return false;
     }
-    seconds = static_cast<unsigned>(std::stoul(text));
+    seconds = static_cast<unsigned>(std::stoul(std::string(text)));
     return seconds <= 86400;
 }
 
 // "-5" and "-.5" are values, not options; "-" alone is standard input.
-bool IsOperand(const std::string& arg)
+bool IsOperand(std::string_view arg)
 {
     return arg.size() < 2 || arg[0] != '-' || std::isdigit(static_cast<unsigned char>(arg[1])) || arg[1] == '.';
 }
@@ -103,14 +103,15 @@ bool CheckShape(const Command& command, Invocation& invocation, std::string& err
 }
 
 // The options that take a value, joined ("--wait=5") or the next word
-// (argv[++i]): false, with `error`, when it is missing or wrong or the
+// (args[++i]): false, with `error`, when it is missing or wrong or the
 // option unknown.
-bool ParseValueOption(const std::string& arg, int argc, const char* const* argv, int& i, Invocation& invocation,
+bool ParseValueOption(std::string_view arg, const std::vector<std::string>& args, size_t& i, Invocation& invocation,
                       std::string& error)
 {
+    const size_t argc = args.size();
     if (arg == "--index" || arg.compare(0, 8, "--index=") == 0) {
         const bool joined = arg.size() > 7;
-        const std::string text = joined ? arg.substr(8) : i + 1 < argc ? argv[++i] : "";
+        const std::string text(joined ? arg.substr(8) : i + 1 < argc ? std::string_view(args[++i]) : "");
         if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos
             || std::stoul(text) == 0) {
             error = "--index needs a whole number from 1, the entry's place among the key's in file order";
@@ -121,7 +122,7 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
     } else if (arg == "--wait" || arg.compare(0, 7, "--wait=") == 0) {
         const bool joined = arg.size() > 6;
         const bool given = joined || i + 1 < argc;
-        if (!given || !ParseSeconds(joined ? arg.substr(7) : argv[++i], invocation.waitSeconds)) {
+        if (!given || !ParseSeconds(joined ? arg.substr(7) : std::string_view(args[++i]), invocation.waitSeconds)) {
             error = "--wait needs a whole number of seconds, at most 86400";
             return false;
         }
@@ -129,9 +130,9 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
     } else if (arg == "--type" || arg.compare(0, 7, "--type=") == 0) {
         std::string name;
         if (arg.size() > 6) {
-            name = arg.substr(7);
+            name = std::string(arg.substr(7));
         } else if (i + 1 < argc) {
-            name = argv[++i];
+            name = args[++i];
         } else {
             error = "--type needs one of int, float, double, bool, string";
             return false;
@@ -142,7 +143,7 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
         }
         invocation.options |= kOptionType;
     } else {
-        error = "unknown option '" + arg + "'";
+        error = "unknown option '" + std::string(arg) + "'";
         return false;
     }
     return true;
@@ -150,7 +151,7 @@ bool ParseValueOption(const std::string& arg, int argc, const char* const* argv,
 
 // One option but the help, version and verbosity ones: false, with `error`,
 // when it is unknown or wrong.
-bool ParseOption(const std::string& arg, int argc, const char* const* argv, int& i, Invocation& invocation,
+bool ParseOption(std::string_view arg, const std::vector<std::string>& args, size_t& i, Invocation& invocation,
                  std::string& error)
 {
     for (const auto& known : kOptionNames) {
@@ -172,7 +173,7 @@ bool ParseOption(const std::string& arg, int argc, const char* const* argv, int&
         }
         invocation.mode = mode;
     } else {
-        return ParseValueOption(arg, argc, argv, i, invocation, error);
+        return ParseValueOption(arg, args, i, invocation, error);
     }
     return true;
 }
@@ -201,13 +202,21 @@ const char* OptionName(ModeChoice mode)
 
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error)
 {
-    std::vector<std::string> words;
-    words.reserve(static_cast<size_t>(argc));
+    std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
+    return ParseArguments(args, invocation, error);
+}
+
+bool ParseArguments(std::vector<std::string>& args, Invocation& invocation, std::string& error)
+{
+    size_t words = 0; // the command and operands met, moved to the front of args in turn
     bool optionsEnded = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string_view arg = args[i];
         if (optionsEnded || IsOperand(arg)) {
-            words.push_back(arg);
+            if (words != i) {
+                args[words] = std::move(args[i]);
+            }
+            ++words;
         } else if (arg == "--") {
             optionsEnded = true;
         } else if (arg == "-h" || arg == "--help") {
@@ -218,18 +227,20 @@ bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation,
             return true;
         } else if (arg == "-v" || arg == "-vv") {
             invocation.verbosity = std::min(2, invocation.verbosity + static_cast<int>(arg.size()) - 1);
-        } else if (!ParseOption(arg, argc, argv, i, invocation, error)) {
+        } else if (!ParseOption(arg, args, i, invocation, error)) {
             return false;
         }
     }
-    if (words.empty()) {
+    if (words == 0) {
         error = "no command given";
         return false;
     }
-    invocation.command = words.front();
-    invocation.operands.assign(std::make_move_iterator(words.begin() + 1), std::make_move_iterator(words.end()));
+    args.resize(words);
+    invocation.command = std::move(args.front());
+    args.erase(args.begin());
+    invocation.operands = std::move(args);
     for (const Command& command : AllCommands()) {
-        if (invocation.command == command.name) {
+        if (std::string_view(invocation.command) == command.name) {
             return CheckShape(command, invocation, error);
         }
     }

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <iostream>
-#include <map>
+#include <cstring>
+#include <unordered_map>
 #include <new>
 #include <sys/stat.h>
-#include <tuple>
 #include <type_traits>
 
 #include "Diff.h"
@@ -43,20 +43,24 @@ int NeedsNormalForm(const Document& document, const Input& input)
     return probe.Normalise() == 0 ? kExitOk : Fail(kExitFailure, input.path, probe.Error());
 }
 
-// What the operands name: KEY, or BLOCK and ENTRY as two operands.
-struct Target
-{
-    std::string key;          // as given (XML: BLOCK ENTRY is the path BLOCK.ENTRY)
-    std::string block, entry; // a CFG key split as the library's lookups split it
-    bool apart;               // BLOCK and ENTRY given apart (a CFG block name may hold '.')
-    std::string shown;        // for messages: as given, or as list prints it
-};
-
 // How list and messages show a CFG entry: "[a.b]k" where no key reaches it.
-std::string Shown(const std::string& block, const std::string& entry)
+std::string ShownApart(const std::string& block, const std::string& entry)
 {
     return block.find('.') == std::string::npos ? block + "." + entry : "[" + block + "]" + entry;
 }
+
+// What the operands name: KEY, or BLOCK and ENTRY as two operands.
+struct Target
+{
+    const std::string* given; // KEY as given, the invocation's; null: `joined`
+    std::string joined;       // XML: BLOCK ENTRY as the path BLOCK.ENTRY
+    std::string block, entry; // a CFG key split as the library's lookups split it
+    bool apart;               // BLOCK and ENTRY given apart (a CFG block name may hold '.')
+
+    const std::string& Key() const { return given != nullptr ? *given : joined; }
+    // For messages: as given, or as list prints it.
+    std::string Shown() const { return apart ? ShownApart(block, entry) : Key(); }
+};
 
 // A CFG key splits at the first '.'; without one, in anonymous mode it is
 // an entry of "anonymous", in block mode the empty names (which a lookup of
@@ -64,18 +68,20 @@ std::string Shown(const std::string& block, const std::string& entry)
 Target TargetOf(const std::vector<std::string>& operands, bool apart, const Document& document)
 {
     if (apart) {
-        return {"", operands[1], operands[2], true, Shown(operands[1], operands[2])};
+        return {nullptr, "", operands[1], operands[2], true};
     }
     const zelconfig::CFGKeyParts parts
         = zelconfig::CFGSplitKey(operands[1], document.GetMode() == Document::Mode::kAnonymous);
-    return {operands[1], std::string(parts.block), std::string(parts.entry), false, operands[1]};
+    return {&operands[1], "", std::string(parts.block), std::string(parts.entry), false};
 }
 
 // An XML key is a path: BLOCK ENTRY is the path BLOCK.ENTRY.
 Target TargetOf(const std::vector<std::string>& operands, bool apart, const XmlDocument&)
 {
-    const std::string key = apart ? operands[1] + "." + operands[2] : operands[1];
-    return {key, "", "", false, key};
+    if (apart) {
+        return {nullptr, operands[1] + "." + operands[2], "", "", false};
+    }
+    return {&operands[1], "", "", "", false};
 }
 
 // The verbs whose arguments differ between the formats: a CFG entry named
@@ -83,12 +89,12 @@ Target TargetOf(const std::vector<std::string>& operands, bool apart, const XmlD
 int Find(const Document& document, const Target& target, std::string& raw)
 {
     // The empty key names nothing; the empty block named apart is a block.
-    return !target.apart && target.key.empty() ? kStatusNotFound : document.Get(target.block, target.entry, raw);
+    return !target.apart && target.Key().empty() ? kStatusNotFound : document.Get(target.block, target.entry, raw);
 }
 
 int Find(const XmlDocument& document, const Target& target, std::string& raw)
 {
-    return document.Get(target.key, raw);
+    return document.Get(target.Key(), raw);
 }
 
 // Every value of a key that Find found, `raw` among them.
@@ -105,12 +111,12 @@ std::vector<std::string> Values(const XmlDocument&, const Target&, const std::st
 
 std::string Missing(const Document& document, const Target& target)
 {
-    return target.apart ? document.Missing(target.block, target.entry) : document.Missing(target.key);
+    return target.apart ? document.Missing(target.block, target.entry) : document.Missing(target.Key());
 }
 
 std::string Missing(const XmlDocument& document, const Target& target)
 {
-    return document.Missing(target.key);
+    return document.Missing(target.Key());
 }
 
 // Writes the output, ending each piece with NUL under --null, else with a
@@ -152,20 +158,20 @@ int Get(const Invocation& invocation, const Input& input, Doc& document)
     if (invocation.Has(kOptionStrict)) {
         const std::string problem = PartialRead(invocation.type, raw);
         if (!problem.empty()) {
-            return Fail(kExitConversion, input.path, target.shown + ": " + problem);
+            return Fail(kExitConversion, input.path, target.Shown() + ": " + problem);
         }
     }
     if (status == -1) {
-        return Fail(kExitConversion, input.path, target.shown + ": the value is neither \"true\" nor \"false\"");
+        return Fail(kExitConversion, input.path, target.Shown() + ": the value is neither \"true\" nor \"false\"");
     }
     if (status != 0 && status != 1) {
-        return Fail(kExitFailure, input.path, target.shown + ": status " + std::to_string(status));
+        return Fail(kExitFailure, input.path, target.Shown() + ": status " + std::to_string(status));
     }
     for (const std::string& value : values) {
         Emit(invocation, value);
     }
     if (status == 1) {
-        return Fail(kExitConversion, input.path, target.shown + ": the value is out of range; printed as converted");
+        return Fail(kExitConversion, input.path, target.Shown() + ": the value is out of range; printed as converted");
     }
     return Flushed(input.path);
 }
@@ -184,8 +190,8 @@ bool CheckNames(const Document& document, const Target& target, std::string& err
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
     const bool ini = document.GetMode() == Document::Mode::kIni;
-    if (!target.apart && (target.key.empty() || (!anonymous && target.key.find('.') == std::string::npos))) {
-        error = "the key '" + target.key + "' is not BLOCK.ENTRY"
+    if (!target.apart && (target.Key().empty() || (!anonymous && target.Key().find('.') == std::string::npos))) {
+        error = "the key '" + target.Key() + "' is not BLOCK.ENTRY"
                 + (ini ? ", nor .ENTRY for an entry above the first header" : "");
         return false;
     }
@@ -194,14 +200,21 @@ bool CheckNames(const Document& document, const Target& target, std::string& err
         error = target.block.empty() ? "a block name cannot be empty" : "an entry name cannot be empty";
         return false;
     }
-    static std::map<std::tuple<Document::Mode, std::string, std::string>, std::string> refusals;
-    auto names = std::make_tuple(document.GetMode(), target.block, target.entry);
+    // Asked by the mode, the block's length, the block and the entry, in one
+    // string whose room is kept.
+    static std::unordered_map<std::string, std::string> refusals;
+    static std::string names;
+    const size_t length = target.block.size();
+    names.resize(1 + sizeof length + length + target.entry.size());
+    names[0] = static_cast<char>(document.GetMode());
+    std::memcpy(&names[1], &length, sizeof length);
+    std::memcpy(&names[1 + sizeof length], target.block.data(), length);
+    std::memcpy(&names[1 + sizeof length + length], target.entry.data(), target.entry.size());
     auto asked = refusals.find(names);
     if (asked == refusals.end()) {
         Document empty(document.GetMode());
         empty.Parse("");
-        asked = refusals.emplace(std::move(names), empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error())
-                    .first;
+        asked = refusals.emplace(names, empty.Add(target.block, target.entry, "") == 0 ? "" : empty.Error()).first;
     }
     error = asked->second;
     return error.empty();
@@ -226,14 +239,14 @@ int Change(Document& document, const Invocation& invocation, const Target& targe
     if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
         return document.SetAt(target.block, target.entry, invocation.index, value);
     }
-    return target.apart ? document.Set(target.block, target.entry, value) : document.Set(target.key, value);
+    return target.apart ? document.Set(target.block, target.entry, value) : document.Set(target.Key(), value);
 }
 
 int Change(XmlDocument& document, const Invocation& invocation, const Target& target, const std::string& value)
 {
-    return invocation.Has(kOptionAttribute) ? document.SetAttribute(target.key, value)
-           : invocation.Has(kOptionAll)     ? document.SetAll(target.key, value)
-                                            : document.Set(target.key, value);
+    return invocation.Has(kOptionAttribute) ? document.SetAttribute(target.Key(), value)
+           : invocation.Has(kOptionAll)     ? document.SetAll(target.Key(), value)
+                                            : document.Set(target.Key(), value);
 }
 
 // What is not there is added: a CFG entry named apart (or any in anonymous
@@ -242,12 +255,12 @@ int AddNew(Document& document, const Target& target, const std::string& value)
 {
     const bool anonymous = document.GetMode() == Document::Mode::kAnonymous;
     return target.apart || anonymous ? document.Add(target.block, target.entry, value)
-                                     : document.Add(target.key, value);
+                                     : document.Add(target.Key(), value);
 }
 
 int AddNew(XmlDocument& document, const Target& target, const std::string& value)
 {
-    return document.Add(target.key, value);
+    return document.Add(target.Key(), value);
 }
 
 // The entry goes, or every one the key names (--all), or the Nth (--index).
@@ -256,12 +269,12 @@ int Delete(Document& document, const Invocation& invocation, const Target& targe
     if (invocation.Has(kOptionIndex) || invocation.Has(kOptionAll)) {
         return document.RemoveAt(target.block, target.entry, invocation.index);
     }
-    return target.apart ? document.Remove(target.block, target.entry) : document.Remove(target.key);
+    return target.apart ? document.Remove(target.block, target.entry) : document.Remove(target.Key());
 }
 
 int Delete(XmlDocument& document, const Invocation& invocation, const Target& target)
 {
-    return invocation.Has(kOptionAll) ? document.RemoveAll(target.key) : document.Remove(target.key);
+    return invocation.Has(kOptionAll) ? document.RemoveAll(target.Key()) : document.Remove(target.Key());
 }
 
 // The options that pick among several entries, after the library's refusal.
@@ -283,7 +296,7 @@ size_t Count(const Document& document, const Target& target)
 
 size_t Count(const XmlDocument& document, const Target& target)
 {
-    return document.Lines(target.key).size();
+    return document.Lines(target.Key()).size();
 }
 
 // --normalise after an edit: refused where entries would be lost.
@@ -302,11 +315,32 @@ int NormaliseAfterEdit(Document& document, const std::string& path)
 // script "FILE: line 3").
 struct Step
 {
+    // Where its messages point: FILE, or a script's command in it (number
+    // from 1), put in words only for a message.
+    struct Place
+    {
+        const std::string* file; // the caller's, which outlives the edit
+        size_t number;
+        bool null; // -z: commands are counted, not lines
+
+        std::string Text() const
+        {
+            std::string where;
+            if (number == 0) {
+                return *file;
+            }
+            ScriptPlace(*file, null, number, where);
+            return where;
+        }
+    };
+
     const Invocation* invocation;
     EditKind kind;
     Target target;
     std::string value;
-    std::string where;
+    Place place;
+
+    std::string Where() const { return place.Text(); }
 };
 
 // Makes the step's edit: the library's status.
@@ -341,14 +375,14 @@ int MakeAll(Doc& document, const std::vector<Step>& steps)
     for (const Step& step : steps) {
         const int status = Make(document, step);
         if (status == kStatusNotFound) {
-            return Fail(kExitNotFound, step.where, document.Error());
+            return Fail(kExitNotFound, step.Where(), document.Error());
         }
         if (status == zelconfig::kEditAmbiguous) {
-            return Fail(kExitFailure, step.where,
+            return Fail(kExitFailure, step.Where(),
                         document.Error() + (Count(document, step.target) > 1 ? Remedy<Doc>(step.kind) : ""));
         }
         if (status != 0) {
-            return Fail(kExitFailure, step.where,
+            return Fail(kExitFailure, step.Where(),
                         document.Error().empty() ? "cannot edit the file (status " + std::to_string(status) + ")"
                                                  : document.Error());
         }
@@ -412,56 +446,56 @@ int Edit(const Invocation& invocation, const Input& input, Doc& document, const 
 // the library finds that safe (a CFG key names the block it splits to only
 // where no dotted block is meant).
 template <class Doc>
-int PrepareSet(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+int PrepareSet(const Invocation& invocation, Step::Place place, const Doc& document, Step& step)
 {
     step = {&invocation, EditKind::kSet, TargetOf(invocation.operands, invocation.operands.size() == 4, document),
-            "", where};
+            "", place};
     std::string error;
     int status = kExitFailure;
-    if (!ValueToSet(invocation, where, step.value, status)) {
+    if (!ValueToSet(invocation, [&place] { return place.Text(); }, step.value, status)) {
         return status;
     }
-    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, place.Text(), error);
 }
 
 // unset: the entry goes, or the entries --all or --index name.
 template <class Doc>
-int PrepareUnset(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+int PrepareUnset(const Invocation& invocation, Step::Place place, const Doc& document, Step& step)
 {
     step = {&invocation, EditKind::kUnset, TargetOf(invocation.operands, invocation.operands.size() == 3, document),
-            "", where};
+            "", place};
     std::string error;
-    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, where, error);
+    return CheckNames(document, step.target, error) ? kExitOk : Fail(kExitFailure, place.Text(), error);
 }
 
 // remove-block: every section of the block, with its comment lines; in the
 // INI dialect the block "" is the text above the first header.
-int PrepareRemoveBlock(const Invocation& invocation, const std::string& where, const Document& document, Step& step)
+int PrepareRemoveBlock(const Invocation& invocation, Step::Place place, const Document& document, Step& step)
 {
     const std::string& name = invocation.operands[1];
-    step = {&invocation, EditKind::kRemoveBlock, Target{name, name, "", true, name}, "", where};
+    step = {&invocation, EditKind::kRemoveBlock, Target{&name, "", name, "", true}, "", place};
     if (name.empty() && document.GetMode() != Document::Mode::kIni) {
-        return Fail(kExitFailure, where, "a block name cannot be empty");
+        return Fail(kExitFailure, place.Text(), "a block name cannot be empty");
     }
     return kExitOk;
 }
 
 // One edit command's step, by its name; remove-block takes no XML file.
 template <class Doc>
-int Prepare(const Invocation& invocation, const std::string& where, const Doc& document, Step& step)
+int Prepare(const Invocation& invocation, Step::Place place, const Doc& document, Step& step)
 {
-    if (invocation.command == "set") {
-        return PrepareSet(invocation, where, document, step);
+    if (std::string_view(invocation.command) == "set") {
+        return PrepareSet(invocation, place, document, step);
     }
-    if (invocation.command == "unset") {
-        return PrepareUnset(invocation, where, document, step);
+    if (std::string_view(invocation.command) == "unset") {
+        return PrepareUnset(invocation, place, document, step);
     }
     if constexpr (!kXml<Doc>) {
-        if (invocation.command == "remove-block") {
-            return PrepareRemoveBlock(invocation, where, document, step);
+        if (std::string_view(invocation.command) == "remove-block") {
+            return PrepareRemoveBlock(invocation, place, document, step);
         }
     }
-    return Fail(kExitFailure, where, invocation.command + " is no edit of this file");
+    return Fail(kExitFailure, place.Text(), invocation.command + " is no edit of this file");
 }
 
 // set, unset and remove-block on their own command line: one step.
@@ -469,7 +503,7 @@ template <class Doc>
 int EditOne(const Invocation& invocation, const Input& input, Doc& document)
 {
     std::vector<Step> steps(1);
-    const int refused = Prepare(invocation, input.path, document, steps[0]);
+    const int refused = Prepare(invocation, {&input.path, 0, false}, document, steps[0]);
     return refused != kExitOk ? refused : Edit(invocation, input, document, steps);
 }
 
@@ -745,13 +779,15 @@ int EditScripted(const Invocation& invocation, const Input& input, Doc& document
     std::vector<Step> steps(edits.size());
     for (size_t i = 0; i < edits.size(); ++i) {
         const Invocation& edit = edits[i].invocation;
-        for (const Command& command : AllCommands()) {
-            const std::string refusal = edit.command == command.name ? FormatRefusal(command, edit, input) : "";
-            if (!refusal.empty()) {
-                return Fail(kExitFailure, edits[i].where, refusal);
-            }
+        const Step::Place place{&input.path, edits[i].number, invocation.Has(kOptionNull)};
+        const auto& commands = AllCommands();
+        const auto command = std::find_if(commands.begin(), commands.end(),
+                                          [&edit](const Command& known) { return std::string_view(edit.command) == known.name; });
+        const std::string refusal = command != commands.end() ? FormatRefusal(*command, edit, input) : "";
+        if (!refusal.empty()) {
+            return Fail(kExitFailure, place.Text(), refusal);
         }
-        if (const int refused = Prepare(edit, edits[i].where, document, steps[i])) {
+        if (const int refused = Prepare(edit, place, document, steps[i])) {
             return refused;
         }
     }

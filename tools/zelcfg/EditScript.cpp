@@ -12,7 +12,7 @@ namespace zelcfg {
 namespace {
 
 // The commands a script may hold: the edits of one file.
-bool IsScriptEdit(const std::string& name)
+bool IsScriptEdit(std::string_view name)
 {
     return name == "set" || name == "unset" || name == "remove-block";
 }
@@ -36,8 +36,9 @@ std::string WholeFileOption(const Invocation& invocation)
 }
 
 // Takes one command of the script apart as its own command line would be,
-// with FILE in its place: false with the reason.
-bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& invocation, std::string& error)
+// with FILE in its place: false with the reason. The words go to the
+// invocation.
+bool ParseEdit(ScriptCommand& command, Invocation& invocation, std::string& error)
 {
     const std::string& name = command.words.front();
     if (!IsScriptEdit(name)) {
@@ -46,12 +47,8 @@ bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& inv
     }
     // A stand-in for FILE, which may look like an option; the parser must
     // take it as the operand it is.
-    std::vector<const char*> argv = {"zelcfg", name.c_str(), "FILE"};
-    argv.reserve(command.words.size() + 2);
-    for (size_t i = 1; i < command.words.size(); ++i) {
-        argv.push_back(command.words[i].c_str());
-    }
-    if (!ParseCommandLine(static_cast<int>(argv.size()), argv.data(), invocation, error)) {
+    command.words.insert(command.words.begin() + 1, "FILE");
+    if (!ParseArguments(command.words, invocation, error)) {
         return false;
     }
     const std::string option = WholeFileOption(invocation);
@@ -59,11 +56,15 @@ bool ParseEdit(const ScriptCommand& command, const Input& input, Invocation& inv
         error = option + " concerns the whole file: give it to edit itself (zelcfg edit " + option + " FILE)";
         return false;
     }
-    invocation.operands.front() = input.path;
     return true;
 }
 
 } // namespace
+
+void ScriptPlace(const std::string& file, bool null, size_t number, std::string& where)
+{
+    where.assign(file).append(null ? ": command " : ": line ").append(std::to_string(number));
+}
 
 int RunEditScript(const Invocation& invocation, const Input& input)
 {
@@ -78,9 +79,11 @@ int RunEditScript(const Invocation& invocation, const Input& input)
     }
     std::vector<ScriptedEdit> edits(commands.size());
     for (size_t i = 0; i < commands.size(); ++i) {
-        edits[i].where = input.path + (null ? ": command " : ": line ") + std::to_string(commands[i].line);
-        if (!ParseEdit(commands[i], input, edits[i].invocation, error)) {
-            return Fail(kExitFailure, edits[i].where, error);
+        edits[i].number = commands[i].line;
+        if (!ParseEdit(commands[i], edits[i].invocation, error)) {
+            std::string where;
+            ScriptPlace(input.path, null, commands[i].line, where);
+            return Fail(kExitFailure, where, error);
         }
     }
     // All or nothing: a refused command fails the whole script.

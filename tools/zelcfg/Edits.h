@@ -9,12 +9,18 @@
 namespace zelcfg {
 
 // One edit command (set, unset or remove-block) of a script, parsed as its
-// own command line, and the place its messages name ("FILE: line 3").
+// own command line (its first operand the stand-in "FILE": the edits are
+// made on EditAll's `input`), and the number of the line it starts on (with
+// -z its number among the commands), which its messages name ("FILE: line 3").
 struct ScriptedEdit
 {
     Invocation invocation;
-    std::string where;
+    size_t number;
 };
+
+// Where the messages of a script's command point, into `where` (its room
+// kept): "FILE: line 3", or with `null` (-z) "FILE: command 3".
+void ScriptPlace(const std::string& file, bool null, size_t number, std::string& where);
 
 // Makes `edits` on the file of `input`, by the very code of the commands on
 // their own line, in one load under the lock and one save, as `invocation`

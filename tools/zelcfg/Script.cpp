@@ -2,7 +2,7 @@
 #include "Script.h"
 
 #include <algorithm>
-#include <bitset>
+#include <array>
 #include <cstring>
 
 namespace zelcfg {
@@ -10,10 +10,10 @@ namespace zelcfg {
 namespace {
 
 // The bytes that end a run of a word's plain bytes.
-const std::bitset<256> kSpecial = [] {
-    std::bitset<256> special;
+const std::array<bool, 256> kSpecial = [] {
+    std::array<bool, 256> special{};
     for (const char c : std::string_view(" \t\n\\'\";&|<>()")) {
-        special.set(static_cast<unsigned char>(c));
+        special[static_cast<unsigned char>(c)] = true;
     }
     return special;
 }();
@@ -28,6 +28,8 @@ public:
     bool Run(std::string& error);
 
 private:
+    // A run of bytes that mean nothing special, from the one at m_at.
+    void PlainRun();
     // The rest of a word from an opening quote, its closing one included.
     bool SingleQuoted(std::string& error);
     bool DoubleQuoted(std::string& error);
@@ -74,7 +76,9 @@ bool Splitter::Run(std::string& error)
 {
     while (m_at < m_text.size()) {
         const char c = m_text[m_at];
-        if (c == '\n') {
+        if (!kSpecial[static_cast<unsigned char>(c)] && (c != '#' || m_inWord)) {
+            PlainRun(); // most bytes are, so they are asked first
+        } else if (c == '\n') {
             EndCommand();
             ++m_line;
             ++m_at;
@@ -98,23 +102,35 @@ bool Splitter::Run(std::string& error)
             if (!(c == '\'' ? SingleQuoted(error) : DoubleQuoted(error))) {
                 return false;
             }
-        } else if (std::strchr(";&|<>()", c) != nullptr) {
+        } else {
+            // ; & | < > ( or ), the special bytes left
             error = "line " + std::to_string(m_line) + ": '" + c
                     + "' unquoted, which a shell reads as an operator: quote it";
             return false;
-        } else {
-            // The bytes up to the next one that means something, at once.
-            size_t end = m_at + 1;
-            while (end < m_text.size() && !kSpecial.test(static_cast<unsigned char>(m_text[end]))) {
-                ++end;
-            }
-            StartWord();
-            m_word.append(m_text.substr(m_at, end - m_at));
-            m_at = end;
         }
     }
     EndCommand();
     return true;
+}
+
+void Splitter::PlainRun()
+{
+    // The bytes up to the next one that means something, at once; a word of
+    // them alone (most are) goes to the command as it is.
+    size_t end = m_at + 1;
+    while (end < m_text.size() && !kSpecial[static_cast<unsigned char>(m_text[end])]) {
+        ++end;
+    }
+    const bool whole
+        = !m_inWord && (end == m_text.size() || m_text[end] == ' ' || m_text[end] == '\t' || m_text[end] == '\n');
+    StartWord();
+    if (whole) {
+        m_command.words.emplace_back(m_text.substr(m_at, end - m_at));
+        m_inWord = false;
+    } else {
+        m_word.append(m_text.substr(m_at, end - m_at));
+    }
+    m_at = end;
 }
 
 bool Splitter::SingleQuoted(std::string& error)

@@ -133,21 +133,22 @@ bool TypedValue(ValueType type, const std::string& raw, std::string& value, std:
     return true;
 }
 
-bool ValueToSet(const Invocation& invocation, const std::string& path, std::string& value, int& status)
+bool ValueToSet(const Invocation& invocation, const std::function<std::string()>& where, std::string& value,
+                int& status)
 {
     const std::string& raw = invocation.operands.back();
     std::string error;
     if (!TypedValue(invocation.type, raw, value, error)) {
-        status = Fail(kExitFailure, path, error);
+        status = Fail(kExitFailure, where(), error);
         return false;
     }
     const std::string loss = LossyWrite(invocation.type, raw, value);
     if (!loss.empty() && invocation.Has(kOptionStrict)) {
-        status = Fail(kExitConversion, path, loss);
+        status = Fail(kExitConversion, where(), loss);
         return false;
     }
     if (!loss.empty()) {
-        Report(path, "warning: " + loss);
+        Report(where(), "warning: " + loss);
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #ifndef ZELCONFIG_TOOLS_TYPEDVALUES_H
 #define ZELCONFIG_TOOLS_TYPEDVALUES_H
 
+#include <functional>
 #include <string>
 
 #include "Zelcfg.h"
@@ -19,9 +20,11 @@ int ConvertTyped(ValueType type, const std::string& raw, std::string& text);
 bool TypedValue(ValueType type, const std::string& raw, std::string& value, std::string& error);
 
 // VALUE of a set command line, as TypedValue writes it for --type; a
-// lossy number is warned about on stderr, or refused under --strict. False
-// after reporting a refusal, with the exit status to give.
-bool ValueToSet(const Invocation& invocation, const std::string& path, std::string& value, int& status);
+// lossy number is warned about on stderr, or refused under --strict, at the
+// place `where` gives. False after reporting a refusal, with the exit status
+// to give.
+bool ValueToSet(const Invocation& invocation, const std::function<std::string()>& where, std::string& value,
+                int& status);
 
 // Why `written`, the text TypedValue gave for `raw`, does not read back as
 // the number `raw` gives (the library's setters keep six significant

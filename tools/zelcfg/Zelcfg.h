@@ -122,6 +122,10 @@ const char* OptionName(ModeChoice mode);
 
 // False with a message on a usage error.
 bool ParseCommandLine(int argc, const char* const* argv, Invocation& invocation, std::string& error);
+// The same for the words after the program's name: the command's name and
+// operands are moved out of `args` into `invocation`, the operands keeping
+// its room.
+bool ParseArguments(std::vector<std::string>& args, Invocation& invocation, std::string& error);
 
 // Runs a parsed command: its output on stdout, its errors on stderr.
 int RunInvocation(const Invocation& invocation);
