@@ -30,6 +30,7 @@ namespace {
 struct CaseInfo
 {
     std::string section, name, column, label;
+    std::string against; // the case this row's "x read" divides, or "-"
 };
 
 // One run of one case: its printed "name=value" pairs.
@@ -238,7 +239,7 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
                 facts.entries, facts.blocks, rounds, rounds == 1 ? "" : "s");
     std::printf("   INI twin: %s\n\n", Size(iniFacts).c_str());
     const double entries = static_cast<double>(facts.entries);
-    for (const char* section : {"parse", "lookup", "save"}) {
+    for (const char* section : {"parse", "lookup", "save", "merge"}) {
         std::vector<const CaseInfo*> references;
         for (const CaseInfo& c : cases) {
             if (c.section == section && c.column != "-") {
@@ -246,12 +247,20 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
             }
         }
         Table table;
-        const std::string what = std::string(section) == "parse"  ? "Parsing"
-                                 : std::string(section) == "save" ? "Saving"
-                                                                   : "Lookups (per call)";
+        const std::string what = std::string(section) == "parse"   ? "Parsing"
+                                 : std::string(section) == "save"  ? "Saving"
+                                 : std::string(section) == "merge" ? "Diff and merge (MB/s of the files read)"
+                                                                    : "Lookups (per call)";
         table.heading = {what, std::string(section) == "lookup" ? "ns" : "MB/s"};
         for (const CaseInfo* reference : references) {
             table.heading.push_back("x " + reference->column);
+        }
+        // Rows measured against a row of their own choosing: one column.
+        const bool against = std::any_of(cases.begin(), cases.end(), [&](const CaseInfo& c) {
+            return c.section == section && c.against != "-";
+        });
+        if (against) {
+            table.heading.push_back("x read");
         }
         if (std::string(section) == "parse") {
             for (const char* heading : {"allocs/entry", "kept B/entry", "peak B/entry", "need B/entry"}) {
@@ -286,6 +295,9 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
             row.push_back(Spread(speed, "%.0f"));
             for (const CaseInfo* reference : references) {
                 row.push_back(Spread(results.Ratios(c.name, reference->name), "%.2f"));
+            }
+            if (against) {
+                row.push_back(c.against == "-" ? "-" : Spread(results.Ratios(c.name, c.against), "%.2f"));
             }
             auto perEntry = [&](const char* key) {
                 const double value = results.HeapValue(c.name, key);
@@ -343,8 +355,8 @@ int main(int argc, char** argv)
     std::vector<CaseInfo> cases;
     for (const std::string& line : Split(Run(Quote(caseProgram) + " --list", ok), '\n')) {
         const std::vector<std::string> fields = Split(line, '\t');
-        if (fields.size() == 4) {
-            cases.push_back({fields[0], fields[1], fields[2], fields[3]});
+        if (fields.size() == 5) {
+            cases.push_back({fields[0], fields[1], fields[2], fields[3], fields[4]});
         }
     }
     if (!ok || cases.empty()) {
@@ -378,7 +390,7 @@ int main(int argc, char** argv)
                 const std::string arguments =
                     Quote(c.name) + " " + Quote(paths[file]) + " " + Quote(options.data);
                 // Heap use is counted once, in a run of its own, since it does not vary.
-                const bool countHeap = round == 0 && c.section != "save";
+                const bool countHeap = round == 0 && (c.section == "parse" || c.section == "lookup");
                 for (const bool heap : {false, true}) {
                     if (heap && !countHeap) {
                         continue;
