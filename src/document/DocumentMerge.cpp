@@ -5,7 +5,9 @@
 #include "DocumentAccess.h"
 #include "DocumentState.h"
 #include "Merging.h"
-#include "frontend/ValueConversion.h"
+
+#include <algorithm>
+#include <charconv>
 
 namespace zelconfig {
 
@@ -32,21 +34,79 @@ struct Placed
     std::vector<std::string_view> stored; // the value's bytes as held
 };
 
-Placed ReadingOf(const State& s, bool withLines)
+// The names of entries met in the readings of one comparison or merge, each
+// numbered once: an id is the number and the occurrence, short enough to be
+// held in the string itself, and equal in every reading for the same names.
+// Names are views into the documents' texts, which stay as they are while
+// the ids are in use.
+class Names
+{
+public:
+    // A reading's count of each name's occurrences starts again.
+    void Restart() { std::fill(m_seen.begin(), m_seen.end(), 0); }
+
+    void Identify(Keyed& item, std::string_view block, std::string_view entry)
+    {
+        const auto found = m_numbers.try_emplace(Pair{block, entry}, m_numbers.size()).first;
+        if (found->second == m_seen.size()) {
+            m_seen.push_back(0);
+        }
+        // The number, then '\0' and the occurrence, as MergedAsPlanned splits ids.
+        char digits[48];
+        char* end = std::to_chars(digits, digits + 20, found->second).ptr;
+        *end++ = '\0';
+        end = std::to_chars(end, digits + sizeof digits, ++m_seen[found->second]).ptr;
+        item.id.assign(digits, static_cast<size_t>(end - digits));
+    }
+
+private:
+    using Pair = std::pair<std::string_view, std::string_view>;
+    struct Hash
+    {
+        size_t operator()(const Pair& pair) const
+        {
+            const std::hash<std::string_view> hash;
+            return hash(pair.first) * 31 ^ hash(pair.second);
+        }
+    };
+    std::unordered_map<Pair, size_t, Hash> m_numbers;
+    std::vector<size_t> m_seen; // by number: occurrences in the reading so far
+};
+
+// What a reading holds: `kIds` the ids and values only, which is all that
+// the old defaults and the read-back are asked for; `kNames` the names and
+// keys too; `kLines` the lines as well, for the edits.
+enum class Depth { kIds, kNames, kLines };
+
+Placed ReadingOf(const State& s, Names& names, Depth depth)
 {
     Placed placed;
-    Occurrences occurrences;
+    names.Restart();
+    // Short lines: about one entry in 40 bytes, the vectors grown from there.
+    placed.reading.reserve(s.text.size() / 40);
+    if (depth == Depth::kLines) {
+        placed.lines.reserve(s.text.size() / 40);
+        placed.stored.reserve(s.Ini() ? 0 : s.text.size() / 40);
+    }
     s.ForEachEntryAt(Document::Order::kFile, [&](const Line& line, std::string_view block, std::string_view entry,
                                                  std::string_view value) {
-        Keyed item;
+        Keyed& item = placed.reading.emplace_back();
+        names.Identify(item, block, entry);
+        // As the string getter reads it: no carriage return or line feed at the end.
+        size_t length = value.size();
+        while (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
+            --length;
+        }
+        item.value.assign(value.data(), length);
+        if (depth == Depth::kIds) {
+            return;
+        }
         item.block.assign(block.data(), block.size());
         item.entry.assign(entry.data(), entry.size());
+        item.key.reserve(block.size() + entry.size() + 2);
         ShownInto(item.key, block, entry);
-        item.value = TrimLineEnds(std::string(value));
         item.group = item.block;
-        occurrences.Identify(item, item.block + '\0' + item.entry);
-        placed.reading.push_back(std::move(item));
-        if (withLines) {
+        if (depth == Depth::kLines) {
             placed.lines.push_back(line);
             placed.stored.push_back(s.Ini() ? std::string_view() : value);
         }
@@ -308,8 +368,10 @@ int Refuse(State& file, const std::string& why)
 
 std::vector<Difference> Compare(const Document& first, const Document& second)
 {
-    return CompareReadings(ReadingOf(DocumentAccess::Of(first), false).reading,
-                           ReadingOf(DocumentAccess::Of(second), false).reading);
+    Names names;
+    const Placed a = ReadingOf(DocumentAccess::Of(first), names, Depth::kNames);
+    const Placed b = ReadingOf(DocumentAccess::Of(second), names, Depth::kNames);
+    return CompareReadings(a.reading, b.reading);
 }
 
 int Merge(const Document& oldDefaults, const Document& newDefaults, Document& document,
@@ -327,8 +389,9 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         file.error = "the documents to merge are read in different modes";
         return kStatusInvalid;
     }
-    const Placed mine = ReadingOf(file, true), theirs = ReadingOf(updated, true);
-    MergePlan plan = PlanMerge(ReadingOf(old, false).reading, theirs.reading, mine.reading);
+    Names names;
+    const Placed mine = ReadingOf(file, names, Depth::kLines), theirs = ReadingOf(updated, names, Depth::kLines);
+    MergePlan plan = PlanMerge(ReadingOf(old, names, Depth::kIds).reading, theirs.reading, mine.reading);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
@@ -363,8 +426,11 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     if (probe.Start() != 0) {
         return Refuse(file, "the merged text would not read: " + probe.error);
     }
-    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, false).reading);
+    // Ids and values are all that is compared; the keys only name a value
+    // that reads otherwise, so they are read only then.
+    std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, names, Depth::kIds).reading);
     if (!wrong.empty()) {
+        wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, names, Depth::kNames).reading);
         return Refuse(file, wrong);
     }
     file.text.Assign(merged);

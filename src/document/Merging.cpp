@@ -6,22 +6,59 @@ namespace zelconfig {
 
 namespace {
 
-// Where each id stands in a reading.
-std::unordered_map<std::string_view, size_t> IndexOf(const Reading& reading)
+// Where each id stands in a reading: open addressing over the positions,
+// with each id's hash beside its position, so that a look-up seldom reads
+// an id that is not the one sought and no id costs an allocation.
+class IdIndex
 {
-    std::unordered_map<std::string_view, size_t> index;
-    index.reserve(reading.size());
-    for (size_t i = 0; i < reading.size(); ++i) {
-        index.emplace(reading[i].id, i);
+public:
+    explicit IdIndex(const Reading& reading) : m_reading(reading)
+    {
+        size_t capacity = 16;
+        while (capacity < 2 * reading.size()) {
+            capacity *= 2;
+        }
+        m_mask = capacity - 1;
+        m_slots.assign(capacity, Slot{0, kNoItem});
+        for (size_t i = 0; i < reading.size(); ++i) {
+            const size_t hash = Hash(reading[i].id);
+            size_t at = hash & m_mask;
+            while (m_slots[at].item != kNoItem && !Holds(m_slots[at], hash, reading[i].id)) {
+                at = (at + 1) & m_mask;
+            }
+            if (m_slots[at].item == kNoItem) {
+                m_slots[at] = Slot{hash, i}; // the first of an id stays, should one come twice
+            }
+        }
     }
-    return index;
-}
 
-size_t Find(const std::unordered_map<std::string_view, size_t>& index, const std::string& id)
-{
-    const auto found = index.find(id);
-    return found == index.end() ? kNoItem : found->second;
-}
+    size_t Find(const std::string& id) const
+    {
+        const size_t hash = Hash(id);
+        for (size_t at = hash & m_mask; m_slots[at].item != kNoItem; at = (at + 1) & m_mask) {
+            if (Holds(m_slots[at], hash, id)) {
+                return m_slots[at].item;
+            }
+        }
+        return kNoItem;
+    }
+
+private:
+    struct Slot
+    {
+        size_t hash, item;
+    };
+
+    static size_t Hash(const std::string& id) { return std::hash<std::string_view>()(id); }
+    bool Holds(const Slot& slot, size_t hash, const std::string& id) const
+    {
+        return slot.hash == hash && m_reading[slot.item].id == id;
+    }
+
+    const Reading& m_reading;
+    std::vector<Slot> m_slots;
+    size_t m_mask = 0;
+};
 
 Difference DifferenceOf(const Keyed* first, const Keyed* second)
 {
@@ -48,14 +85,13 @@ void Occurrences::Identify(Keyed& item, std::string names)
 
 std::vector<Difference> CompareReadings(const Reading& first, const Reading& second)
 {
-    const auto inSecond = IndexOf(second);
-    const auto inFirst = IndexOf(first);
+    const IdIndex inSecond(second), inFirst(first);
     // A value only the first holds is shown after the last value both hold
     // that came before it there (before all, when none did).
     std::vector<std::vector<size_t>> goneAfter(second.size() + 1);
     size_t anchor = 0; // one past the second's index of the last shared value
     for (size_t i = 0; i < first.size(); ++i) {
-        const size_t there = Find(inSecond, first[i].id);
+        const size_t there = inSecond.Find(first[i].id);
         if (there == kNoItem) {
             goneAfter[anchor].push_back(i);
         } else {
@@ -70,7 +106,7 @@ std::vector<Difference> CompareReadings(const Reading& first, const Reading& sec
     };
     gone(0);
     for (size_t j = 0; j < second.size(); ++j) {
-        const size_t here = Find(inFirst, second[j].id);
+        const size_t here = inFirst.Find(second[j].id);
         if (here == kNoItem || first[here].value != second[j].value) {
             differences.push_back(DifferenceOf(here == kNoItem ? nullptr : &first[here], &second[j]));
         }
@@ -119,11 +155,11 @@ Conflict ConflictOf(const Keyed& yours, const Keyed& updated, const Keyed* old)
 
 MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& file)
 {
-    const auto inOld = IndexOf(old), inUpdated = IndexOf(updated), inFile = IndexOf(file);
+    const IdIndex inOld(old), inUpdated(updated), inFile(file);
     MergePlan plan;
     std::vector<bool> removed(file.size(), false);
     for (size_t i = 0; i < file.size(); ++i) {
-        const size_t o = Find(inOld, file[i].id), n = Find(inUpdated, file[i].id);
+        const size_t o = inOld.Find(file[i].id), n = inUpdated.Find(file[i].id);
         const bool untouched = o != kNoItem && old[o].value == file[i].value;
         if (untouched && n == kNoItem) {
             plan.removals.push_back(i); // the new defaults dropped a value the user left alone
@@ -140,10 +176,10 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
     // file hold them (a value the user removed stays removed).
     std::vector<size_t> kept(updated.size(), kNoItem);
     for (size_t j = 0; j < updated.size(); ++j) {
-        const size_t f = Find(inFile, updated[j].id);
+        const size_t f = inFile.Find(updated[j].id);
         if (f != kNoItem) {
             kept[j] = removed[f] ? kNoItem : f;
-        } else if (Find(inOld, updated[j].id) == kNoItem) {
+        } else if (inOld.Find(updated[j].id) == kNoItem) {
             plan.adds.push_back({j, kNoItem, kNoItem});
         }
     }
@@ -151,13 +187,35 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
     return plan;
 }
 
+namespace {
+
+// A value under its key's names (an id without its occurrence), as the
+// read-back counts them: views into the readings, which outlive the count.
+using NamedValue = std::pair<std::string_view, std::string_view>;
+
+struct NamedValueHash
+{
+    size_t operator()(const NamedValue& pair) const
+    {
+        const std::hash<std::string_view> hash;
+        return hash(pair.first) * 31 ^ hash(pair.second);
+    }
+};
+
+NamedValue NamedValueOf(const Keyed& item, const std::string& value)
+{
+    return {std::string_view(item.id).substr(0, item.id.rfind('\0')), value};
+}
+
+} // namespace
+
 std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
                             const Reading& merged)
 {
     // Each expected value counts up, each value read counts down; every
     // count must end at zero. Values of one key compare in any order.
-    std::unordered_map<std::string, long> counts;
-    const auto names = [](const Keyed& item) { return item.id.substr(0, item.id.rfind('\0')); };
+    std::unordered_map<NamedValue, long, NamedValueHash> counts;
+    counts.reserve(file.size() + plan.adds.size());
     std::vector<const std::string*> value(file.size());
     for (size_t i = 0; i < file.size(); ++i) {
         value[i] = &file[i].value;
@@ -170,22 +228,21 @@ std::string MergedAsPlanned(const Reading& file, const Reading& updated, const M
     }
     for (size_t i = 0; i < file.size(); ++i) {
         if (value[i] != nullptr) {
-            ++counts[names(file[i]) + '\0' + *value[i]];
+            ++counts[NamedValueOf(file[i], *value[i])];
         }
     }
     for (const MergePlan::Add& add : plan.adds) {
-        ++counts[names(updated[add.updated]) + '\0' + updated[add.updated].value];
+        ++counts[NamedValueOf(updated[add.updated], updated[add.updated].value)];
     }
     // Expected values all counted first, one that counts below zero is extra.
     for (const Keyed& item : merged) {
-        if (--counts[names(item) + '\0' + item.value] < 0) {
+        if (--counts[NamedValueOf(item, item.value)] < 0) {
             return item.key + " would read '" + item.value + "', which the merge does not make";
         }
     }
     for (const auto& count : counts) {
         if (count.second > 0) {
-            return "a value the merge makes would not read back (" + count.first.substr(count.first.rfind('\0') + 1)
-                   + ")";
+            return "a value the merge makes would not read back (" + std::string(count.first.second) + ")";
         }
     }
     return "";
