@@ -38,39 +38,97 @@ struct Placed
 // numbered once: an id is the number and the occurrence, short enough to be
 // held in the string itself, and equal in every reading for the same names.
 // Names are views into the documents' texts, which stay as they are while
-// the ids are in use.
+// the ids are in use. Readings of one file's versions mostly hold the same
+// names in the same order, so the name after the last one found is tried
+// before the table: mostly a comparison of bytes read in order, instead of
+// a look-up in a table as large as the file.
 class Names
 {
 public:
     // A reading's count of each name's occurrences starts again.
-    void Restart() { std::fill(m_seen.begin(), m_seen.end(), 0); }
+    void Restart(size_t expected)
+    {
+        std::fill(m_seen.begin(), m_seen.end(), 0);
+        m_next = 0;
+        m_names.reserve(expected);
+        m_seen.reserve(expected);
+        while (m_slots.size() < 2 * expected) {
+            Grow();
+        }
+    }
 
     void Identify(Keyed& item, std::string_view block, std::string_view entry)
     {
-        const auto found = m_numbers.try_emplace(Pair{block, entry}, m_numbers.size()).first;
-        if (found->second == m_seen.size()) {
-            m_seen.push_back(0);
+        size_t number = m_next;
+        if (number >= m_names.size() || m_names[number].entry != entry || m_names[number].block != block) {
+            number = Number(block, entry);
         }
+        m_next = number + 1;
         // The number, then '\0' and the occurrence, as MergedAsPlanned splits ids.
         char digits[48];
-        char* end = std::to_chars(digits, digits + 20, found->second).ptr;
+        char* end = std::to_chars(digits, digits + 20, number).ptr;
         *end++ = '\0';
-        end = std::to_chars(end, digits + sizeof digits, ++m_seen[found->second]).ptr;
+        end = std::to_chars(end, digits + sizeof digits, ++m_seen[number]).ptr;
         item.id.assign(digits, static_cast<size_t>(end - digits));
     }
 
 private:
-    using Pair = std::pair<std::string_view, std::string_view>;
-    struct Hash
+    struct Name
     {
-        size_t operator()(const Pair& pair) const
-        {
-            const std::hash<std::string_view> hash;
-            return hash(pair.first) * 31 ^ hash(pair.second);
-        }
+        std::string_view block, entry;
     };
-    std::unordered_map<Pair, size_t, Hash> m_numbers;
+    struct Slot
+    {
+        size_t hash, number; // number kNoItem: empty
+    };
+
+    static size_t Hash(std::string_view block, std::string_view entry)
+    {
+        const std::hash<std::string_view> hash;
+        return hash(block) * 31 ^ hash(entry);
+    }
+
+    // The names' number, a new one when they are new: open addressing,
+    // each slot with its names' hash.
+    size_t Number(std::string_view block, std::string_view entry)
+    {
+        if (2 * (m_names.size() + 1) > m_slots.size()) {
+            Grow();
+        }
+        const size_t hash = Hash(block, entry), mask = m_slots.size() - 1;
+        size_t at = hash & mask;
+        for (; m_slots[at].number != kNoItem; at = (at + 1) & mask) {
+            const Slot& slot = m_slots[at];
+            if (slot.hash == hash && m_names[slot.number].entry == entry && m_names[slot.number].block == block) {
+                return slot.number;
+            }
+        }
+        m_slots[at] = Slot{hash, m_names.size()};
+        m_names.push_back(Name{block, entry});
+        m_seen.push_back(0);
+        return m_slots[at].number;
+    }
+
+    void Grow()
+    {
+        std::vector<Slot> slots(std::max<size_t>(1024, 2 * m_slots.size()), Slot{0, kNoItem});
+        const size_t mask = slots.size() - 1;
+        for (const Slot& slot : m_slots) {
+            if (slot.number != kNoItem) {
+                size_t at = slot.hash & mask;
+                while (slots[at].number != kNoItem) {
+                    at = (at + 1) & mask;
+                }
+                slots[at] = slot;
+            }
+        }
+        m_slots = std::move(slots);
+    }
+
+    std::vector<Name> m_names;  // by number
     std::vector<size_t> m_seen; // by number: occurrences in the reading so far
+    std::vector<Slot> m_slots;
+    size_t m_next = 0; // the number after the last one found
 };
 
 // What a reading holds: `kIds` the ids and values only, which is all that
@@ -81,8 +139,8 @@ enum class Depth { kIds, kNames, kLines };
 Placed ReadingOf(const State& s, Names& names, Depth depth)
 {
     Placed placed;
-    names.Restart();
     // Short lines: about one entry in 40 bytes, the vectors grown from there.
+    names.Restart(s.text.size() / 40);
     placed.reading.reserve(s.text.size() / 40);
     if (depth == Depth::kLines) {
         placed.lines.reserve(s.text.size() / 40);
