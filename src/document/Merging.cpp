@@ -6,41 +6,24 @@ namespace zelconfig {
 
 namespace {
 
-// Where each id stands in a reading: open addressing over the positions,
-// with each id's hash beside its position, so that a look-up seldom reads
-// an id that is not the one sought and no id costs an allocation.
+// Where each id stands in a reading. Two readings of one file's versions
+// mostly hold the same ids in the same order, so a caller's cursor, one past
+// the last id found, is tried first; the table behind it (open addressing
+// over the positions, with each id's hash beside its position, so that no
+// id costs an allocation) is built at the first id the cursor misses.
 class IdIndex
 {
 public:
-    explicit IdIndex(const Reading& reading) : m_reading(reading)
-    {
-        size_t capacity = 16;
-        while (capacity < 2 * reading.size()) {
-            capacity *= 2;
-        }
-        m_mask = capacity - 1;
-        m_slots.assign(capacity, Slot{0, kNoItem});
-        for (size_t i = 0; i < reading.size(); ++i) {
-            const size_t hash = Hash(reading[i].id);
-            size_t at = hash & m_mask;
-            while (m_slots[at].item != kNoItem && !Holds(m_slots[at], hash, reading[i].id)) {
-                at = (at + 1) & m_mask;
-            }
-            if (m_slots[at].item == kNoItem) {
-                m_slots[at] = Slot{hash, i}; // the first of an id stays, should one come twice
-            }
-        }
-    }
+    explicit IdIndex(const Reading& reading) : m_reading(reading) {}
 
-    size_t Find(const std::string& id) const
+    // The id's position, or kNoItem; `cursor` moves past what is found.
+    size_t Find(const std::string& id, size_t& cursor)
     {
-        const size_t hash = Hash(id);
-        for (size_t at = hash & m_mask; m_slots[at].item != kNoItem; at = (at + 1) & m_mask) {
-            if (Holds(m_slots[at], hash, id)) {
-                return m_slots[at].item;
-            }
+        const size_t found = cursor < m_reading.size() && m_reading[cursor].id == id ? cursor : Lookup(id);
+        if (found != kNoItem) {
+            cursor = found + 1;
         }
-        return kNoItem;
+        return found;
     }
 
 private:
@@ -53,6 +36,40 @@ private:
     bool Holds(const Slot& slot, size_t hash, const std::string& id) const
     {
         return slot.hash == hash && m_reading[slot.item].id == id;
+    }
+
+    size_t Lookup(const std::string& id)
+    {
+        if (m_slots.empty()) {
+            Build();
+        }
+        const size_t hash = Hash(id);
+        for (size_t at = hash & m_mask; m_slots[at].item != kNoItem; at = (at + 1) & m_mask) {
+            if (Holds(m_slots[at], hash, id)) {
+                return m_slots[at].item;
+            }
+        }
+        return kNoItem;
+    }
+
+    void Build()
+    {
+        size_t capacity = 16;
+        while (capacity < 2 * m_reading.size()) {
+            capacity *= 2;
+        }
+        m_mask = capacity - 1;
+        m_slots.assign(capacity, Slot{0, kNoItem});
+        for (size_t i = 0; i < m_reading.size(); ++i) {
+            const size_t hash = Hash(m_reading[i].id);
+            size_t at = hash & m_mask;
+            while (m_slots[at].item != kNoItem && !Holds(m_slots[at], hash, m_reading[i].id)) {
+                at = (at + 1) & m_mask;
+            }
+            if (m_slots[at].item == kNoItem) {
+                m_slots[at] = Slot{hash, i}; // the first of an id stays, should one come twice
+            }
+        }
     }
 
     const Reading& m_reading;
@@ -85,13 +102,14 @@ void Occurrences::Identify(Keyed& item, std::string names)
 
 std::vector<Difference> CompareReadings(const Reading& first, const Reading& second)
 {
-    const IdIndex inSecond(second), inFirst(first);
+    IdIndex inSecond(second), inFirst(first);
+    size_t inSecondAt = 0, inFirstAt = 0;
     // A value only the first holds is shown after the last value both hold
     // that came before it there (before all, when none did).
     std::vector<std::vector<size_t>> goneAfter(second.size() + 1);
     size_t anchor = 0; // one past the second's index of the last shared value
     for (size_t i = 0; i < first.size(); ++i) {
-        const size_t there = inSecond.Find(first[i].id);
+        const size_t there = inSecond.Find(first[i].id, inSecondAt);
         if (there == kNoItem) {
             goneAfter[anchor].push_back(i);
         } else {
@@ -106,7 +124,7 @@ std::vector<Difference> CompareReadings(const Reading& first, const Reading& sec
     };
     gone(0);
     for (size_t j = 0; j < second.size(); ++j) {
-        const size_t here = inFirst.Find(second[j].id);
+        const size_t here = inFirst.Find(second[j].id, inFirstAt);
         if (here == kNoItem || first[here].value != second[j].value) {
             differences.push_back(DifferenceOf(here == kNoItem ? nullptr : &first[here], &second[j]));
         }
@@ -155,11 +173,12 @@ Conflict ConflictOf(const Keyed& yours, const Keyed& updated, const Keyed* old)
 
 MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& file)
 {
-    const IdIndex inOld(old), inUpdated(updated), inFile(file);
+    IdIndex inOld(old), inUpdated(updated), inFile(file);
+    size_t oldAt = 0, updatedAt = 0;
     MergePlan plan;
     std::vector<bool> removed(file.size(), false);
     for (size_t i = 0; i < file.size(); ++i) {
-        const size_t o = inOld.Find(file[i].id), n = inUpdated.Find(file[i].id);
+        const size_t o = inOld.Find(file[i].id, oldAt), n = inUpdated.Find(file[i].id, updatedAt);
         const bool untouched = o != kNoItem && old[o].value == file[i].value;
         if (untouched && n == kNoItem) {
             plan.removals.push_back(i); // the new defaults dropped a value the user left alone
@@ -175,11 +194,13 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
     // The values the new defaults add: neither the old defaults nor the
     // file hold them (a value the user removed stays removed).
     std::vector<size_t> kept(updated.size(), kNoItem);
+    size_t fileAt = 0;
+    oldAt = 0;
     for (size_t j = 0; j < updated.size(); ++j) {
-        const size_t f = inFile.Find(updated[j].id);
+        const size_t f = inFile.Find(updated[j].id, fileAt);
         if (f != kNoItem) {
             kept[j] = removed[f] ? kNoItem : f;
-        } else if (inOld.Find(updated[j].id) == kNoItem) {
+        } else if (inOld.Find(updated[j].id, oldAt) == kNoItem) {
             plan.adds.push_back({j, kNoItem, kNoItem});
         }
     }
@@ -212,10 +233,7 @@ NamedValue NamedValueOf(const Keyed& item, const std::string& value)
 std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
                             const Reading& merged)
 {
-    // Each expected value counts up, each value read counts down; every
-    // count must end at zero. Values of one key compare in any order.
-    std::unordered_map<NamedValue, long, NamedValueHash> counts;
-    counts.reserve(file.size() + plan.adds.size());
+    // The file's values as the merge leaves them, in its order.
     std::vector<const std::string*> value(file.size());
     for (size_t i = 0; i < file.size(); ++i) {
         value[i] = &file[i].value;
@@ -226,18 +244,40 @@ std::string MergedAsPlanned(const Reading& file, const Reading& updated, const M
     for (size_t i : plan.removals) {
         value[i] = nullptr;
     }
-    for (size_t i = 0; i < file.size(); ++i) {
-        if (value[i] != nullptr) {
-            ++counts[NamedValueOf(file[i], *value[i])];
+    // The merged text mostly reads as the file in its order, with the adds
+    // between: a value read that is the next one expected there is matched
+    // at once. What is left, expected or read, is counted: each expected
+    // value counts up, each value read counts down; every count must end at
+    // zero. Values of one key compare in any order.
+    std::unordered_map<NamedValue, long, NamedValueHash> counts;
+    std::vector<const Keyed*> unmatched; // read, in their order
+    size_t next = 0;
+    const auto skipRemoved = [&]() {
+        while (next < file.size() && value[next] == nullptr) {
+            ++next;
+        }
+    };
+    skipRemoved();
+    for (const Keyed& item : merged) {
+        if (next < file.size() && NamedValueOf(item, item.value) == NamedValueOf(file[next], *value[next])) {
+            ++next;
+            skipRemoved();
+        } else {
+            unmatched.push_back(&item);
+        }
+    }
+    for (; next < file.size(); ++next) {
+        if (value[next] != nullptr) {
+            ++counts[NamedValueOf(file[next], *value[next])];
         }
     }
     for (const MergePlan::Add& add : plan.adds) {
         ++counts[NamedValueOf(updated[add.updated], updated[add.updated].value)];
     }
     // Expected values all counted first, one that counts below zero is extra.
-    for (const Keyed& item : merged) {
-        if (--counts[NamedValueOf(item, item.value)] < 0) {
-            return item.key + " would read '" + item.value + "', which the merge does not make";
+    for (const Keyed* item : unmatched) {
+        if (--counts[NamedValueOf(*item, item->value)] < 0) {
+            return item->key + " would read '" + item->value + "', which the merge does not make";
         }
     }
     for (const auto& count : counts) {
