@@ -1,6 +1,7 @@
 // Runs every benchmark case on the synthetic files and prints one table.
 //
 //   zelconfig_bench [--rounds N] [--files typical,large,wide] [--data DIR] [--smoke]
+//                   [--only SECTION_OR_CASE,...]
 //
 // Each case runs in a fresh process (zelconfig_bench_case, beside this program),
 // once per round; rounds go through every case in turn, so that a slow moment
@@ -42,6 +43,7 @@ struct Options
     std::vector<std::string> files = {"typical", "large", "wide"};
     std::string data = "bench-data";
     bool smoke = false;
+    std::vector<std::string> only; // sections or cases to run; empty: all
 };
 
 // The parts between separators, empty ones included, for the cases' output.
@@ -297,7 +299,8 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
                 row.push_back(Spread(results.Ratios(c.name, reference->name), "%.2f"));
             }
             if (against) {
-                row.push_back(c.against == "-" ? "-" : Spread(results.Ratios(c.name, c.against), "%.2f"));
+                // Three decimals: a row many times slower than its reading still shows its ratio.
+                row.push_back(c.against == "-" ? "-" : Spread(results.Ratios(c.name, c.against), "%.3f"));
             }
             auto perEntry = [&](const char* key) {
                 const double value = results.HeapValue(c.name, key);
@@ -337,8 +340,11 @@ int main(int argc, char** argv)
             options.data = argv[++i];
         } else if (arg == "--smoke") {
             options.smoke = true;
+        } else if (arg == "--only" && i + 1 < argc) {
+            options.only = Split(argv[++i], ',');
         } else {
-            std::fprintf(stderr, "usage: %s [--rounds N] [--files NAME,...] [--data DIR] [--smoke]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--rounds N] [--files NAME,...] [--data DIR] [--smoke] [--only NAME,...]\n",
+                         argv[0]);
             return 2;
         }
     }
@@ -355,7 +361,10 @@ int main(int argc, char** argv)
     std::vector<CaseInfo> cases;
     for (const std::string& line : Split(Run(Quote(caseProgram) + " --list", ok), '\n')) {
         const std::vector<std::string> fields = Split(line, '\t');
-        if (fields.size() == 5) {
+        const auto chosen = [&options](const std::string& name) {
+            return std::find(options.only.begin(), options.only.end(), name) != options.only.end();
+        };
+        if (fields.size() == 5 && (options.only.empty() || chosen(fields[0]) || chosen(fields[1]))) {
             cases.push_back({fields[0], fields[1], fields[2], fields[3], fields[4]});
         }
     }

@@ -132,38 +132,50 @@ private:
 };
 
 // What a reading holds: `kIds` the ids and values only, which is all that
-// the old defaults and the read-back are asked for; `kNames` the names and
-// keys too; `kLines` the lines as well, for the edits.
+// is asked of the old defaults; `kNames` the names and keys too; `kLines`
+// the lines as well, for the edits.
 enum class Depth { kIds, kNames, kLines };
+
+// One value of a reading into `item`, as `depth` asks (a reused item keeps
+// its strings' room).
+void Fill(Keyed& item, Names& names, Depth depth, std::string_view block, std::string_view entry,
+          std::string_view value)
+{
+    names.Identify(item, block, entry);
+    // As the string getter reads it: no carriage return or line feed at the end.
+    size_t length = value.size();
+    while (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
+        --length;
+    }
+    item.value.assign(value.data(), length);
+    if (depth == Depth::kIds) {
+        return;
+    }
+    item.block.assign(block.data(), block.size());
+    item.entry.assign(entry.data(), entry.size());
+    item.key.reserve(block.size() + entry.size() + 2);
+    ShownInto(item.key, block, entry);
+    item.group = item.block;
+}
+
+// About one entry in 40 bytes, for the room a reading is given at first.
+size_t ExpectedEntries(const State& s)
+{
+    return s.text.size() / 40;
+}
 
 Placed ReadingOf(const State& s, Names& names, Depth depth)
 {
     Placed placed;
-    // Short lines: about one entry in 40 bytes, the vectors grown from there.
-    names.Restart(s.text.size() / 40);
-    placed.reading.reserve(s.text.size() / 40);
+    names.Restart(ExpectedEntries(s));
+    placed.reading.reserve(ExpectedEntries(s));
     if (depth == Depth::kLines) {
-        placed.lines.reserve(s.text.size() / 40);
-        placed.stored.reserve(s.Ini() ? 0 : s.text.size() / 40);
+        placed.lines.reserve(ExpectedEntries(s));
+        placed.stored.reserve(s.Ini() ? 0 : ExpectedEntries(s));
     }
     s.ForEachEntryAt(Document::Order::kFile, [&](const Line& line, std::string_view block, std::string_view entry,
                                                  std::string_view value) {
-        Keyed& item = placed.reading.emplace_back();
-        names.Identify(item, block, entry);
-        // As the string getter reads it: no carriage return or line feed at the end.
-        size_t length = value.size();
-        while (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
-            --length;
-        }
-        item.value.assign(value.data(), length);
-        if (depth == Depth::kIds) {
-            return;
-        }
-        item.block.assign(block.data(), block.size());
-        item.entry.assign(entry.data(), entry.size());
-        item.key.reserve(block.size() + entry.size() + 2);
-        ShownInto(item.key, block, entry);
-        item.group = item.block;
+        Fill(placed.reading.emplace_back(), names, depth, block, entry, value);
         if (depth == Depth::kLines) {
             placed.lines.push_back(line);
             placed.stored.push_back(s.Ini() ? std::string_view() : value);
@@ -484,11 +496,17 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     if (probe.Start() != 0) {
         return Refuse(file, "the merged text would not read: " + probe.error);
     }
-    // Ids and values are all that is compared; the keys only name a value
-    // that reads otherwise, so they are read only then.
-    std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, names, Depth::kIds).reading);
+    // Read back value by value, no reading of it kept.
+    ReadBack readBack(mine.reading, theirs.reading, plan);
+    names.Restart(ExpectedEntries(probe));
+    Keyed item;
+    probe.ForEachEntryAt(Document::Order::kFile, [&](const Line&, std::string_view block, std::string_view entry,
+                                                     std::string_view value) {
+        Fill(item, names, Depth::kNames, block, entry, value);
+        readBack.Read(item);
+    });
+    const std::string wrong = readBack.Result();
     if (!wrong.empty()) {
-        wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, names, Depth::kNames).reading);
         return Refuse(file, wrong);
     }
     file.text.Assign(merged);

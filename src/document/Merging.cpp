@@ -230,54 +230,55 @@ NamedValue NamedValueOf(const Keyed& item, const std::string& value)
 
 } // namespace
 
-std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
-                            const Reading& merged)
+ReadBack::ReadBack(const Reading& file, const Reading& updated, const MergePlan& plan)
+    : m_file(file), m_updated(updated), m_plan(plan), m_value(file.size())
 {
-    // The file's values as the merge leaves them, in its order.
-    std::vector<const std::string*> value(file.size());
     for (size_t i = 0; i < file.size(); ++i) {
-        value[i] = &file[i].value;
+        m_value[i] = &file[i].value;
     }
     for (const MergePlan::Set& set : plan.sets) {
-        value[set.file] = &updated[set.updated].value;
+        m_value[set.file] = &updated[set.updated].value;
     }
     for (size_t i : plan.removals) {
-        value[i] = nullptr;
+        m_value[i] = nullptr;
     }
-    // The merged text mostly reads as the file in its order, with the adds
-    // between: a value read that is the next one expected there is matched
-    // at once. What is left, expected or read, is counted: each expected
-    // value counts up, each value read counts down; every count must end at
-    // zero. Values of one key compare in any order.
+    while (m_next < m_file.size() && m_value[m_next] == nullptr) {
+        ++m_next;
+    }
+}
+
+// The merged text mostly reads as the file in its order, with the adds
+// between: a value read that is the next one expected there is matched at
+// once. What is left, expected or read, is counted by Result.
+void ReadBack::Read(const Keyed& item)
+{
+    if (m_next < m_file.size() && NamedValueOf(item, item.value) == NamedValueOf(m_file[m_next], *m_value[m_next])) {
+        ++m_next;
+        while (m_next < m_file.size() && m_value[m_next] == nullptr) {
+            ++m_next;
+        }
+    } else {
+        m_unmatched.push_back(item);
+    }
+}
+
+std::string ReadBack::Result() const
+{
+    // Each expected value counts up, each value read counts down; every
+    // count must end at zero. Values of one key compare in any order.
     std::unordered_map<NamedValue, long, NamedValueHash> counts;
-    std::vector<const Keyed*> unmatched; // read, in their order
-    size_t next = 0;
-    const auto skipRemoved = [&]() {
-        while (next < file.size() && value[next] == nullptr) {
-            ++next;
-        }
-    };
-    skipRemoved();
-    for (const Keyed& item : merged) {
-        if (next < file.size() && NamedValueOf(item, item.value) == NamedValueOf(file[next], *value[next])) {
-            ++next;
-            skipRemoved();
-        } else {
-            unmatched.push_back(&item);
+    for (size_t i = m_next; i < m_file.size(); ++i) {
+        if (m_value[i] != nullptr) {
+            ++counts[NamedValueOf(m_file[i], *m_value[i])];
         }
     }
-    for (; next < file.size(); ++next) {
-        if (value[next] != nullptr) {
-            ++counts[NamedValueOf(file[next], *value[next])];
-        }
-    }
-    for (const MergePlan::Add& add : plan.adds) {
-        ++counts[NamedValueOf(updated[add.updated], updated[add.updated].value)];
+    for (const MergePlan::Add& add : m_plan.adds) {
+        ++counts[NamedValueOf(m_updated[add.updated], m_updated[add.updated].value)];
     }
     // Expected values all counted first, one that counts below zero is extra.
-    for (const Keyed* item : unmatched) {
-        if (--counts[NamedValueOf(*item, item->value)] < 0) {
-            return item->key + " would read '" + item->value + "', which the merge does not make";
+    for (const Keyed& item : m_unmatched) {
+        if (--counts[NamedValueOf(item, item.value)] < 0) {
+            return item.key + " would read '" + item.value + "', which the merge does not make";
         }
     }
     for (const auto& count : counts) {
@@ -286,6 +287,16 @@ std::string MergedAsPlanned(const Reading& file, const Reading& updated, const M
         }
     }
     return "";
+}
+
+std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
+                            const Reading& merged)
+{
+    ReadBack readBack(file, updated, plan);
+    for (const Keyed& item : merged) {
+        readBack.Read(item);
+    }
+    return readBack.Result();
 }
 
 } // namespace zelconfig
