@@ -321,7 +321,9 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
             }
             table.rows.push_back(row);
         }
-        table.Print();
+        if (!table.rows.empty()) { // --only may leave a section without a case
+            table.Print();
+        }
     }
 }
 
