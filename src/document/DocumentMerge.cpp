@@ -132,12 +132,14 @@ private:
 };
 
 // What a reading holds: `kIds` the ids and values only, which is all that
-// is asked of the old defaults; `kNames` the names and keys too; `kLines`
-// the lines as well, for the edits.
-enum class Depth { kIds, kNames, kLines };
+// is asked of the old defaults; `kEntries` the block and entry names too,
+// which results and messages name a value by (its key is made from them
+// where one is shown); `kKeys` the key as well, for the read-back, whose
+// message names what it finds.
+enum class Depth { kIds, kEntries, kKeys };
 
 // One value of a reading into `item`, as `depth` asks (a reused item keeps
-// its strings' room).
+// its strings' room). The block is the group: see Keyed.
 void Fill(Keyed& item, Names& names, Depth depth, std::string_view block, std::string_view entry,
           std::string_view value)
 {
@@ -153,9 +155,10 @@ void Fill(Keyed& item, Names& names, Depth depth, std::string_view block, std::s
     }
     item.block.assign(block.data(), block.size());
     item.entry.assign(entry.data(), entry.size());
-    item.key.reserve(block.size() + entry.size() + 2);
-    ShownInto(item.key, block, entry);
-    item.group = item.block;
+    if (depth == Depth::kKeys) {
+        item.key.reserve(block.size() + entry.size() + 2);
+        ShownInto(item.key, block, entry);
+    }
 }
 
 // About one entry in 40 bytes, for the room a reading is given at first.
@@ -164,19 +167,20 @@ size_t ExpectedEntries(const State& s)
     return s.text.size() / 40;
 }
 
-Placed ReadingOf(const State& s, Names& names, Depth depth)
+// A reading; `withLines` with each value's line and stored bytes, for the edits.
+Placed ReadingOf(const State& s, Names& names, Depth depth, bool withLines = false)
 {
     Placed placed;
     names.Restart(ExpectedEntries(s));
     placed.reading.reserve(ExpectedEntries(s));
-    if (depth == Depth::kLines) {
+    if (withLines) {
         placed.lines.reserve(ExpectedEntries(s));
         placed.stored.reserve(s.Ini() ? 0 : ExpectedEntries(s));
     }
     s.ForEachEntryAt(Document::Order::kFile, [&](const Line& line, std::string_view block, std::string_view entry,
                                                  std::string_view value) {
         Fill(placed.reading.emplace_back(), names, depth, block, entry, value);
-        if (depth == Depth::kLines) {
+        if (withLines) {
             placed.lines.push_back(line);
             placed.stored.push_back(s.Ini() ? std::string_view() : value);
         }
@@ -439,9 +443,13 @@ int Refuse(State& file, const std::string& why)
 std::vector<Difference> Compare(const Document& first, const Document& second)
 {
     Names names;
-    const Placed a = ReadingOf(DocumentAccess::Of(first), names, Depth::kNames);
-    const Placed b = ReadingOf(DocumentAccess::Of(second), names, Depth::kNames);
-    return CompareReadings(a.reading, b.reading);
+    const Placed a = ReadingOf(DocumentAccess::Of(first), names, Depth::kEntries);
+    const Placed b = ReadingOf(DocumentAccess::Of(second), names, Depth::kEntries);
+    std::vector<Difference> differences = CompareReadings(a.reading, b.reading);
+    for (Difference& difference : differences) {
+        ShownInto(difference.key, difference.block, difference.entry);
+    }
+    return differences;
 }
 
 int Merge(const Document& oldDefaults, const Document& newDefaults, Document& document,
@@ -460,16 +468,20 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         return kStatusInvalid;
     }
     Names names;
-    const Placed mine = ReadingOf(file, names, Depth::kLines), theirs = ReadingOf(updated, names, Depth::kLines);
+    const Placed mine = ReadingOf(file, names, Depth::kEntries, true);
+    const Placed theirs = ReadingOf(updated, names, Depth::kEntries, true);
     MergePlan plan = PlanMerge(ReadingOf(old, names, Depth::kIds).reading, theirs.reading, mine.reading);
     conflicts = std::move(plan.conflicts);
+    for (Conflict& conflict : conflicts) {
+        ShownInto(conflict.key, conflict.block, conflict.entry);
+    }
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
     MergeEdits edits(file, updated, mine, theirs, plan);
     for (const MergePlan::Set& set : plan.sets) {
         if (!edits.Set(set)) {
-            return Refuse(file, mine.reading[set.file].key + ": " + file.error);
+            return Refuse(file, Shown(mine.reading[set.file].block, mine.reading[set.file].entry) + ": " + file.error);
         }
     }
     if (!plan.removals.empty() && !edits.Remove(plan.removals)) {
@@ -480,7 +492,8 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         if (add.after == kNoItem && add.before == kNoItem) {
             unplaced.push_back(add.updated);
         } else if (!edits.Add(add)) {
-            return Refuse(file, theirs.reading[add.updated].key + ": " + file.error);
+            const Keyed& item = theirs.reading[add.updated];
+            return Refuse(file, Shown(item.block, item.entry) + ": " + file.error);
         }
     }
     if (!edits.AddBlocks(unplaced)) {
@@ -502,7 +515,7 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     Keyed item;
     probe.ForEachEntryAt(Document::Order::kFile, [&](const Line&, std::string_view block, std::string_view entry,
                                                      std::string_view value) {
-        Fill(item, names, Depth::kNames, block, entry, value);
+        Fill(item, names, Depth::kKeys, block, entry, value);
         readBack.Read(item);
     });
     const std::string wrong = readBack.Result();

@@ -135,6 +135,12 @@ std::vector<Difference> CompareReadings(const Reading& first, const Reading& sec
 
 namespace {
 
+// What a value's adds are placed among: its group, or a CFG or INI value's block.
+std::string_view GroupOf(const Keyed& item)
+{
+    return item.group.empty() ? item.block : item.group;
+}
+
 // Where each add goes: after the nearest value before it in the new
 // defaults' group that the file keeps, else before the nearest after it.
 void PlaceAdds(const Reading& updated, const std::vector<size_t>& kept, MergePlan& plan)
@@ -146,20 +152,20 @@ void PlaceAdds(const Reading& updated, const std::vector<size_t>& kept, MergePla
     size_t next = 0;
     for (size_t j = 0; j < updated.size(); ++j) {
         if (next < plan.adds.size() && plan.adds[next].updated == j) {
-            const auto found = last.find(updated[j].group);
+            const auto found = last.find(GroupOf(updated[j]));
             plan.adds[next++].after = found == last.end() ? kNoItem : found->second;
         } else if (kept[j] != kNoItem) {
-            last[updated[j].group] = kept[j];
+            last[GroupOf(updated[j])] = kept[j];
         }
     }
     last.clear();
     size_t previous = plan.adds.size();
     for (size_t j = updated.size(); j-- > 0;) {
         if (previous > 0 && plan.adds[previous - 1].updated == j) {
-            const auto found = last.find(updated[j].group);
+            const auto found = last.find(GroupOf(updated[j]));
             plan.adds[--previous].before = found == last.end() ? kNoItem : found->second;
         } else if (kept[j] != kNoItem) {
-            last[updated[j].group] = kept[j];
+            last[GroupOf(updated[j])] = kept[j];
         }
     }
 }

@@ -21,7 +21,8 @@ constexpr size_t kNoItem = static_cast<size_t>(-1);
 struct Keyed
 {
     std::string id;           // equal in two readings for the same value: names and occurrence
-    std::string group;        // what it belongs to (a block, a parent element): adds are placed among it
+    std::string group;        // what it belongs to (a parent element): adds are placed among it; empty
+                              // for CFG and INI, whose block is the group
     std::string key;          // as list prints it
     std::string block, entry; // a CFG or INI entry's names apart; empty for XML
     std::string value;        // as the string getter reads it
