@@ -1,8 +1,10 @@
 #include "BenchFiles.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string_view>
 
 #include "TestFiles.h"
 
@@ -115,21 +117,32 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
     Writer out(path);
     Random random(0x5EEDu + shape.blocks);
     const bool ini = style == FileStyle::kIni;
+    const bool xml = style == FileStyle::kXml;
     // About 32 lookup keys, the same number of misses, spread evenly.
     const size_t totalEntries = shape.blocks * shape.entriesPerBlock;
     const size_t keyStride = totalEntries / 32 == 0 ? 1 : totalEntries / 32;
     size_t entryIndex = 0;
+    if (xml) {
+        out.Line("<?xml version=\"1.0\"?>", facts);
+        out.Line("<Config>", facts);
+    }
+    // The comments are drawn in every style, so that the names and values are the same.
+    const auto comment = [&](const std::string& text) {
+        if (!xml) {
+            out.Line(text, facts);
+        }
+    };
     for (size_t block = 0; block < shape.blocks; ++block) {
         const std::string blockName = UniqueName(random, random.Between(8, 20), block);
         if (random.Next() % shape.commentEvery == 0) {
-            out.Line("# " + Value(random, random.Between(20, shape.commentMax)), facts);
+            comment("# " + Value(random, random.Between(20, shape.commentMax)));
         }
-        out.Line("[" + blockName + "]", facts);
+        out.Line(xml ? "  <" + blockName + ">" : "[" + blockName + "]", facts);
         ++facts.blocks;
         for (size_t entry = 0; entry < shape.entriesPerBlock; ++entry, ++entryIndex) {
             if (random.Next() % shape.commentEvery == 0) {
                 const std::string text = Value(random, random.Between(20, shape.commentMax));
-                out.Line((entry % 2 == 0 ? "# " : "; ") + text, facts);
+                comment((entry % 2 == 0 ? "# " : "; ") + text);
             }
             const std::string key = UniqueName(random, random.Between(8, 16), entry);
             std::string value;
@@ -148,6 +161,9 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
                 out.Line(key + " = " + value.substr(0, third), facts);
                 out.Line("    " + value.substr(third, third), facts);
                 out.Line("    " + value.substr(2 * third), facts);
+            } else if (xml) {
+                // Values hold no '<' or '&' (kText): nothing to escape.
+                out.Line("    <" + key + ">" + value + "</" + key + ">", facts);
             } else {
                 out.Line(key + (ini ? " = " : "=") + value, facts);
             }
@@ -158,8 +174,110 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
                 facts.keyEntries.push_back(key);
             }
         }
+        if (xml) {
+            out.Line("  </" + blockName + ">", facts);
+        }
+    }
+    if (xml) {
+        out.Line("</Config>", facts);
     }
     return out.Close();
+}
+
+namespace {
+
+// The key of an entry line as the style writes it; false for any other line
+// (a header, a comment, a continuation line, an XML block's tags).
+bool EntryKey(std::string_view line, FileStyle style, std::string_view& key)
+{
+    if (style == FileStyle::kXml) {
+        const size_t close = line.find('>');
+        if (line.compare(0, 5, "    <") != 0 || close == std::string_view::npos) {
+            return false;
+        }
+        key = line.substr(5, close - 5);
+        return true;
+    }
+    const size_t equals = line.find('=');
+    if (line.empty() || std::string_view("#;[ \t").find(line[0]) != std::string_view::npos
+        || equals == std::string_view::npos) {
+        return false;
+    }
+    key = line.substr(0, style == FileStyle::kIni && equals > 0 && line[equals - 1] == ' ' ? equals - 1 : equals);
+    return true;
+}
+
+// An entry's line in the style, line feed included.
+std::string EntryLine(FileStyle style, std::string_view key, const std::string& value)
+{
+    const std::string name(key);
+    switch (style) {
+    case FileStyle::kIni:
+        return name + " = " + value + "\n";
+    case FileStyle::kXml:
+        return "    <" + name + ">" + value + "</" + name + ">\n";
+    case FileStyle::kCfg:
+        break;
+    }
+    return name + "=" + value + "\n";
+}
+
+} // namespace
+
+size_t UpgradeStride(size_t entries)
+{
+    return entries >= 10000 ? 1000 : std::max<size_t>(10, entries / 10);
+}
+
+UpgradeFiles DeriveUpgrade(const std::string& old, FileStyle style, size_t stride)
+{
+    UpgradeFiles files;
+    files.updated.reserve(old.size() + old.size() / 100);
+    files.user.reserve(old.size() + old.size() / 100);
+    const auto lineEnd = [&old](size_t at) {
+        const size_t feed = old.find('\n', at);
+        return feed == std::string::npos ? old.size() : feed + 1;
+    };
+    size_t entry = 0;
+    for (size_t at = 0; at < old.size();) {
+        size_t next = lineEnd(at);
+        std::string_view key;
+        if (!EntryKey(std::string_view(old).substr(at, next - at), style, key)) {
+            files.updated.append(old, at, next - at);
+            files.user.append(old, at, next - at);
+            at = next;
+            continue;
+        }
+        while (style == FileStyle::kIni && next < old.size() && old[next] == ' ') {
+            next = lineEnd(next); // a continuation line
+        }
+        const std::string_view whole = std::string_view(old).substr(at, next - at);
+        const size_t nth = entry % stride, round = entry / stride % 4;
+        const std::string number = std::to_string(entry++);
+        at = next;
+        // NEW: a changed value, a removed entry, an added one.
+        if (nth == 1) {
+            files.updated += EntryLine(style, key, "new" + number);
+        } else if (nth != 2) {
+            files.updated += whole;
+        }
+        if (nth == 3) {
+            files.updated += EntryLine(style, "added" + number, "new" + number);
+        }
+        // FILE: the user's changes, some of the same entries.
+        if ((nth == 1 && round == 0) || (nth == 2 && round == 1) || nth == 6) {
+            files.user += EntryLine(style, key, "yours" + number);
+            files.conflicts += nth == 1 ? 1 : 0;
+        } else if (nth == 1 && round == 2) {
+            files.user += EntryLine(style, key, "new" + number);
+        } else if (nth != 7) {
+            files.user += whole;
+        }
+        if (nth == 8) {
+            files.user += EntryLine(style, "mine" + number, "yours" + number);
+        }
+    }
+    return files;
 }
 
 bool SaveFacts(const FileFacts& facts, const std::string& path)

@@ -40,8 +40,11 @@ struct FileFacts
 // the same shape: the same blocks, keys, value bytes and comments, written
 // "key = value", and every tenth entry's value (the fifth of each ten, never
 // an integer of the lookups) cut over three lines, the last two indented
-// continuation lines.
-enum class FileStyle { kCfg, kIni };
+// continuation lines. kXml writes the same blocks and entries as elements,
+// <Config><block><key>value</key>...</block>...</Config>, one a line, in
+// file order and without the comments (the benchmark's own XML twin of a
+// file, made from the engine's model, is in the model's order).
+enum class FileStyle { kCfg, kIni, kXml };
 
 // Writes the file of that shape to `path`; false on an I/O error.
 bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts& facts,
@@ -50,6 +53,25 @@ bool WriteShapedFile(const FileShape& shape, const std::string& path, FileFacts&
 // The facts beside a file, as "<path>.facts": counts, then one key a line.
 bool SaveFacts(const FileFacts& facts, const std::string& path);
 bool LoadFacts(const std::string& path, FileFacts& facts);
+
+// The files of an upgrade made from the text of a file written as above
+// (the defaults it was made from, OLD): NEW, the new defaults, and FILE,
+// the user's. Of every `stride` entries in turn, NEW changes the second
+// (the first of each four such, FILE changes it too, otherwise: a
+// conflict; the third of each four, FILE changes it alike), removes the
+// third (which FILE has changed in one of each four) and adds an entry
+// after the fourth; FILE changes the seventh, removes the eighth and adds
+// an entry after the ninth. An entry's continuation lines go with it.
+struct UpgradeFiles
+{
+    std::string updated, user;
+    size_t conflicts = 0;
+};
+UpgradeFiles DeriveUpgrade(const std::string& old, FileStyle style, size_t stride);
+
+// The stride for a file of `entries`: 1,000, so that the edits grow with
+// the file, or less for a small file, so that it has some of each.
+size_t UpgradeStride(size_t entries);
 
 } // namespace zelbench
 

@@ -27,6 +27,8 @@
 #ifdef ZELCONFIG_XML_PLUGIN
 #include <dlfcn.h>
 #include <pugixml.hpp>
+
+#include "ZelConfigXmlDocument.h"
 #endif
 #include <INIReader.h>
 #include <SimpleIni.h>
@@ -758,6 +760,153 @@ int BoostWrite(const Input& in)
     });
 }
 
+// ---------------------------------------------------------------- diff and merge
+
+// The three files of an upgrade made from one of the file's twins, written
+// before anything is timed: OLD is the twin itself, NEW and FILE are derived
+// from it (DeriveUpgrade: every 1,000th entry changed, removed or added,
+// some by both, so that there are conflicts) and written beside it as
+// NAME-new.EXT and NAME-user.EXT. Each case writes them again, so that they
+// always follow the twin and the derivation.
+struct Upgrade
+{
+    std::string old, updated, user;
+    zelcfg::ModeChoice mode = zelcfg::ModeChoice::kByPath;
+    zelconfig::Document::Mode documentMode = zelconfig::Document::Mode::kBlock;
+    bool xml = false;
+    size_t bytes[3] = {};
+};
+
+Upgrade MakeUpgrade(const Input& in, FileStyle style)
+{
+    Upgrade upgrade;
+    if (style == FileStyle::kIni) {
+        upgrade.old = IniTwin(in).path;
+        upgrade.mode = zelcfg::ModeChoice::kIni;
+        upgrade.documentMode = zelconfig::Document::Mode::kIni;
+    } else if (style == FileStyle::kXml) {
+#ifdef ZELCONFIG_XML_PLUGIN
+        PrepareXml(in);
+        upgrade.old = g_xmlPath;
+        upgrade.xml = true;
+#endif
+    } else {
+        upgrade.old = in.path;
+    }
+    const std::string old = Contents(upgrade.old);
+    const UpgradeFiles files = DeriveUpgrade(old, style, UpgradeStride(in.facts.entries));
+    const size_t dot = upgrade.old.rfind('.');
+    upgrade.updated = upgrade.old.substr(0, dot) + "-new" + upgrade.old.substr(dot);
+    upgrade.user = upgrade.old.substr(0, dot) + "-user" + upgrade.old.substr(dot);
+    Check(!old.empty() && files.conflicts > 0 && WriteFile(upgrade.updated, files.updated) == 0
+              && WriteFile(upgrade.user, files.user) == 0,
+          "writing the files of an upgrade");
+    upgrade.bytes[0] = old.size();
+    upgrade.bytes[1] = files.updated.size();
+    upgrade.bytes[2] = files.user.size();
+    return upgrade;
+}
+
+// Times run() as TimeEdit does (the median of several runs, `prepare` made
+// before each clock starts), with standard output sent to /dev/null, as a
+// script that only wants the exit status has it; reports the bytes of the
+// `files` files read.
+int TimeUpgrade(const Input& in, const Upgrade& upgrade, size_t files, const std::function<void()>& prepare,
+                const std::function<void()>& run)
+{
+    std::fflush(stdout);
+    const int output = ::dup(1);
+    const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    ::dup2(null, 1);
+    ::close(null);
+    auto once = [&]() {
+        prepare();
+        const Clock::time_point start = Clock::now();
+        run();
+        std::fflush(stdout);
+        return Seconds(start);
+    };
+    std::vector<double> times = {once()};
+    const Clock::time_point start = Clock::now();
+    while (times.size() < (in.facts.bytes < (size_t{1} << 20) ? 50u : 3u) && Seconds(start) < 1.0) {
+        times.push_back(once());
+    }
+    ::dup2(output, 1);
+    ::close(output);
+    size_t bytes = 0;
+    for (size_t i = 0; i < files; ++i) {
+        bytes += upgrade.bytes[i];
+    }
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    std::printf("seconds=%.9g runs=%zu input_bytes=%zu\n", times[times.size() / 2], times.size(), bytes);
+    return 0;
+}
+
+// The baseline: OLD and NEW (and with `three` FILE) loaded as the tool
+// loads them, by Document::Load in the file's mode or XmlDocument::Load;
+// the documents are freed after the clock stops.
+int ReadUpgrade(const Input& in, FileStyle style, bool three)
+{
+    const Upgrade upgrade = MakeUpgrade(in, style);
+    const std::vector<std::string> paths = {upgrade.old, upgrade.updated, upgrade.user};
+    const size_t files = three ? 3 : 2;
+    std::vector<zelconfig::Document> documents;
+#ifdef ZELCONFIG_XML_PLUGIN
+    std::vector<zelconfig::XmlDocument> xmlDocuments;
+#endif
+    return TimeUpgrade(
+        in, upgrade, files,
+        [&]() {
+            documents.clear();
+#ifdef ZELCONFIG_XML_PLUGIN
+            xmlDocuments.clear();
+#endif
+        },
+        [&]() {
+            for (size_t i = 0; i < files; ++i) {
+#ifdef ZELCONFIG_XML_PLUGIN
+                if (upgrade.xml) {
+                    xmlDocuments.emplace_back();
+                    Check(xmlDocuments.back().Load(paths[i]) == 0, "XmlDocument::Load");
+                    continue;
+                }
+#endif
+                documents.emplace_back(upgrade.documentMode);
+                Check(documents.back().Load(paths[i]) == 0, "Document::Load");
+            }
+        });
+}
+
+// zelcfg diff OLD NEW and zelcfg merge OLD NEW FILE through the tool's own
+// code (RunInvocation, no process start), the files read in the twin's
+// mode as the tool reads them: by the path, --ini for the INI twin. The
+// merge edits a fresh copy of FILE each run, made before the clock starts,
+// and saves it as the tool does (one lock, a durable replacement). Both
+// exit with 1: the files differ, and the merge has conflicts.
+int ZelcfgUpgrade(const Input& in, FileStyle style, bool merge)
+{
+    const Upgrade upgrade = MakeUpgrade(in, style);
+    const std::string target = in.scratch + "/merged" + upgrade.old.substr(upgrade.old.rfind('.'));
+    const std::string user = merge ? Contents(upgrade.user) : std::string();
+    zelcfg::Invocation invocation;
+    invocation.command = merge ? "merge" : "diff";
+    invocation.operands = {upgrade.old, upgrade.updated};
+    if (merge) {
+        invocation.operands.push_back(target);
+    }
+    invocation.mode = upgrade.mode;
+    const int status = TimeUpgrade(
+        in, upgrade, merge ? 3 : 2,
+        [&]() {
+            if (merge) {
+                WriteFile(target, user);
+            }
+        },
+        [&]() { Check(zelcfg::RunInvocation(invocation) == zelcfg::kExitNotFound, merge ? "zelcfg merge" : "zelcfg diff"); });
+    ::unlink(target.c_str());
+    return status;
+}
+
 // ---------------------------------------------------------------- the cases
 
 // One row of the table. `column`, when set, makes the case a reference that
@@ -769,6 +918,7 @@ struct Case
     const char* label;
     const char* column;
     std::function<int(const Input&)> run;
+    const char* against = nullptr; // the row whose time this row's "x read" column divides
 };
 
 std::function<int(const Input&)> Parse(ParseFn parse, bool isModel = false)
@@ -841,6 +991,34 @@ const std::vector<Case>& Cases()
          [](const Input& in) {
              return TimeEdit(in, [&in](const std::string& target) { ZelcfgProcess(in, target); });
          }},
+        // An upgrade's files made from each twin: each row's "x read" is
+        // its time against reading the files it reads.
+        {"merge", "read-2-cfg", "read OLD, NEW: Document::Load, CFG", nullptr,
+         [](const Input& in) { return ReadUpgrade(in, FileStyle::kCfg, false); }, "read-2-cfg"},
+        {"merge", "diff-cfg", "zelcfg diff OLD NEW, CFG", nullptr,
+         [](const Input& in) { return ZelcfgUpgrade(in, FileStyle::kCfg, false); }, "read-2-cfg"},
+        {"merge", "read-3-cfg", "read OLD, NEW, FILE, CFG", nullptr,
+         [](const Input& in) { return ReadUpgrade(in, FileStyle::kCfg, true); }, "read-3-cfg"},
+        {"merge", "merge-cfg", "zelcfg merge OLD NEW FILE, CFG", nullptr,
+         [](const Input& in) { return ZelcfgUpgrade(in, FileStyle::kCfg, true); }, "read-3-cfg"},
+        {"merge", "read-2-ini", "read OLD, NEW: Document::Load, INI", nullptr,
+         [](const Input& in) { return ReadUpgrade(in, FileStyle::kIni, false); }, "read-2-ini"},
+        {"merge", "diff-ini", "zelcfg diff --ini OLD NEW", nullptr,
+         [](const Input& in) { return ZelcfgUpgrade(in, FileStyle::kIni, false); }, "read-2-ini"},
+        {"merge", "read-3-ini", "read OLD, NEW, FILE, INI", nullptr,
+         [](const Input& in) { return ReadUpgrade(in, FileStyle::kIni, true); }, "read-3-ini"},
+        {"merge", "merge-ini", "zelcfg merge --ini OLD NEW FILE", nullptr,
+         [](const Input& in) { return ZelcfgUpgrade(in, FileStyle::kIni, true); }, "read-3-ini"},
+#ifdef ZELCONFIG_XML_PLUGIN
+        {"merge", "read-2-xml", "read OLD, NEW: XmlDocument::Load", nullptr,
+         [](const Input& in) { return ReadUpgrade(in, FileStyle::kXml, false); }, "read-2-xml"},
+        {"merge", "diff-xml", "zelcfg diff OLD NEW, XML", nullptr,
+         [](const Input& in) { return ZelcfgUpgrade(in, FileStyle::kXml, false); }, "read-2-xml"},
+        {"merge", "read-3-xml", "read OLD, NEW, FILE, XML", nullptr,
+         [](const Input& in) { return ReadUpgrade(in, FileStyle::kXml, true); }, "read-3-xml"},
+        {"merge", "merge-xml", "zelcfg merge OLD NEW FILE, XML", nullptr,
+         [](const Input& in) { return ZelcfgUpgrade(in, FileStyle::kXml, true); }, "read-3-xml"},
+#endif
     };
     return cases;
 }
@@ -851,7 +1029,8 @@ int main(int argc, char** argv)
 {
     if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
         for (const Case& c : Cases()) {
-            std::printf("%s\t%s\t%s\t%s\n", c.section, c.name, c.column != nullptr ? c.column : "-", c.label);
+            std::printf("%s\t%s\t%s\t%s\t%s\n", c.section, c.name, c.column != nullptr ? c.column : "-", c.label,
+                        c.against != nullptr ? c.against : "-");
         }
         return 0;
     }

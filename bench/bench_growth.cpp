@@ -1,6 +1,8 @@
 // How the time of zelcfg's XML commands grows with the file: with the depth
 // of its nesting, and with the number of siblings, named apart or alike,
-// from 1,000 to 1,000,000. Each command runs in this process through the
+// from 1,000 to 1,000,000; and how zelcfg merge grows, on CFG, INI and XML
+// files of N and 4N bytes (the benchmark's shaped files, 2,000 and 8,000
+// blocks of 50 entries, with an upgrade's NEW and FILE derived from them). Each command runs in this process through the
 // tool's own code, as the zelcfg set rows of zelconfig_bench do, its output
 // sent to /dev/null; an edit gets a fresh copy of the file, written before
 // the clock starts. The median of several runs is printed with the growth
@@ -13,7 +15,8 @@
 //
 //   zelconfig_bench_growth DIR [--smoke]   writes the files to DIR; --smoke
 //                                          runs each command once on the two
-//                                          smallest sizes
+//                                          smallest sizes (for the merge, 10
+//                                          and 40 blocks)
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -29,6 +32,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "BenchFiles.h"
 #include "TestFiles.h"
 #include "Zelcfg.h"
 
@@ -82,6 +86,7 @@ struct Command
     const char* label;
     std::vector<std::string> words;
     bool edits;
+    int status = 0; // the exit status it is to give
 };
 
 const Command kCommands[] = {
@@ -158,6 +163,8 @@ Cost Once(const Command& command, const std::string& path, const std::string& te
             invocation.command = word;
         } else if (word == "-z") {
             invocation.options |= zelcfg::kOptionNull;
+        } else if (word == "--ini") {
+            invocation.mode = zelcfg::ModeChoice::kIni;
         } else {
             invocation.operands.push_back(word == "FILE" ? path : word);
         }
@@ -177,7 +184,7 @@ Cost Once(const Command& command, const std::string& path, const std::string& te
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     ::dup2(output, 1);
     ::close(output);
-    if (status != 0) {
+    if (status != command.status) {
         std::fprintf(stderr, "%s on %s: exit status %d\n", command.label, path.c_str(), status);
         g_failed = true;
     }
@@ -240,6 +247,63 @@ void PrintRow(const char* label, const std::vector<double>& values, std::string 
         }
     }
     std::printf("\n");
+}
+
+// zelcfg merge OLD NEW FILE on shaped files of each size in each style,
+// FILE written afresh before each run; the growth from each size to the
+// next is about x4 for a linear cost, x16 for a quadratic one.
+void MergeGrowth(const std::string& dir, const std::vector<size_t>& blocks, size_t runs)
+{
+    std::printf("\nzelcfg merge OLD NEW FILE as the files grow: files of");
+    for (const size_t count : blocks) {
+        std::printf(" %zu", count);
+    }
+    std::printf(" blocks of 50 entries\n(growth x4 for a linear cost, x16 for a quadratic one)\n");
+    struct Style
+    {
+        const char* label;
+        zelbench::FileStyle style;
+        const char* extension;
+    };
+    const Style styles[] = {{"zelcfg merge, CFG", zelbench::FileStyle::kCfg, ".cfg"},
+                            {"zelcfg merge --ini", zelbench::FileStyle::kIni, ".ini"},
+                            {"zelcfg merge, XML", zelbench::FileStyle::kXml, ".xml"}};
+    for (const Style& style : styles) {
+        const std::string old = dir + "/merge-old" + style.extension, updated = dir + "/merge-new" + style.extension;
+        const std::string file = dir + "/merge-file" + style.extension;
+        Command merge{style.label, {"merge", old, updated, "FILE"}, true, 1};
+        if (style.style == zelbench::FileStyle::kIni) {
+            merge.words.insert(merge.words.begin() + 1, "--ini");
+        }
+        std::vector<double> seconds, instructions;
+        std::string sizes;
+        for (const size_t count : blocks) {
+            const zelbench::FileShape shape{"growth", count, 50, 10, 500, 200};
+            zelbench::FileFacts facts;
+            if (!zelbench::WriteShapedFile(shape, old, facts, style.style)) {
+                g_failed = true;
+                return;
+            }
+            const zelbench::UpgradeFiles files =
+                zelbench::DeriveUpgrade(ReadFile(old), style.style, zelbench::UpgradeStride(facts.entries));
+            if (WriteFile(updated, files.updated) != 0) {
+                g_failed = true;
+            }
+            const Cost cost = Median(merge, file, files.user, runs);
+            seconds.push_back(cost.seconds);
+            instructions.push_back(cost.instructions);
+            sizes += (sizes.empty() ? "" : ", ") + Scaled(static_cast<double>(facts.bytes) / 1e6, "MB");
+        }
+        const std::string label = std::string(style.label) + " (" + sizes + ")";
+        PrintRow(label.c_str(), seconds, Duration);
+        if (g_counter.Counts()) {
+            PrintRow("  instructions", instructions, Count);
+        }
+        std::fflush(stdout);
+        for (const std::string& path : {old, updated, file}) {
+            ::unlink(path.c_str());
+        }
+    }
 }
 
 } // namespace
@@ -305,5 +369,6 @@ int main(int argc, char** argv)
         }
     }
     ::unlink(path.c_str());
+    MergeGrowth(dir, smoke ? std::vector<size_t>{10, 40} : std::vector<size_t>{2000, 8000}, runs);
     return g_failed ? 1 : 0;
 }

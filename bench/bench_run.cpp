@@ -1,6 +1,7 @@
 // Runs every benchmark case on the synthetic files and prints one table.
 //
 //   zelconfig_bench [--rounds N] [--files typical,large,wide] [--data DIR] [--smoke]
+//                   [--only SECTION_OR_CASE,...]
 //
 // Each case runs in a fresh process (zelconfig_bench_case, beside this program),
 // once per round; rounds go through every case in turn, so that a slow moment
@@ -30,6 +31,7 @@ namespace {
 struct CaseInfo
 {
     std::string section, name, column, label;
+    std::string against; // the case this row's "x read" divides, or "-"
 };
 
 // One run of one case: its printed "name=value" pairs.
@@ -41,6 +43,7 @@ struct Options
     std::vector<std::string> files = {"typical", "large", "wide"};
     std::string data = "bench-data";
     bool smoke = false;
+    std::vector<std::string> only; // sections or cases to run; empty: all
 };
 
 // The parts between separators, empty ones included, for the cases' output.
@@ -238,7 +241,7 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
                 facts.entries, facts.blocks, rounds, rounds == 1 ? "" : "s");
     std::printf("   INI twin: %s\n\n", Size(iniFacts).c_str());
     const double entries = static_cast<double>(facts.entries);
-    for (const char* section : {"parse", "lookup", "save"}) {
+    for (const char* section : {"parse", "lookup", "save", "merge"}) {
         std::vector<const CaseInfo*> references;
         for (const CaseInfo& c : cases) {
             if (c.section == section && c.column != "-") {
@@ -246,12 +249,20 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
             }
         }
         Table table;
-        const std::string what = std::string(section) == "parse"  ? "Parsing"
-                                 : std::string(section) == "save" ? "Saving"
-                                                                   : "Lookups (per call)";
+        const std::string what = std::string(section) == "parse"   ? "Parsing"
+                                 : std::string(section) == "save"  ? "Saving"
+                                 : std::string(section) == "merge" ? "Diff and merge (MB/s of the files read)"
+                                                                    : "Lookups (per call)";
         table.heading = {what, std::string(section) == "lookup" ? "ns" : "MB/s"};
         for (const CaseInfo* reference : references) {
             table.heading.push_back("x " + reference->column);
+        }
+        // Rows measured against a row of their own choosing: one column.
+        const bool against = std::any_of(cases.begin(), cases.end(), [&](const CaseInfo& c) {
+            return c.section == section && c.against != "-";
+        });
+        if (against) {
+            table.heading.push_back("x read");
         }
         if (std::string(section) == "parse") {
             for (const char* heading : {"allocs/entry", "kept B/entry", "peak B/entry", "need B/entry"}) {
@@ -287,6 +298,10 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
             for (const CaseInfo* reference : references) {
                 row.push_back(Spread(results.Ratios(c.name, reference->name), "%.2f"));
             }
+            if (against) {
+                // Three decimals: a row many times slower than its reading still shows its ratio.
+                row.push_back(c.against == "-" ? "-" : Spread(results.Ratios(c.name, c.against), "%.3f"));
+            }
             auto perEntry = [&](const char* key) {
                 const double value = results.HeapValue(c.name, key);
                 char text[32];
@@ -306,7 +321,9 @@ void PrintFile(const FileFacts& facts, const FileFacts& iniFacts, const std::str
             }
             table.rows.push_back(row);
         }
-        table.Print();
+        if (!table.rows.empty()) { // --only may leave a section without a case
+            table.Print();
+        }
     }
 }
 
@@ -325,8 +342,11 @@ int main(int argc, char** argv)
             options.data = argv[++i];
         } else if (arg == "--smoke") {
             options.smoke = true;
+        } else if (arg == "--only" && i + 1 < argc) {
+            options.only = Split(argv[++i], ',');
         } else {
-            std::fprintf(stderr, "usage: %s [--rounds N] [--files NAME,...] [--data DIR] [--smoke]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--rounds N] [--files NAME,...] [--data DIR] [--smoke] [--only NAME,...]\n",
+                         argv[0]);
             return 2;
         }
     }
@@ -343,8 +363,11 @@ int main(int argc, char** argv)
     std::vector<CaseInfo> cases;
     for (const std::string& line : Split(Run(Quote(caseProgram) + " --list", ok), '\n')) {
         const std::vector<std::string> fields = Split(line, '\t');
-        if (fields.size() == 4) {
-            cases.push_back({fields[0], fields[1], fields[2], fields[3]});
+        const auto chosen = [&options](const std::string& name) {
+            return std::find(options.only.begin(), options.only.end(), name) != options.only.end();
+        };
+        if (fields.size() == 5 && (options.only.empty() || chosen(fields[0]) || chosen(fields[1]))) {
+            cases.push_back({fields[0], fields[1], fields[2], fields[3], fields[4]});
         }
     }
     if (!ok || cases.empty()) {
@@ -378,7 +401,7 @@ int main(int argc, char** argv)
                 const std::string arguments =
                     Quote(c.name) + " " + Quote(paths[file]) + " " + Quote(options.data);
                 // Heap use is counted once, in a run of its own, since it does not vary.
-                const bool countHeap = round == 0 && c.section != "save";
+                const bool countHeap = round == 0 && (c.section == "parse" || c.section == "lookup");
                 for (const bool heap : {false, true}) {
                     if (heap && !countHeap) {
                         continue;

@@ -5,7 +5,9 @@
 #include "DocumentAccess.h"
 #include "DocumentState.h"
 #include "Merging.h"
-#include "frontend/ValueConversion.h"
+
+#include <algorithm>
+#include <charconv>
 
 namespace zelconfig {
 
@@ -32,20 +34,152 @@ struct Placed
     std::vector<std::string_view> stored; // the value's bytes as held
 };
 
-Placed ReadingOf(const State& s, bool withLines)
+// The names of entries met in the readings of one comparison or merge, each
+// numbered once: an id is the number and the occurrence, short enough to be
+// held in the string itself, and equal in every reading for the same names.
+// Names are views into the documents' texts, which stay as they are while
+// the ids are in use. Readings of one file's versions mostly hold the same
+// names in the same order, so the name after the last one found is tried
+// before the table: mostly a comparison of bytes read in order, instead of
+// a look-up in a table as large as the file.
+class Names
+{
+public:
+    // A reading's count of each name's occurrences starts again.
+    void Restart(size_t expected)
+    {
+        std::fill(m_seen.begin(), m_seen.end(), 0);
+        m_next = 0;
+        m_names.reserve(expected);
+        m_seen.reserve(expected);
+        while (m_slots.size() < 2 * expected) {
+            Grow();
+        }
+    }
+
+    void Identify(Keyed& item, std::string_view block, std::string_view entry)
+    {
+        size_t number = m_next;
+        if (number >= m_names.size() || m_names[number].entry != entry || m_names[number].block != block) {
+            number = Number(block, entry);
+        }
+        m_next = number + 1;
+        // The number, then '\0' and the occurrence, as MergedAsPlanned splits ids.
+        char digits[48];
+        char* end = std::to_chars(digits, digits + 20, number).ptr;
+        *end++ = '\0';
+        end = std::to_chars(end, digits + sizeof digits, ++m_seen[number]).ptr;
+        item.id.assign(digits, static_cast<size_t>(end - digits));
+    }
+
+private:
+    struct Name
+    {
+        std::string_view block, entry;
+    };
+    struct Slot
+    {
+        size_t hash, number; // number kNoItem: empty
+    };
+
+    static size_t Hash(std::string_view block, std::string_view entry)
+    {
+        const std::hash<std::string_view> hash;
+        return hash(block) * 31 ^ hash(entry);
+    }
+
+    // The names' number, a new one when they are new: open addressing,
+    // each slot with its names' hash.
+    size_t Number(std::string_view block, std::string_view entry)
+    {
+        if (2 * (m_names.size() + 1) > m_slots.size()) {
+            Grow();
+        }
+        const size_t hash = Hash(block, entry), mask = m_slots.size() - 1;
+        size_t at = hash & mask;
+        for (; m_slots[at].number != kNoItem; at = (at + 1) & mask) {
+            const Slot& slot = m_slots[at];
+            if (slot.hash == hash && m_names[slot.number].entry == entry && m_names[slot.number].block == block) {
+                return slot.number;
+            }
+        }
+        m_slots[at] = Slot{hash, m_names.size()};
+        m_names.push_back(Name{block, entry});
+        m_seen.push_back(0);
+        return m_slots[at].number;
+    }
+
+    void Grow()
+    {
+        std::vector<Slot> slots(std::max<size_t>(1024, 2 * m_slots.size()), Slot{0, kNoItem});
+        const size_t mask = slots.size() - 1;
+        for (const Slot& slot : m_slots) {
+            if (slot.number != kNoItem) {
+                size_t at = slot.hash & mask;
+                while (slots[at].number != kNoItem) {
+                    at = (at + 1) & mask;
+                }
+                slots[at] = slot;
+            }
+        }
+        m_slots = std::move(slots);
+    }
+
+    std::vector<Name> m_names;  // by number
+    std::vector<size_t> m_seen; // by number: occurrences in the reading so far
+    std::vector<Slot> m_slots;
+    size_t m_next = 0; // the number after the last one found
+};
+
+// What a reading holds: `kIds` the ids and values only, which is all that
+// is asked of the old defaults; `kEntries` the block and entry names too,
+// which results and messages name a value by (its key is made from them
+// where one is shown); `kKeys` the key as well, for the read-back, whose
+// message names what it finds.
+enum class Depth { kIds, kEntries, kKeys };
+
+// One value of a reading into `item`, as `depth` asks (a reused item keeps
+// its strings' room). The block is the group: see Keyed.
+void Fill(Keyed& item, Names& names, Depth depth, std::string_view block, std::string_view entry,
+          std::string_view value)
+{
+    names.Identify(item, block, entry);
+    // As the string getter reads it: no carriage return or line feed at the end.
+    size_t length = value.size();
+    while (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
+        --length;
+    }
+    item.value.assign(value.data(), length);
+    if (depth == Depth::kIds) {
+        return;
+    }
+    item.block.assign(block.data(), block.size());
+    item.entry.assign(entry.data(), entry.size());
+    if (depth == Depth::kKeys) {
+        item.key.reserve(block.size() + entry.size() + 2);
+        ShownInto(item.key, block, entry);
+    }
+}
+
+// About one entry in 40 bytes, for the room a reading is given at first.
+size_t ExpectedEntries(const State& s)
+{
+    return s.text.size() / 40;
+}
+
+// A reading; `withLines` with each value's line and stored bytes, for the edits.
+Placed ReadingOf(const State& s, Names& names, Depth depth, bool withLines = false)
 {
     Placed placed;
-    Occurrences occurrences;
+    names.Restart(ExpectedEntries(s));
+    placed.reading.reserve(ExpectedEntries(s));
+    if (withLines) {
+        placed.lines.reserve(ExpectedEntries(s));
+        placed.stored.reserve(s.Ini() ? 0 : ExpectedEntries(s));
+    }
     s.ForEachEntryAt(Document::Order::kFile, [&](const Line& line, std::string_view block, std::string_view entry,
                                                  std::string_view value) {
-        Keyed item;
-        item.block.assign(block.data(), block.size());
-        item.entry.assign(entry.data(), entry.size());
-        ShownInto(item.key, block, entry);
-        item.value = TrimLineEnds(std::string(value));
-        item.group = item.block;
-        occurrences.Identify(item, item.block + '\0' + item.entry);
-        placed.reading.push_back(std::move(item));
+        Fill(placed.reading.emplace_back(), names, depth, block, entry, value);
         if (withLines) {
             placed.lines.push_back(line);
             placed.stored.push_back(s.Ini() ? std::string_view() : value);
@@ -370,8 +504,14 @@ int Refuse(State& file, const std::string& why)
 
 std::vector<Difference> Compare(const Document& first, const Document& second)
 {
-    return CompareReadings(ReadingOf(DocumentAccess::Of(first), false).reading,
-                           ReadingOf(DocumentAccess::Of(second), false).reading);
+    Names names;
+    const Placed a = ReadingOf(DocumentAccess::Of(first), names, Depth::kEntries);
+    const Placed b = ReadingOf(DocumentAccess::Of(second), names, Depth::kEntries);
+    std::vector<Difference> differences = CompareReadings(a.reading, b.reading);
+    for (Difference& difference : differences) {
+        ShownInto(difference.key, difference.block, difference.entry);
+    }
+    return differences;
 }
 
 int Merge(const Document& oldDefaults, const Document& newDefaults, Document& document,
@@ -389,16 +529,21 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         file.error = "the documents to merge are read in different modes";
         return kStatusInvalid;
     }
-    const Placed mine = ReadingOf(file, true), theirs = ReadingOf(updated, true);
-    MergePlan plan = PlanMerge(ReadingOf(old, false).reading, theirs.reading, mine.reading);
+    Names names;
+    const Placed mine = ReadingOf(file, names, Depth::kEntries, true);
+    const Placed theirs = ReadingOf(updated, names, Depth::kEntries, true);
+    MergePlan plan = PlanMerge(ReadingOf(old, names, Depth::kIds).reading, theirs.reading, mine.reading);
     conflicts = std::move(plan.conflicts);
+    for (Conflict& conflict : conflicts) {
+        ShownInto(conflict.key, conflict.block, conflict.entry);
+    }
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
     MergeEdits edits(file, updated, mine, theirs, plan);
     for (const MergePlan::Set& set : plan.sets) {
         if (!edits.Set(set)) {
-            return Refuse(file, mine.reading[set.file].key + ": " + file.error);
+            return Refuse(file, Shown(mine.reading[set.file].block, mine.reading[set.file].entry) + ": " + file.error);
         }
     }
     if (!plan.removals.empty() && !edits.Remove(plan.removals, plan.dropped)) {
@@ -409,7 +554,8 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         if (add.after == kNoItem && add.before == kNoItem) {
             unplaced.push_back(add.updated);
         } else if (!edits.Add(add)) {
-            return Refuse(file, theirs.reading[add.updated].key + ": " + file.error);
+            const Keyed& item = theirs.reading[add.updated];
+            return Refuse(file, Shown(item.block, item.entry) + ": " + file.error);
         }
     }
     if (!edits.AddBlocks(unplaced)) {
@@ -425,7 +571,16 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     if (probe.Start() != 0) {
         return Refuse(file, "the merged text would not read: " + probe.error);
     }
-    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe, false).reading);
+    // Read back value by value, no reading of it kept.
+    ReadBack readBack(mine.reading, theirs.reading, plan);
+    names.Restart(ExpectedEntries(probe));
+    Keyed item;
+    probe.ForEachEntryAt(Document::Order::kFile, [&](const Line&, std::string_view block, std::string_view entry,
+                                                     std::string_view value) {
+        Fill(item, names, Depth::kKeys, block, entry, value);
+        readBack.Read(item);
+    });
+    const std::string wrong = readBack.Result();
     if (!wrong.empty()) {
         return Refuse(file, wrong);
     }

@@ -21,7 +21,8 @@ constexpr size_t kNoItem = static_cast<size_t>(-1);
 struct Keyed
 {
     std::string id;           // equal in two readings for the same value: names and occurrence
-    std::string group;        // what it belongs to (a block, a parent element): adds are placed among it
+    std::string group;        // what it belongs to (a parent element): adds are placed among it; empty
+                              // for CFG and INI, whose block is the group
     std::string key;          // as list prints it
     std::string block, entry; // a CFG or INI entry's names apart; empty for XML
     std::string value;        // as the string getter reads it
@@ -64,9 +65,29 @@ struct MergePlan
 };
 MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& file);
 
-// Whether `merged` reads as `file` with the plan made: every value once,
-// repeated keys' values in any order. Empty when so, else the first
-// difference found, in words.
+// Whether a merged text reads as `file` with the plan made, told its values
+// one by one as they are read, so that no reading of it need be kept: every
+// value once, repeated keys' values in any order.
+class ReadBack
+{
+public:
+    ReadBack(const Reading& file, const Reading& updated, const MergePlan& plan);
+    // The merged text's next value; `item` may be reused for the next.
+    void Read(const Keyed& item);
+    // Empty when so, else the first difference found, in words.
+    std::string Result() const;
+
+private:
+    const Reading& m_file;
+    const Reading& m_updated;
+    const MergePlan& m_plan;
+    std::vector<const std::string*> m_value; // the file's values as the merge leaves them
+    size_t m_next = 0;                        // the file's value the next one read is expected to be
+    std::vector<Keyed> m_unmatched;           // read, not where expected, in their order
+};
+
+// The same for a whole reading: empty when `merged` reads as planned, else
+// the first difference found, in words.
 std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
                             const Reading& merged);
 
