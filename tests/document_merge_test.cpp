@@ -163,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(Xml, XmlMerge, testing::Values(
     MergeRow{"Conflict", "<c><port>80</port></c>", "<c><port>8080</port></c>", "<c><port>81</port></c>", "",
              "port: yours 81, new 8080, old 80\n"},
     MergeRow{"RepeatedElementsByIndex", "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s><s>d</s></c>",
-             "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s>\n  <s>d</s>\n</c>", ""},
+             "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s><s>d</s></c>", ""},
     MergeRow{"OnlyRespacedChangesNothing", "<c><a>1</a><b x=\"2\"/></c>", "<c>\n <b x='2' />\n <a>1</a>\n</c>",
              "<c><a>1</a><b x=\"2\"/></c>", "", ""}));
 

@@ -1,13 +1,22 @@
 // Comparing and merging XML documents: their readings for the
-// format-neutral rules of Merging.cpp, and the merge's edits made one by one
-// with the document's own verbs, read back before they are kept.
+// format-neutral rules of Merging.cpp, and the merge's edits recorded on the
+// user's tree by node (found once, by one walk of each tree), rendered once
+// and read back before they are kept. A merge of large files so costs a few
+// passes over each, whatever the number of edits.
+
+#include <unordered_map>
+#include <unordered_set>
 
 #include "DocumentAccess.h"
 #include "Merging.h"
+#include "XmlDocument.h"
 
 namespace zelconfig {
 
 namespace {
+
+using Tree = xml::XmlDocument;
+using Node = Tree::Node;
 
 // A key with every part indexed ("a.b" is "a[1].b[1]"), so that one value
 // matches across files whether or not a sibling of its name comes or goes;
@@ -37,6 +46,17 @@ std::string Indexed(const std::string& key, std::string& parent)
     return indexed;
 }
 
+// The name an attribute's key ends with, its quotes taken off.
+std::string LastName(const std::string& key)
+{
+    if (!key.empty() && key.back() == '"') {
+        const size_t open = key.rfind('"', key.size() - 2);
+        return key.substr(open + 1, key.size() - open - 2);
+    }
+    const size_t dot = key.rfind('.');
+    return dot == std::string::npos ? key : key.substr(dot + 1);
+}
+
 Reading ReadingOf(const XmlDocument& document)
 {
     Reading reading;
@@ -52,14 +72,227 @@ Reading ReadingOf(const XmlDocument& document)
     return reading;
 }
 
-// Whether the key names an attribute in `probe` (the new defaults):
-// setting it to the value it holds then adds no byte, where for an element
-// it adds the attribute.
-bool NamesAttribute(XmlDocument& probe, const Keyed& item)
+// A tree's reading with the node of each value; with `byPath`, every
+// element and attribute of it by its indexed key besides.
+struct Walked
 {
-    const size_t before = probe.Text().size();
-    return probe.SetAttribute(item.key, item.value) == 0 && probe.Text().size() == before;
+    Reading reading;
+    std::vector<Node> nodes;
+};
+
+Walked WalkOf(const Tree& tree, std::unordered_map<std::string, Node>* byPath)
+{
+    Walked walked;
+    Occurrences occurrences;
+    tree.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
+        std::string group;
+        std::string path = Indexed(key, group);
+        if (byPath != nullptr) {
+            byPath->emplace(path, node);
+        }
+        if (value == nullptr) {
+            return;
+        }
+        Keyed item;
+        item.key = key;
+        item.value = *value;
+        item.group = std::move(group);
+        occurrences.Identify(item, std::move(path));
+        walked.reading.push_back(std::move(item));
+        walked.nodes.push_back(node);
+    });
+    return walked;
 }
+
+// Places what the new defaults add, in one more walk of their tree: an
+// element the file lacks (whole, with what it holds) after the element
+// before it there that the file keeps, else before the one after it, else
+// at the end of its parent; an attribute likewise among its element's
+// attributes. Container elements count as neighbours too, which the
+// reading's values (MergePlan::Add) do not hold, and the nature of each
+// is the tree's.
+class Placing
+{
+public:
+    Placing(Tree& file, const Tree& updated, std::string_view updatedText,
+            const std::unordered_map<std::string, Node>& mine, const std::unordered_set<const void*>& removed,
+            const std::vector<bool>& added)
+        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed), m_added(added)
+    {
+    }
+
+    // False with `why` when something cannot be placed.
+    bool Run(std::string& why)
+    {
+        m_frames.push_back(Frame{std::string(), m_file.Root(), Node{}, Node{}});
+        size_t next = 0;
+        bool ok = true;
+        m_updated.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
+            const size_t item = value != nullptr ? next++ : kNoItem;
+            if (ok) {
+                ok = Visit(key, value, node, item, why);
+            }
+        });
+        ok = ok && CloseSubtree(why);
+        while (ok && !m_frames.empty()) {
+            ok = Pop(why);
+        }
+        return ok;
+    }
+
+private:
+    // An element of the new defaults that the file has too, as the walk is inside it.
+    struct Frame
+    {
+        std::string path;
+        Node file;
+        Node lastElement, lastAttribute; // the last child the file keeps, met so far
+        std::vector<Tree::Piece> pending = {}; // new elements before any kept one
+        std::vector<std::pair<std::string, std::string>> pendingAttributes = {};
+    };
+    // An element the file lacks, gathered whole.
+    struct Subtree
+    {
+        bool open = false;
+        std::string path, key;
+        Node node;
+        size_t added = 0;      // its values the merge adds
+        bool itself = true;    // its own value, if any, is one of them
+        std::vector<Node> without; // its values the merge does not add (the user removed them)
+    };
+
+    bool Added(size_t item) const { return item != kNoItem && m_added[item]; }
+
+    bool Visit(const std::string& key, const std::string* value, Node node, size_t item, std::string& why)
+    {
+        std::string group;
+        const std::string path = Indexed(key, group);
+        if (m_subtree.open) {
+            if (path.size() > m_subtree.path.size() && path[m_subtree.path.size()] == '.'
+                && path.compare(0, m_subtree.path.size(), m_subtree.path) == 0) {
+                if (Added(item)) {
+                    ++m_subtree.added;
+                } else if (item != kNoItem) {
+                    m_subtree.without.push_back(node);
+                }
+                return true;
+            }
+            if (!CloseSubtree(why)) {
+                return false;
+            }
+        }
+        while (m_frames.size() > 1 && m_frames.back().path != group) {
+            if (!Pop(why)) {
+                return false;
+            }
+        }
+        if (m_frames.back().path != group) {
+            return true; // under no element the file has: nothing to place it by
+        }
+        Frame& frame = m_frames.back();
+        const auto found = m_mine.find(path);
+        const bool kept = found != m_mine.end() && m_removed.count(found->second.object) == 0;
+        if (node.attribute) {
+            if (kept) {
+                frame.lastAttribute = found->second;
+                for (const auto& pending : frame.pendingAttributes) {
+                    if (!Check(m_file.InsertAttribute(frame.file, found->second, false, pending.first, pending.second,
+                                                      why),
+                               key, why)) {
+                        return false;
+                    }
+                }
+                frame.pendingAttributes.clear();
+            } else if (Added(item) && frame.lastAttribute) {
+                return Check(m_file.InsertAttribute(frame.file, frame.lastAttribute, true, LastName(key), *value, why),
+                             key, why);
+            } else if (Added(item)) {
+                frame.pendingAttributes.emplace_back(LastName(key), *value);
+            }
+            return true;
+        }
+        if (found != m_mine.end()) {
+            // An element the file holds with children only, where the new defaults give it text too.
+            if (Added(item) && !Check(m_file.SetNode(found->second, *value), key, why)) {
+                return false;
+            }
+            if (kept) {
+                frame.lastElement = found->second;
+                if (!frame.pending.empty()
+                    && !Check(m_file.Insert(found->second, Tree::Where::kBefore, std::move(frame.pending), why), key,
+                              why)) {
+                    return false;
+                }
+                frame.pending.clear();
+            }
+            m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
+            return true;
+        }
+        m_subtree = Subtree{true, path, key, node, Added(item) ? 1u : 0u, item == kNoItem || Added(item), {}};
+        return true;
+    }
+
+    // The subtree gathered, as one piece of the new defaults' bytes.
+    bool CloseSubtree(std::string& why)
+    {
+        if (!m_subtree.open) {
+            return true;
+        }
+        m_subtree.open = false;
+        if (m_subtree.added == 0) {
+            return true; // all the user's removals: it stays away
+        }
+        if (!m_subtree.itself) {
+            why = m_subtree.key + ": the element the user removed comes back with new values inside it";
+            return false;
+        }
+        Tree::Piece piece;
+        if (!m_updated.PieceOf(m_text, m_subtree.node, m_subtree.without, piece)) {
+            why = m_subtree.key + ": its bytes in the new defaults cannot be found";
+            return false;
+        }
+        Frame& frame = m_frames.back();
+        if (!frame.lastElement) {
+            frame.pending.push_back(std::move(piece));
+            return true;
+        }
+        return Check(m_file.Insert(frame.lastElement, Tree::Where::kAfter, {std::move(piece)}, why), m_subtree.key,
+                     why);
+    }
+
+    // Leaves an element: what had no neighbour in the file goes at its end.
+    bool Pop(std::string& why)
+    {
+        Frame frame = std::move(m_frames.back());
+        m_frames.pop_back();
+        for (const auto& pending : frame.pendingAttributes) {
+            if (!Check(m_file.InsertAttribute(frame.file, Node{}, true, pending.first, pending.second, why),
+                       frame.path + "." + pending.first, why)) {
+                return false;
+            }
+        }
+        return frame.pending.empty()
+               || Check(m_file.Insert(frame.file, Tree::Where::kInto, std::move(frame.pending), why), frame.path, why);
+    }
+
+    static bool Check(int status, const std::string& key, std::string& why)
+    {
+        if (status == 0) {
+            return true;
+        }
+        why = key + ": " + (status == kStatusNotHoldable ? "a value XML cannot hold" : why);
+        return false;
+    }
+
+    Tree& m_file;
+    const Tree& m_updated;
+    std::string_view m_text;
+    const std::unordered_map<std::string, Node>& m_mine;
+    const std::unordered_set<const void*>& m_removed;
+    const std::vector<bool>& m_added;
+    std::vector<Frame> m_frames;
+    Subtree m_subtree;
+};
 
 } // namespace
 
@@ -77,47 +310,60 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         DocumentAccess::Fail(file, "a document to merge is not well-formed XML");
         return kStatusInvalid;
     }
-    const Reading mine = ReadingOf(file), updated = ReadingOf(newDefaults);
-    MergePlan plan = PlanMerge(ReadingOf(oldDefaults), updated, mine);
+    Tree& tree = DocumentAccess::Tree(file);
+    std::unordered_map<std::string, Node> paths;
+    const Walked mine = WalkOf(tree, &paths);
+    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), nullptr);
+    MergePlan plan = PlanMerge(WalkOf(DocumentAccess::Tree(oldDefaults), nullptr).reading, theirs.reading,
+                               mine.reading);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
-    // The edits are made to a copy, read back, and only then made the file's.
-    XmlDocument work, probe;
-    work.Parse(file.Text());
-    if (!plan.adds.empty()) {
-        probe.Parse(newDefaults.Text());
-    }
-    const auto refuse = [&file](const std::string& key, const std::string& why) {
-        DocumentAccess::Fail(file, "refusing to merge: " + key + ": " + why);
+    // Every edit recorded on the file's tree, by node, and rendered once.
+    const auto refuse = [&](const std::string& why) {
+        tree.Discard();
+        DocumentAccess::Fail(file, "refusing to merge: " + why);
         return kEditAmbiguous;
     };
+    std::string why;
     for (const MergePlan::Set& set : plan.sets) {
-        if (work.Set(mine[set.file].key, updated[set.updated].value) != 0) {
-            return refuse(mine[set.file].key, work.Error());
+        if (tree.SetNode(mine.nodes[set.file], theirs.reading[set.updated].value) != 0) {
+            return refuse(mine.reading[set.file].key + ": a value XML cannot hold");
         }
     }
-    // From the last, so that the keys of those before stay what they were.
-    for (auto removal = plan.removals.rbegin(); removal != plan.removals.rend(); ++removal) {
-        if (work.Remove(mine[*removal].key) != 0) {
-            return refuse(mine[*removal].key, work.Error());
+    std::unordered_set<const void*> removed;
+    for (size_t i : plan.removals) {
+        removed.insert(mine.nodes[i].object);
+        if (tree.RemoveNode(mine.nodes[i], true, why) != 0) {
+            return refuse(mine.reading[i].key + ": " + why);
         }
     }
-    for (const MergePlan::Add& add : plan.adds) {
-        const Keyed& item = updated[add.updated];
-        const int added = NamesAttribute(probe, item) ? work.SetAttribute(item.key, item.value)
-                                                             : work.Add(item.key, item.value);
-        if (added != 0) {
-            return refuse(item.key, work.Error());
+    if (!plan.adds.empty()) {
+        std::vector<bool> added(theirs.reading.size(), false);
+        for (const MergePlan::Add& add : plan.adds) {
+            added[add.updated] = true;
+        }
+        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, added);
+        if (!placing.Run(why)) {
+            return refuse(why);
         }
     }
-    const std::string wrong = MergedAsPlanned(mine, updated, plan, ReadingOf(work));
+    std::string merged;
+    if (!tree.Render(file.Text(), merged)) {
+        return refuse("the edits do not fit the file's bytes");
+    }
+    tree.Discard();
+    // What the edits made must read as the merge promises before it is kept.
+    XmlDocument probe;
+    if (probe.Parse(merged) != 0) {
+        return refuse("the merged text would not read: " + probe.Error());
+    }
+    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe));
     if (!wrong.empty()) {
-        DocumentAccess::Fail(file, "refusing to merge: " + wrong);
-        return kEditAmbiguous;
+        return refuse(wrong);
     }
-    DocumentAccess::Replace(file, work.Text());
+    DocumentAccess::Replace(file, merged);
     return 0;
 }
 
