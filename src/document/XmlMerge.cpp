@@ -121,6 +121,10 @@ public:
     {
     }
 
+    // The file's elements whose removal the plan asks for, which stay as
+    // the new defaults' containers (filled in by what they add).
+    const std::unordered_set<const void*>& Revived() const { return m_revived; }
+
     // False with `why` when something cannot be placed.
     bool Run(std::string& why)
     {
@@ -191,7 +195,13 @@ private:
         }
         Frame& frame = m_frames.back();
         const auto found = m_mine.find(path);
-        const bool kept = found != m_mine.end() && m_removed.count(found->second.object) == 0;
+        bool kept = found != m_mine.end() && m_removed.count(found->second.object) == 0;
+        if (!kept && found != m_mine.end() && !node.attribute && item == kNoItem) {
+            // An empty element of the file that the new defaults fill: its
+            // value goes as they give it children, the element stays.
+            m_revived.insert(found->second.object);
+            kept = true;
+        }
         if (node.attribute) {
             if (kept) {
                 frame.lastAttribute = found->second;
@@ -292,6 +302,7 @@ private:
     const std::vector<bool>& m_added;
     std::vector<Frame> m_frames;
     Subtree m_subtree;
+    std::unordered_set<const void*> m_revived;
 };
 
 } // namespace
@@ -332,12 +343,9 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             return refuse(mine.reading[set.file].key + ": a value XML cannot hold");
         }
     }
-    std::unordered_set<const void*> removed;
+    std::unordered_set<const void*> removed, revived;
     for (size_t i : plan.removals) {
         removed.insert(mine.nodes[i].object);
-        if (tree.RemoveNode(mine.nodes[i], true, why) != 0) {
-            return refuse(mine.reading[i].key + ": " + why);
-        }
     }
     if (!plan.adds.empty()) {
         std::vector<bool> added(theirs.reading.size(), false);
@@ -347,6 +355,14 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, added);
         if (!placing.Run(why)) {
             return refuse(why);
+        }
+        revived = placing.Revived();
+    }
+    for (size_t i : plan.removals) {
+        const int status = revived.count(mine.nodes[i].object) != 0 ? tree.SetNode(mine.nodes[i], std::string())
+                                                                    : tree.RemoveNode(mine.nodes[i], true, why);
+        if (status != 0) {
+            return refuse(mine.reading[i].key + ": " + why);
         }
     }
     std::string merged;
