@@ -72,25 +72,44 @@ Reading ReadingOf(const XmlDocument& document)
     return reading;
 }
 
-// A tree's reading with the node of each value; with `byPath`, every
-// element and attribute of it by its indexed key besides.
+// A tree's reading with the node of each value, and the elements without
+// a value of their own by their indexed keys.
 struct Walked
 {
     Reading reading;
     std::vector<Node> nodes;
+    std::vector<std::pair<std::string, Node>> containers;
 };
 
-Walked WalkOf(const Tree& tree, std::unordered_map<std::string, Node>* byPath)
+// Every element and attribute of a walked tree by its indexed key, the
+// keys held by `walked`.
+using Paths = std::unordered_map<std::string_view, Node>;
+
+Paths PathsOf(const Walked& walked)
+{
+    Paths paths;
+    paths.reserve(walked.reading.size() + walked.containers.size());
+    for (size_t i = 0; i < walked.reading.size(); ++i) {
+        const std::string& id = walked.reading[i].id;
+        paths.emplace(std::string_view(id).substr(0, id.rfind('\0')), walked.nodes[i]);
+    }
+    for (const auto& container : walked.containers) {
+        paths.emplace(container.first, container.second);
+    }
+    return paths;
+}
+
+Walked WalkOf(const Tree& tree, bool containers)
 {
     Walked walked;
     Occurrences occurrences;
     tree.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
         std::string group;
         std::string path = Indexed(key, group);
-        if (byPath != nullptr) {
-            byPath->emplace(path, node);
-        }
         if (value == nullptr) {
+            if (containers) {
+                walked.containers.emplace_back(std::move(path), node);
+            }
             return;
         }
         Keyed item;
@@ -114,8 +133,8 @@ Walked WalkOf(const Tree& tree, std::unordered_map<std::string, Node>* byPath)
 class Placing
 {
 public:
-    Placing(Tree& file, const Tree& updated, std::string_view updatedText,
-            const std::unordered_map<std::string, Node>& mine, const std::unordered_set<const void*>& removed,
+    Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine,
+            const std::unordered_set<const void*>& removed,
             const std::vector<bool>& added)
         : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed), m_added(added)
     {
@@ -151,7 +170,7 @@ private:
         std::string path;
         Node file;
         Node lastElement, lastAttribute; // the last child the file keeps, met so far
-        std::vector<Tree::Piece> pending = {}; // new elements before any kept one
+        std::vector<Tree::Piece> pending = {}; // new elements since the last kept one, placed as one
         std::vector<std::pair<std::string, std::string>> pendingAttributes = {};
     };
     // An element the file lacks, gathered whole.
@@ -227,13 +246,10 @@ private:
                 return false;
             }
             if (kept) {
-                frame.lastElement = found->second;
-                if (!frame.pending.empty()
-                    && !Check(m_file.Insert(found->second, Tree::Where::kBefore, std::move(frame.pending), why), key,
-                              why)) {
+                if (!Flush(frame, found->second, why)) {
                     return false;
                 }
-                frame.pending.clear();
+                frame.lastElement = found->second;
             }
             m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
             return true;
@@ -261,13 +277,24 @@ private:
             why = m_subtree.key + ": its bytes in the new defaults cannot be found";
             return false;
         }
-        Frame& frame = m_frames.back();
-        if (!frame.lastElement) {
-            frame.pending.push_back(std::move(piece));
+        m_frames.back().pending.push_back(std::move(piece));
+        return true;
+    }
+
+    // The new elements since the last kept one go after it, else before
+    // `next` (the next one kept), else at the end of the frame's element.
+    bool Flush(Frame& frame, Node next, std::string& why)
+    {
+        if (frame.pending.empty()) {
             return true;
         }
-        return Check(m_file.Insert(frame.lastElement, Tree::Where::kAfter, {std::move(piece)}, why), m_subtree.key,
-                     why);
+        const Node at = frame.lastElement ? frame.lastElement : next ? next : frame.file;
+        const Tree::Where where = frame.lastElement ? Tree::Where::kAfter
+                                  : next            ? Tree::Where::kBefore
+                                                    : Tree::Where::kInto;
+        const int status = m_file.Insert(at, where, std::move(frame.pending), why);
+        frame.pending.clear();
+        return Check(status, frame.path, why);
     }
 
     // Leaves an element: what had no neighbour in the file goes at its end.
@@ -281,8 +308,7 @@ private:
                 return false;
             }
         }
-        return frame.pending.empty()
-               || Check(m_file.Insert(frame.file, Tree::Where::kInto, std::move(frame.pending), why), frame.path, why);
+        return Flush(frame, Node{}, why);
     }
 
     static bool Check(int status, const std::string& key, std::string& why)
@@ -297,7 +323,7 @@ private:
     Tree& m_file;
     const Tree& m_updated;
     std::string_view m_text;
-    const std::unordered_map<std::string, Node>& m_mine;
+    const Paths& m_mine;
     const std::unordered_set<const void*>& m_removed;
     const std::vector<bool>& m_added;
     std::vector<Frame> m_frames;
@@ -322,10 +348,9 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         return kStatusInvalid;
     }
     Tree& tree = DocumentAccess::Tree(file);
-    std::unordered_map<std::string, Node> paths;
-    const Walked mine = WalkOf(tree, &paths);
-    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), nullptr);
-    MergePlan plan = PlanMerge(WalkOf(DocumentAccess::Tree(oldDefaults), nullptr).reading, theirs.reading,
+    const Walked mine = WalkOf(tree, true);
+    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), false);
+    MergePlan plan = PlanMerge(WalkOf(DocumentAccess::Tree(oldDefaults), false).reading, theirs.reading,
                                mine.reading);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
@@ -352,6 +377,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         for (const MergePlan::Add& add : plan.adds) {
             added[add.updated] = true;
         }
+        const Paths paths = PathsOf(mine);
         Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, added);
         if (!placing.Run(why)) {
             return refuse(why);
