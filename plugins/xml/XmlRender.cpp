@@ -205,8 +205,8 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
     out.reserve(original.size());
     size_t done = 0, removed = 0;
     for (const Edit& edit : edits) {
-        if (edit.begin < removed && !edit.removes) {
-            continue; // inside a removed element
+        if (edit.begin < removed && (!edit.removes || edit.end <= removed)) {
+            continue; // inside a removed element: an attribute removed with it too
         }
         if (edit.begin < done || edit.end < edit.begin || edit.end > original.size()) {
             return false;

@@ -78,7 +78,13 @@ struct Walked
 {
     Reading reading;
     std::vector<Node> nodes;
-    std::vector<std::pair<std::string, Node>> containers;
+    struct Container
+    {
+        std::string path;
+        Node node;
+        size_t first; // the reading's index of its first value: they follow one another
+    };
+    std::vector<Container> containers;
 };
 
 // Every element and attribute of a walked tree by its indexed key, the
@@ -93,8 +99,8 @@ Paths PathsOf(const Walked& walked)
         const std::string& id = walked.reading[i].id;
         paths.emplace(std::string_view(id).substr(0, id.rfind('\0')), walked.nodes[i]);
     }
-    for (const auto& container : walked.containers) {
-        paths.emplace(container.first, container.second);
+    for (const Walked::Container& container : walked.containers) {
+        paths.emplace(container.path, container.node);
     }
     return paths;
 }
@@ -108,7 +114,7 @@ Walked WalkOf(const Tree& tree, bool containers)
         std::string path = Indexed(key, group);
         if (value == nullptr) {
             if (containers) {
-                walked.containers.emplace_back(std::move(path), node);
+                walked.containers.push_back({std::move(path), node, walked.reading.size()});
             }
             return;
         }
@@ -349,7 +355,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     }
     Tree& tree = DocumentAccess::Tree(file);
     const Walked mine = WalkOf(tree, true);
-    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), false);
+    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), true);
     MergePlan plan = PlanMerge(WalkOf(DocumentAccess::Tree(oldDefaults), false).reading, theirs.reading,
                                mine.reading);
     conflicts = std::move(plan.conflicts);
@@ -384,11 +390,49 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         }
         revived = placing.Revived();
     }
-    for (size_t i : plan.removals) {
-        const int status = revived.count(mine.nodes[i].object) != 0 ? tree.SetNode(mine.nodes[i], std::string())
-                                                                    : tree.RemoveNode(mine.nodes[i], true, why);
-        if (status != 0) {
-            return refuse(mine.reading[i].key + ": " + why);
+    if (!plan.removals.empty()) {
+        // An element the new defaults drop with everything in it goes whole,
+        // rather than be left empty.
+        std::unordered_set<std::string_view> kept;
+        for (const auto& path : PathsOf(theirs)) {
+            kept.insert(path.first);
+        }
+        std::vector<bool> gone(mine.reading.size(), false);
+        for (size_t i : plan.removals) {
+            gone[i] = true;
+        }
+        for (size_t c = 0; c < mine.containers.size(); ++c) {
+            const Walked::Container& container = mine.containers[c];
+            if (kept.count(container.path) != 0) {
+                continue;
+            }
+            const std::string prefix = container.path + ".";
+            size_t end = container.first;
+            bool all = true;
+            for (; end < mine.reading.size() && mine.reading[end].id.compare(0, prefix.size(), prefix) == 0; ++end) {
+                all = all && gone[end];
+            }
+            if (!all) {
+                continue;
+            }
+            if (tree.RemoveNode(container.node, true, why) != 0) {
+                return refuse(container.path + ": " + why);
+            }
+            std::fill(gone.begin() + static_cast<std::ptrdiff_t>(container.first),
+                      gone.begin() + static_cast<std::ptrdiff_t>(end), false);
+            while (c + 1 < mine.containers.size() && mine.containers[c + 1].path.compare(0, prefix.size(), prefix) == 0) {
+                ++c; // inside it, gone with it
+            }
+        }
+        for (size_t i : plan.removals) {
+            if (!gone[i]) {
+                continue;
+            }
+            const int status = revived.count(mine.nodes[i].object) != 0 ? tree.SetNode(mine.nodes[i], std::string())
+                                                                        : tree.RemoveNode(mine.nodes[i], true, why);
+            if (status != 0) {
+                return refuse(mine.reading[i].key + ": " + why);
+            }
         }
     }
     std::string merged;
