@@ -24,7 +24,8 @@ using Node = Tree::Node;
 std::string Indexed(const std::string& key, std::string& parent)
 {
     std::string indexed;
-    size_t partBegin = 0;
+    indexed.reserve(key.size() + 12);
+    size_t partBegin = 0, parentEnd = 0;
     bool quoted = false;
     const auto endPart = [&](size_t at) {
         if (at == partBegin || key[at - 1] != ']') {
@@ -37,12 +38,13 @@ std::string Indexed(const std::string& key, std::string& parent)
             quoted = !quoted;
         } else if (c == '.' && !quoted) {
             endPart(at);
-            parent = indexed;
+            parentEnd = indexed.size();
             partBegin = at + 1;
         }
         indexed += c;
     }
     endPart(key.size());
+    parent.assign(indexed, 0, parentEnd);
     return indexed;
 }
 
