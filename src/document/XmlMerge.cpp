@@ -395,10 +395,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     if (!plan.removals.empty()) {
         // An element the new defaults drop with everything in it goes whole,
         // rather than be left empty.
-        std::unordered_set<std::string_view> kept;
-        for (const auto& path : PathsOf(theirs)) {
-            kept.insert(path.first);
-        }
+        const Paths kept = PathsOf(theirs);
         std::vector<bool> gone(mine.reading.size(), false);
         for (size_t i : plan.removals) {
             gone[i] = true;
