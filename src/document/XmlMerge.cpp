@@ -4,6 +4,7 @@
 // and read back before they are kept. A merge of large files so costs a few
 // passes over each, whatever the number of edits.
 
+#include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -151,6 +152,9 @@ public:
     // The file's elements whose removal the plan asks for, which stay as
     // the new defaults' containers (filled in by what they add).
     const std::unordered_set<const void*>& Revived() const { return m_revived; }
+    // The new defaults' empty elements that the file holds with children:
+    // the value each adds, and the file's element.
+    const std::vector<std::pair<size_t, Node>>& Emptied() const { return m_emptied; }
 
     // False with `why` when something cannot be placed.
     bool Run(std::string& why)
@@ -249,8 +253,11 @@ private:
             return true;
         }
         if (found != m_mine.end()) {
-            // An element the file holds with children only, where the new defaults give it text too.
-            if (Added(item) && !Check(m_file.SetNode(found->second, *value), key, why)) {
+            // An element the file holds with children only, where the new
+            // defaults give it text, or nothing (Emptied).
+            if (Added(item) && value->empty()) {
+                m_emptied.emplace_back(item, found->second);
+            } else if (Added(item) && !Check(m_file.SetNode(found->second, *value), key, why)) {
                 return false;
             }
             if (kept) {
@@ -337,7 +344,46 @@ private:
     std::vector<Frame> m_frames;
     Subtree m_subtree;
     std::unordered_set<const void*> m_revived;
+    std::vector<std::pair<size_t, Node>> m_emptied;
 };
+
+// An element the new defaults empty stays the file's container where the
+// merge keeps something in it (what the user changed): the empty value they
+// give it is then no add. False when such an element is not among the
+// file's containers.
+bool KeepsSomething(const Walked& mine, const std::vector<bool>& gone,
+                    const std::vector<std::pair<size_t, Node>>& emptied, MergePlan& plan)
+{
+    std::unordered_map<const void*, size_t> at;
+    for (const auto& element : emptied) {
+        at.emplace(element.second.object, kNoItem);
+    }
+    for (size_t c = 0; c < mine.containers.size(); ++c) {
+        const auto found = at.find(mine.containers[c].node.object);
+        if (found != at.end()) {
+            found->second = c;
+        }
+    }
+    std::unordered_set<size_t> dropped;
+    for (const auto& element : emptied) {
+        const size_t c = at[element.second.object];
+        if (c == kNoItem) {
+            return false;
+        }
+        const std::string prefix = mine.containers[c].path + ".";
+        for (size_t i = mine.containers[c].first;
+             i < mine.reading.size() && mine.reading[i].id.compare(0, prefix.size(), prefix) == 0; ++i) {
+            if (!gone[i] && !mine.nodes[i].attribute) { // an element stays in it: attributes hold no text
+                dropped.insert(element.first);
+                break;
+            }
+        }
+    }
+    plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(),
+                                   [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; }),
+                    plan.adds.end());
+    return true;
+}
 
 } // namespace
 
@@ -377,8 +423,11 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         }
     }
     std::unordered_set<const void*> removed, revived;
+    std::vector<std::pair<size_t, Node>> emptied;
+    std::vector<bool> gone(mine.reading.size(), false);
     for (size_t i : plan.removals) {
         removed.insert(mine.nodes[i].object);
+        gone[i] = true;
     }
     if (!plan.adds.empty()) {
         std::vector<bool> added(theirs.reading.size(), false);
@@ -391,15 +440,13 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             return refuse(why);
         }
         revived = placing.Revived();
+        emptied = placing.Emptied();
     }
     if (!plan.removals.empty()) {
         // An element the new defaults drop with everything in it goes whole,
         // rather than be left empty.
         const Paths kept = PathsOf(theirs);
-        std::vector<bool> gone(mine.reading.size(), false);
-        for (size_t i : plan.removals) {
-            gone[i] = true;
-        }
+        std::vector<bool> whole(mine.reading.size(), false); // removed with an element that holds it
         for (size_t c = 0; c < mine.containers.size(); ++c) {
             const Walked::Container& container = mine.containers[c];
             if (kept.count(container.path) != 0) {
@@ -417,14 +464,14 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             if (tree.RemoveNode(container.node, true, why) != 0) {
                 return refuse(container.path + ": " + why);
             }
-            std::fill(gone.begin() + static_cast<std::ptrdiff_t>(container.first),
-                      gone.begin() + static_cast<std::ptrdiff_t>(end), false);
+            std::fill(whole.begin() + static_cast<std::ptrdiff_t>(container.first),
+                      whole.begin() + static_cast<std::ptrdiff_t>(end), true);
             while (c + 1 < mine.containers.size() && mine.containers[c + 1].path.compare(0, prefix.size(), prefix) == 0) {
                 ++c; // inside it, gone with it
             }
         }
         for (size_t i : plan.removals) {
-            if (!gone[i]) {
+            if (whole[i]) {
                 continue;
             }
             const int status = revived.count(mine.nodes[i].object) != 0 ? tree.SetNode(mine.nodes[i], std::string())
@@ -433,6 +480,9 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
                 return refuse(mine.reading[i].key + ": " + why);
             }
         }
+    }
+    if (!emptied.empty() && !KeepsSomething(mine, gone, emptied, plan)) {
+        return refuse("an element the new defaults empty cannot be found");
     }
     std::string merged;
     if (!tree.Render(file.Text(), merged)) {
