@@ -212,6 +212,8 @@ INSTANTIATE_TEST_SUITE_P(Xml, XmlMerge, testing::Values(
              "<c>\n  <g>\n    <a>5</a>\n  </g>\n</c>\n", ""},
     MergeRow{"EmptiedElementEmptied", "<c>\n  <g k=\"1\">\n    <a>1</a>\n  </g>\n</c>\n", "<c>\n  <g k=\"1\"/>\n</c>\n",
              "<c>\n  <g k=\"1\">\n    <a>1</a>\n  </g>\n</c>\n", "<c>\n  <g k=\"1\">\n  </g>\n</c>\n", ""},
+    MergeRow{"NothingAddedInWhatTheUserRemoved", "<c><a>1</a><if>x</if></c>", "<c><a>2</a><if on=\"1\">x</if></c>",
+             "<c><a>1</a></c>", "<c><a>2</a></c>", ""},
     MergeRow{"RemovedWithItsComments", "<c>\n  <a>1</a>\n  <!-- going -->\n  <old>1</old>\n</c>\n",
              "<c>\n  <a>1</a>\n</c>\n", "<c>\n  <a>1</a>\n  <!-- going -->\n  <old>1</old>\n</c>\n",
              "<c>\n  <a>1</a>\n</c>\n", ""},

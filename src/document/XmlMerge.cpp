@@ -155,6 +155,9 @@ public:
     // The new defaults' empty elements that the file holds with children:
     // the value each adds, and the file's element.
     const std::vector<std::pair<size_t, Node>>& Emptied() const { return m_emptied; }
+    // What the new defaults add inside an element the user removed, which
+    // stays removed: no add.
+    const std::vector<size_t>& Dropped() const { return m_dropped; }
 
     // False with `why` when something cannot be placed.
     bool Run(std::string& why)
@@ -191,7 +194,7 @@ private:
         bool open = false;
         std::string path, key;
         Node node;
-        size_t added = 0;      // its values the merge adds
+        std::vector<size_t> added; // its values the merge adds
         bool itself = true;    // its own value, if any, is one of them
         std::vector<Node> without; // its values the merge does not add (the user removed them)
     };
@@ -206,7 +209,7 @@ private:
             if (path.size() > m_subtree.path.size() && path[m_subtree.path.size()] == '.'
                 && path.compare(0, m_subtree.path.size(), m_subtree.path) == 0) {
                 if (Added(item)) {
-                    ++m_subtree.added;
+                    m_subtree.added.push_back(item);
                 } else if (item != kNoItem) {
                     m_subtree.without.push_back(node);
                 }
@@ -269,7 +272,10 @@ private:
             m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
             return true;
         }
-        m_subtree = Subtree{true, path, key, node, Added(item) ? 1u : 0u, item == kNoItem || Added(item), {}};
+        m_subtree = Subtree{true, path, key, node, {}, item == kNoItem || Added(item), {}};
+        if (Added(item)) {
+            m_subtree.added.push_back(item);
+        }
         return true;
     }
 
@@ -280,12 +286,14 @@ private:
             return true;
         }
         m_subtree.open = false;
-        if (m_subtree.added == 0) {
+        if (m_subtree.added.empty()) {
             return true; // all the user's removals: it stays away
         }
         if (!m_subtree.itself) {
-            why = m_subtree.key + ": the element the user removed comes back with new values inside it";
-            return false;
+            // The user removed the element: what the new defaults add in it
+            // stays away with it.
+            m_dropped.insert(m_dropped.end(), m_subtree.added.begin(), m_subtree.added.end());
+            return true;
         }
         Tree::Piece piece;
         if (!m_updated.PieceOf(m_text, m_subtree.node, m_subtree.without, piece)) {
@@ -345,6 +353,7 @@ private:
     Subtree m_subtree;
     std::unordered_set<const void*> m_revived;
     std::vector<std::pair<size_t, Node>> m_emptied;
+    std::vector<size_t> m_dropped;
 };
 
 // An element the new defaults empty stays the file's container where the
@@ -441,6 +450,12 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         }
         revived = placing.Revived();
         emptied = placing.Emptied();
+        if (!placing.Dropped().empty()) {
+            const std::unordered_set<size_t> dropped(placing.Dropped().begin(), placing.Dropped().end());
+            plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(),
+                                           [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; }),
+                            plan.adds.end());
+        }
     }
     if (!plan.removals.empty()) {
         // An element the new defaults drop with everything in it goes whole,
