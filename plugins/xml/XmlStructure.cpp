@@ -178,8 +178,8 @@ bool IntoChildless(std::string_view original, size_t start, const char* name, st
 
 // The indentation `blanks` had under `from` (its base, then steps of
 // `fromStep`), as it is under `to`: the same number of steps of `toStep`.
-std::string Translated(std::string_view blanks, std::string_view from, std::string_view fromStep, std::string_view to,
-                       std::string_view toStep)
+std::string Translated(std::string_view blanks, std::string_view from, std::string_view fromStep,
+                       std::string_view to, std::string_view toStep)
 {
     std::string out(to);
     if (blanks.substr(0, from.size()) != from) {
@@ -329,7 +329,8 @@ bool XmlDocument::PieceOf(std::string_view original, Node node, const std::vecto
     for (const Node& gone : without) {
         size_t from = 0, to = 0;
         if (gone.attribute) {
-            const pugi::xml_attribute attribute(static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(gone.object)));
+            const pugi::xml_attribute attribute(
+                static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(gone.object)));
             if (!Inside(attribute.name()) || !Inside(attribute.value())
                 || !AttributeRemoval(original, OffsetOf(attribute.name()), OffsetOf(attribute.value()), from, to)) {
                 return false;

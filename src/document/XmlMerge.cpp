@@ -143,8 +143,7 @@ class Placing
 {
 public:
     Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine,
-            const std::unordered_set<const void*>& removed,
-            const std::vector<bool>& added)
+            const std::unordered_set<const void*>& removed, const std::vector<bool>& added)
         : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed), m_added(added)
     {
     }
@@ -240,16 +239,17 @@ private:
             if (kept) {
                 frame.lastAttribute = found->second;
                 for (const auto& pending : frame.pendingAttributes) {
-                    if (!Check(m_file.InsertAttribute(frame.file, found->second, false, pending.first, pending.second,
-                                                      why),
-                               key, why)) {
+                    const int status =
+                        m_file.InsertAttribute(frame.file, found->second, false, pending.first, pending.second, why);
+                    if (!Check(status, key, why)) {
                         return false;
                     }
                 }
                 frame.pendingAttributes.clear();
             } else if (Added(item) && frame.lastAttribute) {
-                return Check(m_file.InsertAttribute(frame.file, frame.lastAttribute, true, LastName(key), *value, why),
-                             key, why);
+                const int status =
+                    m_file.InsertAttribute(frame.file, frame.lastAttribute, true, LastName(key), *value, why);
+                return Check(status, key, why);
             } else if (Added(item)) {
                 frame.pendingAttributes.emplace_back(LastName(key), *value);
             }
@@ -452,9 +452,8 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         emptied = placing.Emptied();
         if (!placing.Dropped().empty()) {
             const std::unordered_set<size_t> dropped(placing.Dropped().begin(), placing.Dropped().end());
-            plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(),
-                                           [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; }),
-                            plan.adds.end());
+            const auto isDropped = [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; };
+            plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(), isDropped), plan.adds.end());
         }
     }
     if (!plan.removals.empty()) {
@@ -481,7 +480,8 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             }
             std::fill(whole.begin() + static_cast<std::ptrdiff_t>(container.first),
                       whole.begin() + static_cast<std::ptrdiff_t>(end), true);
-            while (c + 1 < mine.containers.size() && mine.containers[c + 1].path.compare(0, prefix.size(), prefix) == 0) {
+            while (c + 1 < mine.containers.size()
+                   && mine.containers[c + 1].path.compare(0, prefix.size(), prefix) == 0) {
                 ++c; // inside it, gone with it
             }
         }
