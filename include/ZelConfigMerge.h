@@ -54,12 +54,13 @@ struct Conflict
 // key by key. A value the user left as the old defaults had it takes the
 // new defaults' value; a value the user changed stays. A key the new
 // defaults add is added where they have it, after the key that precedes
-// it there (at its block's or element's end where the file lacks that
-// one), with the comment lines directly above it, in the file's style; a
-// block the new defaults add comes with its header and comments. A key the
-// new defaults remove goes, unless the user changed it; a key the user added
-// or removed stays so. A key both changed, each otherwise, is a conflict: the
-// user's value stays and the key is listed in `conflicts`.
+// it there (else before the one that follows it, else at its block's or
+// element's end), with the comment lines directly above it, in the file's
+// style; a block the new defaults add comes with its header and comments,
+// an element whole. A key the new defaults remove goes, with its comments,
+// unless the user changed it; a key the user added or removed stays so. A
+// key both changed, each otherwise, is a conflict: the user's value stays
+// and the key is listed in `conflicts`.
 //
 // The edits are made to `file` as its own edits are, all of them or none:
 // the caller saves it (one lock, one save). Every line the merge does not

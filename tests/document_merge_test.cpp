@@ -31,6 +31,15 @@ std::string Listed(const std::vector<zelconfig::Conflict>& conflicts)
     return text;
 }
 
+// The text with CR LF line ends.
+std::string Crlf(std::string text)
+{
+    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
+        text.replace(at, 1, "\r\n");
+    }
+    return text;
+}
+
 template <class Doc>
 void CheckMerge(const MergeRow& row, Doc old, Doc updated, Doc file)
 {
@@ -64,17 +73,11 @@ TEST_P(CfgMerge, BecomesTheMergedFile)
 // In LF and CR LF alike.
 TEST_P(CfgMerge, KeepsCrlfLineEnds)
 {
-    const auto crlf = [](std::string text) {
-        for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
-            text.replace(at, 1, "\r\n");
-        }
-        return text;
-    };
     MergeRow row = GetParam();
-    row.old = crlf(row.old);
-    row.updated = crlf(row.updated);
-    row.file = crlf(row.file);
-    row.merged = crlf(row.merged);
+    row.old = Crlf(row.old);
+    row.updated = Crlf(row.updated);
+    row.file = Crlf(row.file);
+    row.merged = Crlf(row.merged);
     CheckMerge(row, Document(), Document(), Document());
 }
 
@@ -181,9 +184,69 @@ INSTANTIATE_TEST_SUITE_P(Xml, XmlMerge, testing::Values(
     MergeRow{"Conflict", "<c><port>80</port></c>", "<c><port>8080</port></c>", "<c><port>81</port></c>", "",
              "port: yours 81, new 8080, old 80\n"},
     MergeRow{"RepeatedElementsByIndex", "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s><s>d</s></c>",
-             "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s>\n  <s>d</s>\n</c>", ""},
+             "<c><s>a</s><s>b</s></c>", "<c><s>a</s><s>c</s><s>d</s></c>", ""},
     MergeRow{"OnlyRespacedChangesNothing", "<c><a>1</a><b x=\"2\"/></c>", "<c>\n <b x='2' />\n <a>1</a>\n</c>",
-             "<c><a>1</a><b x=\"2\"/></c>", "", ""}));
+             "<c><a>1</a><b x=\"2\"/></c>", "", ""},
+    // What NEW adds goes beside the neighbour it has there, with the
+    // comments directly above it, indented as FILE indents.
+    MergeRow{"AddedAfterItsNeighbourWithItsComments", "<c>\n  <a>1</a>\n  <b>2</b>\n</c>\n",
+             "<c>\n  <a>1</a>\n  <!-- not this one -->\n\n  <!-- seconds -->\n  <!-- to wait -->\n  <t>5</t>\n"
+             "  <b>2</b>\n</c>\n",
+             "<c>\n\t<b>2</b>\n\t<a>1</a> <!-- mine -->\n</c>\n",
+             "<c>\n\t<b>2</b>\n\t<a>1</a> <!-- mine -->\n\t<!-- seconds -->\n\t<!-- to wait -->\n\t<t>5</t>\n</c>\n", ""},
+    MergeRow{"AddedFirstGoesBeforeItsNeighbourAndItsComments", "<c>\n  <a>1</a>\n</c>",
+             "<c>\n  <m>x</m>\n  <a>1</a>\n</c>", "<c>\n    <!-- about a -->\n    <a>1</a>\n</c>",
+             "<c>\n    <m>x</m>\n    <!-- about a -->\n    <a>1</a>\n</c>", ""},
+    MergeRow{"ContainersAreNeighboursToo", "<c><g><x>1</x></g><h><y>2</y></h></c>",
+             "<c><g><x>1</x></g><n>3</n><h><y>2</y></h></c>", "<c><h><y>2</y></h><g><x>1</x></g></c>",
+             "<c><h><y>2</y></h><g><x>1</x></g><n>3</n></c>", ""},
+    MergeRow{"AddedWithoutNeighboursAtTheParentsEnd", "<c>\n  <g>\n    <x>1</x>\n  </g>\n</c>\n",
+             "<c>\n  <g>\n    <x>1</x>\n    <y>2</y>\n  </g>\n</c>\n",
+             "<c>\n  <g>\n    <mine>0</mine>\n  </g>\n</c>\n",
+             "<c>\n  <g>\n    <mine>0</mine>\n    <y>2</y>\n  </g>\n</c>\n", ""},
+    MergeRow{"NewSubtreeInOnePieceReindented", "<c>\n  <a>1</a>\n</c>\n",
+             "<c>\n  <a>1</a>\n  <!-- how to get there -->\n  <route kind=\"static\">\n    <via>x</via>\n"
+             "    <metric>\n      <hops>2</hops>\n    </metric>\n  </route>\n</c>\n",
+             "<c>\n\t<a>2</a>\n</c>\n",
+             "<c>\n\t<a>2</a>\n\t<!-- how to get there -->\n\t<route kind=\"static\">\n\t\t<via>x</via>\n"
+             "\t\t<metric>\n\t\t\t<hops>2</hops>\n\t\t</metric>\n\t</route>\n</c>\n", ""},
+    MergeRow{"NewSubtreeIntoAnUnindentedFile", "<c><a>1</a></c>", "<c>\n  <a>1</a>\n  <r>\n    <v>x</v>\n  </r>\n</c>",
+             "<c><a>1</a></c>\n", "<c><a>1</a><r>\n  <v>x</v>\n</r></c>\n", ""},
+    MergeRow{"NewSubtreeWithoutWhatTheUserRemoved", "<c>\n  <r>\n    <a>1</a>\n  </r>\n</c>\n",
+             "<c>\n  <r>\n    <a>1</a>\n    <b>2</b>\n  </r>\n</c>\n", "<c>\n</c>\n",
+             "<c>\n  <r>\n    <b>2</b>\n  </r>\n</c>\n", ""},
+    MergeRow{"AttributeAfterItsNeighbour", "<c><if name=\"a\" speed=\"2\"/></c>",
+             "<c><if name=\"a\" mtu=\"1500\" speed=\"2\"/></c>", "<c><if speed='2' name='a'/></c>",
+             "<c><if speed='2' name='a' mtu='1500'/></c>", ""},
+    MergeRow{"AttributeBeforeItsNeighbour", "<c><if name=\"a\"/></c>", "<c><if mtu=\"1\" name=\"a\"/></c>",
+             "<c><if name='a'>x</if></c>", "<c><if mtu='1' name='a'>x</if></c>", ""},
+    MergeRow{"AttributeAndChildOfOneElement", "<c>\n  <if/>\n</c>", "<c>\n  <if on=\"1\">\n    <mtu>9</mtu>\n  </if>\n</c>",
+             "<c>\n  <if/>\n</c>", "<c>\n  <if on=\"1\">\n    <mtu>9</mtu>\n  </if>\n</c>", ""},
+    MergeRow{"RemovedWithItsAttributes", "<c>\n  <if name=\"a\"/>\n  <if name=\"b\"><m>1</m></if>\n</c>\n",
+             "<c>\n  <if name=\"a\"/>\n</c>\n", "<c>\n  <if name=\"a\"/>\n  <if name=\"b\"><m>1</m></if>\n</c>\n",
+             "<c>\n  <if name=\"a\"/>\n</c>\n", ""},
+    MergeRow{"EmptiedElementKeepsWhatTheUserChanged", "<c>\n  <g>\n    <a>1</a>\n    <b>2</b>\n  </g>\n</c>\n",
+             "<c>\n  <g/>\n</c>\n", "<c>\n  <g>\n    <a>5</a>\n    <b>2</b>\n  </g>\n</c>\n",
+             "<c>\n  <g>\n    <a>5</a>\n  </g>\n</c>\n", ""},
+    MergeRow{"EmptiedElementEmptied", "<c>\n  <g k=\"1\">\n    <a>1</a>\n  </g>\n</c>\n", "<c>\n  <g k=\"1\"/>\n</c>\n",
+             "<c>\n  <g k=\"1\">\n    <a>1</a>\n  </g>\n</c>\n", "<c>\n  <g k=\"1\">\n  </g>\n</c>\n", ""},
+    MergeRow{"NothingAddedInWhatTheUserRemoved", "<c><a>1</a><if>x</if></c>", "<c><a>2</a><if on=\"1\">x</if></c>",
+             "<c><a>1</a></c>", "<c><a>2</a></c>", ""},
+    MergeRow{"RemovedWithItsComments", "<c>\n  <a>1</a>\n  <!-- going -->\n  <old>1</old>\n</c>\n",
+             "<c>\n  <a>1</a>\n</c>\n", "<c>\n  <a>1</a>\n  <!-- going -->\n  <old>1</old>\n</c>\n",
+             "<c>\n  <a>1</a>\n</c>\n", ""},
+    MergeRow{"ManyEditsOnce", "<c><a>1</a><b>2</b><c>3</c><d>4</d></c>", "<c><a>5</a><n>0</n><c>7</c><d>4</d></c>",
+             "<c><a>1</a><b>2</b><c>9</c><d>4</d></c>", "<c><a>5</a><n>0</n><c>9</c><d>4</d></c>",
+             "c: yours 9, new 7, old 3\n"}));
+
+// In CR LF too, whatever line ends NEW has.
+TEST_P(XmlMerge, KeepsCrlfLineEnds)
+{
+    MergeRow row = GetParam();
+    row.file = Crlf(row.file);
+    row.merged = Crlf(row.merged);
+    CheckMerge(row, zelconfig::XmlDocument(), zelconfig::XmlDocument(), zelconfig::XmlDocument());
+}
 
 struct CompareRow
 {

@@ -2,7 +2,9 @@
 // its index, elements and attributes added and removed. Each row runs in
 // four layouts (LF and CR LF line ends, indented with spaces and with tabs)
 // and checks the whole file after it: the bytes of the change, and that every
-// other byte stayed.
+// other byte stayed. Then the tree's own edits by node, which a merge makes.
+#include <functional>
+#include <map>
 #include <tuple>
 #include <vector>
 
@@ -10,6 +12,7 @@
 
 #include "RunTool.h"
 #include "TestFiles.h"
+#include "XmlDocument.h"
 
 namespace {
 
@@ -240,5 +243,105 @@ INSTANTIATE_TEST_SUITE_P(Zelcfg, EditTable, testing::Combine(testing::Values(
     [](const testing::TestParamInfo<EditTable::ParamType>& row) {
         return std::string(std::get<0>(row.param).name) + "_" + std::get<1>(row.param).name;
     });
+
+// The tree's edits by node, as a merge makes them: any number recorded,
+// then one render, which must change exactly the bytes of the edits.
+using Tree = zelconfig::xml::XmlDocument;
+using Nodes = std::map<std::string, Tree::Node>; // every element and attribute by its key
+
+struct NodeEditRow
+{
+    const char* name;
+    std::string file;
+    std::function<int(Tree&, const Nodes&, std::string&)> edit; // 0 when every edit was recorded
+    std::string rendered;
+};
+
+void PrintTo(const NodeEditRow& row, std::ostream* os)
+{
+    *os << row.name;
+}
+
+using NodeEdits = testing::TestWithParam<NodeEditRow>;
+
+TEST_P(NodeEdits, RenderOnce)
+{
+    const NodeEditRow& row = GetParam();
+    Tree tree;
+    zelconfig::xml::XmlError error;
+    ASSERT_EQ(tree.LoadBuffer(row.file.data(), row.file.size(), error), 0) << error.description;
+    tree.SetKeyStyle(zelconfig::xml::KeyStyle::kIndexed);
+    Nodes nodes;
+    tree.ForEachNode([&nodes](const std::string& key, const std::string*, Tree::Node node) { nodes[key] = node; });
+    std::string why, out;
+    ASSERT_EQ(row.edit(tree, nodes, why), 0) << why;
+    ASSERT_TRUE(tree.Render(row.file, out));
+    EXPECT_EQ(out, row.rendered);
+}
+
+// A piece as another file, indented by two spaces, has it.
+Tree::Piece TwoSpaced(std::string text, std::string indent = "  ")
+{
+    return Tree::Piece{std::move(text), std::move(indent), "  "};
+}
+
+const std::string kNodes = "<c>\n"
+                           "\t<a x='1'>1</a>\n"
+                           "\t<!-- about b -->\n"
+                           "\t<b>2</b>\n"
+                           "\t<log/>\n"
+                           "</c>\n";
+
+INSTANTIATE_TEST_SUITE_P(Tree, NodeEdits, testing::Values(
+    NodeEditRow{"SetRemoveAndInsertAtOnce", kNodes, [](Tree& tree, const Nodes& nodes, std::string& why) {
+                    return tree.SetNode(nodes.at("a"), "9") + tree.RemoveNode(nodes.at("b"), true, why)
+                           + tree.Insert(nodes.at("a"), Tree::Where::kAfter, {TwoSpaced("<n>\n    <m/>\n  </n>")}, why);
+                },
+                "<c>\n\t<a x='1'>9</a>\n\t<n>\n\t\t<m/>\n\t</n>\n\t<log/>\n</c>\n"},
+    NodeEditRow{"InsertBeforeGoesAboveTheComments", kNodes, [](Tree& tree, const Nodes& nodes, std::string& why) {
+                    return tree.Insert(nodes.at("b"), Tree::Where::kBefore, {TwoSpaced("<n/>"), TwoSpaced("<o/>")}, why);
+                },
+                "<c>\n\t<a x='1'>1</a>\n\t<n/>\n\t<o/>\n\t<!-- about b -->\n\t<b>2</b>\n\t<log/>\n</c>\n"},
+    NodeEditRow{"InsertIntoSelfClosingWithAnAttribute", kNodes, [](Tree& tree, const Nodes& nodes, std::string& why) {
+                    return tree.InsertAttribute(nodes.at("log"), Tree::Node{}, true, "on", "1", why)
+                           + tree.Insert(nodes.at("log"), Tree::Where::kInto, {TwoSpaced("<n/>"), TwoSpaced("<o/>")}, why);
+                },
+                "<c>\n\t<a x='1'>1</a>\n\t<!-- about b -->\n\t<b>2</b>\n\t<log on=\"1\">\n\t\t<n/>\n\t\t<o/>\n\t</log>\n</c>\n"},
+    NodeEditRow{"ValuesKeepTheirBlanks", kNodes, [](Tree& tree, const Nodes& nodes, std::string& why) {
+                    return tree.Insert(nodes.at("b"), Tree::Where::kAfter,
+                                       {TwoSpaced("<n v='a\n    b'>\n    <t>x\n    y</t>\n    <![CDATA[>\n    <]]>\n  </n>")},
+                                       why);
+                },
+                "<c>\n\t<a x='1'>1</a>\n\t<!-- about b -->\n\t<b>2</b>\n\t<n v='a\n    b'>\n\t\t<t>x\n    y</t>\n"
+                "\t\t<![CDATA[>\n    <]]>\n\t</n>\n\t<log/>\n</c>\n"},
+    NodeEditRow{"AttributesBesideTheirNeighbour", kNodes, [](Tree& tree, const Nodes& nodes, std::string& why) {
+                    return tree.InsertAttribute(nodes.at("a"), nodes.at("a.x"), true, "y", "2", why)
+                           + tree.InsertAttribute(nodes.at("a"), nodes.at("a.x"), false, "w", "0", why);
+                },
+                "<c>\n\t<a w='0' x='1' y='2'>1</a>\n\t<!-- about b -->\n\t<b>2</b>\n\t<log/>\n</c>\n"},
+    NodeEditRow{"DiscardForgetsEveryEdit", kNodes, [](Tree& tree, const Nodes& nodes, std::string& why) {
+                    const int status = tree.SetNode(nodes.at("a"), "9") + tree.RemoveNode(nodes.at("b"), false, why);
+                    tree.Discard();
+                    return status;
+                },
+                kNodes}));
+
+// A piece of a file: the element with the comments directly above it, and
+// without what is cut out of it.
+TEST(NodeEdits, PieceOfTakesTheCommentsAboveAndLeavesOutWhatIsCut)
+{
+    const std::string text = "<c>\n  <!-- far -->\n\n  <!-- near -->\n  <r k=\"1\" j=\"2\">\n    <a>1</a>\n"
+                             "    <b>2</b>\n  </r>\n</c>\n";
+    Tree tree;
+    zelconfig::xml::XmlError error;
+    ASSERT_EQ(tree.LoadBuffer(text.data(), text.size(), error), 0);
+    Nodes nodes;
+    tree.ForEachNode([&nodes](const std::string& key, const std::string*, Tree::Node node) { nodes[key] = node; });
+    Tree::Piece piece;
+    ASSERT_TRUE(tree.PieceOf(text, nodes.at("r"), {nodes.at("r.a"), nodes.at("r.j")}, piece));
+    EXPECT_EQ(piece.text, "<!-- near -->\n  <r k=\"1\">\n    <b>2</b>\n  </r>");
+    EXPECT_EQ(piece.indent, "  ");
+    EXPECT_EQ(piece.step, "  ");
+}
 
 } // namespace

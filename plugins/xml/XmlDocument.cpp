@@ -197,6 +197,7 @@ int XmlDocument::Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlErr
     m_index.clear();
     m_changed.clear();
     m_structure.clear();
+    m_stepKnown = false;
     m_root = doc->document_element();
     m_doc = std::move(doc);
     m_buffer = std::move(buffer);
@@ -710,6 +711,23 @@ int XmlDocument::Remove(const std::string& key, std::string& why, bool all)
 
 void XmlDocument::ForEach(const std::function<void(const std::string&, const std::string&)>& visit) const
 {
+    Walk([&visit](const std::string& key, const std::string* value, Node) {
+        if (value != nullptr) {
+            visit(key, *value);
+        }
+    });
+}
+
+void XmlDocument::ForEachNode(
+    const std::function<void(const std::string& key, const std::string* value, Node node)>& visit) const
+{
+    Walk(visit);
+}
+
+// visit(key, value or null, node) for every element and attribute, in ForEach's order.
+template <class Visit>
+void XmlDocument::Walk(Visit&& visit) const
+{
     if (!m_doc) {
         return;
     }
@@ -741,7 +759,9 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
                 const auto changed = m_changed.find(attribute.internal_object());
                 key.resize(prefix);
                 AppendKeyName(key, attribute.name());
-                visit(key, changed != m_changed.end() ? changed->second.value : std::string(attribute.value()));
+                const std::string value =
+                    changed != m_changed.end() ? changed->second.value : std::string(attribute.value());
+                visit(key, &value, Node{attribute.internal_object(), true});
             }
         }
         key.resize(prefix);
@@ -763,7 +783,10 @@ void XmlDocument::ForEach(const std::function<void(const std::string&, const std
         const bool text =
             Survey(frame.element, elements, only) || m_changed.count(frame.element.internal_object()) != 0;
         if (text || elements == 0) {
-            visit(key, TextOf(frame.element));
+            const std::string value = TextOf(frame.element);
+            visit(key, &value, Node{frame.element.internal_object(), false});
+        } else {
+            visit(key, nullptr, Node{frame.element.internal_object(), false});
         }
         key += '.';
         expand(frame.element, elements, only);

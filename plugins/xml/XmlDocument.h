@@ -155,6 +155,65 @@ public:
     // parts joined (JoinedKey).
     int Remove(const std::string& key, std::string& why, bool all = false);
 
+    // Edits by node, for a merge that matches values across files once, by
+    // their keys, and then edits what it found without looking a key up
+    // again: any number of them recorded, the file rendered once.
+    //
+    // One element or attribute of the tree; none when `object` is null.
+    struct Node
+    {
+        const void* object = nullptr;
+        bool attribute = false;
+        explicit operator bool() const { return object != nullptr; }
+    };
+    // ForEach's walk, in its order, with every element besides (`value` null
+    // for one that holds no value of its own: child elements and no text)
+    // and the node of each.
+    void ForEachNode(
+        const std::function<void(const std::string& key, const std::string* value, Node node)>& visit) const;
+    // The root element.
+    Node Root() const { return Node{m_root.internal_object(), false}; }
+    // Gives the element or attribute the value, as Set does: 0, or 7 for a
+    // value XML cannot hold.
+    int SetNode(Node node, const std::string& value);
+    // Removes the element or attribute as Remove does; an element with the
+    // comments directly above it too (each first on its line, no blank line
+    // between) when `withComments`: 0, or kEditRefused with `why`.
+    int RemoveNode(Node node, bool withComments, std::string& why);
+    // An element copied from another file for Insert: its bytes, comments
+    // directly above it first, and that file's indentation of the line it
+    // starts on and its indentation step, which Insert turns into this file's.
+    struct Piece
+    {
+        std::string text, indent, step;
+    };
+    // The element as a Piece of `original`, the text this document was
+    // loaded from, with the comments directly above it as RemoveNode takes
+    // them, and without the elements and attributes `without` inside it (the
+    // bytes RemoveNode would take): false when they cannot be found.
+    bool PieceOf(std::string_view original, Node element, const std::vector<Node>& without, Piece& piece) const;
+    // Where Insert puts pieces: after an element, before it (and the
+    // comments directly above it), or at the end of an element's content.
+    enum class Where
+    {
+        kAfter,
+        kBefore,
+        kInto,
+    };
+    // Records the pieces as new markup, in order, each re-indented to this
+    // file's style: after or before the element `at`, each on a line of its
+    // own at `at`'s indentation (beside it, with no blanks, when `at` shares
+    // its line with other markup), or into `at` as Add places new elements:
+    // 0, or kEditRefused with `why`.
+    int Insert(Node at, Where where, std::vector<Piece> pieces, std::string& why);
+    // Records a new attribute of the element: after the attribute `near`
+    // (before it unless `after`), in its quotes, or, without `near`, as
+    // SetAttribute adds one: 0, 7, or kEditRefused with `why`.
+    int InsertAttribute(Node element, Node near, bool after, const std::string& name, const std::string& value,
+                        std::string& why);
+    // Forgets every edit recorded: the tree renders as loaded again.
+    void Discard();
+
     // The file's bytes with the changed values replaced; `original` must be
     // the bytes the document was loaded from. False when they do not fit.
     bool Render(std::string_view original, std::string& out) const;
@@ -195,11 +254,18 @@ private:
     // An edit that adds or removes markup, on the node it starts from.
     struct Structure
     {
-        enum Kind { kRemove, kAddAttribute, kAddElements } kind;
+        enum Kind { kRemove, kAddAttribute, kAddElements, kInsert } kind;
         const void* node;       // kRemove: the element or attribute; else the element added to
         bool attribute = false; // kRemove: `node` is an attribute
         std::vector<std::string> elements; // kAddElements: the new elements, outermost first
         std::string name, value; // the new attribute (innermost new element), or the new text
+        // kInsert: where the pieces go, relative to `node`.
+        Where where = Where::kInto;
+        std::vector<Piece> pieces = {};
+        // kAddAttribute: the attribute it goes beside (null: after the last one).
+        const void* near = nullptr;
+        bool after = true;
+        bool comments = false; // kRemove: the comments directly above the element go too
     };
     struct Change
     {
@@ -208,6 +274,13 @@ private:
     };
 
     int Adopt(std::unique_ptr<char, Buffer> buffer, size_t size, XmlError& error);
+    template <class Visit>
+    void Walk(Visit&& visit) const;
+    // Where the element starts in the text, with the comments directly above it.
+    size_t CommentsAbove(std::string_view original, pugi::xml_node element) const;
+    bool PieceEdits(std::string_view original, const Structure& change, std::string_view step,
+                    std::vector<Edit>& edits) const;
+    bool AttributeInsertEdits(std::string_view original, const Structure& change, std::vector<Edit>& edits) const;
     template <class Visit>
     bool ForEachMatch(std::string_view key, Visit&& visit) const;
     // One level of ForEachMatch's walk: the children `part` names of `one` (of
@@ -295,6 +368,9 @@ private:
     bool m_hasLoaded = false;
     // Declared in an encoding other than UTF-8: ASCII only.
     bool m_asciiOnly = false;
+    // This file's indentation step, for PieceOf: found once.
+    mutable std::string m_step;
+    mutable bool m_stepKnown = false;
     // Where the first NUL byte stands: the parser reads no further.
     size_t m_nul = std::string_view::npos;
 };

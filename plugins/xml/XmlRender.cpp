@@ -196,14 +196,17 @@ bool XmlDocument::Render(std::string_view original, std::string& out) const
             return false;
         }
     }
-    // Stable: insertions at one place keep the order they were asked in.
-    std::stable_sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.begin < b.begin; });
+    // By place; at one place the insertions first, in the order they were
+    // asked in, then what replaces or removes bytes there.
+    std::stable_sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) {
+        return a.begin != b.begin ? a.begin < b.begin : (a.end == a.begin) > (b.end == b.begin);
+    });
     out.clear();
     out.reserve(original.size());
     size_t done = 0, removed = 0;
     for (const Edit& edit : edits) {
-        if (edit.begin < removed && !edit.removes) {
-            continue; // inside a removed element
+        if (edit.begin < removed && (!edit.removes || edit.end <= removed)) {
+            continue; // inside a removed element: an attribute removed with it too
         }
         if (edit.begin < done || edit.end < edit.begin || edit.end > original.size()) {
             return false;

@@ -176,7 +176,316 @@ bool IntoChildless(std::string_view original, size_t start, const char* name, st
     return true;
 }
 
+// The indentation `blanks` had under `from` (its base, then steps of
+// `fromStep`), as it is under `to`: the same number of steps of `toStep`.
+std::string Translated(std::string_view blanks, std::string_view from, std::string_view fromStep,
+                       std::string_view to, std::string_view toStep)
+{
+    std::string out(to);
+    if (blanks.substr(0, from.size()) != from) {
+        return out; // shallower than the piece's first line: no nesting goes there
+    }
+    blanks.remove_prefix(from.size());
+    while (!fromStep.empty() && blanks.substr(0, fromStep.size()) == fromStep) {
+        blanks.remove_prefix(fromStep.size());
+        out += toStep;
+    }
+    out += blanks;
+    return out;
+}
+
+// A piece copied from another file as this file lays it out: its line ends
+// this file's, and the indentation of each line that starts with markup
+// after markup, or inside a tag, moved from under the piece's base to under
+// `base` in this file's step. Text, attribute values, comments, CDATA
+// sections and instructions keep their blanks: they may be values.
+std::string Reindented(const XmlDocument::Piece& piece, std::string_view base, std::string_view step,
+                       std::string_view lineEnd)
+{
+    const std::string_view text = piece.text;
+    std::string out;
+    out.reserve(text.size() + text.size() / 8);
+    std::string_view close; // what ends the comment, CDATA section or instruction we are in
+    bool inTag = false;
+    char quote = 0, solid = 0; // the last byte but a blank outside those
+    for (size_t i = 0; i < text.size();) {
+        const char c = text[i];
+        const bool crlf = c == '\r' && i + 1 < text.size() && text[i + 1] == '\n';
+        if (c == '\n' || crlf) {
+            out += lineEnd;
+            i += crlf ? 2 : 1;
+            size_t end = i;
+            while (end < text.size() && (text[end] == ' ' || text[end] == '\t')) {
+                ++end;
+            }
+            if (close.empty() && quote == 0 && (inTag || (solid == '>' && end < text.size() && text[end] == '<'))) {
+                out += Translated(text.substr(i, end - i), piece.indent, piece.step, base, step);
+                i = end;
+            }
+            continue;
+        }
+        if (!close.empty()) {
+            if (text.substr(i, close.size()) == close) {
+                out += close;
+                i += close.size();
+                close = std::string_view();
+                solid = '>';
+                continue;
+            }
+        } else if (inTag) {
+            if (quote != 0) {
+                quote = c == quote ? 0 : quote;
+            } else if (c == '"' || c == '\'') {
+                quote = c;
+            } else if (c == '>') {
+                inTag = false;
+            }
+        } else if (c == '<') {
+            const std::string_view rest = text.substr(i);
+            close = rest.substr(0, 4) == "<!--" ? "-->" : rest.substr(0, 9) == "<![CDATA[" ? "]]>"
+                  : rest.substr(0, 2) == "<?"   ? "?>" : "";
+            if (close.empty()) {
+                inTag = true;
+            } else {
+                const size_t open = close == "-->" ? 4 : close == "]]>" ? 9 : 2;
+                out += rest.substr(0, open);
+                i += open;
+                continue;
+            }
+        }
+        if (c != ' ' && c != '\t') {
+            solid = c;
+        }
+        out += c;
+        ++i;
+    }
+    return out;
+}
+
 } // namespace
+
+// Where the element starts, or the first of the comments directly above it:
+// each a node of its own, first on its line, with one line end and blanks
+// only before the next.
+size_t XmlDocument::CommentsAbove(std::string_view original, pugi::xml_node element) const
+{
+    size_t start = OffsetOf(element.name()) - 1;
+    if (!layout::FirstOnLine(original, start)) {
+        return start;
+    }
+    for (pugi::xml_node node = element.previous_sibling(); node && node.type() == pugi::node_comment;
+         node = node.previous_sibling()) {
+        if (!Inside(node.value()) || OffsetOf(node.value()) < 4) {
+            break;
+        }
+        const size_t begin = OffsetOf(node.value()) - 4;
+        const size_t end = original.find("-->", begin + 4);
+        if (end == kNone || end + 3 > start || original.substr(begin, 4) != "<!--"
+            || !layout::FirstOnLine(original, begin)) {
+            break;
+        }
+        const std::string_view gap = original.substr(end + 3, start - end - 3);
+        if (gap.find_first_not_of(" \t\r\n") != kNone || std::count(gap.begin(), gap.end(), '\n') != 1) {
+            break;
+        }
+        start = begin;
+    }
+    return start;
+}
+
+int XmlDocument::SetNode(Node node, const std::string& value)
+{
+    if (!ValueHoldable(value)) {
+        return kStatusNotHoldable;
+    }
+    m_changed[node.object] = Change{node.attribute, value};
+    return 0;
+}
+
+int XmlDocument::RemoveNode(Node node, bool withComments, std::string& why)
+{
+    if (!MarkupEditable(why)) {
+        return kEditRefused;
+    }
+    Structure removal{Structure::kRemove, node.object, node.attribute, {}, {}, {}};
+    removal.comments = withComments;
+    m_structure.push_back(std::move(removal));
+    return 0;
+}
+
+bool XmlDocument::PieceOf(std::string_view original, Node node, const std::vector<Node>& without, Piece& piece) const
+{
+    const pugi::xml_node element(static_cast<pugi::xml_node_struct*>(const_cast<void*>(node.object)));
+    if (node.attribute || !element || !Inside(element.name()) || original.size() != m_size) {
+        return false;
+    }
+    const size_t start = OffsetOf(element.name()) - 1;
+    const size_t end = layout::ElementEnd(original, start);
+    if (end == kNone) {
+        return false;
+    }
+    const size_t first = CommentsAbove(original, element);
+    std::vector<std::pair<size_t, size_t>> cuts;
+    for (const Node& gone : without) {
+        size_t from = 0, to = 0;
+        if (gone.attribute) {
+            const pugi::xml_attribute attribute(
+                static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(gone.object)));
+            if (!Inside(attribute.name()) || !Inside(attribute.value())
+                || !AttributeRemoval(original, OffsetOf(attribute.name()), OffsetOf(attribute.value()), from, to)) {
+                return false;
+            }
+        } else {
+            const pugi::xml_node inner(static_cast<pugi::xml_node_struct*>(const_cast<void*>(gone.object)));
+            if (!Inside(inner.name()) || !ElementRemoval(original, OffsetOf(inner.name()) - 1, from, to)) {
+                return false;
+            }
+        }
+        cuts.emplace_back(std::max(from, first), std::min(to, end));
+    }
+    std::sort(cuts.begin(), cuts.end());
+    piece.text.clear();
+    size_t done = first;
+    for (const auto& cut : cuts) {
+        if (cut.first >= done) {
+            piece.text.append(original.substr(done, cut.first - done));
+        }
+        done = std::max(done, cut.second);
+    }
+    piece.text.append(original.substr(done, end - std::min(done, end)));
+    piece.indent = std::string(layout::Indentation(original, first));
+    if (!m_stepKnown) {
+        m_step = std::string(StepOf(original, m_root, m_buffer.get()));
+        m_stepKnown = true;
+    }
+    piece.step = m_step;
+    return true;
+}
+
+int XmlDocument::Insert(Node at, Where where, std::vector<Piece> pieces, std::string& why)
+{
+    if (!MarkupEditable(why)) {
+        return kEditRefused;
+    }
+    const pugi::xml_node element(static_cast<pugi::xml_node_struct*>(const_cast<void*>(at.object)));
+    if (at.attribute || !element) {
+        why = "new elements go beside or into an element";
+        return kEditRefused;
+    }
+    if (where == Where::kInto && HoldsText(element)) {
+        why = std::string(element.name()) + " holds text, which a new element beside it would join";
+        return kEditRefused;
+    }
+    Structure change{Structure::kInsert, at.object, false, {}, {}, {}};
+    change.where = where;
+    change.pieces = std::move(pieces);
+    m_structure.push_back(std::move(change));
+    return 0;
+}
+
+int XmlDocument::InsertAttribute(Node element, Node near, bool after, const std::string& name,
+                                 const std::string& value, std::string& why)
+{
+    if (!ValueHoldable(value)) {
+        return kStatusNotHoldable;
+    }
+    if (!MarkupEditable(why)) {
+        return kEditRefused;
+    }
+    if (element.attribute || !element || !IsXmlName(name) || near.object == element.object) {
+        why = name + ": no attribute of an element";
+        return kEditRefused;
+    }
+    Structure change{Structure::kAddAttribute, element.object, false, {}, name, value};
+    change.near = near.object;
+    change.after = after;
+    m_structure.push_back(std::move(change));
+    return 0;
+}
+
+void XmlDocument::Discard()
+{
+    m_changed.clear();
+    m_structure.clear();
+}
+
+// The pieces Insert recorded, as one edit at their place.
+bool XmlDocument::PieceEdits(std::string_view original, const Structure& change, std::string_view step,
+                             std::vector<Edit>& edits) const
+{
+    const pugi::xml_node at(static_cast<pugi::xml_node_struct*>(const_cast<void*>(change.node)));
+    const size_t start = OffsetOf(at.name()) - 1;
+    const std::string_view lineEnd = layout::LineEnd(original);
+    std::string text;
+    if (change.where == Where::kInto) {
+        const std::string outer(layout::Indentation(original, start));
+        Placement place{kNone, kNone, {}, outer + std::string(step), {}};
+        if (!IntoChildless(original, start, at.name(), lineEnd, outer, place)) {
+            return false;
+        }
+        text = place.before;
+        for (size_t i = 0; i < change.pieces.size(); ++i) {
+            text += (i > 0 ? std::string(lineEnd) : std::string()) + place.indent;
+            text += Reindented(change.pieces[i], place.indent, step, lineEnd);
+        }
+        edits.push_back(Edit{place.from, place.to, text + place.after});
+        return true;
+    }
+    const bool after = change.where == Where::kAfter;
+    const size_t first = after ? start : CommentsAbove(original, at);
+    const bool own = layout::FirstOnLine(original, first);
+    const std::string base(layout::Indentation(original, first));
+    for (const Piece& piece : change.pieces) {
+        if (own && after) {
+            text += std::string(lineEnd) + base;
+        } else if (own) {
+            text += base;
+        }
+        text += Reindented(piece, base, step, lineEnd);
+        if (own && !after) {
+            text += lineEnd;
+        }
+    }
+    size_t from = first;
+    if (after) {
+        const size_t end = layout::ElementEnd(original, start);
+        if (end == kNone) {
+            return false;
+        }
+        from = own ? layout::SkipTrailers(original, end) : end;
+    } else if (own) {
+        from = layout::LineStart(original, first);
+    }
+    edits.push_back(Edit{from, from, text});
+    return true;
+}
+
+// A new attribute beside the one InsertAttribute named, in its quotes.
+bool XmlDocument::AttributeInsertEdits(std::string_view original, const Structure& change,
+                                       std::vector<Edit>& edits) const
+{
+    const pugi::xml_attribute near(static_cast<pugi::xml_attribute_struct*>(const_cast<void*>(change.near)));
+    if (!Inside(near.name()) || !Inside(near.value()) || OffsetOf(near.value()) == 0) {
+        return false;
+    }
+    const size_t value = OffsetOf(near.value());
+    const char quote = original[value - 1];
+    if (quote != '"' && quote != '\'') {
+        return false;
+    }
+    const std::string text = change.name + "=" + quote + EscapeAttribute(change.value, quote) + quote;
+    if (!change.after) {
+        const size_t at = OffsetOf(near.name());
+        edits.push_back(Edit{at, at, text + " "});
+        return true;
+    }
+    const size_t close = original.find(quote, value);
+    if (close == kNone) {
+        return false;
+    }
+    edits.push_back(Edit{close + 1, close + 1, " " + text});
+    return true;
+}
 
 // Whether markup may be added to or removed from the file: not past a NUL
 // byte, where the parser stopped reading it.
@@ -327,8 +636,15 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
         if (!ElementRemoval(original, start, from, to)) {
             return false;
         }
+        const size_t first = change.comments ? CommentsAbove(original, element) : start;
+        if (first < start) {
+            from = layout::LineStart(original, first);
+        }
         edits.push_back(Edit{from, to, std::string(), true});
         return true;
+    }
+    if (change.kind == Structure::kAddAttribute && change.near != nullptr) {
+        return AttributeInsertEdits(original, change, edits);
     }
     if (change.kind == Structure::kAddAttribute) {
         const pugi::xml_attribute last = element.last_attribute();
@@ -343,12 +659,15 @@ bool XmlDocument::StructureEdits(std::string_view original, const Structure& cha
         edits.push_back(Edit{at, at, " " + change.name + "=" + quote + EscapeAttribute(change.value, quote) + quote});
         return true;
     }
-    // New elements: on a line of their own, after the last element child.
-    const std::string_view lineEnd = layout::LineEnd(original);
     // Found once for all the additions of a render: it walks the whole tree.
     if (step.empty()) {
         step = StepOf(original, m_root, base);
     }
+    if (change.kind == Structure::kInsert) {
+        return PieceEdits(original, change, step, edits);
+    }
+    // New elements: on a line of their own, after the last element child.
+    const std::string_view lineEnd = layout::LineEnd(original);
     const std::string outer(layout::Indentation(original, start));
     Placement place{kNone, kNone, {}, outer + std::string(step), {}};
     const pugi::xml_node last = LastElementChild(element);

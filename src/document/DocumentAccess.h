@@ -2,7 +2,8 @@
 #define ZELCONFIG_DOCUMENT_DOCUMENTACCESS_H
 
 // What the library's merge reaches inside the documents it edits: a CFG or
-// INI document's state, and making a merged text an XML document's own edit.
+// INI document's state, an XML document's tree, and making a merged text
+// an XML document's own edit.
 
 #include <string>
 #include <string_view>
@@ -11,6 +12,10 @@
 #include "ZelConfigXmlDocument.h"
 
 namespace zelconfig {
+
+namespace xml {
+class XmlDocument;
+}
 
 struct __attribute__((visibility("hidden"))) DocumentAccess
 {
@@ -24,6 +29,10 @@ struct __attribute__((visibility("hidden"))) DocumentAccess
     static bool Parsed(const XmlDocument& document);
     // Error() says `why`.
     static void Fail(XmlDocument& document, const std::string& why);
+    // The XML document's tree, reading its text as it stands once Parsed
+    // said so: the merge records its edits there and renders them once.
+    static xml::XmlDocument& Tree(XmlDocument& document);
+    static const xml::XmlDocument& Tree(const XmlDocument& document);
 };
 
 } // namespace zelconfig

@@ -282,4 +282,14 @@ void DocumentAccess::Fail(XmlDocument& document, const std::string& why)
     document.m_state->error = why;
 }
 
+xml::XmlDocument& DocumentAccess::Tree(XmlDocument& document)
+{
+    return document.m_state->tree;
+}
+
+const xml::XmlDocument& DocumentAccess::Tree(const XmlDocument& document)
+{
+    return document.m_state->tree;
+}
+
 } // namespace zelconfig

@@ -1,13 +1,23 @@
 // Comparing and merging XML documents: their readings for the
-// format-neutral rules of Merging.cpp, and the merge's edits made one by one
-// with the document's own verbs, read back before they are kept.
+// format-neutral rules of Merging.cpp, and the merge's edits recorded on the
+// user's tree by node (found once, by one walk of each tree), rendered once
+// and read back before they are kept. A merge of large files so costs a few
+// passes over each, whatever the number of edits.
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "DocumentAccess.h"
 #include "Merging.h"
+#include "XmlDocument.h"
 
 namespace zelconfig {
 
 namespace {
+
+using Tree = xml::XmlDocument;
+using Node = Tree::Node;
 
 // A key with every part indexed ("a.b" is "a[1].b[1]"), so that one value
 // matches across files whether or not a sibling of its name comes or goes;
@@ -15,7 +25,8 @@ namespace {
 std::string Indexed(const std::string& key, std::string& parent)
 {
     std::string indexed;
-    size_t partBegin = 0;
+    indexed.reserve(key.size() + 12);
+    size_t partBegin = 0, parentEnd = 0;
     bool quoted = false;
     const auto endPart = [&](size_t at) {
         if (at == partBegin || key[at - 1] != ']') {
@@ -28,13 +39,25 @@ std::string Indexed(const std::string& key, std::string& parent)
             quoted = !quoted;
         } else if (c == '.' && !quoted) {
             endPart(at);
-            parent = indexed;
+            parentEnd = indexed.size();
             partBegin = at + 1;
         }
         indexed += c;
     }
     endPart(key.size());
+    parent.assign(indexed, 0, parentEnd);
     return indexed;
+}
+
+// The name an attribute's key ends with, its quotes taken off.
+std::string LastName(const std::string& key)
+{
+    if (!key.empty() && key.back() == '"') {
+        const size_t open = key.rfind('"', key.size() - 2);
+        return key.substr(open + 1, key.size() - open - 2);
+    }
+    const size_t dot = key.rfind('.');
+    return dot == std::string::npos ? key : key.substr(dot + 1);
 }
 
 Reading ReadingOf(const XmlDocument& document)
@@ -52,13 +75,323 @@ Reading ReadingOf(const XmlDocument& document)
     return reading;
 }
 
-// Whether the key names an attribute in `probe` (the new defaults):
-// setting it to the value it holds then adds no byte, where for an element
-// it adds the attribute.
-bool NamesAttribute(XmlDocument& probe, const Keyed& item)
+// A tree's reading with the node of each value, and the elements without
+// a value of their own by their indexed keys.
+struct Walked
 {
-    const size_t before = probe.Text().size();
-    return probe.SetAttribute(item.key, item.value) == 0 && probe.Text().size() == before;
+    Reading reading;
+    std::vector<Node> nodes;
+    struct Container
+    {
+        std::string path;
+        Node node;
+        size_t first; // the reading's index of its first value: they follow one another
+    };
+    std::vector<Container> containers;
+};
+
+// Every element and attribute of a walked tree by its indexed key, the
+// keys held by `walked`.
+using Paths = std::unordered_map<std::string_view, Node>;
+
+Paths PathsOf(const Walked& walked)
+{
+    Paths paths;
+    paths.reserve(walked.reading.size() + walked.containers.size());
+    for (size_t i = 0; i < walked.reading.size(); ++i) {
+        const std::string& id = walked.reading[i].id;
+        paths.emplace(std::string_view(id).substr(0, id.rfind('\0')), walked.nodes[i]);
+    }
+    for (const Walked::Container& container : walked.containers) {
+        paths.emplace(container.path, container.node);
+    }
+    return paths;
+}
+
+Walked WalkOf(const Tree& tree, bool containers)
+{
+    Walked walked;
+    Occurrences occurrences;
+    tree.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
+        std::string group;
+        std::string path = Indexed(key, group);
+        if (value == nullptr) {
+            if (containers) {
+                walked.containers.push_back({std::move(path), node, walked.reading.size()});
+            }
+            return;
+        }
+        Keyed item;
+        item.key = key;
+        item.value = *value;
+        item.group = std::move(group);
+        occurrences.Identify(item, std::move(path));
+        walked.reading.push_back(std::move(item));
+        walked.nodes.push_back(node);
+    });
+    return walked;
+}
+
+// Places what the new defaults add, in one more walk of their tree: an
+// element the file lacks (whole, with what it holds) after the element
+// before it there that the file keeps, else before the one after it, else
+// at the end of its parent; an attribute likewise among its element's
+// attributes. Container elements count as neighbours too, which the
+// reading's values (MergePlan::Add) do not hold, and the nature of each
+// is the tree's.
+class Placing
+{
+public:
+    Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine,
+            const std::unordered_set<const void*>& removed, const std::vector<bool>& added)
+        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed), m_added(added)
+    {
+    }
+
+    // The file's elements whose removal the plan asks for, which stay as
+    // the new defaults' containers (filled in by what they add).
+    const std::unordered_set<const void*>& Revived() const { return m_revived; }
+    // The new defaults' empty elements that the file holds with children:
+    // the value each adds, and the file's element.
+    const std::vector<std::pair<size_t, Node>>& Emptied() const { return m_emptied; }
+    // What the new defaults add inside an element the user removed, which
+    // stays removed: no add.
+    const std::vector<size_t>& Dropped() const { return m_dropped; }
+
+    // False with `why` when something cannot be placed.
+    bool Run(std::string& why)
+    {
+        m_frames.push_back(Frame{std::string(), m_file.Root(), Node{}, Node{}});
+        size_t next = 0;
+        bool ok = true;
+        m_updated.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
+            const size_t item = value != nullptr ? next++ : kNoItem;
+            if (ok) {
+                ok = Visit(key, value, node, item, why);
+            }
+        });
+        ok = ok && CloseSubtree(why);
+        while (ok && !m_frames.empty()) {
+            ok = Pop(why);
+        }
+        return ok;
+    }
+
+private:
+    // An element of the new defaults that the file has too, as the walk is inside it.
+    struct Frame
+    {
+        std::string path;
+        Node file;
+        Node lastElement, lastAttribute; // the last child the file keeps, met so far
+        std::vector<Tree::Piece> pending = {}; // new elements since the last kept one, placed as one
+        std::vector<std::pair<std::string, std::string>> pendingAttributes = {};
+    };
+    // An element the file lacks, gathered whole.
+    struct Subtree
+    {
+        bool open = false;
+        std::string path, key;
+        Node node;
+        std::vector<size_t> added; // its values the merge adds
+        bool itself = true;    // its own value, if any, is one of them
+        std::vector<Node> without; // its values the merge does not add (the user removed them)
+    };
+
+    bool Added(size_t item) const { return item != kNoItem && m_added[item]; }
+
+    bool Visit(const std::string& key, const std::string* value, Node node, size_t item, std::string& why)
+    {
+        std::string group;
+        const std::string path = Indexed(key, group);
+        if (m_subtree.open) {
+            if (path.size() > m_subtree.path.size() && path[m_subtree.path.size()] == '.'
+                && path.compare(0, m_subtree.path.size(), m_subtree.path) == 0) {
+                if (Added(item)) {
+                    m_subtree.added.push_back(item);
+                } else if (item != kNoItem) {
+                    m_subtree.without.push_back(node);
+                }
+                return true;
+            }
+            if (!CloseSubtree(why)) {
+                return false;
+            }
+        }
+        while (m_frames.size() > 1 && m_frames.back().path != group) {
+            if (!Pop(why)) {
+                return false;
+            }
+        }
+        if (m_frames.back().path != group) {
+            return true; // under no element the file has: nothing to place it by
+        }
+        Frame& frame = m_frames.back();
+        const auto found = m_mine.find(path);
+        bool kept = found != m_mine.end() && m_removed.count(found->second.object) == 0;
+        if (!kept && found != m_mine.end() && !node.attribute && item == kNoItem) {
+            // An empty element of the file that the new defaults fill: its
+            // value goes as they give it children, the element stays.
+            m_revived.insert(found->second.object);
+            kept = true;
+        }
+        if (node.attribute) {
+            if (kept) {
+                frame.lastAttribute = found->second;
+                for (const auto& pending : frame.pendingAttributes) {
+                    const int status =
+                        m_file.InsertAttribute(frame.file, found->second, false, pending.first, pending.second, why);
+                    if (!Check(status, key, why)) {
+                        return false;
+                    }
+                }
+                frame.pendingAttributes.clear();
+            } else if (Added(item) && frame.lastAttribute) {
+                const int status =
+                    m_file.InsertAttribute(frame.file, frame.lastAttribute, true, LastName(key), *value, why);
+                return Check(status, key, why);
+            } else if (Added(item)) {
+                frame.pendingAttributes.emplace_back(LastName(key), *value);
+            }
+            return true;
+        }
+        if (found != m_mine.end()) {
+            // An element the file holds with children only, where the new
+            // defaults give it text, or nothing (Emptied).
+            if (Added(item) && value->empty()) {
+                m_emptied.emplace_back(item, found->second);
+            } else if (Added(item) && !Check(m_file.SetNode(found->second, *value), key, why)) {
+                return false;
+            }
+            if (kept) {
+                if (!Flush(frame, found->second, why)) {
+                    return false;
+                }
+                frame.lastElement = found->second;
+            }
+            m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
+            return true;
+        }
+        m_subtree = Subtree{true, path, key, node, {}, item == kNoItem || Added(item), {}};
+        if (Added(item)) {
+            m_subtree.added.push_back(item);
+        }
+        return true;
+    }
+
+    // The subtree gathered, as one piece of the new defaults' bytes.
+    bool CloseSubtree(std::string& why)
+    {
+        if (!m_subtree.open) {
+            return true;
+        }
+        m_subtree.open = false;
+        if (m_subtree.added.empty()) {
+            return true; // all the user's removals: it stays away
+        }
+        if (!m_subtree.itself) {
+            // The user removed the element: what the new defaults add in it
+            // stays away with it.
+            m_dropped.insert(m_dropped.end(), m_subtree.added.begin(), m_subtree.added.end());
+            return true;
+        }
+        Tree::Piece piece;
+        if (!m_updated.PieceOf(m_text, m_subtree.node, m_subtree.without, piece)) {
+            why = m_subtree.key + ": its bytes in the new defaults cannot be found";
+            return false;
+        }
+        m_frames.back().pending.push_back(std::move(piece));
+        return true;
+    }
+
+    // The new elements since the last kept one go after it, else before
+    // `next` (the next one kept), else at the end of the frame's element.
+    bool Flush(Frame& frame, Node next, std::string& why)
+    {
+        if (frame.pending.empty()) {
+            return true;
+        }
+        const Node at = frame.lastElement ? frame.lastElement : next ? next : frame.file;
+        const Tree::Where where = frame.lastElement ? Tree::Where::kAfter
+                                  : next            ? Tree::Where::kBefore
+                                                    : Tree::Where::kInto;
+        const int status = m_file.Insert(at, where, std::move(frame.pending), why);
+        frame.pending.clear();
+        return Check(status, frame.path, why);
+    }
+
+    // Leaves an element: what had no neighbour in the file goes at its end.
+    bool Pop(std::string& why)
+    {
+        Frame frame = std::move(m_frames.back());
+        m_frames.pop_back();
+        for (const auto& pending : frame.pendingAttributes) {
+            if (!Check(m_file.InsertAttribute(frame.file, Node{}, true, pending.first, pending.second, why),
+                       frame.path + "." + pending.first, why)) {
+                return false;
+            }
+        }
+        return Flush(frame, Node{}, why);
+    }
+
+    static bool Check(int status, const std::string& key, std::string& why)
+    {
+        if (status == 0) {
+            return true;
+        }
+        why = key + ": " + (status == kStatusNotHoldable ? "a value XML cannot hold" : why);
+        return false;
+    }
+
+    Tree& m_file;
+    const Tree& m_updated;
+    std::string_view m_text;
+    const Paths& m_mine;
+    const std::unordered_set<const void*>& m_removed;
+    const std::vector<bool>& m_added;
+    std::vector<Frame> m_frames;
+    Subtree m_subtree;
+    std::unordered_set<const void*> m_revived;
+    std::vector<std::pair<size_t, Node>> m_emptied;
+    std::vector<size_t> m_dropped;
+};
+
+// An element the new defaults empty stays the file's container where the
+// merge keeps something in it (what the user changed): the empty value they
+// give it is then no add. False when such an element is not among the
+// file's containers.
+bool KeepsSomething(const Walked& mine, const std::vector<bool>& gone,
+                    const std::vector<std::pair<size_t, Node>>& emptied, MergePlan& plan)
+{
+    std::unordered_map<const void*, size_t> at;
+    for (const auto& element : emptied) {
+        at.emplace(element.second.object, kNoItem);
+    }
+    for (size_t c = 0; c < mine.containers.size(); ++c) {
+        const auto found = at.find(mine.containers[c].node.object);
+        if (found != at.end()) {
+            found->second = c;
+        }
+    }
+    std::unordered_set<size_t> dropped;
+    for (const auto& element : emptied) {
+        const size_t c = at[element.second.object];
+        if (c == kNoItem) {
+            return false;
+        }
+        const std::string prefix = mine.containers[c].path + ".";
+        for (size_t i = mine.containers[c].first;
+             i < mine.reading.size() && mine.reading[i].id.compare(0, prefix.size(), prefix) == 0; ++i) {
+            if (!gone[i] && !mine.nodes[i].attribute) { // an element stays in it: attributes hold no text
+                dropped.insert(element.first);
+                break;
+            }
+        }
+    }
+    plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(),
+                                   [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; }),
+                    plan.adds.end());
+    return true;
 }
 
 } // namespace
@@ -77,47 +410,110 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         DocumentAccess::Fail(file, "a document to merge is not well-formed XML");
         return kStatusInvalid;
     }
-    const Reading mine = ReadingOf(file), updated = ReadingOf(newDefaults);
-    MergePlan plan = PlanMerge(ReadingOf(oldDefaults), updated, mine);
+    Tree& tree = DocumentAccess::Tree(file);
+    const Walked mine = WalkOf(tree, true);
+    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), true);
+    MergePlan plan = PlanMerge(WalkOf(DocumentAccess::Tree(oldDefaults), false).reading, theirs.reading,
+                               mine.reading);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
-    // The edits are made to a copy, read back, and only then made the file's.
-    XmlDocument work, probe;
-    work.Parse(file.Text());
-    if (!plan.adds.empty()) {
-        probe.Parse(newDefaults.Text());
-    }
-    const auto refuse = [&file](const std::string& key, const std::string& why) {
-        DocumentAccess::Fail(file, "refusing to merge: " + key + ": " + why);
+    // Every edit recorded on the file's tree, by node, and rendered once.
+    const auto refuse = [&](const std::string& why) {
+        tree.Discard();
+        DocumentAccess::Fail(file, "refusing to merge: " + why);
         return kEditAmbiguous;
     };
+    std::string why;
     for (const MergePlan::Set& set : plan.sets) {
-        if (work.Set(mine[set.file].key, updated[set.updated].value) != 0) {
-            return refuse(mine[set.file].key, work.Error());
+        if (tree.SetNode(mine.nodes[set.file], theirs.reading[set.updated].value) != 0) {
+            return refuse(mine.reading[set.file].key + ": a value XML cannot hold");
         }
     }
-    // From the last, so that the keys of those before stay what they were.
-    for (auto removal = plan.removals.rbegin(); removal != plan.removals.rend(); ++removal) {
-        if (work.Remove(mine[*removal].key) != 0) {
-            return refuse(mine[*removal].key, work.Error());
+    std::unordered_set<const void*> removed, revived;
+    std::vector<std::pair<size_t, Node>> emptied;
+    std::vector<bool> gone(mine.reading.size(), false);
+    for (size_t i : plan.removals) {
+        removed.insert(mine.nodes[i].object);
+        gone[i] = true;
+    }
+    if (!plan.adds.empty()) {
+        std::vector<bool> added(theirs.reading.size(), false);
+        for (const MergePlan::Add& add : plan.adds) {
+            added[add.updated] = true;
+        }
+        const Paths paths = PathsOf(mine);
+        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, added);
+        if (!placing.Run(why)) {
+            return refuse(why);
+        }
+        revived = placing.Revived();
+        emptied = placing.Emptied();
+        if (!placing.Dropped().empty()) {
+            const std::unordered_set<size_t> dropped(placing.Dropped().begin(), placing.Dropped().end());
+            const auto isDropped = [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; };
+            plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(), isDropped), plan.adds.end());
         }
     }
-    for (const MergePlan::Add& add : plan.adds) {
-        const Keyed& item = updated[add.updated];
-        const int added = NamesAttribute(probe, item) ? work.SetAttribute(item.key, item.value)
-                                                             : work.Add(item.key, item.value);
-        if (added != 0) {
-            return refuse(item.key, work.Error());
+    if (!plan.removals.empty()) {
+        // An element the new defaults drop with everything in it goes whole,
+        // rather than be left empty.
+        const Paths kept = PathsOf(theirs);
+        std::vector<bool> whole(mine.reading.size(), false); // removed with an element that holds it
+        for (size_t c = 0; c < mine.containers.size(); ++c) {
+            const Walked::Container& container = mine.containers[c];
+            if (kept.count(container.path) != 0) {
+                continue;
+            }
+            const std::string prefix = container.path + ".";
+            size_t end = container.first;
+            bool all = true;
+            for (; end < mine.reading.size() && mine.reading[end].id.compare(0, prefix.size(), prefix) == 0; ++end) {
+                all = all && gone[end];
+            }
+            if (!all) {
+                continue;
+            }
+            if (tree.RemoveNode(container.node, true, why) != 0) {
+                return refuse(container.path + ": " + why);
+            }
+            std::fill(whole.begin() + static_cast<std::ptrdiff_t>(container.first),
+                      whole.begin() + static_cast<std::ptrdiff_t>(end), true);
+            while (c + 1 < mine.containers.size()
+                   && mine.containers[c + 1].path.compare(0, prefix.size(), prefix) == 0) {
+                ++c; // inside it, gone with it
+            }
+        }
+        for (size_t i : plan.removals) {
+            if (whole[i]) {
+                continue;
+            }
+            const int status = revived.count(mine.nodes[i].object) != 0 ? tree.SetNode(mine.nodes[i], std::string())
+                                                                        : tree.RemoveNode(mine.nodes[i], true, why);
+            if (status != 0) {
+                return refuse(mine.reading[i].key + ": " + why);
+            }
         }
     }
-    const std::string wrong = MergedAsPlanned(mine, updated, plan, ReadingOf(work));
+    if (!emptied.empty() && !KeepsSomething(mine, gone, emptied, plan)) {
+        return refuse("an element the new defaults empty cannot be found");
+    }
+    std::string merged;
+    if (!tree.Render(file.Text(), merged)) {
+        return refuse("the edits do not fit the file's bytes");
+    }
+    tree.Discard();
+    // What the edits made must read as the merge promises before it is kept.
+    XmlDocument probe;
+    if (probe.Parse(merged) != 0) {
+        return refuse("the merged text would not read: " + probe.Error());
+    }
+    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe));
     if (!wrong.empty()) {
-        DocumentAccess::Fail(file, "refusing to merge: " + wrong);
-        return kEditAmbiguous;
+        return refuse(wrong);
     }
-    DocumentAccess::Replace(file, work.Text());
+    DocumentAccess::Replace(file, merged);
     return 0;
 }
 
