@@ -114,6 +114,11 @@ const EditRow kSets[] = {
     {"LinesIndentedAsTheFilesContinuations", kTox, Op::kSet, "t.next", "x\ny", 0,
      "[t]\ncommands =\n    pytest\n\n    flake8\nnext = x\n    y\n\n\n[u]\nx = 1\n"},
     {"TabWhereNoContinuationIs", "[a]\nk = v\n", Op::kSet, "a.k", "x\n\ny", 0, "[a]\nk = x\n\n\ty\n"},
+    // Comments among the value's lines stay above the line they stood above.
+    {"CommentsAmongTheLinesStay", "[s]\nk = a\n; c\n  b\n# d\n  e\nj = 1\n", Op::kSet, "s.k", "x\ny", 0,
+     "[s]\nk = x\n; c\n  y\n# d\nj = 1\n"},
+    {"CommentsKeptBelowAOneLineValue", "[s]\nk = a\n  b\n# c\n  d\nj = 1\n", Op::kSet, "s.k", "x", 0,
+     "[s]\nk = x\n# c\nj = 1\n"},
     {"OneLineOverSeveral", kTox, Op::kSet, "t.commands", "tox", 0,
      "[t]\ncommands = tox\nnext = 1\n\n\n[u]\nx = 1\n"},
     {"EntryAboveTheFirstHeader", "a = 1\n[s]\nb = 2\n", Op::kSet, ".a", "3", 0, "a = 3\n[s]\nb = 2\n"},

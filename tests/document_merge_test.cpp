@@ -117,6 +117,8 @@ INSTANTIATE_TEST_SUITE_P(Cfg, CfgMerge, testing::Values(
              "[A]\nk=1\n[B]\nm=2\n", ""},
     MergeRow{"RemovedBlockWithARepeatedHeaderKeepsIt", "[A]\nk=1\n[B]\nj=1\n", "[A]\nk=1\n",
              "[A]\nk=1\n[B]\nj=1\n[B]\nx=2\n", "[A]\nk=1\n[B]\n[B]\nx=2\n", ""},
+    MergeRow{"NewBlockAfterTheLinesOfARepeatedHeader", "[A]\n[A]\nk=1\n", "[A]\n[A]\nk=1\n[B]\nj=2\n",
+             "[A]\n[A]\nk=1\n", "[A]\n[A]\nk=1\n[B]\nj=2\n", ""},
     MergeRow{"KeyAddedToABlockTheUserEmptied", "[A]\nk=1\n", "[A]\nk=1\nj=2\n", "[A]\n# none\n",
              "[A]\nj=2\n# none\n", ""}));
 
@@ -148,6 +150,8 @@ INSTANTIATE_TEST_SUITE_P(Ini, IniMerge, testing::Values(
              "[a]\nk = 1\n\n\n[c]\nx = 1\n", "[a]\nk = 1\n\n\n[c]\nx = 1\n\n\n[b]\nj = 2\n", ""},
     MergeRow{"RemovedSectionsGoWhole", "[a]\nk = 1\n[b]\nj = 2\n[a]\nm = 3\n", "[b]\nj = 2\n",
              "[a]\nk = 1\n# b's\n[b]\nj = 2\n\n[a]\nm = 3\n", "# b's\n[b]\nj = 2\n", ""},
+    MergeRow{"SetKeepsCommentsAmongContinuationLines", "[s]\nk = a\n; c\n  b\nj = 1\n", "[s]\nk = a\n  z\nj = 1\n",
+             "[s]\nk = a\n; c\n  b\nj = 1\n", "[s]\nk = a\n; c\n  z\nj = 1\n", ""},
     MergeRow{"OnlyRespacedChangesNothing", "[a]\nk = 1\nj = 2\n", "[a]\nj=2\n\nk :1\n", "[a]\nk = 1\nj = 2\n",
              "", ""},
     // The last line, without a line feed, goes and two come after the one

@@ -195,12 +195,61 @@ Splice Document::State::IniValueSplice(const Line& entry, std::string_view value
     const IniStyle style = IniEntryStyle(entry);
     const std::string indent
         = value.find('\n') == std::string_view::npos ? std::string() : IniContinuationIndent(style.indent);
-    std::string with = IniValueLines(value, indent);
+    std::string with = KeepComments(entry, IniValueLines(value, indent));
     const bool firstEmpty = value.empty() || value.front() == '\n';
     if (line.value.empty() && !firstEmpty) {
         with.insert(0, style.after);
     }
     return {begin, end, std::move(with)};
+}
+
+std::string Document::State::KeepComments(const Line& entry, const std::string& lines) const
+{
+    // The comment lines among the old value's lines, each with the number
+    // of value lines above it.
+    std::vector<std::pair<size_t, std::string_view>> comments;
+    size_t above = 1;
+    for (size_t at = LineAt(entry.begin).next; at != kNone && at < entry.end;) {
+        const Line line = LineAt(at);
+        std::string_view bytes = View(line);
+        if (CFGClassifyIniLine(bytes).kind == CFGLineKind::kComment) {
+            if (!bytes.empty() && bytes.back() == '\r') {
+                bytes.remove_suffix(1);
+            }
+            comments.emplace_back(above, bytes);
+        } else {
+            ++above;
+        }
+        at = line.next;
+    }
+    if (comments.empty()) {
+        return lines;
+    }
+    // Each goes back above the value line it stood above; those below the
+    // new value's last line, after it.
+    const std::string lineEnd = LineEnd();
+    std::string kept;
+    size_t from = 0, written = 0;
+    auto comment = comments.begin();
+    for (;;) {
+        const size_t feed = lines.find(lineEnd, from);
+        kept.append(lines, from, feed == std::string::npos ? std::string::npos : feed - from);
+        ++written;
+        if (feed == std::string::npos) {
+            break;
+        }
+        kept += lineEnd;
+        for (; comment != comments.end() && comment->first == written; ++comment) {
+            kept.append(comment->second);
+            kept += lineEnd;
+        }
+        from = feed + lineEnd.size();
+    }
+    for (; comment != comments.end(); ++comment) {
+        kept += lineEnd;
+        kept.append(comment->second);
+    }
+    return kept;
 }
 
 size_t Document::State::IniNextContent(size_t at, const std::vector<Line>& skipped, size_t& indent) const
@@ -328,6 +377,7 @@ Line Document::State::IniLastContent(bool& found, size_t& gap) const
         case CFGFate::kBlockOpened:
         case CFGFate::kBlockRepeated:
         case CFGFate::kEntryKept:
+        case CFGFate::kEntryDropped: // under a repeated header: no reader sees it, yet it stays
             if (report.line.kind == CFGLineKind::kHeader && content) {
                 gap = blanks; // the blank lines above the last header with something above it
             }

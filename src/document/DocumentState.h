@@ -1000,6 +1000,9 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
     std::string IniEntryLines(const IniStyle& style, std::string_view entry, std::string_view value) const;
     bool IniWritable(std::string_view block, std::string_view entry, std::string_view value);
     Splice IniValueSplice(const Line& entry, std::string_view value) const;
+    // The new value's `lines` with the comment lines that stood among the
+    // entry's old ones: a set changes the value, not the comments.
+    std::string KeepComments(const Line& entry, const std::string& lines) const;
     size_t IniNextContent(size_t at, const std::vector<Line>& skipped, size_t& indent) const;
     bool IniKeepsLinesBelow(const std::vector<Line>& removed);
     bool IniKeepsLineBelow(size_t at, bool entryOpen, size_t indent);
