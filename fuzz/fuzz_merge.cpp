@@ -103,11 +103,10 @@ std::string XmlText(Choices& in)
 // indentation).
 std::string Relaid(const std::string& text, Choices& in, bool ini, bool xml)
 {
-    std::vector<std::string> lines = Lines(text);
-    if (lines.size() < 2) {
+    std::vector<std::string> lines = Lines(text); // joined again at line feeds: the last piece stays the last
+    if (lines.empty()) {
         return text;
     }
-    lines.pop_back(); // the empty piece after the last line feed
     const size_t at = in.Pick(lines.size()), to = in.Pick(lines.size() + 1);
     std::string& line = lines[at];
     const bool comment = xml ? line.find("<!--") != std::string::npos : line.rfind('#', 0) == 0 || line.rfind(';', 0) == 0;
@@ -131,17 +130,15 @@ std::string Relaid(const std::string& text, Choices& in, bool ini, bool xml)
         if (xml && line.find('<') != std::string::npos) {
             line = std::string(in.Pick(5), ' ') + line.substr(line.find('<'));
         } else if (ini && !comment && line.find('=') != std::string::npos && line[0] != '[' && line[0] != ' ') {
-            const size_t equals = line.find('=');
-            const size_t end = line.find_last_not_of(' ', equals - (equals > 0 ? 1 : 0));
-            line = line.substr(0, end == std::string::npos ? 0 : end + 1) + (in.Pick(2) ? "  :  " : "=")
-                   + line.substr(line.find_first_not_of(' ', equals + 1) == std::string::npos
-                                     ? line.size()
-                                     : line.find_first_not_of(' ', equals + 1));
+            const size_t equals = line.find('='), name = line.find_last_not_of(' ', equals == 0 ? 0 : equals - 1);
+            const size_t value = std::min(line.find_first_not_of(' ', equals + 1), line.size());
+            line = line.substr(0, name == std::string::npos || equals == 0 ? 0 : name + 1)
+                   + (in.Pick(2) ? "  :  " : "=") + line.substr(value);
         }
     }
     std::string relaid;
     for (const std::string& kept : lines) {
-        relaid += kept + "\n";
+        relaid += (&kept == &lines.front() ? "" : "\n") + kept;
     }
     return relaid;
 }
@@ -289,6 +286,13 @@ void MergeAndCheck(const std::string& oldText, Choices& in, size_t format, Make 
                      newText.c_str(), fileText.c_str());
     }
     const std::string broken = mergepromise::Check(run);
+    const char* dump = std::getenv("FUZZ_MERGE_DUMP"); // a directory: the three files and the merged one, to replay
+    if (dump != nullptr && !broken.empty()) {
+        const std::string names[] = {"OLD", "NEW", "FILE", "merged"}, texts[] = {oldText, newText, fileText, run.mergedText};
+        for (size_t i = 0; i < 4; ++i) {
+            WriteFile(std::string(dump) + "/" + names[i], texts[i]);
+        }
+    }
     FUZZ_REQUIRE(broken.empty(), broken + "\n--- OLD\n" + oldText + "--- NEW\n" + newText + "--- FILE\n" + fileText
                                      + "--- merged (" + std::to_string(run.status) + ")\n" + run.mergedText);
 }
