@@ -115,8 +115,8 @@ std::vector<std::string> LinesOf(const std::string& text)
 }
 
 // Every comment line of FILE that is not a removed value's stays: those
-// directly above a removed entry go with it (and, in INI, those among its
-// continuation lines); in XML, those within a removed element.
+// directly above a removed entry or element may go with it, and so may, in
+// INI, those among its continuation lines and, in XML, those within it.
 std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
 {
     const std::vector<std::string> lines = LinesOf(run.fileText);
@@ -126,8 +126,11 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
     }
     std::vector<bool> owned(lines.size(), false);
     for (const size_t removed : removedLines) {
+        if (removed == 0 || removed > lines.size()) {
+            continue; // a line not found owns nothing
+        }
         const size_t at = removed - 1;
-        for (size_t up = at; !run.xml && up-- > 0 && IsComment(lines[up], false);) {
+        for (size_t up = at; up-- > 0 && IsComment(lines[up], run.xml);) {
             owned[up] = true;
         }
         for (size_t down = at + 1; (run.ini || run.xml) && down < lines.size() && keyLines.count(down) == 0; ++down) {
