@@ -95,6 +95,17 @@ std::string Shown(const zelconfig::Conflict& c)
            + "'" + (c.inOld ? "" : " (none)") + "\n";
 }
 
+// Conflicts as sorted lines, to compare as sets.
+std::vector<std::string> Shown(const std::vector<zelconfig::Conflict>& conflicts)
+{
+    std::vector<std::string> shown;
+    for (const zelconfig::Conflict& conflict : conflicts) {
+        shown.push_back(Shown(conflict));
+    }
+    std::sort(shown.begin(), shown.end());
+    return shown;
+}
+
 bool IsComment(const std::string& line, bool xml)
 {
     if (!xml) {
@@ -242,11 +253,7 @@ std::string Check(const Run& run)
     if (after != expected) {
         return "the merged file reads\n" + Shown(after) + "where the rules give\n" + Shown(expected);
     }
-    std::vector<std::string> got;
-    for (const zelconfig::Conflict& conflict : run.conflicts) {
-        got.push_back(Shown(conflict));
-    }
-    std::sort(got.begin(), got.end());
+    std::vector<std::string> got = Shown(run.conflicts);
     std::sort(conflicts.begin(), conflicts.end());
     if (got != conflicts) {
         std::string shown = "conflicts listed:\n";
@@ -278,8 +285,8 @@ std::string Check(const Run& run)
         return std::any_of(values.begin(), values.end(), [](const auto& key) { return key.second.size() > 1; });
     };
     const bool repeated = repeats(run.old) || repeats(run.updated) || repeats(run.file) || repeats(run.merged);
-    if (run.againStatus != 0 || (!repeated && run.againText != run.mergedText)) {
-        return "merging again gave " + std::to_string(run.againStatus) + " and changed\n" + run.againText;
+    if (run.againStatus != 0 || (!repeated && (run.againText != run.mergedText || Shown(run.againConflicts) != got))) {
+        return "merging again gave " + std::to_string(run.againStatus) + ", other conflicts or\n" + run.againText;
     }
     return CheckComments(run, removedLines);
 }

@@ -36,6 +36,7 @@ struct Run
     std::vector<zelconfig::Conflict> conflicts;
     int againStatus = 0;    // merging OLD and NEW into the merged text once more
     std::string againText;  // and the text that left
+    std::vector<zelconfig::Conflict> againConflicts;
 };
 
 // What the run broke of the rules, or "" when nothing.

@@ -275,8 +275,7 @@ void MergeAndCheck(const std::string& oldText, Choices& in, size_t format, Make 
     Doc merged = make();
     FUZZ_REQUIRE(merged.Parse(run.mergedText) == 0, "the merged text reads\n" + run.mergedText);
     run.merged = mergepromise::ReadingOf(merged);
-    std::vector<zelconfig::Conflict> again;
-    run.againStatus = zelconfig::Merge(old, updated, merged, again);
+    run.againStatus = zelconfig::Merge(old, updated, merged, run.againConflicts);
     run.againText = std::string(merged.Text());
 
     ++counts.merges[format];
