@@ -95,11 +95,13 @@ std::string Shown(const zelconfig::Conflict& c)
            + "'" + (c.inOld ? "" : " (none)") + "\n";
 }
 
-// Conflicts as sorted lines, to compare as sets.
-std::vector<std::string> Shown(const std::vector<zelconfig::Conflict>& conflicts)
+// Conflicts as sorted lines, to compare as sets; XML keys with every part
+// indexed where the file they are listed for may differ (a sibling gone).
+std::vector<std::string> Shown(std::vector<zelconfig::Conflict> conflicts, bool indexed = false)
 {
     std::vector<std::string> shown;
-    for (const zelconfig::Conflict& conflict : conflicts) {
+    for (zelconfig::Conflict& conflict : conflicts) {
+        conflict.key = indexed ? Indexed(conflict.key) : conflict.key;
         shown.push_back(Shown(conflict));
     }
     std::sort(shown.begin(), shown.end());
@@ -285,7 +287,9 @@ std::string Check(const Run& run)
         return std::any_of(values.begin(), values.end(), [](const auto& key) { return key.second.size() > 1; });
     };
     const bool repeated = repeats(run.old) || repeats(run.updated) || repeats(run.file) || repeats(run.merged);
-    if (run.againStatus != 0 || (!repeated && (run.againText != run.mergedText || Shown(run.againConflicts) != got))) {
+    if (run.againStatus != 0
+        || (!repeated && (run.againText != run.mergedText
+                          || Shown(run.againConflicts, run.xml) != Shown(run.conflicts, run.xml)))) {
         return "merging again gave " + std::to_string(run.againStatus) + ", other conflicts or\n" + run.againText;
     }
     return CheckComments(run, removedLines);
