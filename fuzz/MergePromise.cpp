@@ -1,0 +1,298 @@
+#include "MergePromise.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "TestFiles.h"
+
+namespace mergepromise {
+
+namespace {
+
+using Values = std::map<std::string, std::vector<std::string>>; // names -> values, sorted
+using Ids = std::map<std::pair<std::string, size_t>, const Value*>; // names and occurrence -> value
+
+// A value as the string getter reads it: no line ends at its end.
+std::string Trimmed(std::string value)
+{
+    while (!value.empty() && (value.back() == '\r' || value.back() == '\n')) {
+        value.pop_back();
+    }
+    return value;
+}
+
+// An XML key with an index on every part ("a.b[2]" is "a[1].b[2]"): a part
+// without one is the first of its name, whether or not a sibling of that
+// name comes or goes.
+std::string Indexed(const std::string& key)
+{
+    std::string indexed;
+    bool quoted = false;
+    for (size_t at = 0; at <= key.size(); ++at) {
+        if (at == key.size() || (key[at] == '.' && !quoted)) {
+            indexed += indexed.empty() || indexed.back() != ']' ? "[1]" : "";
+            indexed += at < key.size() ? "." : "";
+            continue;
+        }
+        quoted = key[at] == '"' ? !quoted : quoted;
+        indexed += key[at];
+    }
+    return indexed;
+}
+
+// What matches a value across the three readings: its names; the n-th value
+// of a repeated key matches the n-th (the rules say nothing of which of
+// several equal keys a user meant, so matching by order is the rule held).
+std::string Names(const Value& value, bool xml)
+{
+    return xml ? Indexed(value.key) : value.block + '\0' + value.entry;
+}
+
+Ids IdsOf(const Reading& reading, bool xml)
+{
+    Ids ids;
+    std::map<std::string, size_t> seen;
+    for (const Value& value : reading) {
+        const std::string names = Names(value, xml);
+        ids.emplace(std::make_pair(names, ++seen[names]), &value);
+    }
+    return ids;
+}
+
+Values ValuesOf(const Reading& reading, bool xml)
+{
+    Values values;
+    for (const Value& value : reading) {
+        values[Names(value, xml)].push_back(value.value);
+    }
+    for (auto& key : values) {
+        std::sort(key.second.begin(), key.second.end());
+    }
+    return values;
+}
+
+const Value* Find(const Ids& ids, const Ids::key_type& id)
+{
+    const auto found = ids.find(id);
+    return found == ids.end() ? nullptr : found->second;
+}
+
+std::string Shown(const Values& values)
+{
+    std::string shown;
+    for (const auto& key : values) {
+        for (const std::string& value : key.second) {
+            shown += "  " + key.first + " = '" + value + "'\n";
+        }
+    }
+    return shown;
+}
+
+std::string Shown(const zelconfig::Conflict& c)
+{
+    return c.key + " [" + c.block + "|" + c.entry + "] yours '" + c.yours + "' new '" + c.updated + "' old '" + c.old
+           + "'" + (c.inOld ? "" : " (none)") + "\n";
+}
+
+// Conflicts as sorted lines, to compare as sets; XML keys with every part
+// indexed where the file they are listed for may differ (a sibling gone).
+std::vector<std::string> Shown(std::vector<zelconfig::Conflict> conflicts, bool indexed = false)
+{
+    std::vector<std::string> shown;
+    for (zelconfig::Conflict& conflict : conflicts) {
+        conflict.key = indexed ? Indexed(conflict.key) : conflict.key;
+        shown.push_back(Shown(conflict));
+    }
+    std::sort(shown.begin(), shown.end());
+    return shown;
+}
+
+bool IsComment(const std::string& line, bool xml)
+{
+    if (!xml) {
+        return !line.empty() && (line[0] == '#' || line[0] == ';');
+    }
+    const size_t begin = line.find_first_not_of(" \t");
+    return begin != std::string::npos && line.compare(begin, 4, "<!--") == 0 && line.find("-->") == line.size() - 3;
+}
+
+// FILE's lines without their carriage returns.
+std::vector<std::string> LinesOf(const std::string& text)
+{
+    std::vector<std::string> lines = Lines(text);
+    for (std::string& line : lines) {
+        line = Trimmed(line);
+    }
+    return lines;
+}
+
+// Every comment line of FILE that is not a removed value's stays: those
+// directly above a removed entry or element may go with it, and so may, in
+// INI, those among its continuation lines and, in XML, those within it.
+std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
+{
+    const std::vector<std::string> lines = LinesOf(run.fileText);
+    std::set<size_t> keyLines; // from 0
+    for (const Value& value : run.file) {
+        keyLines.insert(value.line - 1);
+    }
+    std::vector<bool> owned(lines.size(), false);
+    for (const size_t removed : removedLines) {
+        if (removed == 0 || removed > lines.size()) {
+            continue; // a line not found owns nothing
+        }
+        const size_t at = removed - 1;
+        for (size_t up = at; up-- > 0 && IsComment(lines[up], run.xml);) {
+            owned[up] = true;
+        }
+        for (size_t down = at + 1; (run.ini || run.xml) && down < lines.size() && keyLines.count(down) == 0; ++down) {
+            const std::string& line = lines[down];
+            if (run.ini && !line.empty() && line[0] != ' ' && line[0] != '\t' && !IsComment(line, false)) {
+                break;
+            }
+            owned[down] = true;
+        }
+    }
+    std::map<std::string, long> counts;
+    for (size_t at = 0; at < lines.size(); ++at) {
+        counts[lines[at]] += !owned[at] && IsComment(lines[at], run.xml) ? 1 : 0;
+    }
+    for (const std::string& line : LinesOf(run.mergedText)) {
+        --counts[line];
+    }
+    for (const auto& count : counts) {
+        if (count.second > 0) {
+            return "the comment line '" + count.first + "' was lost";
+        }
+    }
+    return "";
+}
+
+} // namespace
+
+Reading ReadingOf(const zelconfig::Document& document)
+{
+    Reading reading;
+    for (const zelconfig::Document::Entry& entry : document.Entries(zelconfig::Document::Order::kFile)) {
+        reading.push_back({"", entry.block, entry.name, Trimmed(entry.value), 0});
+    }
+    size_t next = 0;
+    document.Walk([&](const std::string& key, const std::string&) {
+        if (next < reading.size()) {
+            reading[next++].key = key;
+        }
+    });
+    std::map<std::string, size_t> seen;
+    for (Value& value : reading) {
+        const std::vector<size_t> lines = document.Lines(value.block, value.entry);
+        const size_t nth = seen[Names(value, false)]++;
+        value.line = nth < lines.size() ? lines[nth] : 0;
+    }
+    return reading;
+}
+
+Reading ReadingOf(const zelconfig::XmlDocument& document)
+{
+    Reading reading;
+    std::map<std::string, size_t> seen;
+    for (const zelconfig::XmlDocument::Entry& entry : document.Entries()) {
+        const std::vector<size_t> lines = document.Lines(entry.key);
+        const size_t nth = seen[entry.key]++;
+        reading.push_back({entry.key, "", "", entry.value, nth < lines.size() ? lines[nth] : 0});
+    }
+    return reading;
+}
+
+std::string Check(const Run& run)
+{
+    const Values before = ValuesOf(run.file, run.xml), after = ValuesOf(run.merged, run.xml);
+    if (run.status != 0) {
+        if (run.status != zelconfig::kEditAmbiguous) {
+            return "status " + std::to_string(run.status) + ": " + run.error;
+        }
+        if (run.error.empty() || run.changed || run.mergedText != run.fileText || before != after) {
+            return "a refused merge changed the file, or said nothing";
+        }
+        return "";
+    }
+    if (run.changed != (run.mergedText != run.fileText)) {
+        return "Changed() says otherwise than the text";
+    }
+    // The rules, value by value of FILE, then what NEW adds.
+    const Ids old = IdsOf(run.old, run.xml), updated = IdsOf(run.updated, run.xml), file = IdsOf(run.file, run.xml);
+    Values expected;
+    std::vector<std::string> conflicts;
+    std::set<size_t> removedLines;
+    for (const auto& item : file) {
+        const Value* o = Find(old, item.first);
+        const Value* n = Find(updated, item.first);
+        const Value& f = *item.second;
+        std::vector<std::string>& values = expected[item.first.first];
+        if (o != nullptr && o->value == f.value) {
+            if (n == nullptr) {
+                removedLines.insert(f.line);
+            } else {
+                values.push_back(n->value);
+            }
+            continue;
+        }
+        values.push_back(f.value);
+        if (n != nullptr && n->value != f.value && (o == nullptr || n->value != o->value)) {
+            conflicts.push_back(Shown(zelconfig::Conflict{f.key, f.block, f.entry, f.value, n->value,
+                                                          o ? o->value : "", o != nullptr}));
+        }
+    }
+    for (const auto& item : updated) {
+        if (file.count(item.first) == 0 && old.count(item.first) == 0) {
+            expected[item.first.first].push_back(item.second->value);
+        }
+    }
+    for (auto it = expected.begin(); it != expected.end();) {
+        std::sort(it->second.begin(), it->second.end());
+        it = it->second.empty() ? expected.erase(it) : std::next(it);
+    }
+    if (after != expected) {
+        return "the merged file reads\n" + Shown(after) + "where the rules give\n" + Shown(expected);
+    }
+    std::vector<std::string> got = Shown(run.conflicts);
+    std::sort(conflicts.begin(), conflicts.end());
+    if (got != conflicts) {
+        std::string shown = "conflicts listed:\n";
+        for (const std::string& line : got) {
+            shown += "  " + line;
+        }
+        shown += "where the rules give:\n";
+        for (const std::string& line : conflicts) {
+            shown += "  " + line;
+        }
+        return shown;
+    }
+    // NEW reading as OLD changes no byte, however NEW's lines moved.
+    std::map<Ids::key_type, std::string> oldValues, newValues;
+    for (const auto& item : old) {
+        oldValues.emplace(item.first, item.second->value);
+    }
+    for (const auto& item : updated) {
+        newValues.emplace(item.first, item.second->value);
+    }
+    if (oldValues == newValues && run.mergedText != run.fileText) {
+        return "NEW reads as OLD, yet the file changed";
+    }
+    // Merging again changes nothing, except where a key repeats: occurrences
+    // are matched anew, so a value the user removed from among several of
+    // one key is matched by the next, and what NEW added once is added again.
+    const auto repeats = [&run](const Reading& reading) {
+        const Values values = ValuesOf(reading, run.xml);
+        return std::any_of(values.begin(), values.end(), [](const auto& key) { return key.second.size() > 1; });
+    };
+    const bool repeated = repeats(run.old) || repeats(run.updated) || repeats(run.file) || repeats(run.merged);
+    if (run.againStatus != 0
+        || (!repeated && (run.againText != run.mergedText
+                          || Shown(run.againConflicts, run.xml) != Shown(run.conflicts, run.xml)))) {
+        return "merging again gave " + std::to_string(run.againStatus) + ", other conflicts or\n" + run.againText;
+    }
+    return CheckComments(run, removedLines);
+}
+
+} // namespace mergepromise
