@@ -243,9 +243,26 @@ std::string Check(const Run& run)
                                                           o ? o->value : "", o != nullptr}));
         }
     }
+    std::set<std::string> added;
     for (const auto& item : updated) {
         if (file.count(item.first) == 0 && old.count(item.first) == 0) {
             expected[item.first.first].push_back(item.second->value);
+            added.insert(item.first.first);
+        }
+    }
+    // An XML element holds a value or elements, not both: a value NEW adds
+    // where the file keeps elements, or elements where it keeps a value,
+    // is not added, and what the user has stays.
+    const auto beneath = [](const std::string& key, const std::string& above) {
+        return key.size() > above.size() && key.compare(0, above.size(), above) == 0 && key[above.size()] == '.';
+    };
+    for (const std::string& name : run.xml ? added : std::set<std::string>()) {
+        const bool clash = std::any_of(expected.begin(), expected.end(), [&](const auto& kept) {
+            return added.count(kept.first) == 0 && !kept.second.empty()
+                   && (beneath(kept.first, name) || beneath(name, kept.first));
+        });
+        if (clash) {
+            expected[name].clear();
         }
     }
     for (auto it = expected.begin(); it != expected.end();) {
