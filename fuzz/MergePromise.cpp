@@ -199,7 +199,12 @@ Reading ReadingOf(const zelconfig::XmlDocument& document)
     for (const zelconfig::XmlDocument::Entry& entry : document.Entries()) {
         const std::vector<size_t> lines = document.Lines(entry.key);
         const size_t nth = seen[entry.key]++;
-        reading.push_back({entry.key, "", "", entry.value, nth < lines.size() ? lines[nth] : 0});
+        // Setting an attribute to the value it holds adds no byte; for an
+        // element it adds the attribute.
+        zelconfig::XmlDocument probe;
+        const bool attribute = probe.Parse(document.Text()) == 0 && probe.SetAttribute(entry.key, entry.value) == 0
+                               && probe.Text().size() == document.Text().size();
+        reading.push_back({entry.key, "", "", entry.value, nth < lines.size() ? lines[nth] : 0, attribute});
     }
     return reading;
 }
@@ -256,10 +261,21 @@ std::string Check(const Run& run)
     const auto beneath = [](const std::string& key, const std::string& above) {
         return key.size() > above.size() && key.compare(0, above.size(), above) == 0 && key[above.size()] == '.';
     };
+    std::set<std::string> attributes;
+    for (const Reading* reading : {&run.updated, &run.file}) {
+        for (const Value& value : *reading) {
+            if (value.attribute) {
+                attributes.insert(Names(value, run.xml));
+            }
+        }
+    }
+    const auto holds = [&](const std::string& upper, const std::string& lower) {
+        return beneath(lower, upper) && attributes.count(lower) == 0; // attributes sit beside a value
+    };
     for (const std::string& name : run.xml ? added : std::set<std::string>()) {
         const bool clash = std::any_of(expected.begin(), expected.end(), [&](const auto& kept) {
             return added.count(kept.first) == 0 && !kept.second.empty()
-                   && (beneath(kept.first, name) || beneath(name, kept.first));
+                   && (holds(name, kept.first) || holds(kept.first, name));
         });
         if (clash) {
             expected[name].clear();

@@ -18,6 +18,7 @@ struct Value
     std::string block, entry; // CFG and INI: the names apart
     std::string value;        // as the string getter reads it
     size_t line = 0;          // where it stands, from 1
+    bool attribute = false;   // XML: an attribute, not an element
 };
 using Reading = std::vector<Value>;
 
