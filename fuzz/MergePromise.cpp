@@ -137,13 +137,39 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
     for (const Value& value : run.file) {
         keyLines.insert(value.line - 1);
     }
+    // A header or an element's opening line the merge took away went with
+    // the whole block or element: so did the comments above it and in it.
+    std::map<std::string, long> left;
+    for (const std::string& line : LinesOf(run.mergedText)) {
+        ++left[line];
+    }
+    const auto opens = [&run](const std::string& line) {
+        const size_t begin = line.find_first_not_of(" \t");
+        return begin != std::string::npos
+               && (run.xml ? line[begin] == '<' && line.compare(begin, 2, "</") != 0 && !IsComment(line, true)
+                             && line.back() == '>' && line[line.size() - 2] != '/' && line.find("</") == std::string::npos
+                           : line[0] == '[');
+    };
+    std::map<std::string, long> inFile;
+    for (const std::string& line : lines) {
+        ++inFile[line];
+    }
     std::vector<bool> owned(lines.size(), false);
     for (const size_t removed : removedLines) {
         if (removed == 0 || removed > lines.size()) {
             continue; // a line not found owns nothing
         }
         const size_t at = removed - 1;
-        for (size_t up = at; up-- > 0 && IsComment(lines[up], run.xml);) {
+        for (size_t up = at; up-- > 0;) {
+            if (opens(lines[up]) && left[lines[up]] < inFile[lines[up]]) {
+                for (size_t down = up + 1; !run.xml && down < lines.size() && !opens(lines[down]); ++down) {
+                    owned[down] = true; // a block goes up to the next header
+                }
+                continue;
+            }
+            if (!IsComment(lines[up], run.xml)) {
+                break;
+            }
             owned[up] = true;
         }
         for (size_t down = at + 1; (run.ini || run.xml) && down < lines.size() && keyLines.count(down) == 0; ++down) {
