@@ -235,6 +235,34 @@ Reading ReadingOf(const zelconfig::XmlDocument& document)
     return reading;
 }
 
+// Whether what NEW adds goes into a block or element the user removed,
+// which stays removed: OLD had it, FILE lacks it (a block's header, an
+// element's every key at or beneath it).
+bool InRemovedContainer(const Run& run, const Value& value)
+{
+    if (!run.xml) {
+        const auto heads = [&value](const std::string& text) {
+            const std::vector<std::string> lines = LinesOf(text);
+            return std::find(lines.begin(), lines.end(), "[" + value.block + "]") != lines.end();
+        };
+        return !value.block.empty() && heads(run.oldText) && !heads(run.fileText);
+    }
+    const std::string key = Indexed(value.key);
+    const size_t dot = key.rfind("].");
+    if (dot == std::string::npos) {
+        return false;
+    }
+    const std::string parent = key.substr(0, dot + 1);
+    const auto holds = [&parent](const Reading& reading) {
+        return std::any_of(reading.begin(), reading.end(), [&parent](const Value& held) {
+            const std::string names = Indexed(held.key);
+            return names.compare(0, parent.size(), parent) == 0
+                   && (names.size() == parent.size() || names[parent.size()] == '.');
+        });
+    };
+    return holds(run.old) && !holds(run.file);
+}
+
 std::string Check(const Run& run)
 {
     const Values before = ValuesOf(run.file, run.xml), after = ValuesOf(run.merged, run.xml);
@@ -276,7 +304,7 @@ std::string Check(const Run& run)
     }
     std::set<std::string> added;
     for (const auto& item : updated) {
-        if (file.count(item.first) == 0 && old.count(item.first) == 0) {
+        if (file.count(item.first) == 0 && old.count(item.first) == 0 && !InRemovedContainer(run, *item.second)) {
             expected[item.first.first].push_back(item.second->value);
             added.insert(item.first.first);
         }

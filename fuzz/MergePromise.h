@@ -30,7 +30,7 @@ struct Run
 {
     bool xml = false, ini = false;
     Reading old, updated, file, merged; // merged: FILE's document read after the merge
-    std::string fileText, mergedText;
+    std::string oldText, fileText, mergedText;
     int status = 0;
     std::string error;
     bool changed = false; // Changed() after the merge

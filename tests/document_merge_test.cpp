@@ -119,6 +119,8 @@ INSTANTIATE_TEST_SUITE_P(Cfg, CfgMerge, testing::Values(
              "[A]\nk=1\n[B]\nj=1\n[B]\nx=2\n", "[A]\nk=1\n[B]\n[B]\nx=2\n", ""},
     MergeRow{"NewBlockAfterTheLinesOfARepeatedHeader", "[A]\n[A]\nk=1\n", "[A]\n[A]\nk=1\n[B]\nj=2\n",
              "[A]\n[A]\nk=1\n", "[A]\n[A]\nk=1\n[B]\nj=2\n", ""},
+    MergeRow{"KeyAddedToABlockTheUserRemovedStaysOut", "[A]\nk=1\n[B]\nj=1\n", "[A]\nk=1\n[B]\nj=1\nx=2\n",
+             "[A]\nk=1\n", "", ""},
     MergeRow{"KeyAddedToABlockTheUserEmptied", "[A]\nk=1\n", "[A]\nk=1\nj=2\n", "[A]\n# none\n",
              "[A]\nj=2\n# none\n", ""}));
 

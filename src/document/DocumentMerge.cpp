@@ -537,6 +537,24 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     for (Conflict& conflict : conflicts) {
         ShownInto(conflict.key, conflict.block, conflict.entry);
     }
+    // A block the user removed, header and all, stays removed: what the new
+    // defaults add to it is not added. One the user emptied keeps its header
+    // and takes the adds.
+    if (!file.Anonymous() && !plan.adds.empty()) {
+        const auto blocks = [](const State& s) {
+            std::unordered_set<std::string_view> held;
+            for (size_t i = 0; i < s.headers.size(); ++i) {
+                held.insert(s.HeaderName(i));
+            }
+            return held;
+        };
+        const std::unordered_set<std::string_view> inFile = blocks(file), inOld = blocks(old);
+        const auto removedByUser = [&](const MergePlan::Add& add) {
+            const std::string_view block = theirs.reading[add.updated].block;
+            return !block.empty() && inFile.count(block) == 0 && inOld.count(block) > 0;
+        };
+        plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(), removedByUser), plan.adds.end());
+    }
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
