@@ -323,6 +323,11 @@ private:
                 blocks.erase(m_file.HeaderName(i));
             }
         }
+        // The new defaults may keep the block with no entries, which their
+        // reading does not show.
+        for (size_t i = 0; i < m_updated.headers.size() && !blocks.empty(); ++i) {
+            blocks.erase(m_updated.HeaderName(i));
+        }
         return blocks;
     }
 
