@@ -155,6 +155,18 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
         ++inFile[line];
     }
     std::vector<bool> owned(lines.size(), false);
+    // Blocks the merge dropped whole, entries or none: their headers' comments
+    // and their lines up to the next header.
+    for (size_t at = 0; !run.xml && at < lines.size(); ++at) {
+        if (opens(lines[at]) && left[lines[at]] < inFile[lines[at]]) {
+            for (size_t up = at; up-- > 0 && IsComment(lines[up], false);) {
+                owned[up] = true;
+            }
+            for (size_t down = at + 1; down < lines.size() && !opens(lines[down]); ++down) {
+                owned[down] = true;
+            }
+        }
+    }
     for (const size_t removed : removedLines) {
         if (removed == 0 || removed > lines.size()) {
             continue; // a line not found owns nothing
