@@ -238,6 +238,8 @@ INSTANTIATE_TEST_SUITE_P(Xml, XmlMerge, testing::Values(
     MergeRow{"EmptiedElementKeepsWhatTheUserChanged", "<c>\n  <g>\n    <a>1</a>\n    <b>2</b>\n  </g>\n</c>\n",
              "<c>\n  <g/>\n</c>\n", "<c>\n  <g>\n    <a>5</a>\n    <b>2</b>\n  </g>\n</c>\n",
              "<c>\n  <g>\n    <a>5</a>\n  </g>\n</c>\n", ""},
+    MergeRow{"ElementGivenTextKeepsWhatTheUserChanged", "<c>\n  <g>\n    <a>1</a>\n  </g>\n</c>\n",
+             "<c>\n  <g>9</g>\n</c>\n", "<c>\n  <g>\n    <a>5</a>\n  </g>\n</c>\n", "", ""},
     MergeRow{"EmptiedElementEmptied", "<c>\n  <g k=\"1\">\n    <a>1</a>\n  </g>\n</c>\n", "<c>\n  <g k=\"1\"/>\n</c>\n",
              "<c>\n  <g k=\"1\">\n    <a>1</a>\n  </g>\n</c>\n", "<c>\n  <g k=\"1\">\n  </g>\n</c>\n", ""},
     MergeRow{"NothingAddedInWhatTheUserRemoved", "<c><a>1</a><if>x</if></c>", "<c><a>2</a><if on=\"1\">x</if></c>",

@@ -143,16 +143,19 @@ class Placing
 {
 public:
     Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine,
-            const std::unordered_set<const void*>& removed, const std::vector<bool>& added)
-        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed), m_added(added)
+            const std::unordered_set<const void*>& removed, const std::unordered_set<const void*>& keeping,
+            const std::vector<bool>& added)
+        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed),
+          m_keeping(keeping), m_added(added)
     {
     }
 
     // The file's elements whose removal the plan asks for, which stay as
     // the new defaults' containers (filled in by what they add).
     const std::unordered_set<const void*>& Revived() const { return m_revived; }
-    // The new defaults' empty elements that the file holds with children:
-    // the value each adds, and the file's element.
+    // The file's elements with children that the new defaults empty, or
+    // give a value where the merge keeps an element in them: the value
+    // each adds, and the file's element.
     const std::vector<std::pair<size_t, Node>>& Emptied() const { return m_emptied; }
     // What the new defaults add inside an element the user removed, which
     // stays removed: no add.
@@ -257,8 +260,9 @@ private:
         }
         if (found != m_mine.end()) {
             // An element the file holds with children only, where the new
-            // defaults give it text, or nothing (Emptied).
-            if (Added(item) && value->empty()) {
+            // defaults give it text, or nothing (Emptied): text only where
+            // no element stays in it, as an element holds one or the other.
+            if (Added(item) && (value->empty() || m_keeping.count(found->second.object) != 0)) {
                 m_emptied.emplace_back(item, found->second);
             } else if (Added(item) && !Check(m_file.SetNode(found->second, *value), key, why)) {
                 return false;
@@ -348,6 +352,7 @@ private:
     std::string_view m_text;
     const Paths& m_mine;
     const std::unordered_set<const void*>& m_removed;
+    const std::unordered_set<const void*>& m_keeping; // the file's elements the merge keeps an element in
     const std::vector<bool>& m_added;
     std::vector<Frame> m_frames;
     Subtree m_subtree;
@@ -356,42 +361,22 @@ private:
     std::vector<size_t> m_dropped;
 };
 
-// An element the new defaults empty stays the file's container where the
-// merge keeps something in it (what the user changed): the empty value they
-// give it is then no add. False when such an element is not among the
-// file's containers.
-bool KeepsSomething(const Walked& mine, const std::vector<bool>& gone,
-                    const std::vector<std::pair<size_t, Node>>& emptied, MergePlan& plan)
+// The file's elements in which the merge keeps an element (what the user
+// changed, or added): attributes do not count, as they sit beside a value.
+std::unordered_set<const void*> Keeping(const Walked& mine, const std::vector<bool>& gone)
 {
-    std::unordered_map<const void*, size_t> at;
-    for (const auto& element : emptied) {
-        at.emplace(element.second.object, kNoItem);
-    }
-    for (size_t c = 0; c < mine.containers.size(); ++c) {
-        const auto found = at.find(mine.containers[c].node.object);
-        if (found != at.end()) {
-            found->second = c;
-        }
-    }
-    std::unordered_set<size_t> dropped;
-    for (const auto& element : emptied) {
-        const size_t c = at[element.second.object];
-        if (c == kNoItem) {
-            return false;
-        }
-        const std::string prefix = mine.containers[c].path + ".";
-        for (size_t i = mine.containers[c].first;
+    std::unordered_set<const void*> keeping;
+    for (const Walked::Container& container : mine.containers) {
+        const std::string prefix = container.path + ".";
+        for (size_t i = container.first;
              i < mine.reading.size() && mine.reading[i].id.compare(0, prefix.size(), prefix) == 0; ++i) {
-            if (!gone[i] && !mine.nodes[i].attribute) { // an element stays in it: attributes hold no text
-                dropped.insert(element.first);
+            if (!gone[i] && !mine.nodes[i].attribute) {
+                keeping.insert(container.node.object);
                 break;
             }
         }
     }
-    plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(),
-                                   [&](const MergePlan::Add& add) { return dropped.count(add.updated) != 0; }),
-                    plan.adds.end());
-    return true;
+    return keeping;
 }
 
 } // namespace
@@ -438,13 +423,15 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         removed.insert(mine.nodes[i].object);
         gone[i] = true;
     }
+    const std::unordered_set<const void*> keeping = Keeping(mine, gone);
     if (!plan.adds.empty()) {
         std::vector<bool> added(theirs.reading.size(), false);
         for (const MergePlan::Add& add : plan.adds) {
             added[add.updated] = true;
         }
         const Paths paths = PathsOf(mine);
-        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, added);
+        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, keeping,
+                        added);
         if (!placing.Run(why)) {
             return refuse(why);
         }
@@ -496,9 +483,17 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             }
         }
     }
-    if (!emptied.empty() && !KeepsSomething(mine, gone, emptied, plan)) {
-        return refuse("an element the new defaults empty cannot be found");
+    // An emptied element that keeps an element of the file's stays its
+    // container: the value the new defaults give it is no add.
+    std::unordered_set<size_t> held;
+    for (const auto& element : emptied) {
+        if (keeping.count(element.second.object) != 0) {
+            held.insert(element.first);
+        }
     }
+    plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(),
+                                   [&](const MergePlan::Add& add) { return held.count(add.updated) != 0; }),
+                    plan.adds.end());
     std::string merged;
     if (!tree.Render(file.Text(), merged)) {
         return refuse("the edits do not fit the file's bytes");
