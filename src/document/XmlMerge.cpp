@@ -142,10 +142,10 @@ Walked WalkOf(const Tree& tree, bool containers)
 class Placing
 {
 public:
-    Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine,
+    Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine, const Paths& old,
             const std::unordered_set<const void*>& removed, const std::unordered_set<const void*>& keeping,
             const std::vector<bool>& added)
-        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_removed(removed),
+        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_old(old), m_removed(removed),
           m_keeping(keeping), m_added(added)
     {
     }
@@ -276,7 +276,9 @@ private:
             m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
             return true;
         }
-        m_subtree = Subtree{true, path, key, node, {}, item == kNoItem || Added(item), {}};
+        // An element the old defaults had and the file lacks, the user removed.
+        const bool itself = item == kNoItem ? m_old.count(path) == 0 : Added(item);
+        m_subtree = Subtree{true, path, key, node, {}, itself, {}};
         if (Added(item)) {
             m_subtree.added.push_back(item);
         }
@@ -351,6 +353,7 @@ private:
     const Tree& m_updated;
     std::string_view m_text;
     const Paths& m_mine;
+    const Paths& m_old; // the old defaults' elements and attributes
     const std::unordered_set<const void*>& m_removed;
     const std::unordered_set<const void*>& m_keeping; // the file's elements the merge keeps an element in
     const std::vector<bool>& m_added;
@@ -398,8 +401,8 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     Tree& tree = DocumentAccess::Tree(file);
     const Walked mine = WalkOf(tree, true);
     const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), true);
-    MergePlan plan = PlanMerge(WalkOf(DocumentAccess::Tree(oldDefaults), false).reading, theirs.reading,
-                               mine.reading);
+    const Walked old = WalkOf(DocumentAccess::Tree(oldDefaults), true);
+    MergePlan plan = PlanMerge(old.reading, theirs.reading, mine.reading);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
@@ -430,8 +433,9 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             added[add.updated] = true;
         }
         const Paths paths = PathsOf(mine);
-        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, removed, keeping,
-                        added);
+        const Paths oldPaths = PathsOf(old);
+        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, oldPaths, removed,
+                        keeping, added);
         if (!placing.Run(why)) {
             return refuse(why);
         }
