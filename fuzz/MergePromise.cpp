@@ -335,8 +335,22 @@ std::string Check(const Run& run)
             }
         }
     }
+    // An element of FILE with a value and elements already (mixed content)
+    // takes more elements.
+    std::set<std::string> mixed;
+    for (const Value& value : run.file) {
+        const std::string names = Names(value, run.xml);
+        for (const Value& other : run.file) {
+            const std::string below = Names(other, run.xml);
+            if (beneath(below, names) && attributes.count(below) == 0) {
+                mixed.insert(names);
+                break;
+            }
+        }
+    }
     const auto holds = [&](const std::string& upper, const std::string& lower) {
-        return beneath(lower, upper) && attributes.count(lower) == 0; // attributes sit beside a value
+        return beneath(lower, upper) && attributes.count(lower) == 0 // attributes sit beside a value
+               && mixed.count(upper) == 0;
     };
     for (const std::string& name : run.xml ? added : std::set<std::string>()) {
         const bool clash = std::any_of(expected.begin(), expected.end(), [&](const auto& kept) {
