@@ -259,20 +259,25 @@ bool InRemovedContainer(const Run& run, const Value& value)
         };
         return !value.block.empty() && heads(run.oldText) && !heads(run.fileText);
     }
+    // The key itself (an element that held elements in OLD) or any element
+    // above it.
     const std::string key = Indexed(value.key);
-    const size_t dot = key.rfind("].");
-    if (dot == std::string::npos) {
-        return false;
+    for (size_t end = key.find("]."); ; end = key.find("].", end + 1)) {
+        const std::string element = end == std::string::npos ? key : key.substr(0, end + 1);
+        const auto holds = [&element](const Reading& reading) {
+            return std::any_of(reading.begin(), reading.end(), [&element](const Value& held) {
+                const std::string names = Indexed(held.key);
+                return names.compare(0, element.size(), element) == 0
+                       && (names.size() == element.size() || names[element.size()] == '.');
+            });
+        };
+        if (holds(run.old) && !holds(run.file)) {
+            return true;
+        }
+        if (end == std::string::npos) {
+            return false;
+        }
     }
-    const std::string parent = key.substr(0, dot + 1);
-    const auto holds = [&parent](const Reading& reading) {
-        return std::any_of(reading.begin(), reading.end(), [&parent](const Value& held) {
-            const std::string names = Indexed(held.key);
-            return names.compare(0, parent.size(), parent) == 0
-                   && (names.size() == parent.size() || names[parent.size()] == '.');
-        });
-    };
-    return holds(run.old) && !holds(run.file);
 }
 
 std::string Check(const Run& run)

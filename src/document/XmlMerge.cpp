@@ -276,8 +276,9 @@ private:
             m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
             return true;
         }
-        // An element the old defaults had and the file lacks, the user removed.
-        const bool itself = item == kNoItem ? m_old.count(path) == 0 : Added(item);
+        // An element the old defaults had (with a value or elements) and the
+        // file lacks, the user removed: it stays away, whatever it holds now.
+        const bool itself = m_old.count(path) == 0 && (item == kNoItem || Added(item));
         m_subtree = Subtree{true, path, key, node, {}, itself, {}};
         if (Added(item)) {
             m_subtree.added.push_back(item);
