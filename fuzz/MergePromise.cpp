@@ -230,6 +230,16 @@ Reading ReadingOf(const zelconfig::Document& document)
     return reading;
 }
 
+std::vector<std::string> BlocksOf(const zelconfig::Document& document)
+{
+    return document.BlockNames();
+}
+
+std::vector<std::string> BlocksOf(const zelconfig::XmlDocument&)
+{
+    return {};
+}
+
 Reading ReadingOf(const zelconfig::XmlDocument& document)
 {
     Reading reading;
@@ -253,11 +263,10 @@ Reading ReadingOf(const zelconfig::XmlDocument& document)
 bool InRemovedContainer(const Run& run, const Value& value)
 {
     if (!run.xml) {
-        const auto heads = [&value](const std::string& text) {
-            const std::vector<std::string> lines = LinesOf(text);
-            return std::find(lines.begin(), lines.end(), "[" + value.block + "]") != lines.end();
+        const auto heads = [&value](const std::vector<std::string>& blocks) {
+            return std::find(blocks.begin(), blocks.end(), value.block) != blocks.end();
         };
-        return !value.block.empty() && heads(run.oldText) && !heads(run.fileText);
+        return !value.block.empty() && heads(run.oldBlocks) && !heads(run.fileBlocks);
     }
     // The key itself (an element that held elements in OLD) or any element
     // above it.

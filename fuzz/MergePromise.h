@@ -25,12 +25,17 @@ using Reading = std::vector<Value>;
 Reading ReadingOf(const zelconfig::Document& document);
 Reading ReadingOf(const zelconfig::XmlDocument& document);
 
+// The blocks a document's headers name; none for XML.
+std::vector<std::string> BlocksOf(const zelconfig::Document& document);
+std::vector<std::string> BlocksOf(const zelconfig::XmlDocument& document);
+
 // One merge and what came of it.
 struct Run
 {
     bool xml = false, ini = false;
     Reading old, updated, file, merged; // merged: FILE's document read after the merge
-    std::string oldText, fileText, mergedText;
+    std::string fileText, mergedText;
+    std::vector<std::string> oldBlocks, fileBlocks; // CFG and INI: the blocks with a header
     int status = 0;
     std::string error;
     bool changed = false; // Changed() after the merge

@@ -268,7 +268,8 @@ void MergeAndCheck(const std::string& oldText, Choices& in, size_t format, Make 
     run.updated = mergepromise::ReadingOf(updated);
     run.file = mergepromise::ReadingOf(file);
     run.fileText = fileText;
-    run.oldText = oldText;
+    run.oldBlocks = mergepromise::BlocksOf(old);
+    run.fileBlocks = mergepromise::BlocksOf(file);
     run.status = zelconfig::Merge(old, updated, file, run.conflicts);
     run.error = file.Error();
     run.changed = file.Changed();
