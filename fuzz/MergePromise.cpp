@@ -179,7 +179,16 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
                 }
                 continue;
             }
-            if (!IsComment(lines[up], run.xml)) {
+            // A CFG line that is no entry, header or comment leaves the
+            // comments above it pending for the entry below, as the engine
+            // reads them.
+            const std::string& line = lines[up];
+            const bool ignored = !run.xml && !run.ini && line.find_first_not_of(" \t\r\v\f") != std::string::npos
+                                 && !IsComment(line, false) && line[0] != '[' && line.find('=') == std::string::npos;
+            if (ignored) {
+                continue;
+            }
+            if (!IsComment(line, run.xml)) {
                 break;
             }
             owned[up] = true;
