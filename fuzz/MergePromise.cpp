@@ -144,11 +144,11 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
         ++left[line];
     }
     const auto opens = [&run](const std::string& line) {
-        const size_t begin = line.find_first_not_of(" \t");
+        const size_t begin = line.find_first_not_of(" \t\r\v\f");
         return begin != std::string::npos
                && (run.xml ? line[begin] == '<' && line.compare(begin, 2, "</") != 0 && !IsComment(line, true)
                              && line.back() == '>' && line[line.size() - 2] != '/' && line.find("</") == std::string::npos
-                           : line[0] == '[');
+                           : line[begin] == '[');
     };
     std::map<std::string, long> inFile;
     for (const std::string& line : lines) {
