@@ -216,6 +216,16 @@ std::string CommentsFor(const State& from, size_t begin, size_t at, const State&
     return comments;
 }
 
+// The names of a document's headers, repeated ones included.
+std::unordered_set<std::string_view> HeaderNames(const State& s)
+{
+    std::unordered_set<std::string_view> names;
+    for (size_t i = 0; i < s.headers.size(); ++i) {
+        names.insert(s.HeaderName(i));
+    }
+    return names;
+}
+
 // The merge's edits of one file, gathered as splices over its text as loaded.
 class MergeEdits
 {
@@ -325,8 +335,10 @@ private:
         }
         // The new defaults may keep the block with no entries, which their
         // reading does not show.
-        for (size_t i = 0; i < m_updated.headers.size() && !blocks.empty(); ++i) {
-            blocks.erase(m_updated.HeaderName(i));
+        if (!blocks.empty()) {
+            for (const std::string_view held : HeaderNames(m_updated)) {
+                blocks.erase(held);
+            }
         }
         return blocks;
     }
@@ -546,14 +558,7 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     // defaults add to it is not added. One the user emptied keeps its header
     // and takes the adds.
     if (!file.Anonymous() && !plan.adds.empty()) {
-        const auto blocks = [](const State& s) {
-            std::unordered_set<std::string_view> held;
-            for (size_t i = 0; i < s.headers.size(); ++i) {
-                held.insert(s.HeaderName(i));
-            }
-            return held;
-        };
-        const std::unordered_set<std::string_view> inFile = blocks(file), inOld = blocks(old);
+        const std::unordered_set<std::string_view> inFile = HeaderNames(file), inOld = HeaderNames(old);
         const auto removedByUser = [&](const MergePlan::Add& add) {
             const std::string_view block = theirs.reading[add.updated].block;
             return !block.empty() && inFile.count(block) == 0 && inOld.count(block) > 0;
