@@ -144,7 +144,9 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
         ++left[line];
     }
     const auto opens = [&run](const std::string& line) {
-        const size_t begin = line.find_first_not_of(" \t\r\v\f");
+        // An INI line's blanks take in the ASCII separators too.
+        const size_t begin = line.find_first_not_of(run.ini ? std::string(" \t\r\v\f\x1c\x1d\x1e\x1f")
+                                                            : std::string(" \t\r\v\f"));
         return begin != std::string::npos
                && (run.xml ? line[begin] == '<' && line.compare(begin, 2, "</") != 0 && !IsComment(line, true)
                              && line.back() == '>' && line[line.size() - 2] != '/' && line.find("</") == std::string::npos

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 
 namespace zelconfig {
 
@@ -25,140 +26,44 @@ namespace {
 
 using State = DocumentAccess::State;
 
-// A document's reading, each value with its line (and, in block and
-// anonymous modes, where its bytes stand, for a set).
+// A document's reading and, for the edits, where each value stands: a CFG
+// entry by where its line begins (it is one line) and the bytes its stored
+// value holds beyond the value read (a carriage return), an INI entry by its
+// lines (continuation lines included). A few words a value, as large files
+// hold a million.
 struct Placed
 {
     Reading reading;
-    std::vector<Line> lines;
-    std::vector<std::string_view> stored; // the value's bytes as held
+    std::vector<size_t> begins;   // CFG
+    std::vector<uint32_t> beyond; // CFG
+    std::vector<Line> lines;      // INI
+
+    Line LineOf(const State& s, size_t i) const { return s.Ini() ? lines[i] : s.LineAt(begins[i]); }
+    size_t Begin(const State& s, size_t i) const { return s.Ini() ? lines[i].begin : begins[i]; }
+    // A CFG value's bytes as held, which a set replaces.
+    std::string_view Stored(size_t i) const
+    {
+        return {reading[i].value.data(), reading[i].value.size() + beyond[i]};
+    }
 };
 
-// The names of entries met in the readings of one comparison or merge, each
-// numbered once: an id is the number and the occurrence, short enough to be
-// held in the string itself, and equal in every reading for the same names.
-// Names are views into the documents' texts, which stay as they are while
-// the ids are in use. Readings of one file's versions mostly hold the same
-// names in the same order, so the name after the last one found is tried
-// before the table: mostly a comparison of bytes read in order, instead of
-// a look-up in a table as large as the file.
-class Names
-{
-public:
-    // A reading's count of each name's occurrences starts again.
-    void Restart(size_t expected)
-    {
-        std::fill(m_seen.begin(), m_seen.end(), 0);
-        m_next = 0;
-        m_names.reserve(expected);
-        m_seen.reserve(expected);
-        while (m_slots.size() < 2 * expected) {
-            Grow();
-        }
-    }
-
-    void Identify(Keyed& item, std::string_view block, std::string_view entry)
-    {
-        size_t number = m_next;
-        if (number >= m_names.size() || m_names[number].entry != entry || m_names[number].block != block) {
-            number = Number(block, entry);
-        }
-        m_next = number + 1;
-        // The number, then '\0' and the occurrence, as MergedAsPlanned splits ids.
-        char digits[48];
-        char* end = std::to_chars(digits, digits + 20, number).ptr;
-        *end++ = '\0';
-        end = std::to_chars(end, digits + sizeof digits, ++m_seen[number]).ptr;
-        item.id.assign(digits, static_cast<size_t>(end - digits));
-    }
-
-private:
-    struct Name
-    {
-        std::string_view block, entry;
-    };
-    struct Slot
-    {
-        size_t hash, number; // number kNoItem: empty
-    };
-
-    static size_t Hash(std::string_view block, std::string_view entry)
-    {
-        const std::hash<std::string_view> hash;
-        return hash(block) * 31 ^ hash(entry);
-    }
-
-    // The names' number, a new one when they are new: open addressing,
-    // each slot with its names' hash.
-    size_t Number(std::string_view block, std::string_view entry)
-    {
-        if (2 * (m_names.size() + 1) > m_slots.size()) {
-            Grow();
-        }
-        const size_t hash = Hash(block, entry), mask = m_slots.size() - 1;
-        size_t at = hash & mask;
-        for (; m_slots[at].number != kNoItem; at = (at + 1) & mask) {
-            const Slot& slot = m_slots[at];
-            if (slot.hash == hash && m_names[slot.number].entry == entry && m_names[slot.number].block == block) {
-                return slot.number;
-            }
-        }
-        m_slots[at] = Slot{hash, m_names.size()};
-        m_names.push_back(Name{block, entry});
-        m_seen.push_back(0);
-        return m_slots[at].number;
-    }
-
-    void Grow()
-    {
-        std::vector<Slot> slots(std::max<size_t>(1024, 2 * m_slots.size()), Slot{0, kNoItem});
-        const size_t mask = slots.size() - 1;
-        for (const Slot& slot : m_slots) {
-            if (slot.number != kNoItem) {
-                size_t at = slot.hash & mask;
-                while (slots[at].number != kNoItem) {
-                    at = (at + 1) & mask;
-                }
-                slots[at] = slot;
-            }
-        }
-        m_slots = std::move(slots);
-    }
-
-    std::vector<Name> m_names;  // by number
-    std::vector<size_t> m_seen; // by number: occurrences in the reading so far
-    std::vector<Slot> m_slots;
-    size_t m_next = 0; // the number after the last one found
-};
-
-// What a reading holds: `kIds` the ids and values only, which is all that
-// is asked of the old defaults; `kEntries` the block and entry names too,
-// which results and messages name a value by (its key is made from them
-// where one is shown); `kKeys` the key as well, for the read-back, whose
-// message names what it finds.
-enum class Depth { kIds, kEntries, kKeys };
-
-// One value of a reading into `item`, as `depth` asks (a reused item keeps
-// its strings' room). The block is the group: see Keyed.
-void Fill(Keyed& item, Names& names, Depth depth, std::string_view block, std::string_view entry,
+// One value of a reading into `item`. The block is the group: see Keyed.
+const Keyed& Fill(Keyed& item, Naming& naming, const State& s, std::string_view block, std::string_view entry,
           std::string_view value)
 {
-    names.Identify(item, block, entry);
+    naming.Identify(item, entry, block);
     // As the string getter reads it: no carriage return or line feed at the end.
     size_t length = value.size();
     while (length > 0 && (value[length - 1] == '\r' || value[length - 1] == '\n')) {
         --length;
     }
-    item.value.assign(value.data(), length);
-    if (depth == Depth::kIds) {
-        return;
-    }
-    item.block.assign(block.data(), block.size());
-    item.entry.assign(entry.data(), entry.size());
-    if (depth == Depth::kKeys) {
-        item.key.reserve(block.size() + entry.size() + 2);
-        ShownInto(item.key, block, entry);
-    }
+    value = value.substr(0, length);
+    // A view into the text where the value stands there as it reads; an INI
+    // value joined from continuation lines is kept apart.
+    const std::string_view text = s.text;
+    const bool inText = value.data() >= text.data() && value.data() + value.size() <= text.data() + text.size();
+    item.value = inText ? value : naming.Keep(value);
+    return item;
 }
 
 // About one entry in 40 bytes, for the room a reading is given at first.
@@ -168,33 +73,39 @@ size_t ExpectedEntries(const State& s)
 }
 
 // A reading; `withLines` with each value's line and stored bytes, for the edits.
-Placed ReadingOf(const State& s, Names& names, Depth depth, bool withLines = false)
+Placed ReadingOf(const State& s, Naming& naming, bool withLines = false)
 {
     Placed placed;
-    names.Restart(ExpectedEntries(s));
+    naming.Restart(ExpectedEntries(s));
     placed.reading.reserve(ExpectedEntries(s));
-    if (withLines) {
+    if (withLines && s.Ini()) {
         placed.lines.reserve(ExpectedEntries(s));
-        placed.stored.reserve(s.Ini() ? 0 : ExpectedEntries(s));
+    } else if (withLines) {
+        placed.begins.reserve(ExpectedEntries(s));
+        placed.beyond.reserve(ExpectedEntries(s));
     }
     s.ForEachEntryAt(Document::Order::kFile, [&](const Line& line, std::string_view block, std::string_view entry,
                                                  std::string_view value) {
-        Fill(placed.reading.emplace_back(), names, depth, block, entry, value);
-        if (withLines) {
+        const Keyed& item = Fill(placed.reading.emplace_back(), naming, s, block, entry, value);
+        if (withLines && s.Ini()) {
             placed.lines.push_back(line);
-            placed.stored.push_back(s.Ini() ? std::string_view() : value);
+        } else if (withLines) {
+            placed.begins.push_back(line.begin);
+            placed.beyond.push_back(static_cast<uint32_t>(value.size() - item.value.size()));
         }
     });
     return placed;
 }
 
 // Where the comment lines that belong to each line `takes` accepts begin,
-// by where the line begins: those an edit that removes it removes.
+// by where the line begins: those an edit that removes it removes. The
+// lines are among those that begin at `near`, which are all that is read about.
 template <typename Takes>
-std::unordered_map<size_t, size_t> CommentsBegin(const State& s, Takes takes)
+std::unordered_map<size_t, size_t> CommentsBegin(const State& s, std::vector<size_t> near, Takes takes)
 {
+    std::sort(near.begin(), near.end());
     std::unordered_map<size_t, size_t> begins;
-    s.Owned(0, kNone, takes, [&](const Line& line, size_t begin) { begins.emplace(line.begin, begin); });
+    s.OwnedNear(near, takes, [&](const Line& line, size_t begin) { begins.emplace(line.begin, begin); });
     return begins;
 }
 
@@ -230,29 +141,38 @@ std::unordered_set<std::string_view> HeaderNames(const State& s)
 class MergeEdits
 {
 public:
-    MergeEdits(State& file, const State& updated, const Placed& mine, const Placed& theirs, const MergePlan& plan)
-        : m_file(file), m_updated(updated), m_mine(mine), m_theirs(theirs)
+    MergeEdits(State& file, const State& updated, const Placed& mine, const Placed& theirs, const MergePlan& plan,
+               const Naming& naming)
+        : m_file(file), m_updated(updated), m_mine(mine), m_theirs(theirs), m_naming(naming)
     {
         // The comments of what the new defaults add, new blocks' headers
         // included, and of the file's values an add goes before.
-        std::unordered_set<size_t> added, before;
+        std::unordered_set<size_t> added, before, firstHeaders;
         std::unordered_set<std::string_view> blocks;
         for (const MergePlan::Add& add : plan.adds) {
-            added.insert(theirs.lines[add.updated].begin);
-            blocks.insert(theirs.reading[add.updated].block);
+            added.insert(theirs.Begin(updated, add.updated));
+            blocks.insert(naming.Block(theirs.reading[add.updated]));
             if (add.after == kNoItem && add.before != kNoItem) {
-                before.insert(mine.lines[add.before].begin);
+                before.insert(mine.Begin(file, add.before));
             }
         }
-        m_theirComments = CommentsBegin(updated, [&](const CFGReport& report) {
-            if (report.fate == CFGFate::kBlockOpened && blocks.count(report.line.name) > 0) {
+        // The first header of each block an add is in, which a new block comes with.
+        for (size_t i = 0; i < updated.headers.size() && !updated.Anonymous() && !blocks.empty(); ++i) {
+            if (updated.headers[i].first && blocks.count(updated.HeaderName(i)) > 0) {
+                firstHeaders.insert(updated.headers[i].at);
+            }
+        }
+        std::vector<size_t> near(added.begin(), added.end());
+        near.insert(near.end(), firstHeaders.begin(), firstHeaders.end());
+        m_theirComments = CommentsBegin(updated, std::move(near), [&](const CFGReport& report) {
+            if (report.line.kind == CFGLineKind::kHeader && firstHeaders.count(report.offset) > 0) {
                 m_headerOf.emplace(report.line.name, report.offset);
                 return true;
             }
             return report.line.kind == CFGLineKind::kEntry && added.count(report.offset) > 0;
         });
         if (!before.empty()) {
-            m_myComments = CommentsBegin(file, [&](const CFGReport& report) {
+            m_myComments = CommentsBegin(file, {before.begin(), before.end()}, [&](const CFGReport& report) {
                 return report.line.kind == CFGLineKind::kEntry && before.count(report.offset) > 0;
             });
         }
@@ -261,29 +181,32 @@ public:
     bool Set(const MergePlan::Set& set)
     {
         const Keyed& item = m_mine.reading[set.file];
-        const std::string& value = m_theirs.reading[set.updated].value;
+        const std::string value(m_theirs.reading[set.updated].value);
         if (!m_file.Ini()) {
-            const std::string_view stored = m_mine.stored[set.file];
+            const std::string_view stored = m_mine.Stored(set.file);
             const size_t begin = static_cast<size_t>(stored.data() - m_file.text.data());
             m_splices.push_back({begin, begin + stored.size(), State::Kept(stored, value, m_file.Anonymous())});
             return true;
         }
-        if (!m_file.IniWritable(item.block, item.entry, value)) {
+        if (!m_file.IniWritable(m_naming.Block(item), m_naming.Entry(item), value)) {
             return false;
         }
-        m_splices.push_back(m_file.IniValueSplice(m_mine.lines[set.file], value));
+        m_splices.push_back(m_file.IniValueSplice(m_mine.LineOf(m_file, set.file), value));
         return true;
     }
 
     bool Remove(const std::vector<size_t>& removals, const std::vector<std::string>& dropped)
     {
         std::unordered_set<size_t> gone;
+        std::vector<size_t> near;
         for (size_t i : removals) {
-            gone.insert(m_mine.lines[i].begin);
+            gone.insert(m_mine.Begin(m_file, i));
+            near.push_back(m_mine.Begin(m_file, i));
         }
-        std::vector<Line> lines = m_file.Owned(0, kNone, [&](const CFGReport& report) {
+        std::sort(near.begin(), near.end());
+        std::vector<Line> lines = m_file.OwnedNear(near, [&](const CFGReport& report) {
             return report.line.kind == CFGLineKind::kEntry && gone.count(report.offset) > 0;
-        });
+        }, [](const Line&, size_t) {});
         const std::unordered_set<std::string_view> blocks = DroppedBlocks(dropped);
         if (!blocks.empty()) {
             const std::vector<Line> sections = m_file.SectionLines(
@@ -310,7 +233,7 @@ public:
 
     bool Add(const MergePlan::Add& add);
     bool AddBlocks(const std::vector<size_t>& adds);
-    bool Result(std::string& merged);
+    bool Result(State& merged);
 
 private:
     // The blocks that go whole with their sections, as a removal of the
@@ -349,15 +272,15 @@ private:
     std::string EntryLines(size_t updated, const Line* near, size_t& lastEnd) const
     {
         const Keyed& item = m_theirs.reading[updated];
-        const size_t at = m_theirs.lines[updated].begin;
+        const size_t at = m_theirs.Begin(m_updated, updated);
         std::string lines = CommentsFor(m_updated, m_theirComments.at(at), at, m_file);
         if (m_file.Ini()) {
-            lines += m_file.IniEntryLines(near ? m_file.IniEntryStyle(*near) : m_file.IniFileStyle(), item.entry,
-                                          item.value);
+            lines += m_file.IniEntryLines(near ? m_file.IniEntryStyle(*near) : m_file.IniFileStyle(),
+                                          m_naming.Entry(item), item.value);
             lastEnd = std::strlen(m_file.LineEnd());
         } else {
             const std::string end = m_file.EntryEnd(item.value);
-            lines += item.entry + "=" + item.value + end;
+            lines.append(m_naming.Entry(item)).append("=").append(item.value).append(end);
             lastEnd = m_file.EndDropped(end);
         }
         return lines;
@@ -367,6 +290,7 @@ private:
     const State& m_updated;
     const Placed& m_mine;
     const Placed& m_theirs;
+    const Naming& m_naming;
     std::unordered_map<size_t, size_t> m_theirComments, m_myComments; // see CommentsBegin
     // Inserts lines after the line `anchor` (at the start when none), as
     // InsertionSplice does. After the file's last line without a line feed,
@@ -395,12 +319,12 @@ private:
 bool MergeEdits::Add(const MergePlan::Add& add)
 {
     const Keyed& item = m_theirs.reading[add.updated];
-    if (!m_file.Writable(item.block, item.entry, item.value)) {
+    if (!m_file.Writable(m_naming.Block(item), m_naming.Entry(item), item.value)) {
         return false;
     }
     size_t lastEnd = 0;
     if (add.after != kNoItem) {
-        const Line& anchor = m_mine.lines[add.after];
+        const Line anchor = m_mine.LineOf(m_file, add.after);
         std::string lines = EntryLines(add.updated, &anchor, lastEnd);
         if (m_file.Ini() && !m_file.IniKeepsLineBelow(anchor.next, true, m_file.IniEntryStyle(anchor).indent.size())) {
             return false;
@@ -409,7 +333,7 @@ bool MergeEdits::Add(const MergePlan::Add& add)
         return true;
     }
     // Before the file's value it precedes, and the comments that belong to it.
-    const Line& next = m_mine.lines[add.before];
+    const Line next = m_mine.LineOf(m_file, add.before);
     const size_t at = m_myComments.at(next.begin);
     m_splices.push_back({at, at, EntryLines(add.updated, &next, lastEnd)});
     return true;
@@ -426,30 +350,32 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
     if (adds.empty()) {
         return true;
     }
-    std::vector<std::string_view> order;
-    std::unordered_map<std::string_view, std::vector<size_t>> byBlock;
+    std::vector<uint32_t> order; // the blocks, by group number
+    std::unordered_map<uint32_t, std::vector<size_t>> byBlock;
     for (size_t updated : adds) {
-        std::vector<size_t>& entries = byBlock[m_theirs.reading[updated].block];
+        const uint32_t block = m_theirs.reading[updated].group;
+        std::vector<size_t>& entries = byBlock[block];
         if (entries.empty()) {
-            order.push_back(m_theirs.reading[updated].block);
+            order.push_back(block);
         }
         entries.push_back(updated);
     }
-    std::unordered_map<std::string_view, size_t> lastOf; // each block's last entry in the file
+    std::vector<size_t> lastOf(m_naming.GroupCount(), kNoItem); // each block's last entry in the file
     for (size_t i = 0; i < m_mine.reading.size(); ++i) {
-        lastOf[m_mine.reading[i].block] = i;
+        lastOf[m_mine.reading[i].group] = i;
     }
     bool found = false;
     size_t gap = 1;
     const Line end = m_file.IniLastContent(found, gap);
-    for (const std::string_view block : order) {
-        const auto last = lastOf.find(block);
+    for (const uint32_t group : order) {
+        const std::string_view block = m_naming.Block(m_theirs.reading[byBlock[group].front()]);
+        const size_t last = lastOf[group];
         const size_t section = m_file.FindSection(block);
         const bool headerless = m_file.Anonymous() || (m_file.Ini() && block.empty());
-        Line anchor = last != lastOf.end() ? m_mine.lines[last->second]
-                      : section != kNone   ? m_file.LineAt(m_file.headers[section].at)
-                                           : Line{};
-        const bool anchored = last != lastOf.end() || section != kNone;
+        Line anchor = last != kNoItem      ? m_mine.LineOf(m_file, last)
+                      : section != kNone ? m_file.LineAt(m_file.headers[section].at)
+                                         : Line{};
+        const bool anchored = last != kNoItem || section != kNone;
         std::string lines;
         size_t lastEnd = 0;
         if (!anchored && !headerless) {
@@ -463,12 +389,12 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
             lines += "[" + std::string(block) + "]" + m_file.LineEnd();
             anchor = end;
         }
-        for (size_t updated : byBlock[block]) {
+        for (size_t updated : byBlock[group]) {
             const Keyed& item = m_theirs.reading[updated];
-            if (!m_file.Writable(item.block, item.entry, item.value)) {
+            if (!m_file.Writable(m_naming.Block(item), m_naming.Entry(item), item.value)) {
                 return false;
             }
-            lines += EntryLines(updated, last != lastOf.end() ? &anchor : nullptr, lastEnd);
+            lines += EntryLines(updated, last != kNoItem ? &anchor : nullptr, lastEnd);
         }
         const bool atAnchor = anchored || (!headerless && found);
         if (m_file.Ini() && !m_file.IniKeepsLineBelow(atAnchor ? anchor.next : m_file.MarkSize(), true, 0)) {
@@ -479,9 +405,9 @@ bool MergeEdits::AddBlocks(const std::vector<size_t>& adds)
     return true;
 }
 
-// The text with every splice made: false when two would overlap, which the
-// merge does not mean to make.
-bool MergeEdits::Result(std::string& merged)
+// The text with every splice made, as the text of `merged`, written in
+// place: false when two would overlap, which the merge does not mean to make.
+bool MergeEdits::Result(State& merged)
 {
     if (!m_afterLastLine.empty()) {
         size_t feed = 0;
@@ -493,20 +419,30 @@ bool MergeEdits::Result(std::string& merged)
         return a.begin != b.begin ? a.begin < b.begin : (a.end == a.begin) > (b.end == b.begin);
     });
     const std::string_view text = m_file.text;
-    merged.clear();
-    merged.reserve(text.size());
-    size_t at = 0;
+    size_t at = 0, size = text.size();
     for (const Splice& splice : m_splices) {
         if (splice.begin < at) {
             m_file.error = "refusing to merge: two edits would meet at line "
                            + std::to_string(m_file.LineNumber(splice.begin));
             return false;
         }
-        merged.append(text.substr(at, splice.begin - at));
-        merged.append(splice.with);
+        size = size - (splice.end - splice.begin) + splice.with.size();
         at = splice.end;
     }
-    merged.append(text.substr(at));
+    char* out = merged.EditedFile::Parse(size);
+    const auto put = [&out](std::string_view bytes) {
+        if (!bytes.empty()) {
+            std::memcpy(out, bytes.data(), bytes.size());
+            out += bytes.size();
+        }
+    };
+    at = 0;
+    for (const Splice& splice : m_splices) {
+        put(text.substr(at, splice.begin - at));
+        put(splice.with);
+        at = splice.end;
+    }
+    put(text.substr(at));
     return true;
 }
 
@@ -521,14 +457,10 @@ int Refuse(State& file, const std::string& why)
 
 std::vector<Difference> Compare(const Document& first, const Document& second)
 {
-    Names names;
-    const Placed a = ReadingOf(DocumentAccess::Of(first), names, Depth::kEntries);
-    const Placed b = ReadingOf(DocumentAccess::Of(second), names, Depth::kEntries);
-    std::vector<Difference> differences = CompareReadings(a.reading, b.reading);
-    for (Difference& difference : differences) {
-        ShownInto(difference.key, difference.block, difference.entry);
-    }
-    return differences;
+    Naming naming(false, ShownInto);
+    const Placed a = ReadingOf(DocumentAccess::Of(first), naming);
+    const Placed b = ReadingOf(DocumentAccess::Of(second), naming);
+    return CompareReadings(a.reading, b.reading, naming);
 }
 
 int Merge(const Document& oldDefaults, const Document& newDefaults, Document& document,
@@ -546,21 +478,18 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         file.error = "the documents to merge are read in different modes";
         return kStatusInvalid;
     }
-    Names names;
-    const Placed mine = ReadingOf(file, names, Depth::kEntries, true);
-    const Placed theirs = ReadingOf(updated, names, Depth::kEntries, true);
-    MergePlan plan = PlanMerge(ReadingOf(old, names, Depth::kIds).reading, theirs.reading, mine.reading);
+    Naming naming(false, ShownInto);
+    const Placed mine = ReadingOf(file, naming, true);
+    const Placed theirs = ReadingOf(updated, naming, true);
+    MergePlan plan = PlanMerge(ReadingOf(old, naming).reading, theirs.reading, mine.reading, naming);
     conflicts = std::move(plan.conflicts);
-    for (Conflict& conflict : conflicts) {
-        ShownInto(conflict.key, conflict.block, conflict.entry);
-    }
     // A block the user removed, header and all, stays removed: what the new
     // defaults add to it is not added. One the user emptied keeps its header
     // and takes the adds.
     if (!file.Anonymous() && !plan.adds.empty()) {
         const std::unordered_set<std::string_view> inFile = HeaderNames(file), inOld = HeaderNames(old);
         const auto removedByUser = [&](const MergePlan::Add& add) {
-            const std::string_view block = theirs.reading[add.updated].block;
+            const std::string_view block = naming.Block(theirs.reading[add.updated]);
             return !block.empty() && inFile.count(block) == 0 && inOld.count(block) > 0;
         };
         plan.adds.erase(std::remove_if(plan.adds.begin(), plan.adds.end(), removedByUser), plan.adds.end());
@@ -568,10 +497,10 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
     }
-    MergeEdits edits(file, updated, mine, theirs, plan);
+    MergeEdits edits(file, updated, mine, theirs, plan, naming);
     for (const MergePlan::Set& set : plan.sets) {
         if (!edits.Set(set)) {
-            return Refuse(file, Shown(mine.reading[set.file].block, mine.reading[set.file].entry) + ": " + file.error);
+            return Refuse(file, naming.Key(mine.reading[set.file]) + ": " + file.error);
         }
     }
     if (!plan.removals.empty() && !edits.Remove(plan.removals, plan.dropped)) {
@@ -582,38 +511,34 @@ int Merge(const Document& oldDefaults, const Document& newDefaults, Document& do
         if (add.after == kNoItem && add.before == kNoItem) {
             unplaced.push_back(add.updated);
         } else if (!edits.Add(add)) {
-            const Keyed& item = theirs.reading[add.updated];
-            return Refuse(file, Shown(item.block, item.entry) + ": " + file.error);
+            return Refuse(file, naming.Key(theirs.reading[add.updated]) + ": " + file.error);
         }
     }
     if (!edits.AddBlocks(unplaced)) {
         return Refuse(file, file.error);
     }
-    std::string merged;
-    if (!edits.Result(merged)) {
-        return kEditAmbiguous;
-    }
     // What the edits made must read as the merge promises before it is kept.
     State probe(file.mode);
-    probe.EditedFile::Parse(merged);
+    if (!edits.Result(probe)) {
+        return kEditAmbiguous;
+    }
     if (probe.Start() != 0) {
         return Refuse(file, "the merged text would not read: " + probe.error);
     }
     // Read back value by value, no reading of it kept.
-    ReadBack readBack(mine.reading, theirs.reading, plan);
-    names.Restart(ExpectedEntries(probe));
+    ReadBack readBack(mine.reading, theirs.reading, plan, naming);
+    naming.Restart(ExpectedEntries(probe));
     Keyed item;
     probe.ForEachEntryAt(Document::Order::kFile, [&](const Line&, std::string_view block, std::string_view entry,
                                                      std::string_view value) {
-        Fill(item, names, Depth::kKeys, block, entry, value);
+        Fill(item, naming, probe, block, entry, value);
         readBack.Read(item);
     });
     const std::string wrong = readBack.Result();
     if (!wrong.empty()) {
         return Refuse(file, wrong);
     }
-    file.text.Assign(merged);
-    file.Index();
+    file.TakeIndexed(probe);
     file.changed = true;
     return 0;
 }

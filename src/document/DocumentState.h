@@ -375,6 +375,17 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
         return CFGRead(reader, ReadMode(true), listener);
     }
 
+    // The text of `parsed`, a state of this mode whose Start found nothing
+    // wrong, as an edit of this one, with its index: a text just read is
+    // not copied or read again.
+    void TakeIndexed(State& parsed)
+    {
+        text.Take(parsed.text);
+        headers = std::move(parsed.headers);
+        firstHeaders.version = kNone;
+        readEnd = kNone;
+    }
+
     // Ends the parse at the line that begins at `at`, with the line's number
     // and what is wrong with it in `error`.
     void Stop(size_t at, const char* what)
@@ -722,6 +733,50 @@ struct __attribute__((visibility("hidden"))) Document::State : EditedFile
             }
             waiting.clear();
         });
+        return taken;
+    }
+
+    // The same over only the sections about the lines that begin at `near`
+    // (in order): each one's section and the one above it, which holds the
+    // comment lines directly above its header. A run of comment lines ends
+    // at every header, so this finds what a reading of the whole text finds,
+    // for a reading of a few sections. `takes` sees offsets in the whole text.
+    template <typename Takes, typename Owner>
+    std::vector<Line> OwnedNear(const std::vector<size_t>& near, Takes takes, Owner owner) const
+    {
+        std::vector<Line> taken;
+        const auto read = [&](size_t from, size_t to) {
+            const std::vector<Line> lines = Owned(from, to, [&](const CFGReport& report) {
+                CFGReport whole = report;
+                whole.offset += from;
+                return takes(whole);
+            }, owner);
+            taken.insert(taken.end(), lines.begin(), lines.end());
+        };
+        if (Anonymous()) {
+            read(0, kNone);
+            return taken;
+        }
+        size_t from = kNone, to = 0;
+        for (const size_t at : near) {
+            const auto after = std::upper_bound(headers.begin(), headers.end(), at,
+                                                [](size_t offset, const Header& header) { return offset < header.at; });
+            const size_t k = static_cast<size_t>(after - headers.begin()); // headers at or above `at`
+            const size_t begin = k >= 2 ? headers[k - 2].at : 0;
+            const size_t end = k < headers.size() ? headers[k].at : kNone;
+            if (from != kNone && begin <= to) {
+                to = std::max(to, end);
+                continue;
+            }
+            if (from != kNone) {
+                read(from, to);
+            }
+            from = begin;
+            to = end;
+        }
+        if (from != kNone) {
+            read(from, to);
+        }
         return taken;
     }
 

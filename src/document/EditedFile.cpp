@@ -36,16 +36,34 @@ int Memory::Read(int fd, size_t& size)
     return status;
 }
 
-void Bytes::Assign(std::string_view bytes)
+char* Bytes::Make(size_t size)
 {
     ++m_version;
     Rebase();
     m_splices.clear();
-    m_text.Allocate(std::max<size_t>(bytes.size() + bytes.size() / 8, 4096));
+    m_text.Allocate(std::max<size_t>(size + size / 8, 4096));
+    m_size = size;
+    return m_text.get();
+}
+
+void Bytes::Assign(std::string_view bytes)
+{
+    char* text = Make(bytes.size());
     if (!bytes.empty()) {
-        std::memcpy(m_text.get(), bytes.data(), bytes.size());
+        std::memcpy(text, bytes.data(), bytes.size());
     }
-    m_size = bytes.size();
+}
+
+void Bytes::Take(Bytes& other)
+{
+    ++m_version;
+    Rebase();
+    m_splices.clear();
+    other.Rebase();
+    other.Settle();
+    m_text = std::move(other.m_text ? other.m_text : other.m_loaded);
+    m_size = other.m_size;
+    other = Bytes();
 }
 
 void Bytes::Replace(size_t begin, size_t end, std::string_view with)
@@ -169,6 +187,14 @@ void EditedFile::Parse(std::string_view bytes)
 {
     *this = EditedFile();
     text.Load(bytes);
+}
+
+char* EditedFile::Parse(size_t size)
+{
+    *this = EditedFile();
+    char* bytes = text.Make(size);
+    text.Saved();
+    return bytes;
 }
 
 int EditedFile::Save()

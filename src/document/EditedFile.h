@@ -73,6 +73,12 @@ public:
     // Replaces the whole text with bytes from elsewhere (never from this
     // text), kept as an edit: the loaded bytes stay what they were.
     void Assign(std::string_view bytes);
+    // The same with the text of `other`, which is left empty: its bytes
+    // move here rather than be copied.
+    void Take(Bytes& other);
+    // Room for a whole new text of `size` bytes, written there at once:
+    // Assign without a copy from elsewhere.
+    char* Make(size_t size);
     // Makes bytes held in memory the loaded text, as if a file held them.
     void Load(std::string_view bytes)
     {
@@ -147,6 +153,8 @@ public:
     int Load(const std::string& path, bool lock, const ReplaceOptions& saving);
     // Makes bytes in memory the text; there is no file to save to.
     void Parse(std::string_view bytes);
+    // The same for `size` bytes to be written where this returns.
+    char* Parse(size_t size);
     // Makes what a descriptor holds from its position to its end (standard
     // input's, say) the text; there is no file to save to. 0, or
     // kStatusNotFound with `error` saying why.

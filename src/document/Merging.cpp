@@ -6,22 +6,140 @@
 
 namespace zelconfig {
 
+std::string_view Store::Keep(std::string_view bytes)
+{
+    if (bytes.size() > m_room) {
+        const size_t size = std::max<size_t>(size_t{1} << 20, bytes.size());
+        m_chunks.push_back(std::make_unique<char[]>(size));
+        m_free = m_chunks.back().get();
+        m_room = size;
+    }
+    char* kept = m_free;
+    std::copy(bytes.begin(), bytes.end(), kept);
+    m_free += bytes.size();
+    m_room -= bytes.size();
+    return {kept, bytes.size()};
+}
+
+uint32_t Names::Number(std::string_view name, uint32_t group)
+{
+    if (m_last != kNone && Is(m_last + 1, name, group)) {
+        ++m_last;
+    } else if (m_last == kNone || !Is(m_last, name, group)) {
+        m_last = Lookup(name, group);
+    }
+    return m_last;
+}
+
+// Open addressing in the group's table, each slot with its name's hash.
+uint32_t Names::Lookup(std::string_view name, uint32_t group)
+{
+    if (group >= m_tables.size()) {
+        m_tables.resize(group + size_t{1});
+    }
+    Table& table = m_tables[group];
+    if (2 * (table.count + 1) > table.slots.size()) {
+        Grow(table);
+    }
+    const uint32_t hash = static_cast<uint32_t>(std::hash<std::string_view>()(name));
+    const size_t mask = table.slots.size() - 1;
+    size_t at = hash & mask;
+    for (; table.slots[at].number != kNone; at = (at + 1) & mask) {
+        if (table.slots[at].hash == hash && Is(table.slots[at].number, name, group)) {
+            return table.slots[at].number;
+        }
+    }
+    table.slots[at] = Slot{hash, static_cast<uint32_t>(m_names.size())};
+    ++table.count;
+    m_names.push_back(Name{m_copies != nullptr ? m_copies->Keep(name) : name, group});
+    return table.slots[at].number;
+}
+
+void Names::Grow(Table& table)
+{
+    std::vector<Slot> slots(std::max<size_t>(16, 2 * table.slots.size()), Slot{0, kNone});
+    const size_t mask = slots.size() - 1;
+    for (const Slot& slot : table.slots) {
+        if (slot.number != kNone) {
+            size_t at = slot.hash & mask;
+            while (slots[at].number != kNone) {
+                at = (at + 1) & mask;
+            }
+            slots[at] = slot;
+        }
+    }
+    table.slots = std::move(slots);
+}
+
+Naming::Naming(bool copies, Show show)
+    : m_copies(copies), m_names(copies ? &m_store : nullptr), m_groups(copies ? &m_store : nullptr), m_show(show)
+{
+}
+
+void Naming::Restart(size_t expected)
+{
+    std::fill(m_seen.begin(), m_seen.end(), 0);
+    m_names.Reserve(expected);
+    m_seen.reserve(expected);
+}
+
+void Naming::Identify(Keyed& item, std::string_view name, std::string_view group)
+{
+    // Views into a text that outlives the naming are the same bytes where
+    // they are the same view; made strings may reuse their room.
+    if (m_copies || !m_groupMet || group.data() != m_lastGroup.data() || group.size() != m_lastGroup.size()) {
+        m_lastGroupNumber = m_groups.Number(group, 0);
+        m_lastGroup = group;
+        m_groupMet = true;
+    }
+    item.group = m_lastGroupNumber;
+    item.name = m_names.Number(name, item.group);
+    if (item.name >= m_seen.size()) {
+        m_seen.resize(item.name + size_t{1}, 0);
+    }
+    item.nth = ++m_seen[item.name];
+}
+
+void Naming::KeepKey(Keyed& item, std::string_view key)
+{
+    item.key = static_cast<uint32_t>(m_keys.size());
+    m_keys.push_back(Keep(key));
+}
+
+void Naming::Describe(const Keyed& item, std::string& key, std::string& block, std::string& entry) const
+{
+    if (Paths()) {
+        key.assign(m_keys[item.key].data(), m_keys[item.key].size());
+        return;
+    }
+    block.assign(Block(item).data(), Block(item).size());
+    entry.assign(Entry(item).data(), Entry(item).size());
+    m_show(key, block, entry);
+}
+
+std::string Naming::Key(const Keyed& item) const
+{
+    std::string key, block, entry;
+    Describe(item, key, block, entry);
+    return key;
+}
+
 namespace {
 
 // Where each id stands in a reading. Two readings of one file's versions
 // mostly hold the same ids in the same order, so a caller's cursor, one past
-// the last id found, is tried first; the table behind it (open addressing
-// over the positions, with each id's hash beside its position, so that no
-// id costs an allocation) is built at the first id the cursor misses.
+// the last id found, is tried first; behind it, built at the first id the
+// cursor misses, each name's values in order (the nth is the nth of them),
+// names by number: two arrays, no hashing.
 class IdIndex
 {
 public:
-    explicit IdIndex(const Reading& reading) : m_reading(reading) {}
+    IdIndex(const Reading& reading, const Naming& naming) : m_reading(reading), m_naming(naming) {}
 
     // The id's position, or kNoItem; `cursor` moves past what is found.
-    size_t Find(const std::string& id, size_t& cursor)
+    size_t Find(const Keyed& id, size_t& cursor)
     {
-        const size_t found = cursor < m_reading.size() && m_reading[cursor].id == id ? cursor : Lookup(id);
+        const size_t found = cursor < m_reading.size() && SameId(m_reading[cursor], id) ? cursor : Lookup(id);
         if (found != kNoItem) {
             cursor = found + 1;
         }
@@ -29,89 +147,68 @@ public:
     }
 
 private:
-    struct Slot
+    size_t Lookup(const Keyed& id)
     {
-        size_t hash, item;
-    };
-
-    static size_t Hash(const std::string& id) { return std::hash<std::string_view>()(id); }
-    bool Holds(const Slot& slot, size_t hash, const std::string& id) const
-    {
-        return slot.hash == hash && m_reading[slot.item].id == id;
-    }
-
-    size_t Lookup(const std::string& id)
-    {
-        if (m_slots.empty()) {
+        if (m_begin.empty()) {
             Build();
         }
-        const size_t hash = Hash(id);
-        for (size_t at = hash & m_mask; m_slots[at].item != kNoItem; at = (at + 1) & m_mask) {
-            if (Holds(m_slots[at], hash, id)) {
-                return m_slots[at].item;
-            }
+        if (id.name + size_t{1} >= m_begin.size()) {
+            return kNoItem;
         }
-        return kNoItem;
+        const size_t begin = m_begin[id.name], count = m_begin[id.name + 1] - begin;
+        return id.nth >= 1 && id.nth <= count ? m_items[begin + id.nth - 1] : kNoItem;
     }
 
     void Build()
     {
-        size_t capacity = 16;
-        while (capacity < 2 * m_reading.size()) {
-            capacity *= 2;
+        m_begin.assign(m_naming.NameCount() + 2, 0);
+        for (const Keyed& item : m_reading) {
+            ++m_begin[item.name + 2];
         }
-        m_mask = capacity - 1;
-        m_slots.assign(capacity, Slot{0, kNoItem});
+        for (size_t i = 2; i < m_begin.size(); ++i) {
+            m_begin[i] += m_begin[i - 1];
+        }
+        // m_begin[name + 1] counts up as the name's values are placed, to
+        // end as where the next name's begin.
+        m_items.resize(m_reading.size());
         for (size_t i = 0; i < m_reading.size(); ++i) {
-            const size_t hash = Hash(m_reading[i].id);
-            size_t at = hash & m_mask;
-            while (m_slots[at].item != kNoItem && !Holds(m_slots[at], hash, m_reading[i].id)) {
-                at = (at + 1) & m_mask;
-            }
-            if (m_slots[at].item == kNoItem) {
-                m_slots[at] = Slot{hash, i}; // the first of an id stays, should one come twice
-            }
+            m_items[m_begin[m_reading[i].name + 1]++] = static_cast<uint32_t>(i);
         }
     }
 
     const Reading& m_reading;
-    std::vector<Slot> m_slots;
-    size_t m_mask = 0;
+    const Naming& m_naming;
+    std::vector<uint32_t> m_begin; // by name: where its values begin in m_items
+    std::vector<uint32_t> m_items; // positions, by name, in order
 };
 
-Difference DifferenceOf(const Keyed* first, const Keyed* second)
+Difference DifferenceOf(const Keyed* first, const Keyed* second, const Naming& naming)
 {
-    const Keyed& named = second != nullptr ? *second : *first;
-    Difference difference{named.key, named.block, named.entry, first != nullptr, second != nullptr, {}, {}};
+    Difference difference;
+    naming.Describe(second != nullptr ? *second : *first, difference.key, difference.block, difference.entry);
+    difference.inFirst = first != nullptr;
+    difference.inSecond = second != nullptr;
     if (first != nullptr) {
-        difference.first = first->value;
+        difference.first.assign(first->value.data(), first->value.size());
     }
     if (second != nullptr) {
-        difference.second = second->value;
+        difference.second.assign(second->value.data(), second->value.size());
     }
     return difference;
 }
 
 } // namespace
 
-void Occurrences::Identify(Keyed& item, std::string names)
+std::vector<Difference> CompareReadings(const Reading& first, const Reading& second, const Naming& naming)
 {
-    const size_t nth = ++m_seen[names];
-    names += '\0';
-    names += std::to_string(nth);
-    item.id = std::move(names);
-}
-
-std::vector<Difference> CompareReadings(const Reading& first, const Reading& second)
-{
-    IdIndex inSecond(second), inFirst(first);
+    IdIndex inSecond(second, naming), inFirst(first, naming);
     size_t inSecondAt = 0, inFirstAt = 0;
     // A value only the first holds is shown after the last value both hold
     // that came before it there (before all, when none did).
     std::vector<std::vector<size_t>> goneAfter(second.size() + 1);
     size_t anchor = 0; // one past the second's index of the last shared value
     for (size_t i = 0; i < first.size(); ++i) {
-        const size_t there = inSecond.Find(first[i].id, inSecondAt);
+        const size_t there = inSecond.Find(first[i], inSecondAt);
         if (there == kNoItem) {
             goneAfter[anchor].push_back(i);
         } else {
@@ -121,14 +218,14 @@ std::vector<Difference> CompareReadings(const Reading& first, const Reading& sec
     std::vector<Difference> differences;
     const auto gone = [&](size_t at) {
         for (size_t i : goneAfter[at]) {
-            differences.push_back(DifferenceOf(&first[i], nullptr));
+            differences.push_back(DifferenceOf(&first[i], nullptr, naming));
         }
     };
     gone(0);
     for (size_t j = 0; j < second.size(); ++j) {
-        const size_t here = inFirst.Find(second[j].id, inFirstAt);
+        const size_t here = inFirst.Find(second[j], inFirstAt);
         if (here == kNoItem || first[here].value != second[j].value) {
-            differences.push_back(DifferenceOf(here == kNoItem ? nullptr : &first[here], &second[j]));
+            differences.push_back(DifferenceOf(here == kNoItem ? nullptr : &first[here], &second[j], naming));
         }
         gone(j + 1);
     }
@@ -137,37 +234,29 @@ std::vector<Difference> CompareReadings(const Reading& first, const Reading& sec
 
 namespace {
 
-// What a value's adds are placed among: its group, or a CFG or INI value's block.
-std::string_view GroupOf(const Keyed& item)
-{
-    return item.group.empty() ? item.block : item.group;
-}
-
 // Where each add goes: after the nearest value before it in the new
 // defaults' group that the file keeps, else before the nearest after it.
-void PlaceAdds(const Reading& updated, const std::vector<size_t>& kept, MergePlan& plan)
+void PlaceAdds(const Reading& updated, const std::vector<size_t>& kept, size_t groups, MergePlan& plan)
 {
-    std::unordered_map<std::string_view, size_t> last; // per group: the file's value met last
+    std::vector<size_t> last(groups, kNoItem); // by group: the file's value met last
     for (MergePlan::Add& add : plan.adds) {
         add.after = add.before = kNoItem;
     }
     size_t next = 0;
     for (size_t j = 0; j < updated.size(); ++j) {
         if (next < plan.adds.size() && plan.adds[next].updated == j) {
-            const auto found = last.find(GroupOf(updated[j]));
-            plan.adds[next++].after = found == last.end() ? kNoItem : found->second;
+            plan.adds[next++].after = last[updated[j].group];
         } else if (kept[j] != kNoItem) {
-            last[GroupOf(updated[j])] = kept[j];
+            last[updated[j].group] = kept[j];
         }
     }
-    last.clear();
+    std::fill(last.begin(), last.end(), kNoItem);
     size_t previous = plan.adds.size();
     for (size_t j = updated.size(); j-- > 0;) {
         if (previous > 0 && plan.adds[previous - 1].updated == j) {
-            const auto found = last.find(GroupOf(updated[j]));
-            plan.adds[--previous].before = found == last.end() ? kNoItem : found->second;
+            plan.adds[--previous].before = last[updated[j].group];
         } else if (kept[j] != kNoItem) {
-            last[GroupOf(updated[j])] = kept[j];
+            last[updated[j].group] = kept[j];
         }
     }
 }
@@ -196,7 +285,8 @@ std::vector<std::string_view> Sorted(std::vector<std::string_view> groups)
 // beneath them, nor an XML value by their name) where the file keeps
 // nothing: every value of theirs the file holds goes, so the old defaults
 // had them, as they stood, and the groups go whole.
-std::vector<std::string> DroppedGroups(const Reading& updated, const Reading& file, const std::vector<bool>& removed)
+std::vector<std::string> DroppedGroups(const Reading& updated, const Reading& file, const std::vector<bool>& removed,
+                                       const Naming& naming)
 {
     std::vector<std::string_view> alive, kept;
     // Values of a group mostly come together: each run is listed once.
@@ -206,25 +296,26 @@ std::vector<std::string> DroppedGroups(const Reading& updated, const Reading& fi
         }
     };
     for (const Keyed& item : updated) {
-        list(alive, GroupOf(item));
-        if (!item.group.empty()) {
-            alive.push_back(std::string_view(item.id).substr(0, item.id.rfind('\0')));
+        list(alive, naming.Group(item));
+        if (naming.Paths() && !naming.Group(item).empty()) {
+            alive.push_back(naming.Path(item));
         }
     }
     for (size_t i = 0; i < file.size(); ++i) {
         if (!removed[i]) {
-            list(kept, GroupOf(file[i]));
+            list(kept, naming.Group(file[i]));
         }
     }
     alive = Sorted(std::move(alive));
     kept = Sorted(std::move(kept));
-    std::unordered_set<std::string_view> seen;
+    std::vector<bool> seen(naming.GroupCount(), false);
     std::vector<std::string> dropped;
     for (size_t i = 0; i < file.size(); ++i) {
-        if (!removed[i] || !seen.insert(GroupOf(file[i])).second) {
+        if (!removed[i] || seen[file[i].group]) {
             continue;
         }
-        const std::string group(GroupOf(file[i]));
+        seen[file[i].group] = true;
+        const std::string group(naming.Group(file[i]));
         if (!HoldsOrBeneath(alive, group) && !HoldsOrBeneath(kept, group)) {
             dropped.push_back(group);
         }
@@ -232,21 +323,29 @@ std::vector<std::string> DroppedGroups(const Reading& updated, const Reading& fi
     return dropped;
 }
 
-Conflict ConflictOf(const Keyed& yours, const Keyed& updated, const Keyed* old)
+Conflict ConflictOf(const Keyed& yours, const Keyed& updated, const Keyed* old, const Naming& naming)
 {
-    return {yours.key, yours.block, yours.entry, yours.value, updated.value, old ? old->value : "", old != nullptr};
+    Conflict conflict;
+    naming.Describe(yours, conflict.key, conflict.block, conflict.entry);
+    conflict.yours.assign(yours.value.data(), yours.value.size());
+    conflict.updated.assign(updated.value.data(), updated.value.size());
+    if (old != nullptr) {
+        conflict.old.assign(old->value.data(), old->value.size());
+    }
+    conflict.inOld = old != nullptr;
+    return conflict;
 }
 
 } // namespace
 
-MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& file)
+MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& file, const Naming& naming)
 {
-    IdIndex inOld(old), inUpdated(updated), inFile(file);
+    IdIndex inOld(old, naming), inUpdated(updated, naming), inFile(file, naming);
     size_t oldAt = 0, updatedAt = 0;
     MergePlan plan;
     std::vector<bool> removed(file.size(), false);
     for (size_t i = 0; i < file.size(); ++i) {
-        const size_t o = inOld.Find(file[i].id, oldAt), n = inUpdated.Find(file[i].id, updatedAt);
+        const size_t o = inOld.Find(file[i], oldAt), n = inUpdated.Find(file[i], updatedAt);
         const bool untouched = o != kNoItem && old[o].value == file[i].value;
         if (untouched && n == kNoItem) {
             plan.removals.push_back(i); // the new defaults dropped a value the user left alone
@@ -256,7 +355,7 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
         } else if (!untouched && n != kNoItem && updated[n].value != file[i].value
                    && (o == kNoItem || updated[n].value != old[o].value)) {
             // Both changed it, or both added it, each otherwise: the user's stays.
-            plan.conflicts.push_back(ConflictOf(file[i], updated[n], o == kNoItem ? nullptr : &old[o]));
+            plan.conflicts.push_back(ConflictOf(file[i], updated[n], o == kNoItem ? nullptr : &old[o], naming));
         }
     }
     // The values the new defaults add: neither the old defaults nor the
@@ -265,16 +364,16 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
     size_t fileAt = 0;
     oldAt = 0;
     for (size_t j = 0; j < updated.size(); ++j) {
-        const size_t f = inFile.Find(updated[j].id, fileAt);
+        const size_t f = inFile.Find(updated[j], fileAt);
         if (f != kNoItem) {
             kept[j] = removed[f] ? kNoItem : f;
-        } else if (inOld.Find(updated[j].id, oldAt) == kNoItem) {
+        } else if (inOld.Find(updated[j], oldAt) == kNoItem) {
             plan.adds.push_back({j, kNoItem, kNoItem});
         }
     }
-    PlaceAdds(updated, kept, plan);
+    PlaceAdds(updated, kept, naming.GroupCount(), plan);
     if (!plan.removals.empty()) {
-        plan.dropped = DroppedGroups(updated, file, removed);
+        plan.dropped = DroppedGroups(updated, file, removed, naming);
     }
     return plan;
 }
@@ -282,38 +381,34 @@ MergePlan PlanMerge(const Reading& old, const Reading& updated, const Reading& f
 namespace {
 
 // A value under its key's names (an id without its occurrence), as the
-// read-back counts them: views into the readings, which outlive the count.
-using NamedValue = std::pair<std::string_view, std::string_view>;
+// read-back counts them: the value a view into the readings or texts,
+// which outlive the count.
+using NamedValue = std::pair<uint32_t, std::string_view>;
 
 struct NamedValueHash
 {
     size_t operator()(const NamedValue& pair) const
     {
-        const std::hash<std::string_view> hash;
-        return hash(pair.first) * 31 ^ hash(pair.second);
+        return std::hash<std::string_view>()(pair.second) * 31 ^ pair.first;
     }
 };
 
-NamedValue NamedValueOf(const Keyed& item, const std::string& value)
-{
-    return {std::string_view(item.id).substr(0, item.id.rfind('\0')), value};
-}
-
 } // namespace
 
-ReadBack::ReadBack(const Reading& file, const Reading& updated, const MergePlan& plan)
-    : m_file(file), m_updated(updated), m_plan(plan), m_value(file.size())
+ReadBack::ReadBack(const Reading& file, const Reading& updated, const MergePlan& plan, const Naming& naming)
+    : m_file(file), m_updated(updated), m_plan(plan), m_naming(naming), m_value(file.size()),
+      m_gone(file.size(), false)
 {
     for (size_t i = 0; i < file.size(); ++i) {
-        m_value[i] = &file[i].value;
+        m_value[i] = file[i].value;
     }
     for (const MergePlan::Set& set : plan.sets) {
-        m_value[set.file] = &updated[set.updated].value;
+        m_value[set.file] = updated[set.updated].value;
     }
     for (size_t i : plan.removals) {
-        m_value[i] = nullptr;
+        m_gone[i] = true;
     }
-    while (m_next < m_file.size() && m_value[m_next] == nullptr) {
+    while (m_next < m_file.size() && m_gone[m_next]) {
         ++m_next;
     }
 }
@@ -323,9 +418,9 @@ ReadBack::ReadBack(const Reading& file, const Reading& updated, const MergePlan&
 // once. What is left, expected or read, is counted by Result.
 void ReadBack::Read(const Keyed& item)
 {
-    if (m_next < m_file.size() && NamedValueOf(item, item.value) == NamedValueOf(m_file[m_next], *m_value[m_next])) {
+    if (m_next < m_file.size() && item.name == m_file[m_next].name && item.value == m_value[m_next]) {
         ++m_next;
-        while (m_next < m_file.size() && m_value[m_next] == nullptr) {
+        while (m_next < m_file.size() && m_gone[m_next]) {
             ++m_next;
         }
     } else {
@@ -339,17 +434,18 @@ std::string ReadBack::Result() const
     // count must end at zero. Values of one key compare in any order.
     std::unordered_map<NamedValue, long, NamedValueHash> counts;
     for (size_t i = m_next; i < m_file.size(); ++i) {
-        if (m_value[i] != nullptr) {
-            ++counts[NamedValueOf(m_file[i], *m_value[i])];
+        if (!m_gone[i]) {
+            ++counts[NamedValue(m_file[i].name, m_value[i])];
         }
     }
     for (const MergePlan::Add& add : m_plan.adds) {
-        ++counts[NamedValueOf(m_updated[add.updated], m_updated[add.updated].value)];
+        ++counts[NamedValue(m_updated[add.updated].name, m_updated[add.updated].value)];
     }
     // Expected values all counted first, one that counts below zero is extra.
     for (const Keyed& item : m_unmatched) {
-        if (--counts[NamedValueOf(item, item.value)] < 0) {
-            return item.key + " would read '" + item.value + "', which the merge does not make";
+        if (--counts[NamedValue(item.name, item.value)] < 0) {
+            return m_naming.Key(item) + " would read '" + std::string(item.value)
+                   + "', which the merge does not make";
         }
     }
     for (const auto& count : counts) {
@@ -361,9 +457,9 @@ std::string ReadBack::Result() const
 }
 
 std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
-                            const Reading& merged)
+                            const Reading& merged, const Naming& naming)
 {
-    ReadBack readBack(file, updated, plan);
+    ReadBack readBack(file, updated, plan, naming);
     for (const Keyed& item : merged) {
         readBack.Read(item);
     }

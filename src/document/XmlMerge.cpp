@@ -21,11 +21,11 @@ using Node = Tree::Node;
 
 // A key with every part indexed ("a.b" is "a[1].b[1]"), so that one value
 // matches across files whether or not a sibling of its name comes or goes;
-// and its parent's, the group its adds are placed in.
-std::string Indexed(const std::string& key, std::string& parent)
+// and its parent's, the group its adds are placed in. Into `indexed`, whose
+// room is kept from one key to the next.
+void IndexedInto(std::string& indexed, const std::string& key, std::string& parent)
 {
-    std::string indexed;
-    indexed.reserve(key.size() + 12);
+    indexed.clear();
     size_t partBegin = 0, parentEnd = 0;
     bool quoted = false;
     const auto endPart = [&](size_t at) {
@@ -46,6 +46,12 @@ std::string Indexed(const std::string& key, std::string& parent)
     }
     endPart(key.size());
     parent.assign(indexed, 0, parentEnd);
+}
+
+std::string Indexed(const std::string& key, std::string& parent)
+{
+    std::string indexed;
+    IndexedInto(indexed, key, parent);
     return indexed;
 }
 
@@ -60,17 +66,24 @@ std::string LastName(const std::string& key)
     return dot == std::string::npos ? key : key.substr(dot + 1);
 }
 
-Reading ReadingOf(const XmlDocument& document)
+// One value of a tree: its key and value kept, as the walk's strings are
+// made afresh for each value.
+void Fill(Keyed& item, Naming& naming, const std::string& key, const std::string& value, std::string& path,
+          std::string& group)
+{
+    IndexedInto(path, key, group);
+    naming.Identify(item, path, group);
+    naming.KeepKey(item, key);
+    item.value = naming.Keep(value);
+}
+
+Reading ReadingOf(const XmlDocument& document, Naming& naming)
 {
     Reading reading;
-    Occurrences occurrences;
+    std::string path, group;
+    naming.Restart(0);
     document.Walk([&](const std::string& key, const std::string& value) {
-        Keyed item;
-        item.key = key;
-        item.value = value;
-        std::string names = Indexed(key, item.group);
-        occurrences.Identify(item, std::move(names));
-        reading.push_back(std::move(item));
+        Fill(reading.emplace_back(), naming, key, value, path, group);
     });
     return reading;
 }
@@ -94,13 +107,12 @@ struct Walked
 // keys held by `walked`.
 using Paths = std::unordered_map<std::string_view, Node>;
 
-Paths PathsOf(const Walked& walked)
+Paths PathsOf(const Walked& walked, const Naming& naming)
 {
     Paths paths;
     paths.reserve(walked.reading.size() + walked.containers.size());
     for (size_t i = 0; i < walked.reading.size(); ++i) {
-        const std::string& id = walked.reading[i].id;
-        paths.emplace(std::string_view(id).substr(0, id.rfind('\0')), walked.nodes[i]);
+        paths.emplace(naming.Path(walked.reading[i]), walked.nodes[i]);
     }
     for (const Walked::Container& container : walked.containers) {
         paths.emplace(container.path, container.node);
@@ -108,25 +120,17 @@ Paths PathsOf(const Walked& walked)
     return paths;
 }
 
-Walked WalkOf(const Tree& tree, bool containers)
+Walked WalkOf(const Tree& tree, Naming& naming)
 {
     Walked walked;
-    Occurrences occurrences;
+    std::string path, group;
+    naming.Restart(0);
     tree.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
-        std::string group;
-        std::string path = Indexed(key, group);
         if (value == nullptr) {
-            if (containers) {
-                walked.containers.push_back({std::move(path), node, walked.reading.size()});
-            }
+            walked.containers.push_back({Indexed(key, group), node, walked.reading.size()});
             return;
         }
-        Keyed item;
-        item.key = key;
-        item.value = *value;
-        item.group = std::move(group);
-        occurrences.Identify(item, std::move(path));
-        walked.reading.push_back(std::move(item));
+        Fill(walked.reading.emplace_back(), naming, key, *value, path, group);
         walked.nodes.push_back(node);
     });
     return walked;
@@ -367,13 +371,13 @@ private:
 
 // The file's elements in which the merge keeps an element (what the user
 // changed, or added): attributes do not count, as they sit beside a value.
-std::unordered_set<const void*> Keeping(const Walked& mine, const std::vector<bool>& gone)
+std::unordered_set<const void*> Keeping(const Walked& mine, const std::vector<bool>& gone, const Naming& naming)
 {
     std::unordered_set<const void*> keeping;
     for (const Walked::Container& container : mine.containers) {
         const std::string prefix = container.path + ".";
         for (size_t i = container.first;
-             i < mine.reading.size() && mine.reading[i].id.compare(0, prefix.size(), prefix) == 0; ++i) {
+             i < mine.reading.size() && naming.Path(mine.reading[i]).compare(0, prefix.size(), prefix) == 0; ++i) {
             if (!gone[i] && !mine.nodes[i].attribute) {
                 keeping.insert(container.node.object);
                 break;
@@ -387,7 +391,10 @@ std::unordered_set<const void*> Keeping(const Walked& mine, const std::vector<bo
 
 std::vector<Difference> Compare(const XmlDocument& first, const XmlDocument& second)
 {
-    return CompareReadings(ReadingOf(first), ReadingOf(second));
+    Naming naming(true, nullptr);
+    const Reading a = ReadingOf(first, naming);
+    const Reading b = ReadingOf(second, naming);
+    return CompareReadings(a, b, naming);
 }
 
 int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDocument& file,
@@ -400,10 +407,11 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         return kStatusInvalid;
     }
     Tree& tree = DocumentAccess::Tree(file);
-    const Walked mine = WalkOf(tree, true);
-    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), true);
-    const Walked old = WalkOf(DocumentAccess::Tree(oldDefaults), true);
-    MergePlan plan = PlanMerge(old.reading, theirs.reading, mine.reading);
+    Naming naming(true, nullptr);
+    const Walked mine = WalkOf(tree, naming);
+    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), naming);
+    const Walked old = WalkOf(DocumentAccess::Tree(oldDefaults), naming);
+    MergePlan plan = PlanMerge(old.reading, theirs.reading, mine.reading, naming);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
         return 0;
@@ -416,8 +424,8 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     };
     std::string why;
     for (const MergePlan::Set& set : plan.sets) {
-        if (tree.SetNode(mine.nodes[set.file], theirs.reading[set.updated].value) != 0) {
-            return refuse(mine.reading[set.file].key + ": a value XML cannot hold");
+        if (tree.SetNode(mine.nodes[set.file], std::string(theirs.reading[set.updated].value)) != 0) {
+            return refuse(naming.Key(mine.reading[set.file]) + ": a value XML cannot hold");
         }
     }
     std::unordered_set<const void*> removed, revived;
@@ -427,14 +435,14 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         removed.insert(mine.nodes[i].object);
         gone[i] = true;
     }
-    const std::unordered_set<const void*> keeping = Keeping(mine, gone);
+    const std::unordered_set<const void*> keeping = Keeping(mine, gone, naming);
     if (!plan.adds.empty()) {
         std::vector<bool> added(theirs.reading.size(), false);
         for (const MergePlan::Add& add : plan.adds) {
             added[add.updated] = true;
         }
-        const Paths paths = PathsOf(mine);
-        const Paths oldPaths = PathsOf(old);
+        const Paths paths = PathsOf(mine, naming);
+        const Paths oldPaths = PathsOf(old, naming);
         Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, oldPaths, removed,
                         keeping, added);
         if (!placing.Run(why)) {
@@ -451,7 +459,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     if (!plan.removals.empty()) {
         // An element the new defaults drop with everything in it goes whole,
         // rather than be left empty.
-        const Paths kept = PathsOf(theirs);
+        const Paths kept = PathsOf(theirs, naming);
         std::vector<bool> whole(mine.reading.size(), false); // removed with an element that holds it
         for (size_t c = 0; c < mine.containers.size(); ++c) {
             const Walked::Container& container = mine.containers[c];
@@ -461,7 +469,8 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             const std::string prefix = container.path + ".";
             size_t end = container.first;
             bool all = true;
-            for (; end < mine.reading.size() && mine.reading[end].id.compare(0, prefix.size(), prefix) == 0; ++end) {
+            for (; end < mine.reading.size() && naming.Path(mine.reading[end]).compare(0, prefix.size(), prefix) == 0;
+                 ++end) {
                 all = all && gone[end];
             }
             if (!all) {
@@ -484,7 +493,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
             const int status = revived.count(mine.nodes[i].object) != 0 ? tree.SetNode(mine.nodes[i], std::string())
                                                                         : tree.RemoveNode(mine.nodes[i], true, why);
             if (status != 0) {
-                return refuse(mine.reading[i].key + ": " + why);
+                return refuse(naming.Key(mine.reading[i]) + ": " + why);
             }
         }
     }
@@ -509,7 +518,8 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     if (probe.Parse(merged) != 0) {
         return refuse("the merged text would not read: " + probe.Error());
     }
-    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, ReadingOf(probe));
+    const Reading reread = ReadingOf(probe, naming);
+    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, reread, naming);
     if (!wrong.empty()) {
         return refuse(wrong);
     }
