@@ -83,7 +83,7 @@ void Naming::Restart(size_t expected)
     m_seen.reserve(expected);
 }
 
-void Naming::Identify(Keyed& item, std::string_view name, std::string_view group)
+uint32_t Naming::Number(std::string_view name, std::string_view group)
 {
     // Views into a text that outlives the naming are the same bytes where
     // they are the same view; made strings may reuse their room.
@@ -92,8 +92,13 @@ void Naming::Identify(Keyed& item, std::string_view name, std::string_view group
         m_lastGroup = group;
         m_groupMet = true;
     }
+    return m_names.Number(name, m_lastGroupNumber);
+}
+
+void Naming::Identify(Keyed& item, std::string_view name, std::string_view group)
+{
+    item.name = Number(name, group);
     item.group = m_lastGroupNumber;
-    item.name = m_names.Number(name, item.group);
     if (item.name >= m_seen.size()) {
         m_seen.resize(item.name + size_t{1}, 0);
     }

@@ -118,6 +118,10 @@ public:
     void Restart(size_t expected);
     // Gives `item` its id and group from its name and its group's.
     void Identify(Keyed& item, std::string_view name, std::string_view group);
+    // The number of a name met beside the values (an XML element that
+    // holds elements only) or looked for: no occurrence is counted.
+    uint32_t Number(std::string_view name, std::string_view group);
+    std::string_view NameOf(uint32_t number) const { return m_names.Of(number); }
     // `bytes` in lasting storage.
     std::string_view Keep(std::string_view bytes) { return m_store.Keep(bytes); }
     // An XML value's key, as list prints it, kept for `item`.

@@ -48,13 +48,6 @@ void IndexedInto(std::string& indexed, const std::string& key, std::string& pare
     parent.assign(indexed, 0, parentEnd);
 }
 
-std::string Indexed(const std::string& key, std::string& parent)
-{
-    std::string indexed;
-    IndexedInto(indexed, key, parent);
-    return indexed;
-}
-
 // The name an attribute's key ends with, its quotes taken off.
 std::string LastName(const std::string& key)
 {
@@ -96,29 +89,33 @@ struct Walked
     std::vector<Node> nodes;
     struct Container
     {
-        std::string path;
+        uint32_t name;         // its indexed key's number
+        std::string_view path; // its indexed key, held by the naming
         Node node;
         size_t first; // the reading's index of its first value: they follow one another
     };
     std::vector<Container> containers;
 };
 
-// Every element and attribute of a walked tree by its indexed key, the
-// keys held by `walked`.
-using Paths = std::unordered_map<std::string_view, Node>;
-
-Paths PathsOf(const Walked& walked, const Naming& naming)
+// Every element and attribute of a walked tree by the number of its indexed key.
+class Paths
 {
-    Paths paths;
-    paths.reserve(walked.reading.size() + walked.containers.size());
-    for (size_t i = 0; i < walked.reading.size(); ++i) {
-        paths.emplace(naming.Path(walked.reading[i]), walked.nodes[i]);
+public:
+    Paths(const Walked& walked, const Naming& naming) : m_nodes(naming.NameCount())
+    {
+        for (size_t i = 0; i < walked.reading.size(); ++i) {
+            m_nodes[walked.reading[i].name] = walked.nodes[i];
+        }
+        for (const Walked::Container& container : walked.containers) {
+            m_nodes[container.name] = container.node;
+        }
     }
-    for (const Walked::Container& container : walked.containers) {
-        paths.emplace(container.path, container.node);
-    }
-    return paths;
-}
+    // The node, or none.
+    Node Find(uint32_t name) const { return name < m_nodes.size() ? m_nodes[name] : Node{}; }
+
+private:
+    std::vector<Node> m_nodes;
+};
 
 Walked WalkOf(const Tree& tree, Naming& naming)
 {
@@ -127,7 +124,9 @@ Walked WalkOf(const Tree& tree, Naming& naming)
     naming.Restart(0);
     tree.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
         if (value == nullptr) {
-            walked.containers.push_back({Indexed(key, group), node, walked.reading.size()});
+            IndexedInto(path, key, group);
+            const uint32_t name = naming.Number(path, group);
+            walked.containers.push_back({name, naming.NameOf(name), node, walked.reading.size()});
             return;
         }
         Fill(walked.reading.emplace_back(), naming, key, *value, path, group);
@@ -146,10 +145,12 @@ Walked WalkOf(const Tree& tree, Naming& naming)
 class Placing
 {
 public:
-    Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Paths& mine, const Paths& old,
+    Placing(Tree& file, const Tree& updated, std::string_view updatedText, Naming& naming, const Paths& mine,
+            const Paths& old,
             const std::unordered_set<const void*>& removed, const std::unordered_set<const void*>& keeping,
             const std::vector<bool>& added)
-        : m_file(file), m_updated(updated), m_text(updatedText), m_mine(mine), m_old(old), m_removed(removed),
+        : m_file(file), m_updated(updated), m_text(updatedText), m_naming(naming), m_mine(mine), m_old(old),
+          m_removed(removed),
           m_keeping(keeping), m_added(added)
     {
     }
@@ -209,8 +210,9 @@ private:
 
     bool Visit(const std::string& key, const std::string* value, Node node, size_t item, std::string& why)
     {
-        std::string group;
-        const std::string path = Indexed(key, group);
+        IndexedInto(m_path, key, m_group);
+        const std::string& path = m_path;
+        const std::string& group = m_group;
         if (m_subtree.open) {
             if (path.size() > m_subtree.path.size() && path[m_subtree.path.size()] == '.'
                 && path.compare(0, m_subtree.path.size(), m_subtree.path) == 0) {
@@ -234,20 +236,21 @@ private:
             return true; // under no element the file has: nothing to place it by
         }
         Frame& frame = m_frames.back();
-        const auto found = m_mine.find(path);
-        bool kept = found != m_mine.end() && m_removed.count(found->second.object) == 0;
-        if (!kept && found != m_mine.end() && !node.attribute && item == kNoItem) {
+        const uint32_t name = m_naming.Number(path, group);
+        const Node found = m_mine.Find(name);
+        bool kept = found && m_removed.count(found.object) == 0;
+        if (!kept && found && !node.attribute && item == kNoItem) {
             // An empty element of the file that the new defaults fill: its
             // value goes as they give it children, the element stays.
-            m_revived.insert(found->second.object);
+            m_revived.insert(found.object);
             kept = true;
         }
         if (node.attribute) {
             if (kept) {
-                frame.lastAttribute = found->second;
+                frame.lastAttribute = found;
                 for (const auto& pending : frame.pendingAttributes) {
                     const int status =
-                        m_file.InsertAttribute(frame.file, found->second, false, pending.first, pending.second, why);
+                        m_file.InsertAttribute(frame.file, found, false, pending.first, pending.second, why);
                     if (!Check(status, key, why)) {
                         return false;
                     }
@@ -262,27 +265,27 @@ private:
             }
             return true;
         }
-        if (found != m_mine.end()) {
+        if (found) {
             // An element the file holds with children only, where the new
             // defaults give it text, or nothing (Emptied): text only where
             // no element stays in it, as an element holds one or the other.
-            if (Added(item) && (value->empty() || m_keeping.count(found->second.object) != 0)) {
-                m_emptied.emplace_back(item, found->second);
-            } else if (Added(item) && !Check(m_file.SetNode(found->second, *value), key, why)) {
+            if (Added(item) && (value->empty() || m_keeping.count(found.object) != 0)) {
+                m_emptied.emplace_back(item, found);
+            } else if (Added(item) && !Check(m_file.SetNode(found, *value), key, why)) {
                 return false;
             }
             if (kept) {
-                if (!Flush(frame, found->second, why)) {
+                if (!Flush(frame, found, why)) {
                     return false;
                 }
-                frame.lastElement = found->second;
+                frame.lastElement = found;
             }
-            m_frames.push_back(Frame{path, found->second, Node{}, Node{}});
+            m_frames.push_back(Frame{path, found, Node{}, Node{}});
             return true;
         }
         // An element the old defaults had (with a value or elements) and the
         // file lacks, the user removed: it stays away, whatever it holds now.
-        const bool itself = m_old.count(path) == 0 && (item == kNoItem || Added(item));
+        const bool itself = !m_old.Find(name) && (item == kNoItem || Added(item));
         m_subtree = Subtree{true, path, key, node, {}, itself, {}};
         if (Added(item)) {
             m_subtree.added.push_back(item);
@@ -357,8 +360,10 @@ private:
     Tree& m_file;
     const Tree& m_updated;
     std::string_view m_text;
+    Naming& m_naming;
     const Paths& m_mine;
     const Paths& m_old; // the old defaults' elements and attributes
+    std::string m_path, m_group; // the node visited: its indexed key and its parent's
     const std::unordered_set<const void*>& m_removed;
     const std::unordered_set<const void*>& m_keeping; // the file's elements the merge keeps an element in
     const std::vector<bool>& m_added;
@@ -375,7 +380,7 @@ std::unordered_set<const void*> Keeping(const Walked& mine, const std::vector<bo
 {
     std::unordered_set<const void*> keeping;
     for (const Walked::Container& container : mine.containers) {
-        const std::string prefix = container.path + ".";
+        const std::string prefix = std::string(container.path) + ".";
         for (size_t i = container.first;
              i < mine.reading.size() && naming.Path(mine.reading[i]).compare(0, prefix.size(), prefix) == 0; ++i) {
             if (!gone[i] && !mine.nodes[i].attribute) {
@@ -441,9 +446,9 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         for (const MergePlan::Add& add : plan.adds) {
             added[add.updated] = true;
         }
-        const Paths paths = PathsOf(mine, naming);
-        const Paths oldPaths = PathsOf(old, naming);
-        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), paths, oldPaths, removed,
+        const Paths paths(mine, naming);
+        const Paths oldPaths(old, naming);
+        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), naming, paths, oldPaths, removed,
                         keeping, added);
         if (!placing.Run(why)) {
             return refuse(why);
@@ -459,14 +464,14 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     if (!plan.removals.empty()) {
         // An element the new defaults drop with everything in it goes whole,
         // rather than be left empty.
-        const Paths kept = PathsOf(theirs, naming);
+        const Paths kept(theirs, naming);
         std::vector<bool> whole(mine.reading.size(), false); // removed with an element that holds it
         for (size_t c = 0; c < mine.containers.size(); ++c) {
             const Walked::Container& container = mine.containers[c];
-            if (kept.count(container.path) != 0) {
+            if (kept.Find(container.name)) {
                 continue;
             }
-            const std::string prefix = container.path + ".";
+            const std::string prefix = std::string(container.path) + ".";
             size_t end = container.first;
             bool all = true;
             for (; end < mine.reading.size() && naming.Path(mine.reading[end]).compare(0, prefix.size(), prefix) == 0;
@@ -477,7 +482,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
                 continue;
             }
             if (tree.RemoveNode(container.node, true, why) != 0) {
-                return refuse(container.path + ": " + why);
+                return refuse(std::string(container.path) + ": " + why);
             }
             std::fill(whole.begin() + static_cast<std::ptrdiff_t>(container.first),
                       whole.begin() + static_cast<std::ptrdiff_t>(end), true);
