@@ -79,8 +79,12 @@ Naming::Naming(bool copies, Show show)
 void Naming::Restart(size_t expected)
 {
     std::fill(m_seen.begin(), m_seen.end(), 0);
-    m_names.Reserve(expected);
-    m_seen.reserve(expected);
+    // Room for the first reading's names; later readings mostly meet the
+    // same ones, and room made again would move them all.
+    if (m_names.Size() == 0) {
+        m_names.Reserve(expected);
+        m_seen.reserve(expected);
+    }
 }
 
 uint32_t Naming::Number(std::string_view name, std::string_view group)
