@@ -315,7 +315,7 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--smoke") == 0) {
             smoke = true;
-        } else if (dir.empty()) {
+        } else if (dir.empty() && argv[i][0] != '-') { // an option it does not know is no directory
             dir = argv[i];
         } else {
             dir.clear();
