@@ -22,9 +22,10 @@ struct __attribute__((visibility("hidden"))) DocumentAccess
     using State = Document::State;
     static State& Of(Document& document);
     static const State& Of(const Document& document);
-    // The text becomes `text`, as an edit does it: the loaded bytes, the lock
-    // and the file to save stay.
-    static void Replace(XmlDocument& document, std::string_view text);
+    // The text becomes that of `parsed`, whose bytes move rather than be
+    // copied, as an edit does it: the loaded bytes, the lock and the file to
+    // save stay.
+    static void Replace(XmlDocument& document, XmlDocument& parsed);
     // Whether the XML document's text as it stands is well-formed XML.
     static bool Parsed(const XmlDocument& document);
     // Error() says `why`.

@@ -89,11 +89,10 @@ void Naming::Restart(size_t expected)
 
 uint32_t Naming::Number(std::string_view name, std::string_view group)
 {
-    // Views into a text that outlives the naming are the same bytes where
-    // they are the same view; made strings may reuse their room.
-    if (m_copies || !m_groupMet || group.data() != m_lastGroup.data() || group.size() != m_lastGroup.size()) {
+    // A text's values of one group mostly come together.
+    if (!m_groupMet || group != m_lastGroup) {
         m_lastGroupNumber = m_groups.Number(group, 0);
-        m_lastGroup = group;
+        m_lastGroup = m_groups.Of(m_lastGroupNumber); // lasting, where `group` may not be
         m_groupMet = true;
     }
     return m_names.Number(name, m_lastGroupNumber);
@@ -290,6 +289,21 @@ std::vector<std::string_view> Sorted(std::vector<std::string_view> groups)
     return groups;
 }
 
+// Each group of a reading's values that `takes` accepts, once, sorted.
+template <typename Takes>
+std::vector<std::string_view> GroupsOf(const Reading& reading, const Naming& naming, Takes takes)
+{
+    std::vector<bool> listed(naming.GroupCount(), false);
+    std::vector<std::string_view> groups;
+    for (size_t i = 0; i < reading.size(); ++i) {
+        if (!listed[reading[i].group] && takes(i)) {
+            listed[reading[i].group] = true;
+            groups.push_back(naming.Group(reading[i]));
+        }
+    }
+    return Sorted(std::move(groups));
+}
+
 // The groups the new defaults no longer have (neither a value in them or
 // beneath them, nor an XML value by their name) where the file keeps
 // nothing: every value of theirs the file holds goes, so the old defaults
@@ -297,26 +311,9 @@ std::vector<std::string_view> Sorted(std::vector<std::string_view> groups)
 std::vector<std::string> DroppedGroups(const Reading& updated, const Reading& file, const std::vector<bool>& removed,
                                        const Naming& naming)
 {
-    std::vector<std::string_view> alive, kept;
-    // Values of a group mostly come together: each run is listed once.
-    const auto list = [](std::vector<std::string_view>& groups, std::string_view group) {
-        if (groups.empty() || groups.back() != group) {
-            groups.push_back(group);
-        }
-    };
-    for (const Keyed& item : updated) {
-        list(alive, naming.Group(item));
-        if (naming.Paths() && !naming.Group(item).empty()) {
-            alive.push_back(naming.Path(item));
-        }
-    }
-    for (size_t i = 0; i < file.size(); ++i) {
-        if (!removed[i]) {
-            list(kept, naming.Group(file[i]));
-        }
-    }
-    alive = Sorted(std::move(alive));
-    kept = Sorted(std::move(kept));
+    // A value beneath a group has a group beneath it, or the group itself.
+    const std::vector<std::string_view> alive = GroupsOf(updated, naming, [](size_t) { return true; });
+    const std::vector<std::string_view> kept = GroupsOf(file, naming, [&](size_t i) { return !removed[i]; });
     std::vector<bool> seen(naming.GroupCount(), false);
     std::vector<std::string> dropped;
     for (size_t i = 0; i < file.size(); ++i) {
@@ -329,6 +326,27 @@ std::vector<std::string> DroppedGroups(const Reading& updated, const Reading& fi
             dropped.push_back(group);
         }
     }
+    if (!naming.Paths() || dropped.empty()) {
+        return dropped;
+    }
+    // An XML element the new defaults give a value of its own (below the
+    // top) stays: its path is looked up only where its length is a group's.
+    std::unordered_set<std::string_view> named(dropped.begin(), dropped.end()), valued;
+    std::vector<bool> lengths;
+    for (const std::string& group : dropped) {
+        lengths.resize(std::max(lengths.size(), group.size() + 1), false);
+        lengths[group.size()] = true;
+    }
+    for (const Keyed& item : updated) {
+        const std::string_view path = naming.Path(item);
+        if (path.size() < lengths.size() && lengths[path.size()] && !naming.Group(item).empty()
+            && named.count(path) != 0) {
+            valued.insert(path);
+        }
+    }
+    dropped.erase(std::remove_if(dropped.begin(), dropped.end(),
+                                 [&](const std::string& group) { return valued.count(group) != 0; }),
+                  dropped.end());
     return dropped;
 }
 
@@ -425,16 +443,16 @@ ReadBack::ReadBack(const Reading& file, const Reading& updated, const MergePlan&
 // The merged text mostly reads as the file in its order, with the adds
 // between: a value read that is the next one expected there is matched at
 // once. What is left, expected or read, is counted by Result.
-void ReadBack::Read(const Keyed& item)
+bool ReadBack::Next(const Keyed& item)
 {
-    if (m_next < m_file.size() && item.name == m_file[m_next].name && item.value == m_value[m_next]) {
-        ++m_next;
-        while (m_next < m_file.size() && m_gone[m_next]) {
-            ++m_next;
-        }
-    } else {
-        m_unmatched.push_back(item);
+    if (m_next >= m_file.size() || item.name != m_file[m_next].name || item.value != m_value[m_next]) {
+        return false;
     }
+    ++m_next;
+    while (m_next < m_file.size() && m_gone[m_next]) {
+        ++m_next;
+    }
+    return true;
 }
 
 std::string ReadBack::Result() const
@@ -463,16 +481,6 @@ std::string ReadBack::Result() const
         }
     }
     return "";
-}
-
-std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
-                            const Reading& merged, const Naming& naming)
-{
-    ReadBack readBack(file, updated, plan, naming);
-    for (const Keyed& item : merged) {
-        readBack.Read(item);
-    }
-    return readBack.Result();
 }
 
 } // namespace zelconfig

@@ -122,6 +122,11 @@ public:
     // holds elements only) or looked for: no occurrence is counted.
     uint32_t Number(std::string_view name, std::string_view group);
     std::string_view NameOf(uint32_t number) const { return m_names.Of(number); }
+    std::string_view GroupName(uint32_t number) const { return m_groups.Of(number); }
+    // The group of the name numbered last.
+    uint32_t GroupNumber() const { return m_lastGroupNumber; }
+    // An XML value's key as list prints it.
+    std::string_view KeyOf(const Keyed& item) const { return m_keys[item.key]; }
     // `bytes` in lasting storage.
     std::string_view Keep(std::string_view bytes) { return m_store.Keep(bytes); }
     // An XML value's key, as list prints it, kept for `item`.
@@ -184,7 +189,17 @@ class ReadBack
 public:
     ReadBack(const Reading& file, const Reading& updated, const MergePlan& plan, const Naming& naming);
     // The merged text's next value, its views lasting until Result.
-    void Read(const Keyed& item);
+    void Read(const Keyed& item)
+    {
+        if (!Next(item)) {
+            Hold(item);
+        }
+    }
+    // Whether the merged text's next value is the one expected there, which
+    // it then counts; its views need last no longer than the call.
+    bool Next(const Keyed& item);
+    // Counts a value read that was not where expected, its views lasting until Result.
+    void Hold(const Keyed& item) { m_unmatched.push_back(item); }
     // Empty when so, else the first difference found, in words.
     std::string Result() const;
 
@@ -198,11 +213,6 @@ private:
     size_t m_next = 0;                     // the file's value the next one read is expected to be
     std::vector<Keyed> m_unmatched;        // read, not where expected, in their order
 };
-
-// The same for a whole reading: empty when `merged` reads as planned, else
-// the first difference found, in words.
-std::string MergedAsPlanned(const Reading& file, const Reading& updated, const MergePlan& plan,
-                            const Reading& merged, const Naming& naming);
 
 } // namespace zelconfig
 

@@ -262,11 +262,11 @@ int XmlDocument::Save()
     return s.EditedFile::Save();
 }
 
-void DocumentAccess::Replace(XmlDocument& document, std::string_view text)
+void DocumentAccess::Replace(XmlDocument& document, XmlDocument& parsed)
 {
     XmlDocument::State& s = *document.m_state;
-    if (text != std::string_view(s.text)) {
-        s.text.Assign(text);
+    if (std::string_view(parsed.m_state->text) != std::string_view(s.text)) {
+        s.text.Take(parsed.m_state->text);
         s.changed = true;
         s.stale = true;
     }

@@ -49,23 +49,31 @@ void IndexedInto(std::string& indexed, const std::string& key, std::string& pare
 }
 
 // The name an attribute's key ends with, its quotes taken off.
-std::string LastName(const std::string& key)
+std::string LastName(std::string_view key)
 {
     if (!key.empty() && key.back() == '"') {
         const size_t open = key.rfind('"', key.size() - 2);
-        return key.substr(open + 1, key.size() - open - 2);
+        return std::string(key.substr(open + 1, key.size() - open - 2));
     }
     const size_t dot = key.rfind('.');
-    return dot == std::string::npos ? key : key.substr(dot + 1);
+    return std::string(dot == std::string_view::npos ? key : key.substr(dot + 1));
 }
 
-// One value of a tree: its key and value kept, as the walk's strings are
-// made afresh for each value.
-void Fill(Keyed& item, Naming& naming, const std::string& key, const std::string& value, std::string& path,
+// One value of a tree into `item`, its value a view of the walk's string,
+// which lasts only until the next value; `path` and `group` are room reused.
+void Name(Keyed& item, Naming& naming, const std::string& key, const std::string& value, std::string& path,
           std::string& group)
 {
     IndexedInto(path, key, group);
     naming.Identify(item, path, group);
+    item.value = value;
+}
+
+// The same with its key and value kept, for a reading.
+void Fill(Keyed& item, Naming& naming, const std::string& key, const std::string& value, std::string& path,
+          std::string& group)
+{
+    Name(item, naming, key, value, path, group);
     naming.KeepKey(item, key);
     item.value = naming.Keep(value);
 }
@@ -89,12 +97,19 @@ struct Walked
     std::vector<Node> nodes;
     struct Container
     {
-        uint32_t name;         // its indexed key's number
-        std::string_view path; // its indexed key, held by the naming
+        uint32_t name, group;       // its indexed key's number, and its parent's
+        std::string_view path, key; // its indexed key and its key, held by the naming
         Node node;
         size_t first; // the reading's index of its first value: they follow one another
     };
     std::vector<Container> containers;
+    // Every node in the tree's order, when asked for: a value by its index
+    // in the reading, else kNoItem and a container by its index.
+    struct Step
+    {
+        size_t item, container;
+    };
+    std::vector<Step> order;
 };
 
 // Every element and attribute of a walked tree by the number of its indexed key.
@@ -117,7 +132,9 @@ private:
     std::vector<Node> m_nodes;
 };
 
-Walked WalkOf(const Tree& tree, Naming& naming)
+// A tree's reading; `ordered` with the order of all its nodes, for the
+// placing of what it adds.
+Walked WalkOf(const Tree& tree, Naming& naming, bool ordered)
 {
     Walked walked;
     std::string path, group;
@@ -126,8 +143,15 @@ Walked WalkOf(const Tree& tree, Naming& naming)
         if (value == nullptr) {
             IndexedInto(path, key, group);
             const uint32_t name = naming.Number(path, group);
-            walked.containers.push_back({name, naming.NameOf(name), node, walked.reading.size()});
+            if (ordered) {
+                walked.order.push_back({kNoItem, walked.containers.size()});
+            }
+            walked.containers.push_back(
+                {name, naming.GroupNumber(), naming.NameOf(name), naming.Keep(key), node, walked.reading.size()});
             return;
+        }
+        if (ordered) {
+            walked.order.push_back({walked.reading.size(), 0});
         }
         Fill(walked.reading.emplace_back(), naming, key, *value, path, group);
         walked.nodes.push_back(node);
@@ -135,7 +159,7 @@ Walked WalkOf(const Tree& tree, Naming& naming)
     return walked;
 }
 
-// Places what the new defaults add, in one more walk of their tree: an
+// Places what the new defaults add, in one more pass over their walk: an
 // element the file lacks (whole, with what it holds) after the element
 // before it there that the file keeps, else before the one after it, else
 // at the end of its parent; an attribute likewise among its element's
@@ -145,13 +169,11 @@ Walked WalkOf(const Tree& tree, Naming& naming)
 class Placing
 {
 public:
-    Placing(Tree& file, const Tree& updated, std::string_view updatedText, Naming& naming, const Paths& mine,
-            const Paths& old,
-            const std::unordered_set<const void*>& removed, const std::unordered_set<const void*>& keeping,
-            const std::vector<bool>& added)
-        : m_file(file), m_updated(updated), m_text(updatedText), m_naming(naming), m_mine(mine), m_old(old),
-          m_removed(removed),
-          m_keeping(keeping), m_added(added)
+    Placing(Tree& file, const Tree& updated, std::string_view updatedText, const Walked& walked,
+            const Naming& naming, const Paths& mine, const Paths& old, const std::unordered_set<const void*>& removed,
+            const std::unordered_set<const void*>& keeping, const std::vector<bool>& added)
+        : m_file(file), m_updated(updated), m_text(updatedText), m_walked(walked), m_naming(naming), m_mine(mine),
+          m_old(old), m_removed(removed), m_keeping(keeping), m_added(added)
     {
     }
 
@@ -169,15 +191,11 @@ public:
     // False with `why` when something cannot be placed.
     bool Run(std::string& why)
     {
-        m_frames.push_back(Frame{std::string(), m_file.Root(), Node{}, Node{}});
-        size_t next = 0;
+        m_frames.push_back(Frame{std::string_view(), m_file.Root(), Node{}, Node{}});
         bool ok = true;
-        m_updated.ForEachNode([&](const std::string& key, const std::string* value, Node node) {
-            const size_t item = value != nullptr ? next++ : kNoItem;
-            if (ok) {
-                ok = Visit(key, value, node, item, why);
-            }
-        });
+        for (size_t i = 0; ok && i < m_walked.order.size(); ++i) {
+            ok = Visit(m_walked.order[i], why);
+        }
         ok = ok && CloseSubtree(why);
         while (ok && !m_frames.empty()) {
             ok = Pop(why);
@@ -189,7 +207,7 @@ private:
     // An element of the new defaults that the file has too, as the walk is inside it.
     struct Frame
     {
-        std::string path;
+        std::string_view path;
         Node file;
         Node lastElement, lastAttribute; // the last child the file keeps, met so far
         std::vector<Tree::Piece> pending = {}; // new elements since the last kept one, placed as one
@@ -199,7 +217,7 @@ private:
     struct Subtree
     {
         bool open = false;
-        std::string path, key;
+        std::string_view path, key;
         Node node;
         std::vector<size_t> added; // its values the merge adds
         bool itself = true;    // its own value, if any, is one of them
@@ -208,11 +226,17 @@ private:
 
     bool Added(size_t item) const { return item != kNoItem && m_added[item]; }
 
-    bool Visit(const std::string& key, const std::string* value, Node node, size_t item, std::string& why)
+    bool Visit(const Walked::Step& step, std::string& why)
     {
-        IndexedInto(m_path, key, m_group);
-        const std::string& path = m_path;
-        const std::string& group = m_group;
+        const size_t item = step.item;
+        const bool valued = item != kNoItem;
+        const Walked::Container* container = valued ? nullptr : &m_walked.containers[step.container];
+        const uint32_t name = valued ? m_walked.reading[item].name : container->name;
+        const std::string_view path = m_naming.NameOf(name);
+        const std::string_view group = m_naming.GroupName(valued ? m_walked.reading[item].group : container->group);
+        const std::string_view key = valued ? m_naming.KeyOf(m_walked.reading[item]) : container->key;
+        const Node node = valued ? m_walked.nodes[item] : container->node;
+        const std::string_view value = valued ? m_walked.reading[item].value : std::string_view();
         if (m_subtree.open) {
             if (path.size() > m_subtree.path.size() && path[m_subtree.path.size()] == '.'
                 && path.compare(0, m_subtree.path.size(), m_subtree.path) == 0) {
@@ -236,7 +260,6 @@ private:
             return true; // under no element the file has: nothing to place it by
         }
         Frame& frame = m_frames.back();
-        const uint32_t name = m_naming.Number(path, group);
         const Node found = m_mine.Find(name);
         bool kept = found && m_removed.count(found.object) == 0;
         if (!kept && found && !node.attribute && item == kNoItem) {
@@ -257,11 +280,11 @@ private:
                 }
                 frame.pendingAttributes.clear();
             } else if (Added(item) && frame.lastAttribute) {
-                const int status =
-                    m_file.InsertAttribute(frame.file, frame.lastAttribute, true, LastName(key), *value, why);
+                const int status = m_file.InsertAttribute(frame.file, frame.lastAttribute, true, LastName(key),
+                                                          std::string(value), why);
                 return Check(status, key, why);
             } else if (Added(item)) {
-                frame.pendingAttributes.emplace_back(LastName(key), *value);
+                frame.pendingAttributes.emplace_back(LastName(key), std::string(value));
             }
             return true;
         }
@@ -269,9 +292,9 @@ private:
             // An element the file holds with children only, where the new
             // defaults give it text, or nothing (Emptied): text only where
             // no element stays in it, as an element holds one or the other.
-            if (Added(item) && (value->empty() || m_keeping.count(found.object) != 0)) {
+            if (Added(item) && (value.empty() || m_keeping.count(found.object) != 0)) {
                 m_emptied.emplace_back(item, found);
-            } else if (Added(item) && !Check(m_file.SetNode(found, *value), key, why)) {
+            } else if (Added(item) && !Check(m_file.SetNode(found, std::string(value)), key, why)) {
                 return false;
             }
             if (kept) {
@@ -311,7 +334,7 @@ private:
         }
         Tree::Piece piece;
         if (!m_updated.PieceOf(m_text, m_subtree.node, m_subtree.without, piece)) {
-            why = m_subtree.key + ": its bytes in the new defaults cannot be found";
+            why = std::string(m_subtree.key) + ": its bytes in the new defaults cannot be found";
             return false;
         }
         m_frames.back().pending.push_back(std::move(piece));
@@ -341,29 +364,29 @@ private:
         m_frames.pop_back();
         for (const auto& pending : frame.pendingAttributes) {
             if (!Check(m_file.InsertAttribute(frame.file, Node{}, true, pending.first, pending.second, why),
-                       frame.path + "." + pending.first, why)) {
+                       std::string(frame.path) + "." + pending.first, why)) {
                 return false;
             }
         }
         return Flush(frame, Node{}, why);
     }
 
-    static bool Check(int status, const std::string& key, std::string& why)
+    static bool Check(int status, std::string_view key, std::string& why)
     {
         if (status == 0) {
             return true;
         }
-        why = key + ": " + (status == kStatusNotHoldable ? "a value XML cannot hold" : why);
+        why = std::string(key) + ": " + (status == kStatusNotHoldable ? "a value XML cannot hold" : why);
         return false;
     }
 
     Tree& m_file;
     const Tree& m_updated;
     std::string_view m_text;
-    Naming& m_naming;
+    const Walked& m_walked; // the new defaults'
+    const Naming& m_naming;
     const Paths& m_mine;
     const Paths& m_old; // the old defaults' elements and attributes
-    std::string m_path, m_group; // the node visited: its indexed key and its parent's
     const std::unordered_set<const void*>& m_removed;
     const std::unordered_set<const void*>& m_keeping; // the file's elements the merge keeps an element in
     const std::vector<bool>& m_added;
@@ -413,9 +436,9 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     }
     Tree& tree = DocumentAccess::Tree(file);
     Naming naming(true, nullptr);
-    const Walked mine = WalkOf(tree, naming);
-    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), naming);
-    const Walked old = WalkOf(DocumentAccess::Tree(oldDefaults), naming);
+    const Walked mine = WalkOf(tree, naming, false);
+    const Walked theirs = WalkOf(DocumentAccess::Tree(newDefaults), naming, true);
+    const Walked old = WalkOf(DocumentAccess::Tree(oldDefaults), naming, false);
     MergePlan plan = PlanMerge(old.reading, theirs.reading, mine.reading, naming);
     conflicts = std::move(plan.conflicts);
     if (plan.sets.empty() && plan.removals.empty() && plan.adds.empty()) {
@@ -448,7 +471,7 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
         }
         const Paths paths(mine, naming);
         const Paths oldPaths(old, naming);
-        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), naming, paths, oldPaths, removed,
+        Placing placing(tree, DocumentAccess::Tree(newDefaults), newDefaults.Text(), theirs, naming, paths, oldPaths, removed,
                         keeping, added);
         if (!placing.Run(why)) {
             return refuse(why);
@@ -523,12 +546,24 @@ int Merge(const XmlDocument& oldDefaults, const XmlDocument& newDefaults, XmlDoc
     if (probe.Parse(merged) != 0) {
         return refuse("the merged text would not read: " + probe.Error());
     }
-    const Reading reread = ReadingOf(probe, naming);
-    const std::string wrong = MergedAsPlanned(mine.reading, theirs.reading, plan, reread, naming);
+    // Read back value by value: only those not where expected are kept.
+    ReadBack readBack(mine.reading, theirs.reading, plan, naming);
+    Keyed item;
+    std::string path, group;
+    naming.Restart(0);
+    probe.Walk([&](const std::string& key, const std::string& value) {
+        Name(item, naming, key, value, path, group);
+        if (!readBack.Next(item)) {
+            naming.KeepKey(item, key);
+            item.value = naming.Keep(value);
+            readBack.Hold(item);
+        }
+    });
+    const std::string wrong = readBack.Result();
     if (!wrong.empty()) {
         return refuse(wrong);
     }
-    DocumentAccess::Replace(file, merged);
+    DocumentAccess::Replace(file, probe);
     return 0;
 }
 
