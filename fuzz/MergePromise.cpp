@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <string_view>
 
 #include "TestFiles.h"
 
@@ -108,6 +109,9 @@ std::vector<std::string> Shown(std::vector<zelconfig::Conflict> conflicts, bool 
     return shown;
 }
 
+// The bytes the INI dialect takes for blanks: ASCII's white space and separators.
+const char kIniBlanks[] = " \t\n\v\f\r\x1c\x1d\x1e\x1f";
+
 bool IsComment(const std::string& line, bool xml)
 {
     if (!xml) {
@@ -144,9 +148,7 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
         ++left[line];
     }
     const auto opens = [&run](const std::string& line) {
-        // An INI line's blanks take in the ASCII separators too.
-        const size_t begin = line.find_first_not_of(run.ini ? std::string(" \t\r\v\f\x1c\x1d\x1e\x1f")
-                                                            : std::string(" \t\r\v\f"));
+        const size_t begin = line.find_first_not_of(run.ini ? kIniBlanks : " \t\r\v\f");
         return begin != std::string::npos
                && (run.xml ? line[begin] == '<' && line.compare(begin, 2, "</") != 0 && !IsComment(line, true)
                              && line.back() == '>' && line[line.size() - 2] != '/' && line.find("</") == std::string::npos
@@ -197,7 +199,7 @@ std::string CheckComments(const Run& run, const std::set<size_t>& removedLines)
         }
         for (size_t down = at + 1; (run.ini || run.xml) && down < lines.size() && keyLines.count(down) == 0; ++down) {
             const std::string& line = lines[down];
-            if (run.ini && !line.empty() && line[0] != ' ' && line[0] != '\t' && !IsComment(line, false)) {
+            if (run.ini && !line.empty() && std::string_view(kIniBlanks).find(line[0]) == std::string_view::npos && !IsComment(line, false)) {
                 break;
             }
             owned[down] = true;

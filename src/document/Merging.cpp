@@ -72,7 +72,7 @@ void Names::Grow(Table& table)
 }
 
 Naming::Naming(bool copies, Show show)
-    : m_copies(copies), m_names(copies ? &m_store : nullptr), m_groups(copies ? &m_store : nullptr), m_show(show)
+    : m_names(copies ? &m_store : nullptr), m_groups(copies ? &m_store : nullptr), m_show(show)
 {
 }
 

@@ -145,7 +145,6 @@ public:
 
 private:
     Store m_store;
-    bool m_copies;
     Names m_names, m_groups; // groups all in group 0
     std::vector<uint32_t> m_seen; // by name: occurrences in the reading so far
     std::vector<std::string_view> m_keys; // XML values' keys, by Keyed::key
