@@ -124,7 +124,14 @@ INSTANTIATE_TEST_SUITE_P(Cfg, CfgMerge, testing::Values(
     MergeRow{"KeyAddedToABlockTheUserRemovedStaysOut", "[A]\nk=1\n[B]\nj=1\n", "[A]\nk=1\n[B]\nj=1\nx=2\n",
              "[A]\nk=1\n", "", ""},
     MergeRow{"KeyAddedToABlockTheUserEmptied", "[A]\nk=1\n", "[A]\nk=1\nj=2\n", "[A]\n# none\n",
-             "[A]\nj=2\n# none\n", ""}));
+             "[A]\nj=2\n# none\n", ""},
+    // Comments are read only in the blocks about the edits: these are far
+    // from the first, and a new block's header has its own.
+    MergeRow{"EditsInLaterBlocksTakeTheirComments", "[A]\na=1\n[B]\nb=1\n[C]\n# the old one\nold=1\nc=1\n[D]\nd=1\n",
+             "[A]\na=1\n[B]\nb=1\n[C]\nc=1\n# how long\nt=5\n[D]\n# first now\nf=0\nd=1\n# the new block\n[E]\ne=1\n",
+             "[A]\na=1\n[B]\nb=1\n[C]\n# the old one\nold=1\nc=1\n[D]\n# mine\nd=1\n",
+             "[A]\na=1\n[B]\nb=1\n[C]\nc=1\n# how long\nt=5\n[D]\n# first now\nf=0\n# mine\nd=1\n# the new block\n[E]\ne=1\n",
+             ""}));
 
 using IniMerge = testing::TestWithParam<MergeRow>;
 
@@ -167,7 +174,13 @@ INSTANTIATE_TEST_SUITE_P(Ini, IniMerge, testing::Values(
     MergeRow{"LastLineReplacedKeepsCrlf", "[a]\r\nk = 1\r\nj = 2", "[a]\r\nk = 1\r\nx = 3\r\ny = 4",
              "[a]\r\nk = 1\r\nj = 2", "[a]\r\nk = 1\r\nx = 3\r\ny = 4", ""},
     MergeRow{"AddedAfterTheLastLineKeepsCrlf", "[a]\r\nk = 1", "[a]\r\nk = 1\r\nx = 3\r\ny = 4",
-             "[a]\r\nk = 1", "[a]\r\nk = 1\r\nx = 3\r\ny = 4", ""}));
+             "[a]\r\nk = 1", "[a]\r\nk = 1\r\nx = 3\r\ny = 4", ""},
+    MergeRow{"EditsInLaterSectionsTakeTheirComments",
+             "[a]\nk = 1\n[b]\nj = 2\n[c]\n; old note\nold = x\n  y\nm = 3\n[d]\nn = 4\n",
+             "[a]\nk = 1\n[b]\nj = 2\n[c]\nm = 3\n; added\np = 5\n[d]\n; first\nq = 0\nn = 4\n; a new section\n[e]\nz = 1\n",
+             "[a]\nk = 1\n[b]\nj = 2\n[c]\n; old note\nold = x\n; among\n  y\nm = 3\n[d]\n; mine\nn = 4\n",
+             "[a]\nk = 1\n[b]\nj = 2\n[c]\nm = 3\n; added\np = 5\n[d]\n; first\nq = 0\n; mine\nn = 4\n; a new section\n[e]\nz = 1\n",
+             ""}));
 
 using XmlMerge = testing::TestWithParam<MergeRow>;
 
