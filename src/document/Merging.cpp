@@ -31,7 +31,7 @@ uint32_t Names::Number(std::string_view name, uint32_t group)
     return m_last;
 }
 
-// Open addressing in the group's table, each slot with its name's hash.
+// Open addressing in the group's table, the hash held with each name.
 uint32_t Names::Lookup(std::string_view name, uint32_t group)
 {
     if (group >= m_tables.size()) {
@@ -44,28 +44,29 @@ uint32_t Names::Lookup(std::string_view name, uint32_t group)
     const uint32_t hash = static_cast<uint32_t>(std::hash<std::string_view>()(name));
     const size_t mask = table.slots.size() - 1;
     size_t at = hash & mask;
-    for (; table.slots[at].number != kNone; at = (at + 1) & mask) {
-        if (table.slots[at].hash == hash && Is(table.slots[at].number, name, group)) {
-            return table.slots[at].number;
+    for (; table.slots[at] != kNone; at = (at + 1) & mask) {
+        const Name& held = m_names[table.slots[at]];
+        if (held.hash == hash && held.group == group && held.name == name) {
+            return table.slots[at];
         }
     }
-    table.slots[at] = Slot{hash, static_cast<uint32_t>(m_names.size())};
+    table.slots[at] = static_cast<uint32_t>(m_names.size());
     ++table.count;
-    m_names.push_back(Name{m_copies != nullptr ? m_copies->Keep(name) : name, group});
-    return table.slots[at].number;
+    m_names.push_back(Name{m_copies != nullptr ? m_copies->Keep(name) : name, group, hash});
+    return table.slots[at];
 }
 
-void Names::Grow(Table& table)
+void Names::Grow(Table& table) const
 {
-    std::vector<Slot> slots(std::max<size_t>(16, 2 * table.slots.size()), Slot{0, kNone});
+    std::vector<uint32_t> slots(std::max<size_t>(16, 2 * table.slots.size()), kNone);
     const size_t mask = slots.size() - 1;
-    for (const Slot& slot : table.slots) {
-        if (slot.number != kNone) {
-            size_t at = slot.hash & mask;
-            while (slots[at].number != kNone) {
+    for (const uint32_t number : table.slots) {
+        if (number != kNone) {
+            size_t at = m_names[number].hash & mask;
+            while (slots[at] != kNone) {
                 at = (at + 1) & mask;
             }
-            slots[at] = slot;
+            slots[at] = number;
         }
     }
     table.slots = std::move(slots);
@@ -137,8 +138,8 @@ namespace {
 // Where each id stands in a reading. Two readings of one file's versions
 // mostly hold the same ids in the same order, so a caller's cursor, one past
 // the last id found, is tried first; behind it, built at the first id the
-// cursor misses, each name's values in order (the nth is the nth of them),
-// names by number: two arrays, no hashing.
+// cursor misses in one pass, where each name's first value stands (names by
+// number) and, for the few repeated ones, where each later value stands.
 class IdIndex
 {
 public:
@@ -155,39 +156,40 @@ public:
     }
 
 private:
+    static constexpr uint32_t kAbsent = static_cast<uint32_t>(-1);
+
+    static uint64_t Later(const Keyed& id) { return uint64_t{id.name} << 32 | id.nth; }
+
     size_t Lookup(const Keyed& id)
     {
-        if (m_begin.empty()) {
+        if (!m_built) {
             Build();
         }
-        if (id.name + size_t{1} >= m_begin.size()) {
-            return kNoItem;
+        if (id.nth != 1) {
+            const auto found = m_later.find(Later(id));
+            return found == m_later.end() ? kNoItem : found->second;
         }
-        const size_t begin = m_begin[id.name], count = m_begin[id.name + 1] - begin;
-        return id.nth >= 1 && id.nth <= count ? m_items[begin + id.nth - 1] : kNoItem;
+        return id.name < m_first.size() && m_first[id.name] != kAbsent ? m_first[id.name] : kNoItem;
     }
 
     void Build()
     {
-        m_begin.assign(m_naming.NameCount() + 2, 0);
-        for (const Keyed& item : m_reading) {
-            ++m_begin[item.name + 2];
-        }
-        for (size_t i = 2; i < m_begin.size(); ++i) {
-            m_begin[i] += m_begin[i - 1];
-        }
-        // m_begin[name + 1] counts up as the name's values are placed, to
-        // end as where the next name's begin.
-        m_items.resize(m_reading.size());
+        m_built = true;
+        m_first.assign(m_naming.NameCount(), kAbsent);
         for (size_t i = 0; i < m_reading.size(); ++i) {
-            m_items[m_begin[m_reading[i].name + 1]++] = static_cast<uint32_t>(i);
+            if (m_reading[i].nth == 1) {
+                m_first[m_reading[i].name] = static_cast<uint32_t>(i);
+            } else {
+                m_later.emplace(Later(m_reading[i]), i);
+            }
         }
     }
 
     const Reading& m_reading;
     const Naming& m_naming;
-    std::vector<uint32_t> m_begin; // by name: where its values begin in m_items
-    std::vector<uint32_t> m_items; // positions, by name, in order
+    bool m_built = false;
+    std::vector<uint32_t> m_first;               // by name: its first value's position
+    std::unordered_map<uint64_t, size_t> m_later; // by name and occurrence: a repeat's position
 };
 
 Difference DifferenceOf(const Keyed* first, const Keyed* second, const Naming& naming)

@@ -75,15 +75,12 @@ private:
     {
         std::string_view name;
         uint32_t group;
+        uint32_t hash; // in the room the group leaves
     };
-    struct Slot
-    {
-        uint32_t hash;
-        uint32_t number; // kNone: empty
-    };
+    // Open addressing: each slot a name's number, kNone where empty.
     struct Table
     {
-        std::vector<Slot> slots;
+        std::vector<uint32_t> slots;
         size_t count = 0;
     };
     static constexpr uint32_t kNone = static_cast<uint32_t>(-1);
@@ -92,7 +89,7 @@ private:
         return number < m_names.size() && m_names[number].group == group && m_names[number].name == name;
     }
     uint32_t Lookup(std::string_view name, uint32_t group);
-    static void Grow(Table& table);
+    void Grow(Table& table) const;
 
     Store* m_copies;
     std::vector<Name> m_names;
