@@ -7,8 +7,9 @@
 #include "Merging.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace zelconfig {
 
